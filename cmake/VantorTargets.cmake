@@ -1,0 +1,26 @@
+# Helpers that give every target of ours the same strictness.
+
+function(vantor_strict target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Werror -Wpedantic -Wshadow
+                                           -Wnon-virtual-dtor -Wformat=2)
+endfunction()
+
+# vantor_library(name SOURCES ... [DEPS ...])
+function(vantor_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+  target_link_libraries(${name} PUBLIC ${ARG_DEPS})
+  vantor_strict(${name})
+endfunction()
+
+# vantor_test(name SOURCES ... DEPS ...): one GoogleTest executable, its cases
+# registered with CTest one by one.
+function(vantor_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE ${ARG_DEPS} GTest::gtest GTest::gmock GTest::gtest_main)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  vantor_strict(${name})
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+endfunction()

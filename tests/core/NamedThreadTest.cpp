@@ -1,0 +1,122 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "core/NamedThread.h"
+#include "support/LogCapture.h"
+
+namespace vantor {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::LogCapture;
+using Clock = std::chrono::steady_clock;
+
+TEST(NamedThreadTest, LogsStartAndEndUnderItsName) {
+    LogCapture capture(kLogVerbose);
+    {
+        NamedThread thread;
+        ASSERT_EQ(thread.Start("Worker", [] {}), 0);
+        thread.Stop();
+    }
+    EXPECT_EQ(capture.Count("Thread[\"Worker\"] has started\r\n"), 1);
+    EXPECT_EQ(capture.Count("Thread[\"Worker\"] has ended\r\n"), 1);
+    const auto levels = capture.Levels();
+    ASSERT_EQ(levels.size(), 2u);
+    EXPECT_EQ(levels[0], kLogVerbose);
+    EXPECT_EQ(levels[1], kLogInfo);
+}
+
+TEST(NamedThreadTest, StartWithoutEntryFails) {
+    NamedThread thread;
+    EXPECT_EQ(thread.Start("Nothing", nullptr), -1);
+    EXPECT_FALSE(thread.IsRunning());
+}
+
+TEST(NamedThreadTest, IsRunningOnlyBetweenStartAndEnd) {
+    NamedThread thread;
+    EXPECT_FALSE(thread.IsRunning());
+    Event release;
+    ASSERT_EQ(thread.Start("Waiter", [&release] { release.Wait(); }), 0);
+    EXPECT_TRUE(thread.IsRunning()) << "Start returns only after the thread has signalled";
+    release.Set();
+    thread.Stop();
+    EXPECT_FALSE(thread.IsRunning());
+}
+
+TEST(NamedThreadTest, StopOfAnEndedThreadReturnsAtOnce) {
+    NamedThread thread;
+    std::atomic<bool> done{false};
+    ASSERT_EQ(thread.Start("Quick", [&done] { done = true; }), 0);
+    while (!done) {
+        std::this_thread::sleep_for(1ms);
+    }
+    const auto before = Clock::now();
+    thread.Stop(5000);
+    EXPECT_LT(Clock::now() - before, 2500ms) << "Stop waited for a thread that had ended";
+}
+
+TEST(NamedThreadTest, StopGivesUpOnAStuckThreadAndWarnsOnce) {
+    LogCapture capture(kLogError);
+    // The entry captures only shared state, so it stays valid after the
+    // NamedThread has let go of it.
+    auto release = std::make_shared<Event>();
+    auto finished = std::make_shared<Event>();
+    {
+        NamedThread thread;
+        ASSERT_EQ(thread.Start("Stuck",
+                               [release, finished] {
+                                   release->Wait();
+                                   finished->Set();
+                               }),
+                  0);
+        const auto before = Clock::now();
+        thread.Stop(200, true);
+        const auto waited = Clock::now() - before;
+        EXPECT_GE(waited, 200ms);
+        EXPECT_LT(waited, 4000ms);
+        EXPECT_FALSE(thread.IsRunning());
+    }  // destroying the NamedThread must not wait or warn again
+    EXPECT_EQ(capture.Count("WARNING: Thread[\"Stuck\"] did not exit!\r\n"), 1);
+    release->Set();
+    EXPECT_TRUE(finished->WaitFor(5000ms)) << "the abandoned thread finishes on its own";
+}
+
+TEST(NamedThreadTest, StartingAgainStopsTheOldThreadFirst) {
+    NamedThread thread;
+    std::atomic<int> sequence{0};
+    std::atomic<int> firstEnded{-1};
+    std::atomic<int> secondStarted{-1};
+    ASSERT_EQ(thread.Start("First",
+                           [&] {
+                               std::this_thread::sleep_for(100ms);
+                               firstEnded = sequence++;
+                           }),
+              0);
+    ASSERT_EQ(thread.Start("Second", [&] { secondStarted = sequence++; }), 0);
+    thread.Stop();
+    EXPECT_EQ(firstEnded, 0);
+    EXPECT_EQ(secondStarted, 1);
+}
+
+TEST(NamedThreadTest, StopWithANonPositiveTimeOutWaitsTheDefault) {
+    NamedThread thread;
+    ASSERT_EQ(thread.Start("Slow", [] { std::this_thread::sleep_for(300ms); }), 0);
+    LogCapture capture(kLogError);
+    thread.Stop(0);  // 0 means 5000 ms, long enough for this thread
+    EXPECT_EQ(capture.Count("WARNING: Thread[\"Slow\"] did not exit!\r\n"), 0);
+}
+
+TEST(NamedThreadTest, PriorityClassesDoNotPreventStart) {
+    for (const int priorityClass : {NamedThread::kPriorityDefault, NamedThread::kPriorityLow,
+                                    NamedThread::kPriorityHigh, NamedThread::kPriorityNormal, 7}) {
+        NamedThread thread(priorityClass);
+        EXPECT_EQ(thread.Start("Prioritised", [] {}), 0) << priorityClass;
+        thread.Stop();
+    }
+}
+
+}  // namespace
+}  // namespace vantor

@@ -1,0 +1,291 @@
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "protocol/XmlReader.h"
+#include "protocol/XmlWriter.h"
+#include "support/ReferenceXmlReader.h"
+
+namespace vantor {
+namespace {
+
+std::string ReadText(std::string_view text, std::string_view name) {
+    const XmlDocument document(text);
+    return document.Root().Text(name);
+}
+
+std::int32_t ReadInt(std::string_view text, std::string_view name) {
+    const XmlDocument document(text);
+    return document.Root().Int(name);
+}
+
+bool ReadBool(std::string_view text, std::string_view name) {
+    const XmlDocument document(text);
+    return document.Root().Bool(name);
+}
+
+TEST(XmlEscapeTest, EscapesAndDecodesInTheirOrder) {
+    EXPECT_EQ(EscapeXml("a<b & c"), "a&lt;b &amp; c");
+    EXPECT_EQ(EscapeXml("\"it's\" > x"), "&quot;it&apos;s&quot; &gt; x");
+    EXPECT_EQ(DecodeEntities("a&lt;b &amp; c"), "a<b & c");
+    // "&amp;" is decoded last, so an escaped entity stays an entity.
+    EXPECT_EQ(DecodeEntities("&amp;lt;"), "&lt;");
+    EXPECT_EQ(DecodeEntities("&amp;amp;"), "&amp;");
+    // Numeric references and unknown or broken entities stay as they are.
+    EXPECT_EQ(DecodeEntities("&#60; &nbsp; &lt &"), "&#60; &nbsp; &lt &");
+    for (const std::string value : {"a<b & c", "&amp;", "<<>>", "'\"'", "plain", ""}) {
+        EXPECT_EQ(DecodeEntities(EscapeXml(value)), value);
+    }
+}
+
+TEST(XmlReaderTest, ReadsTheFirstElementOfAName) {
+    const std::string text = "<M>\n<title>a&lt;b &amp; c</title>\n<title>second</title>\n</M>";
+    EXPECT_EQ(ReadText(text, "title"), "a<b & c");
+    EXPECT_EQ(ReadText(text, "missing"), "");
+    EXPECT_EQ(ReadText(text, "titl"), "") << "a prefix of a name is another name";
+}
+
+TEST(XmlReaderTest, BlankTerminatedTagIsSearchedFirst) {
+    // An element with an attribute is found, even after a plain one.
+    EXPECT_EQ(ReadText("<M><title>plain</title><title lang=\"en\">attr</title></M>", "title"),
+              "attr");
+    EXPECT_EQ(ReadText("<M><title x>y</title></M>", "title"), "y");
+}
+
+TEST(XmlReaderTest, SelfClosedElementsReadAsMissing) {
+    EXPECT_EQ(ReadText("<M>\n<title/>\n</M>", "title"), "");
+    EXPECT_EQ(ReadInt("<M>\n<volume/>\n</M>", "volume"), -1);
+    EXPECT_EQ(ReadText("<M><title a=\"1\"/><title>later</title></M>", "title"), "")
+        << "a self-closed element with an attribute is found, and empty";
+    EXPECT_EQ(ReadText("<M><title/><title>later</title></M>", "title"), "later")
+        << "<title/> never matches a search";
+}
+
+TEST(XmlReaderTest, NestedElementsOfTheSameNameAreSkipped) {
+    EXPECT_EQ(ReadText("<M><item>a<item>b</item>c</item><item>d</item></M>", "item"),
+              "a<item>b</item>c");
+    EXPECT_EQ(ReadText("<M><item><item>only opened</item></M>", "item"), "")
+        << "the nested opening tag uses up the only closing tag";
+}
+
+TEST(XmlReaderTest, UnterminatedInputReadsAsMissing) {
+    const char* const inputs[] = {
+        "",           "<",
+        "<title",     "<title>",
+        "<title>abc", "<title>abc</title",
+        "<title x",   "<title x=\"1\"",
+        "</title>",   "<title><title><title>",
+    };
+    for (const char* input : inputs) {
+        EXPECT_EQ(ReadText(input, "title"), "") << input;
+        EXPECT_EQ(ReadInt(input, "title"), -1) << input;
+    }
+}
+
+TEST(XmlReaderTest, IntegersReadTheLeadingNumber) {
+    struct Case {
+        const char* content;
+        std::int32_t value;
+    };
+    const Case cases[] = {
+        {"12", 12},
+        {"12abc", 12},
+        {"-7", -7},
+        {"+5", 5},
+        {"  42", 42},
+        {"\t\n3", 3},
+        {"abc", 0},
+        {"-", 0},
+        {"0x10", 0},
+        {"&lt;1", 0},
+        {"2147483647", 2147483647},
+        {"2147483648", 2147483647},
+        {"-2147483648", -2147483647 - 1},
+        {"99999999999999999999", 2147483647},
+        {"-99999999999999999999", -2147483647 - 1},
+    };
+    for (const Case& c : cases) {
+        const std::string text = std::string("<M><volume>") + c.content + "</volume></M>";
+        EXPECT_EQ(ReadInt(text, "volume"), c.value) << c.content;
+    }
+    EXPECT_EQ(ReadInt("<M><volume></volume></M>", "volume"), -1) << "empty";
+    EXPECT_EQ(ReadInt("<M></M>", "volume"), -1) << "missing";
+}
+
+TEST(XmlReaderTest, BooleansAreTrueOnlyForTheWordTrue) {
+    struct Case {
+        const char* content;
+        bool value;
+    };
+    const Case cases[] = {{"true", true}, {"TRUE", true},   {"True", true},   {"1", false},
+                          {"yes", false}, {" true", false}, {"true ", false}, {"", false}};
+    for (const Case& c : cases) {
+        const std::string text =
+            std::string("<M><shuffleState>") + c.content + "</shuffleState></M>";
+        EXPECT_EQ(ReadBool(text, "shuffleState"), c.value) << c.content;
+    }
+    EXPECT_FALSE(ReadBool("<M></M>", "shuffleState"));
+}
+
+TEST(XmlReaderTest, ListsAreWalkedInOrderAndEndAtAnEmptyEntry) {
+    const XmlDocument document(
+        "<M>\n<preset>Rock</preset>\n<preset/>\n<preset>Jazz &amp; Blues</preset>"
+        "\n<preset></preset>\n<preset>After the end</preset>\n</M>");
+    EXPECT_EQ(document.Root().TextList("preset"),
+              (std::vector<std::string>{"Rock", "Jazz & Blues"}));
+
+    const XmlDocument records(
+        "<M>\n<path>/top</path>\n<result>\n<name>a</name>\n<path>/a</path>\n</result>"
+        "\n<result>\n<name>b</name>\n</result>\n</M>");
+    std::vector<std::string> seen;
+    records.Root().ForEach("result", [&](const XmlView& entry) {
+        seen.push_back(entry.Text("name") + "|" + entry.Text("path"));
+    });
+    EXPECT_EQ(seen, (std::vector<std::string>{"a|/a", "b|"}))
+        << "an entry's fields are searched within that entry only";
+    EXPECT_EQ(records.Root().Text("path"), "/top");
+}
+
+TEST(XmlReaderTest, AFieldInsideAnEarlierEntryIsFoundFirst) {
+    // Scalar fields are searched across the whole text; writers put them
+    // ahead of their lists for this reason.
+    EXPECT_EQ(ReadText("<M><result><path>/inner</path></result><path>/outer</path></M>", "path"),
+              "/inner");
+}
+
+TEST(XmlRootNameTest, TakesTheFirstElementsName) {
+    struct Case {
+        const char* text;
+        const char* name;
+    };
+    const Case cases[] = {
+        {"<VolumeChangedEvent>\n<volume>3</volume>\n</VolumeChangedEvent>", "VolumeChangedEvent"},
+        {"<PlayRequest requestId=\"1\">", "PlayRequest"},
+        {"  junk <PlayRequest>", "PlayRequest"},
+        {"<A&amp;B>", "A&B"},
+        {"<PlayRequest/>", "PlayRequest/"},
+        {"<PlayRequest", ""},
+        {"no tag at all", ""},
+        {"", ""},
+        {"<>", ""},
+        {"<A\n>", "A\n"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(RootName(c.text), c.name) << c.text;
+    }
+}
+
+TEST(XmlMarkupRemovalTest, RemovesDeclarationsThenComments) {
+    struct Case {
+        const char* text;
+        const char* stripped;
+    };
+    const Case cases[] = {
+        {"<?xml version=\"1.0\"?><A/>", "<A/>"},
+        {"<!-- hi --><A/>", "<A/>"},
+        {"<?pi?><!--c--><A><!--x-->b<?q?></A>", "<A>b</A>"},
+        {"<A><!-- <?x?> --></A>", "<A></A>"},
+        {"<A/><?unterminated", "<A/><?unterminated"},
+        {"<A/><!-- unterminated <?x?>", "<A/><!-- unterminated "},
+        {"<?a?>x<?b", "x<?b"},
+        {"<!-- a -->x<!-- b", "x<!-- b"},
+        {"<!---->", ""},
+        {"<?>", "<?>"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(RemoveProcessingInstructionsAndComments(c.text), c.stripped) << c.text;
+    }
+    EXPECT_EQ(RootName(RemoveProcessingInstructionsAndComments(
+                  "<?xml version=\"1.0\"?>\n<!-- from the server -->\n<PlayResponse>")),
+              "PlayResponse");
+}
+
+TEST(XmlReaderTest, HugeHostileInputsAreReadInLinearTime) {
+    // Each of these would take minutes if a search rescanned the text per
+    // step; the suite's time-out catches that.
+    const std::string lessThans(10 * 1024 * 1024, '<');
+    EXPECT_EQ(ReadText(lessThans, "item"), "");
+    EXPECT_EQ(RootName(lessThans), "");
+
+    std::string opens;
+    for (int i = 0; i < 1'000'000; ++i) {
+        opens += "<item>";
+    }
+    EXPECT_EQ(ReadText(opens, "item"), "");
+    opens += "</item>";
+    EXPECT_EQ(ReadText(opens, "item"), "");
+    EXPECT_TRUE(XmlDocument(opens).Root().TextList("item").empty());
+
+    std::string nested;
+    for (int i = 0; i < 200'000; ++i) {
+        nested += "<item>";
+    }
+    nested += "x";
+    for (int i = 0; i < 200'000; ++i) {
+        nested += "</item>";
+    }
+    EXPECT_EQ(ReadText(nested, "item").size(), nested.size() - 13);
+
+    std::string list = "<M>";
+    for (int i = 0; i < 200'000; ++i) {
+        list += "<item>x</item>";
+    }
+    list += "</M>";
+    EXPECT_EQ(XmlDocument(list).Root().TextList("item").size(), 200'000u);
+}
+
+// Random inputs built from the pieces the searches care about; the indexed
+// reader must agree with the literal one on every field and list.
+TEST(XmlReaderTest, AgreesWithTheLiteralReaderOnRandomInput) {
+    const char* const pieces[] = {"<a>",  "</a>",     "<a ",   "<a/>",  "<a x>", "<a x/>", "<b>",
+                                  "</b>", "<b ",      "<ab>",  "<a",    ">",     "/",      " ",
+                                  "x",    "&amp;",    "&lt;",  "&",     ";",     "<",      "</",
+                                  "\n",   "&amp;lt;", "<a\t>", "</a >", "<b/>",  "</ab>",  "y"};
+    std::mt19937 random(20261122);
+    std::uniform_int_distribution<std::size_t> pick(0, std::size(pieces) - 1);
+    std::uniform_int_distribution<int> length(0, 24);
+    for (int round = 0; round < 20000; ++round) {
+        std::string text;
+        for (int n = length(random); n > 0; --n) {
+            text += pieces[pick(random)];
+        }
+        const XmlDocument document(text);
+        const XmlView& root = document.Root();
+        for (const char* name : {"a", "b", "ab"}) {
+            ASSERT_EQ(root.Text(name), reference::ReadText(text, name)) << text << " / " << name;
+        }
+        std::vector<std::string> raw;
+        std::vector<std::string> inner;
+        root.ForEach("a", [&](const XmlView& entry) {
+            raw.emplace_back(entry.Raw());
+            inner.push_back(entry.Text("b"));
+        });
+        const auto expected = reference::ReadList(text, "a");
+        ASSERT_EQ(raw, expected) << text;
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+            ASSERT_EQ(inner[i], reference::ReadText(expected[i], "b")) << text;
+        }
+    }
+}
+
+TEST(XmlWriterTest, WritesTheElementForms) {
+    std::string out;
+    XmlWriter writer(out);
+    writer.Open("M");
+    writer.Text("title", "a<b & c");
+    writer.Text("artist", "");
+    writer.Int("volume", -12);
+    writer.Bool("shuffleState", true);
+    writer.Bool("repeatState", false);
+    writer.Media("type", MediaType::PodcastShow);
+    writer.OpenLine("item");
+    writer.Close("item");
+    writer.Close("M");
+    EXPECT_EQ(out,
+              "<M>\n<title>a&lt;b &amp; c</title>\n<artist/>\n<volume>-12</volume>"
+              "\n<shuffleState>true</shuffleState>\n<repeatState>false</repeatState>"
+              "\n<type>podcast_show</type>\n<item>\n</item>\n</M>");
+}
+
+}  // namespace
+}  // namespace vantor
