@@ -9,7 +9,7 @@ namespace vantor {
 // A manual-reset event: once set it stays set, and releases every waiter,
 // until Reset() is called. Thread-safe; any thread may call any method.
 class Event {
-  public:
+public:
     explicit Event(bool initiallySet = false) : set_(initiallySet) {}
     Event(const Event&) = delete;
     Event& operator=(const Event&) = delete;
@@ -22,7 +22,7 @@ class Event {
     bool WaitFor(std::chrono::milliseconds timeout) const;
     void Wait() const;
 
-  private:
+private:
     mutable std::mutex mutex_;  // guards set_
     mutable std::condition_variable changed_;
     bool set_;

@@ -23,7 +23,7 @@ inline constexpr int kLogVerbose = 3;  // e.g. a thread has started
 // Where formatted lines go. Write is called under the logger's lock, from
 // whichever thread logs; a sink needs no lock of its own.
 class LogSink {
-  public:
+public:
     virtual ~LogSink() = default;
     // `line` already ends in "\r\n".
     virtual void Write(std::string_view line, int level) = 0;
@@ -32,19 +32,19 @@ class LogSink {
 // Writes every line to standard error (the stand-in for the device's debug
 // output).
 class StderrSink final : public LogSink {
-  public:
+public:
     void Write(std::string_view line, int level) override;
 };
 
 // Appends every line to a file, flushed after each line so a crash loses
 // nothing that was logged.
 class FileSink final : public LogSink {
-  public:
+public:
     // Returns null when the file cannot be opened for appending.
     static std::unique_ptr<FileSink> Open(const std::string& path);
     void Write(std::string_view line, int level) override;
 
-  private:
+private:
     struct Closer {
         void operator()(std::FILE* file) const { std::fclose(file); }
     };
@@ -53,7 +53,7 @@ class FileSink final : public LogSink {
 };
 
 class Logger {
-  public:
+public:
     static constexpr int kSinkSlots = 5;
     static constexpr int kDefaultThreshold = 1;
 
@@ -74,7 +74,7 @@ class Logger {
     void Log(int level, const char* format, ...) __attribute__((format(printf, 3, 4)));
     void LogV(int level, const char* format, va_list args) __attribute__((format(printf, 3, 0)));
 
-  private:
+private:
     Logger();
 
     std::atomic<int> threshold_{kDefaultThreshold};

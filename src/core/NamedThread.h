@@ -26,7 +26,7 @@
 namespace vantor {
 
 class NamedThread {
-  public:
+public:
     // Priority classes of the original platform, whose numbers ran from 0
     // (most urgent) to 7: class 1 asked for 5, class 2 for 1, any other
     // non-zero class for 3 (normal). See ApplyPriority() for Linux.
@@ -60,7 +60,7 @@ class NamedThread {
     void SetPriorityClass(int priorityClass) { priorityClass_ = priorityClass; }
     int PriorityClass() const { return priorityClass_; }
 
-  private:
+private:
     // What the thread itself touches; it keeps a share so that a detached
     // thread never reaches freed memory.
     struct Shared {

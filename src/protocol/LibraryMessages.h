@@ -27,7 +27,7 @@ struct MediaResult {
 // Paging fields of a library request. Numbers are written only when not -1,
 // flags only when true.
 class PagedLibraryRequest : public Message {
-  public:
+public:
     bool operator==(const PagedLibraryRequest&) const = default;
 
     std::int32_t start = -1;
@@ -35,7 +35,7 @@ class PagedLibraryRequest : public Message {
     bool includeTotalCount = false;
     bool groupByAlpha = false;
 
-  protected:
+protected:
     explicit PagedLibraryRequest(MessageType type) : Message(type) {}
     void WritePaging(XmlWriter& out) const;
     void ReadPaging(const XmlView& in);
@@ -43,7 +43,7 @@ class PagedLibraryRequest : public Message {
 
 // Paging fields of a library response, written only when not -1.
 class PagedLibraryResponse : public Message {
-  public:
+public:
     bool operator==(const PagedLibraryResponse&) const = default;
 
     std::int32_t start = -1;
@@ -51,7 +51,7 @@ class PagedLibraryResponse : public Message {
     std::int32_t totalCount = -1;
     std::int32_t scrollToIndex = -1;
 
-  protected:
+protected:
     explicit PagedLibraryResponse(MessageType type) : Message(type) {}
     void WritePaging(XmlWriter& out) const;
     void ReadPaging(const XmlView& in);
@@ -60,33 +60,33 @@ class PagedLibraryResponse : public Message {
 // One class for three requests: BrowseGenresRequest, BrowsePlaylistsRequest
 // and BrowseTVSeriesRequest; the type given decides the root element.
 class BrowseGenresRequest final : public PagedLibraryRequest {
-  public:
+public:
     explicit BrowseGenresRequest(MessageType type = MessageType::BrowseGenresRequest)
         : PagedLibraryRequest(type) {}
     bool operator==(const BrowseGenresRequest&) const = default;
 
     std::string name;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class BrowseGenresResponse final : public PagedLibraryResponse {
-  public:
+public:
     static constexpr MessageType kType = MessageType::BrowseGenresResponse;
     BrowseGenresResponse() : PagedLibraryResponse(kType) {}
     bool operator==(const BrowseGenresResponse&) const = default;
 
     std::vector<std::string> genres;  // one `genre` element each
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class BrowseArtistsRequest final : public PagedLibraryRequest {
-  public:
+public:
     static constexpr MessageType kType = MessageType::BrowseArtistsRequest;
     BrowseArtistsRequest() : PagedLibraryRequest(kType) {}
     bool operator==(const BrowseArtistsRequest&) const = default;
@@ -95,26 +95,26 @@ class BrowseArtistsRequest final : public PagedLibraryRequest {
     std::string genreName;
     std::string name;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class BrowseArtistsResponse final : public PagedLibraryResponse {
-  public:
+public:
     static constexpr MessageType kType = MessageType::BrowseArtistsResponse;
     BrowseArtistsResponse() : PagedLibraryResponse(kType) {}
     bool operator==(const BrowseArtistsResponse&) const = default;
 
     std::vector<std::string> artists;  // one `artist` element each
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class BrowseAlbumsRequest final : public PagedLibraryRequest {
-  public:
+public:
     static constexpr MessageType kType = MessageType::BrowseAlbumsRequest;
     BrowseAlbumsRequest() : PagedLibraryRequest(kType) {}
     bool operator==(const BrowseAlbumsRequest&) const = default;
@@ -124,13 +124,13 @@ class BrowseAlbumsRequest final : public PagedLibraryRequest {
     std::string name;
     bool includeTracks = false;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class BrowseTracksRequest final : public PagedLibraryRequest {
-  public:
+public:
     static constexpr MessageType kType = MessageType::BrowseTracksRequest;
     BrowseTracksRequest() : PagedLibraryRequest(kType) {}
     bool operator==(const BrowseTracksRequest&) const = default;
@@ -140,40 +140,40 @@ class BrowseTracksRequest final : public PagedLibraryRequest {
     std::string album;
     std::string title;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 // One class for BrowseFoldersRequest and BrowsePicturesRequest.
 class BrowseFoldersRequest final : public PagedLibraryRequest {
-  public:
+public:
     explicit BrowseFoldersRequest(MessageType type = MessageType::BrowseFoldersRequest)
         : PagedLibraryRequest(type) {}
     bool operator==(const BrowseFoldersRequest&) const = default;
 
     std::string parentPath;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class BrowseTVSeriesResponse final : public PagedLibraryResponse {
-  public:
+public:
     static constexpr MessageType kType = MessageType::BrowseTVSeriesResponse;
     BrowseTVSeriesResponse() : PagedLibraryResponse(kType) {}
     bool operator==(const BrowseTVSeriesResponse&) const = default;
 
     std::vector<std::string> series;  // one `series` element each
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class BrowseTVRequest final : public PagedLibraryRequest {
-  public:
+public:
     static constexpr MessageType kType = MessageType::BrowseTVRequest;
     BrowseTVRequest() : PagedLibraryRequest(kType) {}
     bool operator==(const BrowseTVRequest&) const = default;
@@ -182,13 +182,13 @@ class BrowseTVRequest final : public PagedLibraryRequest {
     std::string series;
     std::string title;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class BrowseVideoRequest final : public PagedLibraryRequest {
-  public:
+public:
     static constexpr MessageType kType = MessageType::BrowseVideoRequest;
     BrowseVideoRequest() : PagedLibraryRequest(kType) {}
     bool operator==(const BrowseVideoRequest&) const = default;
@@ -196,13 +196,13 @@ class BrowseVideoRequest final : public PagedLibraryRequest {
     std::string genre;
     std::string title;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class MediaSearchRequest final : public PagedLibraryRequest {
-  public:
+public:
     static constexpr MessageType kType = MessageType::MediaSearchRequest;
     MediaSearchRequest() : PagedLibraryRequest(kType) {}
     bool operator==(const MediaSearchRequest&) const = default;
@@ -216,26 +216,26 @@ class MediaSearchRequest final : public PagedLibraryRequest {
     std::string path;
     bool isExplicit = false;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class MediaSearchResponse final : public PagedLibraryResponse {
-  public:
+public:
     static constexpr MessageType kType = MessageType::MediaSearchResponse;
     MediaSearchResponse() : PagedLibraryResponse(kType) {}
     bool operator==(const MediaSearchResponse&) const = default;
 
     std::vector<MediaResult> results;  // `path` is not carried
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class BrowseLibraryRequest final : public PagedLibraryRequest {
-  public:
+public:
     static constexpr MessageType kType = MessageType::BrowseLibraryRequest;
     BrowseLibraryRequest() : PagedLibraryRequest(kType) {}
     bool operator==(const BrowseLibraryRequest&) const = default;
@@ -243,13 +243,13 @@ class BrowseLibraryRequest final : public PagedLibraryRequest {
     std::string path;
     bool returnAllMediaItems = false;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class BrowseLibraryResponse final : public PagedLibraryResponse {
-  public:
+public:
     static constexpr MessageType kType = MessageType::BrowseLibraryResponse;
     BrowseLibraryResponse() : PagedLibraryResponse(kType) {}
     bool operator==(const BrowseLibraryResponse&) const = default;
@@ -257,13 +257,13 @@ class BrowseLibraryResponse final : public PagedLibraryResponse {
     std::string path;  // the folder listed; written ahead of the results
     std::vector<MediaResult> results;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class GetMediaItemRequest final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::GetMediaItemRequest;
     GetMediaItemRequest() : Message(kType) {}
     bool operator==(const GetMediaItemRequest&) const = default;
@@ -271,13 +271,13 @@ class GetMediaItemRequest final : public Message {
     std::int32_t id = -1;
     std::string path;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class GetMediaItemResponse final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::GetMediaItemResponse;
     GetMediaItemResponse() : Message(kType) {}
     bool operator==(const GetMediaItemResponse&) const = default;
@@ -290,7 +290,7 @@ class GetMediaItemResponse final : public Message {
     std::string libraryId;
     std::string path;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };

@@ -23,7 +23,7 @@
 namespace vantor {
 
 class Message {
-  public:
+public:
     virtual ~Message() = default;
 
     MessageType Type() const { return type_; }
@@ -43,7 +43,7 @@ class Message {
     // Responses: the server's result for the request, 0 for success.
     std::int32_t returnCode = 0;
 
-  protected:
+protected:
     explicit Message(MessageType type) : type_(type), kind_(KindOf(type)) {}
     Message(const Message&) = default;
     Message& operator=(const Message&) = default;
@@ -54,7 +54,7 @@ class Message {
     virtual void WriteFields(XmlWriter& /*out*/) const {}
     virtual void ReadFields(const XmlView& /*in*/) {}
 
-  private:
+private:
     MessageType type_;
     MessageKind kind_;
 };
@@ -62,7 +62,7 @@ class Message {
 // A message of the given type without fields of its own.
 template <MessageType T>
 class PlainMessage final : public Message {
-  public:
+public:
     static constexpr MessageType kType = T;
     PlainMessage() : Message(T) {}
 };

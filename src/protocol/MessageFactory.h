@@ -14,7 +14,7 @@ namespace vantor {
 // anything from 150 up) Create returns null and the message counts as
 // unknown.
 class MessageFactory {
-  public:
+public:
     static std::unique_ptr<Message> Create(std::uint32_t id);
     static std::unique_ptr<Message> Create(MessageType type) {
         return Create(static_cast<std::uint32_t>(type));

@@ -74,42 +74,42 @@ struct PlaylistItem {
 
 template <MessageType T>
 class PositionMessage final : public Message {
-  public:
+public:
     static constexpr MessageType kType = T;
     PositionMessage() : Message(T) {}
     bool operator==(const PositionMessage&) const = default;
 
     std::int32_t position = -1;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override { out.Int("position", position); }
     void ReadFields(const XmlView& in) override { position = in.Int("position"); }
 };
 
 template <MessageType T>
 class VolumeMessage final : public Message {
-  public:
+public:
     static constexpr MessageType kType = T;
     VolumeMessage() : Message(T) {}
     bool operator==(const VolumeMessage&) const = default;
 
     std::int32_t volume = -1;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override { out.Int("volume", volume); }
     void ReadFields(const XmlView& in) override { volume = in.Int("volume"); }
 };
 
 template <MessageType T>
 class PlayingStateMessage final : public Message {
-  public:
+public:
     static constexpr MessageType kType = T;
     PlayingStateMessage() : Message(T) {}
     bool operator==(const PlayingStateMessage&) const = default;
 
     std::int32_t playingState = -1;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override {
         out.Text("playingState", PlayingStateName(playingState));
     }
@@ -120,28 +120,28 @@ class PlayingStateMessage final : public Message {
 
 template <MessageType T>
 class ShuffleStateMessage final : public Message {
-  public:
+public:
     static constexpr MessageType kType = T;
     ShuffleStateMessage() : Message(T) {}
     bool operator==(const ShuffleStateMessage&) const = default;
 
     bool shuffleState = false;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override { out.Bool("shuffleState", shuffleState); }
     void ReadFields(const XmlView& in) override { shuffleState = in.Bool("shuffleState"); }
 };
 
 template <MessageType T>
 class RepeatStateMessage final : public Message {
-  public:
+public:
     static constexpr MessageType kType = T;
     RepeatStateMessage() : Message(T) {}
     bool operator==(const RepeatStateMessage&) const = default;
 
     std::int32_t repeatState = RepeatState::Off;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override {
         out.Bool("repeatState", repeatState != RepeatState::Off);
     }
@@ -152,14 +152,14 @@ class RepeatStateMessage final : public Message {
 
 template <MessageType T>
 class RatingMessage final : public Message {
-  public:
+public:
     static constexpr MessageType kType = T;
     RatingMessage() : Message(T) {}
     bool operator==(const RatingMessage&) const = default;
 
     std::int32_t rating = -1;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override { out.Int("rating", rating); }
     void ReadFields(const XmlView& in) override { rating = in.Int("rating"); }
 };
@@ -169,28 +169,28 @@ EqSettings ReadEq(const XmlView& in);
 
 template <MessageType T>
 class EqMessage final : public Message {
-  public:
+public:
     static constexpr MessageType kType = T;
     EqMessage() : Message(T) {}
     bool operator==(const EqMessage&) const = default;
 
     EqSettings eq;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override { WriteEq(out, eq); }
     void ReadFields(const XmlView& in) override { eq = ReadEq(in); }
 };
 
 template <MessageType T>
 class VideoModeMessage final : public Message {
-  public:
+public:
     static constexpr MessageType kType = T;
     VideoModeMessage() : Message(T) {}
     bool operator==(const VideoModeMessage&) const = default;
 
     bool fullScreenEnabled = false;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override {
         out.Bool("fullScreenEnabled", fullScreenEnabled);
     }
@@ -204,14 +204,14 @@ std::vector<Speaker> ReadSpeakers(const XmlView& in);
 
 template <MessageType T>
 class SpeakerListMessage final : public Message {
-  public:
+public:
     static constexpr MessageType kType = T;
     SpeakerListMessage() : Message(T) {}
     bool operator==(const SpeakerListMessage&) const = default;
 
     std::vector<Speaker> speakers;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override { WriteSpeakers(out, speakers); }
     void ReadFields(const XmlView& in) override { speakers = ReadSpeakers(in); }
 };
@@ -241,47 +241,47 @@ struct MediaSelector {
 // --- Messages with fields of their own --------------------------------------
 
 class GetErrorDetailsRequest final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::GetErrorDetailsRequest;
     GetErrorDetailsRequest() : Message(kType) {}
     bool operator==(const GetErrorDetailsRequest&) const = default;
     // The code whose text is wanted travels in the inherited `returnCode`.
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 // Written without `returnCode`; read with it.
 class GetErrorDetailsResponse final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::GetErrorDetailsResponse;
     GetErrorDetailsResponse() : Message(kType) {}
     bool operator==(const GetErrorDetailsResponse&) const = default;
 
     std::string description;
 
-  protected:
+protected:
     void WriteHeader(XmlWriter& out) const override;
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class GetClientVersionRequest final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::GetClientVersionRequest;
     GetClientVersionRequest() : Message(kType) {}
     bool operator==(const GetClientVersionRequest&) const = default;
 
     std::string type;  // the client platform, "ppc"
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class GetClientVersionResponse final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::GetClientVersionResponse;
     GetClientVersionResponse() : Message(kType) {}
     bool operator==(const GetClientVersionResponse&) const = default;
@@ -292,13 +292,13 @@ class GetClientVersionResponse final : public Message {
     std::string checksum;
     std::string serverVersion;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class GetServerInfoResponse final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::GetServerInfoResponse;
     GetServerInfoResponse() : Message(kType) {}
     bool operator==(const GetServerInfoResponse&) const = default;
@@ -308,7 +308,7 @@ class GetServerInfoResponse final : public Message {
     std::string playerType;
     std::string playerIcon;  // written only when not empty
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
@@ -316,7 +316,7 @@ class GetServerInfoResponse final : public Message {
 // The server's description of a client release. Its element names are
 // capitalised, and the members keep them.
 class VersionInformation final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::VersionInformation;
     VersionInformation() : Message(kType) {}
     bool operator==(const VersionInformation&) const = default;
@@ -332,13 +332,13 @@ class VersionInformation final : public Message {
     std::string MinimumAutoUpdateVersion;
     std::string Description;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class PlayMediaRequest final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::PlayMediaRequest;
     PlayMediaRequest() : Message(kType) {}
     bool operator==(const PlayMediaRequest&) const = default;
@@ -347,13 +347,13 @@ class PlayMediaRequest final : public Message {
     std::int32_t startingItem = -1;  // written only when not -1
     bool groupByAlpha = false;       // written only when true
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class PlaylistAddRequest final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::PlaylistAddRequest;
     PlaylistAddRequest() : Message(kType) {}
     bool operator==(const PlaylistAddRequest&) const = default;
@@ -361,13 +361,13 @@ class PlaylistAddRequest final : public Message {
     MediaSelector selector;
     std::int32_t position = -1;  // written only when not -1
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class PlaylistMoveRequest final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::PlaylistMoveRequest;
     PlaylistMoveRequest() : Message(kType) {}
     bool operator==(const PlaylistMoveRequest&) const = default;
@@ -375,26 +375,26 @@ class PlaylistMoveRequest final : public Message {
     std::int32_t position = -1;
     std::int32_t newPosition = -1;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class GetCurrentStateRequest final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::GetCurrentStateRequest;
     GetCurrentStateRequest() : Message(kType) {}
     bool operator==(const GetCurrentStateRequest&) const = default;
 
     std::int32_t revision = -1;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class GetCurrentStateResponse final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::GetCurrentStateResponse;
     GetCurrentStateResponse() : Message(kType) {}
     bool operator==(const GetCurrentStateResponse&) const = default;
@@ -411,26 +411,26 @@ class GetCurrentStateResponse final : public Message {
     std::int32_t length = -1;  // seconds; written only when known
     std::int32_t rating = -1;  // written only when known
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class GetPlaylistLengthResponse final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::GetPlaylistLengthResponse;
     GetPlaylistLengthResponse() : Message(kType) {}
     bool operator==(const GetPlaylistLengthResponse&) const = default;
 
     std::int32_t length = -1;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class GetPlaylistItemsRequest final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::GetPlaylistItemsRequest;
     GetPlaylistItemsRequest() : Message(kType) {}
     bool operator==(const GetPlaylistItemsRequest&) const = default;
@@ -439,14 +439,14 @@ class GetPlaylistItemsRequest final : public Message {
     std::int32_t count = -1;         // written only when not -1
     bool includeTotalCount = false;  // written only when true
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 // The reader takes `totalCount` and the items, not `start`.
 class GetPlaylistItemsResponse final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::GetPlaylistItemsResponse;
     GetPlaylistItemsResponse() : Message(kType) {}
     bool operator==(const GetPlaylistItemsResponse&) const = default;
@@ -455,7 +455,7 @@ class GetPlaylistItemsResponse final : public Message {
     std::int32_t totalCount = -1;  // written only when not -1
     std::vector<PlaylistItem> items;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
@@ -463,7 +463,7 @@ class GetPlaylistItemsResponse final : public Message {
 // Both sizes go out under the element name `width`, width first; the server
 // expects exactly that. The reader reads `width` and `height`.
 class GetAlbumArtRequest final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::GetAlbumArtRequest;
     GetAlbumArtRequest() : Message(kType) {}
     bool operator==(const GetAlbumArtRequest&) const = default;
@@ -471,65 +471,65 @@ class GetAlbumArtRequest final : public Message {
     std::int32_t width = -1;   // written only when not -1
     std::int32_t height = -1;  // written only when not -1
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class GetAlbumArtResponse final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::GetAlbumArtResponse;
     GetAlbumArtResponse() : Message(kType) {}
     bool operator==(const GetAlbumArtResponse&) const = default;
 
     std::string artURL;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class GetEqPresetsResponse final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::GetEqPresetsResponse;
     GetEqPresetsResponse() : Message(kType) {}
     bool operator==(const GetEqPresetsResponse&) const = default;
 
     std::vector<std::string> presets;  // one `preset` element each
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class SetEqPresetRequest final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::SetEqPresetRequest;
     SetEqPresetRequest() : Message(kType) {}
     bool operator==(const SetEqPresetRequest&) const = default;
 
     std::string preset;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class SelectSpeakerRequest final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::SelectSpeakerRequest;
     SelectSpeakerRequest() : Message(kType) {}
     bool operator==(const SelectSpeakerRequest&) const = default;
 
     std::string id;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class EnableSpeakerRequest final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::EnableSpeakerRequest;
     EnableSpeakerRequest() : Message(kType) {}
     bool operator==(const EnableSpeakerRequest&) const = default;
@@ -537,13 +537,13 @@ class EnableSpeakerRequest final : public Message {
     std::string id;
     bool enabled = false;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class GetPlayerCapabilitiesResponse final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::GetPlayerCapabilitiesResponse;
     GetPlayerCapabilitiesResponse() : Message(kType) {}
     bool operator==(const GetPlayerCapabilitiesResponse&) const = default;
@@ -551,13 +551,13 @@ class GetPlayerCapabilitiesResponse final : public Message {
     bool supportsEQ = false;
     bool supportsMultipleSpeakers = false;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class CurrentMediaChangedEvent final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::CurrentMediaChangedEvent;
     CurrentMediaChangedEvent() : Message(kType) {}
     bool operator==(const CurrentMediaChangedEvent&) const = default;
@@ -569,33 +569,33 @@ class CurrentMediaChangedEvent final : public Message {
     std::int32_t length = -1;  // seconds; written only when known
     std::int32_t rating = -1;  // written only when known
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class PlaylistPositionChangedEvent final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::PlaylistPositionChangedEvent;
     PlaylistPositionChangedEvent() : Message(kType) {}
     bool operator==(const PlaylistPositionChangedEvent&) const = default;
 
     std::int32_t playlistPosition = -1;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };
 
 class PlayPositionChangedEvent final : public Message {
-  public:
+public:
     static constexpr MessageType kType = MessageType::PlayPositionChangedEvent;
     PlayPositionChangedEvent() : Message(kType) {}
     bool operator==(const PlayPositionChangedEvent&) const = default;
 
     std::int32_t playbackPosition = -1;
 
-  protected:
+protected:
     void WriteFields(XmlWriter& out) const override;
     void ReadFields(const XmlView& in) override;
 };

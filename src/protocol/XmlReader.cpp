@@ -134,38 +134,68 @@ std::string RemoveProcessingInstructionsAndComments(std::string_view text) {
 
 namespace xml_detail {
 
-Seeker::Seeker(const Index& index, std::string_view name, Form form, std::size_t endTag)
-    : index_(index),
-      name_(name),
-      form_(form),
-      endTag_(endTag),
-      queriedFrom_(kNpos),
-      answer_(endTag) {}
+namespace {
 
-bool Seeker::Matches(const Tag& tag) const {
-    const char* token = index_.text.data() + tag.pos + 1;
-    if (form_ == Form::Close) {
-        return tag.terminator == '>' && tag.length == name_.size() + 1 && token[0] == '/' &&
-               std::memcmp(token + 1, name_.data(), name_.size()) == 0;
-    }
-    const char terminator = form_ == Form::OpenBlank ? ' ' : '>';
-    return tag.terminator == terminator && tag.length == name_.size() &&
-           std::memcmp(token, name_.data(), name_.size()) == 0;
+std::uint32_t PackKey(std::size_t length, char first, char second, char terminator) {
+    const auto byte = [](char c) {
+        return static_cast<std::uint32_t>(static_cast<unsigned char>(c));
+    };
+    return static_cast<std::uint32_t>(length) | byte(first) << 8 | byte(second) << 16 |
+           byte(terminator) << 24;
 }
 
-std::size_t Seeker::Next(std::size_t from) {
-    // No match lies in [queriedFrom_, answer_), so the last answer still holds
-    // for any later start that does not pass it.
-    if (queriedFrom_ != kNpos && from >= queriedFrom_ && from <= answer_) {
-        return answer_;
+}  // namespace
+
+std::uint32_t TagKey(std::string_view token, char terminator) {
+    return PackKey(token.size(), token.empty() ? '\0' : token[0],
+                   token.size() < 2 ? '\0' : token[1], terminator);
+}
+
+Seeker::Seeker(const Index& index, std::string_view name, Form form, std::size_t endTag)
+    : index_(index), name_(name), form_(form), key_(0), endTag_(endTag) {
+    if (name.empty() || name.size() > kMaxNameLength - 1) {
+        // No tag has this key: an empty name or one too long is never found.
+        key_ = 0xFFFFFFFFu;
+    } else if (form == Form::Close) {
+        key_ = PackKey(name.size() + 1, '/', name[0], '>');
+    } else {
+        key_ = TagKey(name, form == Form::OpenBlank ? ' ' : '>');
     }
+    if (form == Form::OpenBlank && !index.hasBlankTags) {
+        clearTo_ = endTag;  // nothing to find anywhere
+    }
+}
+
+bool Seeker::Matches(const Tag& tag) const {
+    if (tag.key != key_) {
+        return false;
+    }
+    // The key holds the length and the first two bytes of the token; compare
+    // the rest (names are short, so a plain loop beats a call to memcmp).
+    const char* token = index_.text.data() + tag.pos + 1;
+    const std::size_t skip = form_ == Form::Close ? 1 : 2;
+    return name_.size() <= skip ||
+           std::memcmp(token + 2, name_.data() + skip, name_.size() - skip) == 0;
+}
+
+std::size_t Seeker::Next(std::size_t from, std::size_t limit) {
+    limit = std::min(limit, endTag_);
     std::size_t i = from;
-    while (i < endTag_ && !Matches(index_.tags[i])) {
+    if (from >= clearFrom_ && from <= clearTo_) {
+        if (foundAtClearTo_) {
+            return clearTo_ < limit ? clearTo_ : endTag_;
+        }
+        i = clearTo_;  // continue where the last search stopped
+    } else {
+        clearFrom_ = from;
+    }
+    const Tag* const tags = index_.tags.data();
+    while (i < limit && !Matches(tags[i])) {
         ++i;
     }
-    queriedFrom_ = from;
-    answer_ = std::min(i, endTag_);
-    return answer_;
+    clearTo_ = i;
+    foundAtClearTo_ = i < limit;
+    return foundAtClearTo_ ? i : endTag_;
 }
 
 }  // namespace xml_detail
@@ -175,6 +205,7 @@ namespace {
 using xml_detail::Index;
 using xml_detail::Seeker;
 using xml_detail::Tag;
+using xml_detail::TagKey;
 
 void BuildIndex(Index& index) {
     const std::string_view text = index.text;
@@ -185,6 +216,7 @@ void BuildIndex(Index& index) {
     }
     const char* const data = text.data();
     const std::size_t size = text.size();
+    index.tags.reserve(size / 16);  // about one tag per 16 bytes in typical messages
     std::size_t pos = 0;
     while (pos < size) {
         const void* found = std::memchr(data + pos, '<', size - pos);
@@ -201,7 +233,8 @@ void BuildIndex(Index& index) {
         }
         if (end < limit && end > open + 1 && data[end] != '<') {
             index.tags.push_back(Tag{static_cast<std::uint32_t>(open),
-                                     static_cast<std::uint8_t>(end - open - 1), data[end]});
+                                     TagKey(text.substr(open + 1, end - open - 1), data[end])});
+            index.hasBlankTags = index.hasBlankTags || data[end] == ' ';
         }
         // No "<" lies between the two, so the next search may start at `end`.
         pos = end;
@@ -214,38 +247,37 @@ std::string_view XmlView::Raw() const {
     return index_->text.substr(textBegin_, textEnd_ - textBegin_);
 }
 
-std::size_t XmlView::FirstTagAfter(std::size_t textPos) const {
-    const auto begin = index_->tags.begin() + static_cast<std::ptrdiff_t>(tagBegin_);
-    const auto end = index_->tags.begin() + static_cast<std::ptrdiff_t>(tagEnd_);
-    const auto it = std::upper_bound(begin, end, textPos,
-                                     [](std::size_t pos, const Tag& tag) { return pos < tag.pos; });
-    return static_cast<std::size_t>(it - index_->tags.begin());
-}
-
 bool XmlView::FindElement(std::size_t fromTag, Seeker& blank, Seeker& plain, Seeker& closing,
                           Element& element) const {
     const auto& tags = index_->tags;
     const std::string_view text = index_->text;
     // "<name " wins wherever it is; "<name>" counts only when no "<name "
-    // follows at all.
-    const auto findOpen = [&](std::size_t from) {
+    // follows at all. A search that only has to tell whether an opening tag
+    // comes before `limit` may stop looking for "<name>" there.
+    const auto findOpen = [&](std::size_t from, std::size_t limit) {
         const std::size_t found = blank.Next(from);
-        return found != tagEnd_ ? found : plain.Next(from);
+        return found != tagEnd_ ? found : plain.Next(from, limit);
     };
 
-    const std::size_t open = findOpen(fromTag);
+    const std::size_t open = findOpen(fromTag, tagEnd_);
     if (open == tagEnd_) {
         return false;
     }
     const Tag& openTag = tags[open];
-    std::size_t gt = openTag.pos + 1 + openTag.length;
-    if (openTag.terminator != '>') {
+    const std::size_t nameLength = openTag.key & 0xFFu;
+    std::size_t gt = openTag.pos + 1 + nameLength;
+    if (text[gt] != '>') {
         gt = text.find('>', gt);
         if (gt == kNpos || gt >= textEnd_) {
             return false;
         }
     }
-    const std::size_t contentTag = FirstTagAfter(gt);
+    // The content's first tag: for "<name>" the very next one, since a tag's
+    // name holds no "<"; for "<name ...>" the first past the ">".
+    std::size_t contentTag = open + 1;
+    while (contentTag < tagEnd_ && tags[contentTag].pos < gt) {
+        ++contentTag;
+    }
     element.contentBegin = gt + 1;
     if (text[gt - 1] == '/') {
         // "<name attribute/>": present but empty.
@@ -259,13 +291,13 @@ bool XmlView::FindElement(std::size_t fromTag, Seeker& blank, Seeker& plain, See
         return false;
     }
     // Skip over elements of the same name opened inside this one.
-    std::size_t nested = findOpen(contentTag);
-    while (nested != tagEnd_ && tags[nested].pos < tags[close].pos) {
+    std::size_t nested = findOpen(contentTag, close);
+    while (nested < close) {
         close = closing.Next(close + 1);
         if (close == tagEnd_) {
             return false;
         }
-        nested = findOpen(nested + 1);
+        nested = findOpen(nested + 1, close);
     }
     element.contentEnd = tags[close].pos;
     element.firstTag = contentTag;

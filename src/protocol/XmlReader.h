@@ -53,39 +53,49 @@ class XmlView;
 namespace xml_detail {
 
 // A "<" followed by a short name that ends in a blank or ">"; the only tags a
-// search can match. `length` counts the name, the "/" of a closing tag
-// included.
+// search can match. The key packs the token's length (the "/" of a closing
+// tag included), its first two bytes and its terminator, so that a search
+// rejects almost every other tag with one comparison.
 struct Tag {
     std::uint32_t pos;
-    std::uint8_t length;
-    char terminator;  // ' ' or '>'
+    std::uint32_t key;
 };
+
+std::uint32_t TagKey(std::string_view token, char terminator);
 
 struct Index {
     std::string_view text;
     std::vector<Tag> tags;
+    bool hasBlankTags = false;  // any tag ending in a blank (one with attributes)
 };
 
-// Finds the next tag of one name and form, remembering its last answer: when
-// asked again from a later tag it reuses that answer instead of scanning
-// anew, so a run of forward searches costs one pass over the tags.
+// Finds the next tag of one name and form, remembering how far it has looked:
+// a later search that starts inside the stretch already known to hold no
+// match continues where the last one stopped, so a run of forward searches
+// costs one pass over the tags.
 class Seeker {
-  public:
+public:
     enum class Form { OpenBlank, OpenPlain, Close };
     Seeker(const Index& index, std::string_view name, Form form, std::size_t endTag);
 
-    // The first matching tag index in [from, endTag), or endTag.
-    std::size_t Next(std::size_t from);
+    // The first matching tag index in [from, limit), or endTag when there is
+    // none; `limit` defaults to endTag.
+    std::size_t Next(std::size_t from) { return Next(from, endTag_); }
+    std::size_t Next(std::size_t from, std::size_t limit);
 
-  private:
+private:
     bool Matches(const Tag& tag) const;
 
     const Index& index_;
     std::string_view name_;
     Form form_;
+    std::uint32_t key_;
     std::size_t endTag_;
-    std::size_t queriedFrom_;
-    std::size_t answer_;
+    // No tag in [clearFrom_, clearTo_) matches; when foundAtClearTo_, the
+    // tag at clearTo_ does.
+    std::size_t clearFrom_ = 0;
+    std::size_t clearTo_ = 0;
+    bool foundAtClearTo_ = false;
 };
 
 }  // namespace xml_detail
@@ -93,7 +103,7 @@ class Seeker {
 // A range of an indexed text: the whole message, or one list entry's content.
 // Cheap to copy; valid while its XmlDocument lives.
 class XmlView {
-  public:
+public:
     std::string Text(std::string_view name) const;
     std::int32_t Int(std::string_view name) const;
     bool Bool(std::string_view name) const;
@@ -112,7 +122,7 @@ class XmlView {
     // The raw (undecoded) text of this view.
     std::string_view Raw() const;
 
-  private:
+private:
     friend class XmlDocument;
     friend class XmlListWalker;
 
@@ -137,7 +147,6 @@ class XmlView {
     // `fromTag`, using (and advancing) the given seekers.
     bool FindElement(std::size_t fromTag, Seeker& blank, Seeker& plain, Seeker& closing,
                      Element& element) const;
-    std::size_t FirstTagAfter(std::size_t textPos) const;
     XmlView Sub(const Element& element) const;
 
     const xml_detail::Index* index_;
@@ -150,7 +159,7 @@ class XmlView {
 // Walks the `wrapper` elements of a view in order. Each step continues after
 // the previous element's closing tag. `wrapper` must outlive the walker.
 class XmlListWalker {
-  public:
+public:
     XmlListWalker(const XmlView& view, std::string_view wrapper);
     XmlListWalker(const XmlListWalker&) = delete;
     XmlListWalker& operator=(const XmlListWalker&) = delete;
@@ -159,7 +168,7 @@ class XmlListWalker {
     // (no further element, or an empty one).
     bool Next(XmlView& entry);
 
-  private:
+private:
     XmlView view_;
     xml_detail::Seeker blank_;
     xml_detail::Seeker plain_;
@@ -169,14 +178,14 @@ class XmlListWalker {
 
 // Owns the index of one text; Root() views the whole of it.
 class XmlDocument {
-  public:
+public:
     explicit XmlDocument(std::string_view text);
     XmlDocument(const XmlDocument&) = delete;
     XmlDocument& operator=(const XmlDocument&) = delete;
 
     const XmlView& Root() const { return root_; }
 
-  private:
+private:
     xml_detail::Index index_;
     XmlView root_;
 };

@@ -17,7 +17,7 @@ void AppendEscaped(std::string& out, std::string_view value);
 std::string EscapeXml(std::string_view value);
 
 class XmlWriter {
-  public:
+public:
     explicit XmlWriter(std::string& out) : out_(out) {}
 
     // "<name>" and "\n</name>": the root element, or a list entry's wrapper.
@@ -32,7 +32,7 @@ class XmlWriter {
     void Bool(std::string_view name, bool value);
     void Media(std::string_view name, MediaType type);
 
-  private:
+private:
     std::string& out_;
 };
 
