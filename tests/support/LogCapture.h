@@ -12,7 +12,7 @@
 namespace vantor::testing {
 
 class LogCapture {
-  public:
+public:
     explicit LogCapture(int threshold = kLogVerbose, int slot = Logger::kSinkSlots - 1)
         : slot_(slot), sink_(std::make_shared<Sink>()) {
         Logger& logger = Logger::Instance();
@@ -44,7 +44,7 @@ class LogCapture {
         return count;
     }
 
-  private:
+private:
     struct Sink final : LogSink {
         void Write(std::string_view line, int level) override {
             std::lock_guard lock(mutex);
