@@ -1,0 +1,90 @@
+#include "net/TcpSocket.h"
+
+#include <netdb.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <memory>
+
+namespace vantor {
+
+TcpSocket::~TcpSocket() {
+    Close();
+}
+
+void TcpSocket::Close() {
+    connected_ = false;
+    if (fd_ >= 0) {
+        ::close(fd_);
+        fd_ = -1;
+    }
+}
+
+int TcpSocket::Connect(const std::string& host, std::uint16_t port) {
+    addrinfo hints{};
+    hints.ai_family = AF_INET;
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    if (::getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found) != 0 ||
+        found == nullptr) {
+        return -1;
+    }
+    const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> addresses(found, ::freeaddrinfo);
+
+    Close();
+    int result = -1;
+    for (const addrinfo* address = found; address != nullptr; address = address->ai_next) {
+        fd_ = ::socket(address->ai_family, SOCK_STREAM | SOCK_CLOEXEC, address->ai_protocol);
+        if (fd_ < 0) {
+            return -1;  // no further address is tried
+        }
+        // The server's own client sets option 0 at the socket level; the
+        // platform rejects it, and the result has always been ignored.
+        const int one = 1;
+        (void)::setsockopt(fd_, SOL_SOCKET, 0, &one, sizeof one);
+        do {
+            result = ::connect(fd_, address->ai_addr, address->ai_addrlen);
+        } while (result != 0 && errno == EINTR);
+        if (result == 0) {
+            connected_ = true;
+            break;
+        }
+        Close();
+    }
+    return result == 0 ? 0 : -1;
+}
+
+long TcpSocket::Send(const char* data, std::size_t size) {
+    std::lock_guard lock(sendMutex_);
+    std::size_t sent = 0;
+    while (sent < size) {
+        const ssize_t result = ::send(fd_, data + sent, size - sent, MSG_NOSIGNAL);
+        if (result < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            connected_ = false;
+            return -1;
+        }
+        sent += static_cast<std::size_t>(result);
+    }
+    return static_cast<long>(sent);
+}
+
+long TcpSocket::Receive(char* data, std::size_t size) {
+    ssize_t result;
+    do {
+        result = ::recv(fd_, data, size, 0);
+    } while (result < 0 && errno == EINTR);
+    return static_cast<long>(result);
+}
+
+void TcpSocket::Shutdown() {
+    connected_ = false;
+    if (fd_ >= 0) {
+        ::shutdown(fd_, SHUT_RDWR);
+    }
+}
+
+}  // namespace vantor
