@@ -1,0 +1,485 @@
+#include "MessageServer.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <deque>
+
+#include "core/Logger.h"
+#include "net/LocalAddressSource.h"
+#include "protocol/MessageFactory.h"
+#include "protocol/XmlReader.h"
+
+namespace vantor::server {
+
+namespace {
+
+// A client whose unsent output grows past this is not reading; it is dropped.
+constexpr std::size_t kMaxUnsent = 64 * 1024 * 1024;
+
+class Descriptor {
+public:
+    Descriptor() = default;
+    explicit Descriptor(int fd) : fd_(fd) {}
+    ~Descriptor() { Reset(); }
+    Descriptor(Descriptor&& other) noexcept : fd_(other.Release()) {}
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        if (this != &other) {
+            Reset(other.Release());
+        }
+        return *this;
+    }
+    int Get() const { return fd_; }
+    int Release() {
+        const int fd = fd_;
+        fd_ = -1;
+        return fd;
+    }
+    void Reset(int fd = -1) {
+        if (fd_ >= 0) {
+            ::close(fd_);
+        }
+        fd_ = fd;
+    }
+
+private:
+    int fd_ = -1;
+};
+
+bool ToAddress(const std::string& dotted, std::uint16_t port, sockaddr_in* address) {
+    std::memset(address, 0, sizeof *address);
+    address->sin_family = AF_INET;
+    address->sin_port = htons(port);
+    return ::inet_pton(AF_INET, dotted.c_str(), &address->sin_addr) == 1;
+}
+
+std::string Describe(const sockaddr_in& address) {
+    char text[INET_ADDRSTRLEN] = {};
+    ::inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
+    return std::string(text) + ":" + std::to_string(ntohs(address.sin_port));
+}
+
+std::uint16_t BoundPort(int fd) {
+    sockaddr_in address{};
+    socklen_t length = sizeof address;
+    ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
+    return ntohs(address.sin_port);
+}
+
+// Binds a socket of the given type; an invalid descriptor (logged) on failure.
+Descriptor Bind(int type, const std::string& host, std::uint16_t port, const char* what) {
+    sockaddr_in address;
+    if (!ToAddress(host, port, &address)) {
+        Log(kLogError, "vantor-server: %s is not an IPv4 address", host.c_str());
+        return {};
+    }
+    Descriptor fd(::socket(AF_INET, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (fd.Get() < 0) {
+        Log(kLogError, "vantor-server: cannot create the %s socket: %s", what,
+            std::strerror(errno));
+        return {};
+    }
+    const int one = 1;
+    ::setsockopt(fd.Get(), SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+    if (::bind(fd.Get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+        Log(kLogError, "vantor-server: cannot bind the %s socket to %s:%u: %s", what, host.c_str(),
+            static_cast<unsigned>(port), std::strerror(errno));
+        return {};
+    }
+    return fd;
+}
+
+}  // namespace
+
+struct MessageServer::Client {
+    Descriptor fd;
+    std::string peer;
+    MessageFramer framer;
+    std::string unsent;
+    bool closing = false;
+
+    Client(int descriptor, std::string name, std::size_t maxPending)
+        : fd(descriptor), peer(std::move(name)), framer(maxPending) {}
+};
+
+class MessageServer::Loop {
+public:
+    Loop(const ServerOptions& options, std::shared_ptr<const MediaLibrary> library,
+         std::shared_ptr<Stats> stats, Descriptor listener, Descriptor discovery,
+         std::vector<std::string> advertised)
+        : options_(options),
+          library_(std::move(library)),
+          stats_(std::move(stats)),
+          listener_(std::move(listener)),
+          discovery_(std::move(discovery)),
+          advertised_(std::move(advertised)),
+          player_(*library_, options.queueLength),
+          handler_(*library_, player_, options.info) {
+        int pipe[2];
+        if (::pipe2(pipe, O_CLOEXEC | O_NONBLOCK) == 0) {
+            wakeRead_.Reset(pipe[0]);
+            wakeWrite_.Reset(pipe[1]);
+        }
+        if (options.startPlaying) {
+            (void)player_.Play();
+        }
+    }
+
+    void Run();
+    void RequestStop() {
+        stop_ = true;
+        Wake();
+    }
+    void Post(std::function<void(PlayerModel&, Events&)> task) {
+        {
+            std::lock_guard lock(tasksMutex_);
+            tasks_.push_back(std::move(task));
+        }
+        Wake();
+    }
+    void PostRaw(std::function<void()> task) {
+        {
+            std::lock_guard lock(tasksMutex_);
+            rawTasks_.push_back(std::move(task));
+        }
+        Wake();
+    }
+    void SendRawToAll(const std::string& bytes) {
+        for (auto& client : clients_) {
+            Queue(*client, bytes);
+        }
+    }
+    void DropAll() {
+        for (auto& client : clients_) {
+            client->closing = true;
+            client->unsent.clear();
+        }
+    }
+
+private:
+    void Wake() {
+        const char byte = 1;
+        if (wakeWrite_.Get() >= 0) {
+            (void)!::write(wakeWrite_.Get(), &byte, 1);
+        }
+    }
+    void RunTasks();
+    void Accept();
+    void Read(Client& client);
+    void Flush(Client& client);
+    void Queue(Client& client, std::string_view bytes);
+    void Handle(Client& client, std::string_view document);
+    void Broadcast(const Events& events);
+    void AnswerProbe();
+
+    const ServerOptions options_;
+    const std::shared_ptr<const MediaLibrary> library_;
+    const std::shared_ptr<Stats> stats_;
+    Descriptor listener_;
+    Descriptor discovery_;
+    Descriptor wakeRead_;
+    Descriptor wakeWrite_;
+    std::vector<std::string> advertised_;
+    PlayerModel player_;
+    RequestHandler handler_;
+    std::vector<std::unique_ptr<Client>> clients_;
+    std::atomic<bool> stop_{false};
+    std::mutex tasksMutex_;  // guards tasks_ and rawTasks_
+    std::deque<std::function<void(PlayerModel&, Events&)>> tasks_;
+    std::deque<std::function<void()>> rawTasks_;
+};
+
+void MessageServer::Loop::Run() {
+    using Clock = std::chrono::steady_clock;
+    auto nextTick = Clock::now() + options_.tick;
+    std::vector<pollfd> polled;
+    while (!stop_) {
+        polled.clear();
+        polled.push_back({wakeRead_.Get(), POLLIN, 0});
+        polled.push_back({listener_.Get(), POLLIN, 0});
+        polled.push_back({discovery_.Get(), POLLIN, 0});
+        for (const auto& client : clients_) {
+            const short events =
+                static_cast<short>(POLLIN | (client->unsent.empty() ? 0 : POLLOUT));
+            polled.push_back({client->fd.Get(), events, 0});
+        }
+        const auto wait =
+            std::chrono::duration_cast<std::chrono::milliseconds>(nextTick - Clock::now()).count();
+        ::poll(polled.data(), polled.size(), static_cast<int>(std::max<long long>(wait, 0)));
+
+        if ((polled[0].revents & POLLIN) != 0) {
+            char drain[64];
+            while (::read(wakeRead_.Get(), drain, sizeof drain) > 0) {
+            }
+            RunTasks();
+        }
+        if ((polled[1].revents & POLLIN) != 0) {
+            Accept();
+        }
+        if ((polled[2].revents & POLLIN) != 0) {
+            AnswerProbe();
+        }
+        // Clients accepted in this round were not polled yet.
+        const std::size_t polledClients = polled.size() - 3;
+        for (std::size_t i = 0; i < polledClients && i < clients_.size(); ++i) {
+            Client& client = *clients_[i];
+            const short revents = polled[i + 3].revents;
+            if ((revents & (POLLIN | POLLHUP | POLLERR)) != 0) {
+                Read(client);
+            }
+            if ((revents & POLLOUT) != 0) {
+                Flush(client);
+            }
+        }
+        if (Clock::now() >= nextTick) {
+            nextTick += options_.tick;
+            Broadcast(player_.Tick());
+        }
+        std::erase_if(clients_, [](const std::unique_ptr<Client>& client) {
+            return client->closing && client->unsent.empty();
+        });
+        stats_->clients = static_cast<int>(clients_.size());
+    }
+    clients_.clear();
+    stats_->clients = 0;
+}
+
+void MessageServer::Loop::RunTasks() {
+    std::deque<std::function<void(PlayerModel&, Events&)>> tasks;
+    std::deque<std::function<void()>> rawTasks;
+    {
+        std::lock_guard lock(tasksMutex_);
+        tasks.swap(tasks_);
+        rawTasks.swap(rawTasks_);
+    }
+    for (auto& task : tasks) {
+        Events events;
+        task(player_, events);
+        Broadcast(events);
+    }
+    for (auto& task : rawTasks) {
+        task();
+    }
+}
+
+void MessageServer::Loop::Accept() {
+    while (true) {
+        sockaddr_in peer{};
+        socklen_t length = sizeof peer;
+        const int fd = ::accept4(listener_.Get(), reinterpret_cast<sockaddr*>(&peer), &length,
+                                 SOCK_CLOEXEC | SOCK_NONBLOCK);
+        if (fd < 0) {
+            return;
+        }
+        const int one = 1;
+        ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+        clients_.push_back(std::make_unique<Client>(fd, Describe(peer), options_.maxPending));
+    }
+}
+
+void MessageServer::Loop::Read(Client& client) {
+    char buffer[64 * 1024];
+    while (!client.closing) {
+        const ssize_t received = ::recv(client.fd.Get(), buffer, sizeof buffer, 0);
+        if (received == 0 || (received < 0 && errno != EAGAIN && errno != EINTR)) {
+            client.closing = true;
+            client.unsent.clear();
+            return;
+        }
+        if (received < 0) {
+            return;
+        }
+        const bool fits =
+            client.framer.Feed(std::string_view(buffer, static_cast<std::size_t>(received)),
+                               [&](std::string_view document) { Handle(client, document); });
+        if (!fits) {
+            ++stats_->malformed;
+            Log(kLogError,
+                "vantor-server: %s sent more than %zu bytes without ending a message; "
+                "closing its connection",
+                client.peer.c_str(), options_.maxPending);
+            client.closing = true;
+            client.unsent.clear();
+        }
+    }
+}
+
+void MessageServer::Loop::Handle(Client& client, std::string_view document) {
+    while (!document.empty() && document.front() == '\0') {
+        document.remove_prefix(1);
+    }
+    const std::string text = RemoveProcessingInstructionsAndComments(document);
+    const std::string root = RootName(text);
+    auto request = MessageFactory::Create(MessageTypeFromName(root));
+    if (!request || request->Kind() != MessageKind::Request) {
+        ++stats_->malformed;
+        Log(kLogError, "vantor-server: %s from %s: %s",
+            request ? "not a request" : "unknown or malformed message", client.peer.c_str(),
+            text.c_str());
+        return;
+    }
+    request->FromXml(text);
+    ++stats_->requests;
+    Events events;
+    const auto response = handler_.Handle(*request, events);
+    if (!response) {
+        ++stats_->malformed;
+        Log(kLogError, "vantor-server: %s sent %s, which asks for nothing", client.peer.c_str(),
+            root.c_str());
+        return;
+    }
+    std::string bytes = response->ToXml();
+    bytes.push_back('\0');
+    Queue(client, bytes);
+    Broadcast(events);
+}
+
+void MessageServer::Loop::Broadcast(const Events& events) {
+    if (events.empty()) {
+        return;
+    }
+    std::string bytes;
+    for (const auto& event : events) {
+        bytes += event->ToXml();
+        bytes.push_back('\0');
+    }
+    for (auto& client : clients_) {
+        Queue(*client, bytes);
+    }
+}
+
+void MessageServer::Loop::Queue(Client& client, std::string_view bytes) {
+    if (client.closing) {
+        return;
+    }
+    client.unsent.append(bytes);
+    if (client.unsent.size() > kMaxUnsent) {
+        Log(kLogError, "vantor-server: %s does not read its messages; closing its connection",
+            client.peer.c_str());
+        client.closing = true;
+        client.unsent.clear();
+        return;
+    }
+    Flush(client);
+}
+
+void MessageServer::Loop::Flush(Client& client) {
+    while (!client.unsent.empty()) {
+        const ssize_t sent =
+            ::send(client.fd.Get(), client.unsent.data(), client.unsent.size(), MSG_NOSIGNAL);
+        if (sent < 0) {
+            if (errno == EAGAIN || errno == EINTR) {
+                return;
+            }
+            client.closing = true;
+            client.unsent.clear();
+            return;
+        }
+        client.unsent.erase(0, static_cast<std::size_t>(sent));
+    }
+}
+
+void MessageServer::Loop::AnswerProbe() {
+    unsigned char probe[1000];
+    sockaddr_in sender{};
+    socklen_t length = sizeof sender;
+    const ssize_t received = ::recvfrom(discovery_.Get(), probe, sizeof probe, 0,
+                                        reinterpret_cast<sockaddr*>(&sender), &length);
+    if (received <= 0) {
+        return;
+    }
+    if (received < 2 || probe[0] != 0x01 || probe[1] != 0x00) {
+        ++stats_->malformed;
+        Log(kLogError, "vantor-server: ignoring a discovery datagram of %zd bytes from %s",
+            received, Describe(sender).c_str());
+        return;
+    }
+    // 0x01 0x00, a spare byte, then our addresses separated by ",".
+    std::string reply("\x01\x00\x00", 3);
+    for (std::size_t i = 0; i < advertised_.size(); ++i) {
+        reply += (i == 0 ? "" : ",") + advertised_[i];
+    }
+    ::sendto(discovery_.Get(), reply.data(), reply.size(), 0,
+             reinterpret_cast<const sockaddr*>(&sender), length);
+}
+
+MessageServer::MessageServer(ServerOptions options)
+    : options_(std::move(options)),
+      library_(std::make_shared<const MediaLibrary>(MediaLibrary::Generate(options_.songs))),
+      stats_(std::make_shared<Stats>()) {}
+
+MessageServer::~MessageServer() {
+    Stop();
+}
+
+bool MessageServer::Start() {
+    Stop();
+    Descriptor listener = Bind(SOCK_STREAM, options_.bindAddress, options_.port, "message");
+    if (listener.Get() < 0) {
+        return false;
+    }
+    if (::listen(listener.Get(), 16) != 0) {
+        Log(kLogError, "vantor-server: cannot listen: %s", std::strerror(errno));
+        return false;
+    }
+    Descriptor discovery;
+    if (options_.discovery) {
+        discovery = Bind(SOCK_DGRAM, options_.bindAddress, options_.discoveryPort, "discovery");
+        if (discovery.Get() < 0) {
+            return false;
+        }
+        discoveryPort_ = BoundPort(discovery.Get());
+    }
+    port_ = BoundPort(listener.Get());
+
+    std::vector<std::string> advertised = options_.advertisedAddresses;
+    if (advertised.empty()) {
+        if (options_.bindAddress == "0.0.0.0") {
+            advertised = InterfaceAddressSource().LocalAddresses();
+        } else {
+            advertised.push_back(options_.bindAddress);
+        }
+    }
+    loop_ = std::make_shared<Loop>(options_, library_, stats_, std::move(listener),
+                                   std::move(discovery), std::move(advertised));
+    std::shared_ptr<Loop> loop = loop_;
+    return thread_.Start("Server Loop", [loop] { loop->Run(); }) == 0;
+}
+
+void MessageServer::Stop() {
+    if (!loop_) {
+        return;
+    }
+    loop_->RequestStop();
+    thread_.Stop();
+    loop_.reset();
+}
+
+void MessageServer::Post(std::function<void(PlayerModel&, Events&)> task) {
+    if (loop_) {
+        loop_->Post(std::move(task));
+    }
+}
+
+void MessageServer::SendRaw(std::string bytes) {
+    if (loop_) {
+        Loop* loop = loop_.get();  // the task runs on the loop, which it cannot outlive
+        loop_->PostRaw([loop, bytes = std::move(bytes)] { loop->SendRawToAll(bytes); });
+    }
+}
+
+void MessageServer::DropClients() {
+    if (loop_) {
+        Loop* loop = loop_.get();
+        loop_->PostRaw([loop] { loop->DropAll(); });
+    }
+}
+
+}  // namespace vantor::server

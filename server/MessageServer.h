@@ -1,0 +1,99 @@
+#pragma once
+
+// The network side of vantor-server: a TCP listener for any number of
+// clients speaking the XML protocol (each message followed by a zero byte),
+// the UDP discovery responder, and the one-second clock of the simulated
+// player. Every request gets its response; every change of the player's
+// state is pushed to every client as events. Malformed, unknown or
+// misdirected messages are logged and dropped.
+//
+// Threads: everything runs on one loop thread ("Server Loop"), which owns
+// the player, the clients and the sockets. Start and Stop belong to the
+// owner; the other public methods may be called from any thread and hand
+// their work to the loop.
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "MediaLibrary.h"
+#include "PlayerModel.h"
+#include "RequestHandler.h"
+#include "core/NamedThread.h"
+#include "net/MessageFramer.h"
+#include "net/Ports.h"
+
+namespace vantor::server {
+
+struct ServerOptions {
+    std::string bindAddress = "0.0.0.0";
+    std::uint16_t port = kMessagePort;  // 0: any free port
+    bool discovery = true;
+    std::uint16_t discoveryPort = kDiscoveryPort;  // 0: any free port
+    // Addresses named in discovery replies; empty: the bind address, or the
+    // interface addresses when bound to every interface.
+    std::vector<std::string> advertisedAddresses;
+    std::chrono::milliseconds tick{1000};
+    std::size_t maxPending = MessageFramer::kDefaultMaxPending;
+    int songs = 500;
+    int queueLength = 25;
+    bool startPlaying = false;
+    ServerInfo info;
+};
+
+class MessageServer {
+public:
+    explicit MessageServer(ServerOptions options);
+    ~MessageServer();
+    MessageServer(const MessageServer&) = delete;
+    MessageServer& operator=(const MessageServer&) = delete;
+
+    // Binds the sockets and starts the loop; false (logged) when a socket
+    // cannot be bound.
+    bool Start();
+    void Stop();
+
+    std::uint16_t Port() const { return port_; }
+    std::uint16_t DiscoveryPort() const { return discoveryPort_; }
+    const MediaLibrary& Library() const { return *library_; }
+
+    int ClientCount() const { return stats_->clients.load(); }
+    // Messages received that were not requests the server could read.
+    int MalformedCount() const { return stats_->malformed.load(); }
+    int RequestCount() const { return stats_->requests.load(); }
+
+    // Runs `task` on the loop thread with the player; the events it adds
+    // are pushed to every client. Returns at once.
+    void Post(std::function<void(PlayerModel&, Events&)> task);
+    // Writes bytes as they are to every client (for tests of the client's
+    // framing).
+    void SendRaw(std::string bytes);
+    // Closes every client connection; the server goes on listening.
+    void DropClients();
+
+private:
+    struct Client;
+    class Loop;
+    struct Stats {
+        std::atomic<int> clients{0};
+        std::atomic<int> malformed{0};
+        std::atomic<int> requests{0};
+    };
+
+    ServerOptions options_;
+    // The loop thread holds shares of these, so a loop that outlives Stop()
+    // never reaches freed state.
+    std::shared_ptr<const MediaLibrary> library_;
+    std::shared_ptr<Stats> stats_;
+    std::shared_ptr<Loop> loop_;
+    std::uint16_t port_ = 0;
+    std::uint16_t discoveryPort_ = 0;
+    NamedThread thread_;
+};
+
+}  // namespace vantor::server

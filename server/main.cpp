@@ -1,0 +1,160 @@
+// vantor-server: the desktop side of Vantor, over a simulated player.
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "MessageServer.h"
+#include "core/Logger.h"
+
+namespace {
+
+using vantor::server::MessageServer;
+using vantor::server::ServerOptions;
+
+const char kUsage[] =
+    "usage: vantor-server [OPTION...]\n"
+    "\n"
+    "Serves the Vantor remote control protocol over a simulated player.\n"
+    "\n"
+    "  --bind ADDR            address to listen on (default 0.0.0.0, every interface;\n"
+    "                         use 127.0.0.1 to stay on this machine)\n"
+    "  --port N               TCP port of the message protocol (default 3567; 0: any)\n"
+    "  --discovery-port N     UDP port of discovery (default 3568; 0: any)\n"
+    "  --no-discovery         do not answer discovery probes\n"
+    "  --advertise A[,B...]   addresses named in discovery replies\n"
+    "  --songs N              size of the generated library (default 500)\n"
+    "  --queue N              songs in the play queue at start (default 25)\n"
+    "  --play                 start playing\n"
+    "  --name TEXT            the server's name\n"
+    "  --offer-version V      offer client version V for update (with the three below)\n"
+    "  --offer-url URL        where the offered client is fetched from\n"
+    "  --offer-parameters P   parameters for the offered installer\n"
+    "  --offer-checksum MD5   its MD5 digest, 32 lower-case hexadecimal digits\n"
+    "  --log FILE             also append log lines to FILE\n"
+    "  --log-level N          0 errors only (default), 2 more, 3 everything\n"
+    "  --help                 this text\n"
+    "\n"
+    "On start it prints \"vantor-server: listening on ADDR:PORT\" and runs until\n"
+    "interrupted (SIGINT or SIGTERM).\n";
+
+bool ParsePort(const char* text, std::uint16_t* port) {
+    char* end = nullptr;
+    const long value = std::strtol(text, &end, 10);
+    if (end == text || *end != '\0' || value < 0 || value > 65535) {
+        return false;
+    }
+    *port = static_cast<std::uint16_t>(value);
+    return true;
+}
+
+bool ParseCount(const char* text, int* count) {
+    char* end = nullptr;
+    const long value = std::strtol(text, &end, 10);
+    if (end == text || *end != '\0' || value < 0 || value > 10'000'000) {
+        return false;
+    }
+    *count = static_cast<int>(value);
+    return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    ServerOptions options;
+    for (int i = 1; i < argc; ++i) {
+        const std::string option = argv[i];
+        const auto value = [&]() -> const char* {
+            if (i + 1 >= argc) {
+                std::fprintf(stderr, "vantor-server: %s needs a value\n", option.c_str());
+                std::exit(2);
+            }
+            return argv[++i];
+        };
+        bool ok = true;
+        if (option == "--help" || option == "-h") {
+            std::fputs(kUsage, stdout);
+            return 0;
+        } else if (option == "--bind") {
+            options.bindAddress = value();
+        } else if (option == "--port") {
+            ok = ParsePort(value(), &options.port);
+        } else if (option == "--discovery-port") {
+            ok = ParsePort(value(), &options.discoveryPort);
+        } else if (option == "--no-discovery") {
+            options.discovery = false;
+        } else if (option == "--advertise") {
+            std::string list = value();
+            std::size_t start = 0;
+            while (start <= list.size()) {
+                const std::size_t comma = std::min(list.find(',', start), list.size());
+                if (comma > start) {
+                    options.advertisedAddresses.push_back(list.substr(start, comma - start));
+                }
+                start = comma + 1;
+            }
+        } else if (option == "--songs") {
+            ok = ParseCount(value(), &options.songs);
+        } else if (option == "--queue") {
+            ok = ParseCount(value(), &options.queueLength);
+        } else if (option == "--play") {
+            options.startPlaying = true;
+        } else if (option == "--name") {
+            options.info.name = value();
+        } else if (option == "--offer-version") {
+            options.info.clientVersion = value();
+        } else if (option == "--offer-url") {
+            options.info.clientUrl = value();
+        } else if (option == "--offer-parameters") {
+            options.info.clientParameters = value();
+        } else if (option == "--offer-checksum") {
+            options.info.clientChecksum = value();
+        } else if (option == "--log") {
+            const char* path = value();
+            auto sink = vantor::FileSink::Open(path);
+            if (!sink) {
+                std::fprintf(stderr, "vantor-server: cannot open %s\n", path);
+                return 2;
+            }
+            vantor::Logger::Instance().SetSink(1, std::move(sink));
+        } else if (option == "--log-level") {
+            int level = 0;
+            ok = ParseCount(value(), &level);
+            vantor::Logger::Instance().SetThreshold(level);
+        } else {
+            std::fprintf(stderr, "vantor-server: unknown option %s\n%s", option.c_str(), kUsage);
+            return 2;
+        }
+        if (!ok) {
+            std::fprintf(stderr, "vantor-server: bad value for %s\n", option.c_str());
+            return 2;
+        }
+    }
+
+    // Signals are taken by sigwait below, never by a handler.
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+
+    MessageServer server(options);
+    if (!server.Start()) {
+        return 1;
+    }
+    std::printf("vantor-server: listening on %s:%u", options.bindAddress.c_str(),
+                static_cast<unsigned>(server.Port()));
+    if (options.discovery) {
+        std::printf(" (discovery on UDP %u)", static_cast<unsigned>(server.DiscoveryPort()));
+    }
+    std::printf(", %d songs\n", options.songs);
+    std::fflush(stdout);
+
+    int received = 0;
+    sigwait(&signals, &received);
+    server.Stop();
+    std::printf("vantor-server: stopped\n");
+    return 0;
+}
