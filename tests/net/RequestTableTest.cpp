@@ -1,0 +1,147 @@
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "net/RequestTable.h"
+#include "protocol/Messages.h"
+
+namespace vantor {
+namespace {
+
+using namespace std::chrono_literals;
+
+class FakeSender final : public MessageSender {
+public:
+    bool connected = true;
+    std::vector<std::string> sent;
+
+    bool IsConnected() const override { return connected; }
+    bool SendXml(std::string_view xml) override {
+        sent.emplace_back(xml);
+        return true;
+    }
+};
+
+std::unique_ptr<Message> Volume(std::int32_t volume) {
+    auto request = std::make_unique<SetVolumeRequest>();
+    request->volume = volume;
+    return request;
+}
+
+std::unique_ptr<Message> ResponseTo(std::int32_t requestId) {
+    auto response = std::make_unique<SetVolumeResponse>();
+    response->requestId = requestId;
+    return response;
+}
+
+TEST(RequestTableTest, GivesIdsInTurnAndSendsTheRequest) {
+    RequestTable table(7);
+    FakeSender sender;
+    EXPECT_EQ(table.SendRequest(Volume(10), &sender), RequestTable::kSent);
+    EXPECT_EQ(table.SendRequest(Volume(20), &sender), RequestTable::kSent);
+    ASSERT_EQ(sender.sent.size(), 2u);
+    EXPECT_EQ(sender.sent[0],
+              "<SetVolumeRequest>\n<requestId>7</requestId>\n<volume>10</volume>\n"
+              "</SetVolumeRequest>");
+    EXPECT_NE(sender.sent[1].find("<requestId>8</requestId>"), std::string::npos);
+    EXPECT_EQ(table.Outstanding(), 2);
+}
+
+TEST(RequestTableTest, NotConnectedKeepsTheRequestRegistered) {
+    RequestTable table;
+    FakeSender sender;
+    sender.connected = false;
+    EXPECT_EQ(table.SendRequest(Volume(1), &sender), RequestTable::kNotConnected);
+    EXPECT_EQ(table.SendRequest(Volume(1), nullptr), RequestTable::kNotConnected);
+    EXPECT_TRUE(sender.sent.empty());
+    EXPECT_EQ(table.Outstanding(), 2);
+}
+
+TEST(RequestTableTest, AFullTableRefusesAndLeavesTheRequestWithTheCaller) {
+    RequestTable table;
+    FakeSender sender;
+    for (int i = 0; i < RequestTable::kSlotCount; ++i) {
+        ASSERT_EQ(table.SendRequest(Volume(i), &sender), RequestTable::kSent);
+    }
+    std::unique_ptr<Message> extra = Volume(99);
+    EXPECT_EQ(table.SendRequest(std::move(extra), &sender), RequestTable::kTableFull);
+    ASSERT_NE(extra, nullptr) << "a refused request stays the caller's";
+    EXPECT_EQ(sender.sent.size(), 100u);
+
+    // A response frees its slot; the next request takes the lowest free one.
+    EXPECT_TRUE(table.MatchResponse(ResponseTo(42)).has_value());
+    EXPECT_EQ(table.SendRequest(std::move(extra), &sender), RequestTable::kSent);
+    EXPECT_EQ(table.Outstanding(), 100);
+}
+
+TEST(RequestTableTest, AResponseComesBackWithItsRequestOnce) {
+    RequestTable table;
+    FakeSender sender;
+    table.SendRequest(Volume(33), &sender);
+    table.SendRequest(Volume(44), &sender);
+
+    auto match = table.MatchResponse(ResponseTo(1));
+    ASSERT_TRUE(match.has_value());
+    EXPECT_EQ(match->response->requestId, 1);
+    ASSERT_NE(match->request, nullptr);
+    EXPECT_EQ(As<SetVolumeRequest>(*match->request)->volume, 44);
+
+    EXPECT_FALSE(table.MatchResponse(ResponseTo(1)).has_value()) << "the slot was freed";
+    EXPECT_FALSE(table.MatchResponse(ResponseTo(12345)).has_value()) << "no such request";
+    EXPECT_EQ(table.Outstanding(), 1);
+}
+
+TEST(RequestTableTest, ARequestWithARegisteredIdKeepsItsSlot) {
+    RequestTable table;
+    FakeSender sender;
+    table.SendRequest(Volume(1), &sender);  // id 0
+    auto again = Volume(2);
+    again->requestId = 0;
+    EXPECT_EQ(table.SendRequest(std::move(again), &sender), RequestTable::kSent);
+    EXPECT_EQ(table.Outstanding(), 1);
+    auto match = table.MatchResponse(ResponseTo(0));
+    ASSERT_TRUE(match.has_value());
+    EXPECT_EQ(As<SetVolumeRequest>(*match->request)->volume, 1) << "the slot is unchanged";
+}
+
+TEST(RequestTableTest, CancelDropsOnlyThatTypeAndNotWaiters) {
+    RequestTable table;
+    FakeSender sender;
+    table.SendRequest(Volume(1), &sender);
+    table.SendRequest(std::make_unique<GetEqRequest>(), &sender);
+    table.SendRequest(Volume(2), &sender);
+    table.CancelRequests(MessageType::SetVolumeRequest);
+    EXPECT_EQ(table.Outstanding(), 1);
+    EXPECT_FALSE(table.MatchResponse(ResponseTo(0)).has_value());
+    auto eq = std::make_unique<GetEqResponse>();
+    eq->requestId = 1;
+    EXPECT_TRUE(table.MatchResponse(std::move(eq)).has_value());
+}
+
+TEST(RequestTableTest, AWaitingCallerGetsItsResponse) {
+    RequestTable table;
+    FakeSender sender;
+    std::thread server([&] {
+        while (table.Outstanding() == 0) {
+            std::this_thread::sleep_for(1ms);
+        }
+        // The response is kept for the waiter, not handed out for dispatch.
+        EXPECT_FALSE(table.MatchResponse(ResponseTo(0)).has_value());
+    });
+    int result = -1;
+    auto response = table.SendAndWait(Volume(5), &sender, 5000ms, &result);
+    server.join();
+    EXPECT_EQ(result, RequestTable::kSent);
+    ASSERT_NE(response, nullptr);
+    EXPECT_EQ(response->Type(), MessageType::SetVolumeResponse);
+    EXPECT_EQ(table.Outstanding(), 0);
+
+    table.SendRequest(Volume(6), &sender);
+    table.CancelRequests(MessageType::SetVolumeRequest);
+    EXPECT_EQ(table.SendAndWait(Volume(7), &sender, 20ms, &result), nullptr);
+    EXPECT_EQ(result, RequestTable::kSent) << "a time-out is a sent request without answer";
+    EXPECT_EQ(table.Outstanding(), 0);
+}
+
+}  // namespace
+}  // namespace vantor

@@ -1,0 +1,230 @@
+// The client's connection against a real vantor-server on loopback.
+
+#include <gtest/gtest.h>
+
+#include <mutex>
+#include <thread>
+
+#include "net/ServerConnection.h"
+#include "protocol/Messages.h"
+#include "support/LogCapture.h"
+#include "support/TestServer.h"
+#include "support/Wait.h"
+
+namespace vantor {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace std::string_literals;
+using testing::LogCapture;
+using testing::TestServer;
+using testing::WaitUntil;
+
+class Recorder final : public ServerConnection::Handler {
+public:
+    void OnEvent(std::unique_ptr<Message> event) override {
+        std::lock_guard lock(mutex_);
+        events_.push_back(std::move(event));
+    }
+    void OnResponse(std::unique_ptr<Message> response, std::unique_ptr<Message> request) override {
+        std::lock_guard lock(mutex_);
+        responses_.emplace_back(std::move(response), std::move(request));
+    }
+    void OnChannelLost(int code) override {
+        std::lock_guard lock(mutex_);
+        lost_.push_back(code);
+    }
+
+    std::size_t EventCount() const {
+        std::lock_guard lock(mutex_);
+        return events_.size();
+    }
+    std::size_t ResponseCount() const {
+        std::lock_guard lock(mutex_);
+        return responses_.size();
+    }
+    std::vector<int> Lost() const {
+        std::lock_guard lock(mutex_);
+        return lost_;
+    }
+    // The names of the events received so far, in order.
+    std::vector<std::string> EventNames() const {
+        std::lock_guard lock(mutex_);
+        std::vector<std::string> names;
+        for (const auto& event : events_) {
+            names.emplace_back(event->TypeName());
+        }
+        return names;
+    }
+    template <class M>
+    const M* Event(std::size_t index) const {
+        std::lock_guard lock(mutex_);
+        return index < events_.size() ? As<M>(*events_[index]) : nullptr;
+    }
+    std::pair<const Message*, const Message*> Response(std::size_t index) const {
+        std::lock_guard lock(mutex_);
+        if (index >= responses_.size()) {
+            return {nullptr, nullptr};
+        }
+        return {responses_[index].first.get(), responses_[index].second.get()};
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<std::unique_ptr<Message>> events_;
+    std::vector<std::pair<std::unique_ptr<Message>, std::unique_ptr<Message>>> responses_;
+    std::vector<int> lost_;
+};
+
+class ServerConnectionTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(connection_.Connect("127.0.0.1", server_.Port()));
+        ASSERT_TRUE(WaitUntil([&] { return server_->ClientCount() == 1; }));
+    }
+
+    TestServer server_;
+    Recorder recorder_;
+    ServerConnection connection_{&recorder_};
+};
+
+TEST_F(ServerConnectionTest, ResponsesComeBackWithTheirRequests) {
+    EXPECT_EQ(connection_.Host(), "127.0.0.1");
+    EXPECT_EQ(connection_.SendRequest(std::make_unique<GetVolumeRequest>()), RequestTable::kSent);
+    ASSERT_TRUE(WaitUntil([&] { return recorder_.ResponseCount() == 1; }));
+    const auto [response, request] = recorder_.Response(0);
+    ASSERT_NE(As<GetVolumeResponse>(*response), nullptr);
+    EXPECT_EQ(As<GetVolumeResponse>(*response)->volume, 50);
+    EXPECT_EQ(response->returnCode, 0);
+    ASSERT_NE(request, nullptr);
+    EXPECT_EQ(request->Type(), MessageType::GetVolumeRequest);
+    EXPECT_EQ(response->requestId, request->requestId);
+    EXPECT_EQ(connection_.OutstandingRequests(), 0);
+}
+
+TEST_F(ServerConnectionTest, StateChangesArriveAsEvents) {
+    auto request = std::make_unique<SetVolumeRequest>();
+    request->volume = 70;
+    connection_.SendRequest(std::move(request));
+    ASSERT_TRUE(WaitUntil([&] { return recorder_.EventCount() == 1; }));
+    ASSERT_NE(recorder_.Event<VolumeChangedEvent>(0), nullptr);
+    EXPECT_EQ(recorder_.Event<VolumeChangedEvent>(0)->volume, 70);
+}
+
+TEST_F(ServerConnectionTest, AFailedRequestCarriesItsReturnCode) {
+    auto request = std::make_unique<SetPlaylistPositionRequest>();
+    request->position = 100000;
+    auto response = connection_.SendAndWait(std::move(request), 5s);
+    ASSERT_NE(response, nullptr);
+    EXPECT_NE(response->returnCode, 0);
+    EXPECT_EQ(recorder_.ResponseCount(), 0u) << "a waited-for response is not dispatched";
+}
+
+TEST_F(ServerConnectionTest, FramingCasesFromTheServer) {
+    // Each SendRaw is written at once, so it arrives as its own chunk.
+    server_->SendRaw(
+        "<PlaylistChangedEvent>\n</PlaylistChangedEvent>\0"
+        "<AlbumArtChangedEvent>\n</AlbumArtChangedEvent>\0"s);
+    ASSERT_TRUE(WaitUntil([&] { return recorder_.EventCount() == 2; }));
+
+    // One message over many chunks, delivered once its zero byte arrives.
+    const std::string split = "<VolumeChangedEvent>\n<volume>33</volume>\n</VolumeChangedEvent>";
+    for (std::size_t i = 0; i < split.size(); i += 7) {
+        server_->SendRaw(split.substr(i, 7));
+        std::this_thread::sleep_for(2ms);
+    }
+    EXPECT_EQ(recorder_.EventCount(), 2u);
+    server_->SendRaw("\0"s);
+    ASSERT_TRUE(WaitUntil([&] { return recorder_.EventCount() == 3; }));
+    EXPECT_EQ(recorder_.Event<VolumeChangedEvent>(2)->volume, 33);
+
+    // Two zero bytes in a row and a declaration and a comment ahead of roots.
+    server_->SendRaw(
+        "<?xml version=\"1.0\"?><!-- pushed --><ShuffleStateChangedEvent>"
+        "<shuffleState>true</shuffleState></ShuffleStateChangedEvent>\0\0"
+        "<RepeatStateChangedEvent><repeatState>true</repeatState></RepeatStateChangedEvent>\0"s);
+    ASSERT_TRUE(WaitUntil([&] { return recorder_.EventCount() == 5; }));
+    EXPECT_EQ(recorder_.EventNames(),
+              (std::vector<std::string>{"PlaylistChangedEvent", "AlbumArtChangedEvent",
+                                        "VolumeChangedEvent", "ShuffleStateChangedEvent",
+                                        "RepeatStateChangedEvent"}));
+    EXPECT_TRUE(recorder_.Event<ShuffleStateChangedEvent>(3)->shuffleState);
+    EXPECT_EQ(recorder_.Event<RepeatStateChangedEvent>(4)->repeatState, RepeatState::All);
+}
+
+TEST_F(ServerConnectionTest, GarbageIsLoggedAndTheConnectionStays) {
+    LogCapture capture(kLogError);
+    server_->SendRaw("<Bogus>x</Bogus>\0\x01\x02\xff\xfe\0<PingRequest/>\0"s);
+    ASSERT_TRUE(WaitUntil([&] { return capture.Lines().size() >= 3; }));
+    EXPECT_EQ(capture.Count("ERROR: Could not deserialize message: <Bogus>x</Bogus>\r\n"), 1);
+    EXPECT_EQ(capture.Count("ERROR: Could not deserialize message: <PingRequest/>\r\n"), 1);
+    EXPECT_TRUE(connection_.IsConnected());
+    EXPECT_NE(connection_.SendAndWait(std::make_unique<GetVolumeRequest>(), 5s), nullptr);
+    EXPECT_TRUE(recorder_.Lost().empty());
+}
+
+TEST(ServerConnectionLimitTest, AnEndlessMessageDropsTheConnectionOnce) {
+    TestServer server;
+    Recorder recorder;
+    ServerConnection connection(&recorder, 64 * 1024);
+    ASSERT_TRUE(connection.Connect("127.0.0.1", server.Port()));
+    ASSERT_TRUE(WaitUntil([&] { return server->ClientCount() == 1; }));
+    LogCapture capture(kLogError);
+    server->SendRaw(std::string(200 * 1024, 'x'));
+    ASSERT_TRUE(WaitUntil([&] { return !recorder.Lost().empty(); }));
+    EXPECT_EQ(capture.Count(
+                  "ERROR: Message from server exceeds 65536 bytes; dropping the connection\r\n"),
+              1);
+    std::this_thread::sleep_for(100ms);
+    EXPECT_EQ(recorder.Lost().size(), 1u);
+    EXPECT_FALSE(connection.IsConnected());
+}
+
+TEST_F(ServerConnectionTest, AStoppedServerIsReportedOnce) {
+    server_.Stop();
+    ASSERT_TRUE(WaitUntil([&] { return !recorder_.Lost().empty(); }));
+    std::this_thread::sleep_for(100ms);
+    EXPECT_EQ(recorder_.Lost(), std::vector<int>{0}) << "an orderly close, reported once";
+    EXPECT_FALSE(connection_.IsConnected());
+
+    // Not connected: requests are refused with 12 but stay registered, until
+    // the table is full.
+    for (int i = 0; i < RequestTable::kSlotCount; ++i) {
+        ASSERT_EQ(connection_.SendRequest(std::make_unique<PlayRequest>()),
+                  RequestTable::kNotConnected);
+    }
+    EXPECT_EQ(connection_.SendRequest(std::make_unique<PlayRequest>()), RequestTable::kTableFull);
+
+    // Connecting again (to the server restarted on its port) starts afresh.
+    ASSERT_TRUE(server_.Restart());
+    ASSERT_TRUE(connection_.Connect("127.0.0.1", server_.Port()));
+    EXPECT_EQ(connection_.OutstandingRequests(), 0);
+    EXPECT_NE(connection_.SendAndWait(std::make_unique<GetVolumeRequest>(), 5s), nullptr);
+}
+
+TEST_F(ServerConnectionTest, DisconnectReturnsPromptlyAndReportsNothing) {
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_TRUE(connection_.Disconnect());
+    EXPECT_LT(std::chrono::steady_clock::now() - before, 2500ms);
+    EXPECT_FALSE(connection_.IsConnected());
+    std::this_thread::sleep_for(50ms);
+    EXPECT_TRUE(recorder_.Lost().empty()) << "a disconnect that was asked for is not a loss";
+    EXPECT_EQ(connection_.SendRequest(std::make_unique<PlayRequest>()),
+              RequestTable::kNotConnected);
+}
+
+TEST(ServerConnectionRefusedTest, NothingListeningFailsToConnect) {
+    Recorder recorder;
+    ServerConnection connection(&recorder);
+    std::uint16_t port;
+    {
+        TestServer server;
+        port = server.Port();
+    }  // stopped: nothing listens there now
+    EXPECT_FALSE(connection.Connect("127.0.0.1", port));
+    EXPECT_FALSE(connection.IsConnected());
+    EXPECT_TRUE(connection.Host().empty());
+}
+
+}  // namespace
+}  // namespace vantor

@@ -1,0 +1,106 @@
+#include <gtest/gtest.h>
+
+#include "RequestHandler.h"
+#include "protocol/MessageFactory.h"
+
+namespace vantor::server {
+namespace {
+
+class RequestHandlerTest : public ::testing::Test {
+protected:
+    std::unique_ptr<Message> Handle(const Message& request) {
+        events_.clear();
+        return handler_.Handle(request, events_);
+    }
+
+    MediaLibrary library_ = MediaLibrary::Generate(60);
+    PlayerModel player_{library_};
+    RequestHandler handler_{library_, player_, ServerInfo{}};
+    Events events_;
+};
+
+TEST_F(RequestHandlerTest, EveryRequestGetsAResponseWithItsId) {
+    for (std::uint32_t id = 1; id < kMessageTypeCount; ++id) {
+        auto request = MessageFactory::Create(id);
+        if (!request || request->Kind() != MessageKind::Request ||
+            request->Type() == MessageType::UnrecognizedRequest) {
+            continue;
+        }
+        request->requestId = static_cast<std::int32_t>(id) * 10;
+        const auto response = Handle(*request);
+        ASSERT_NE(response, nullptr) << request->TypeName();
+        EXPECT_EQ(static_cast<std::uint32_t>(response->Type()), id + 1) << request->TypeName();
+        EXPECT_EQ(response->Kind(), MessageKind::Response) << request->TypeName();
+        EXPECT_EQ(response->requestId, request->requestId) << request->TypeName();
+    }
+}
+
+TEST_F(RequestHandlerTest, UnrecognizedRequestHasNoAnswer) {
+    EXPECT_EQ(Handle(PlainMessage<MessageType::UnrecognizedRequest>()), nullptr);
+}
+
+TEST_F(RequestHandlerTest, BadValuesFailWithACodeTheServerCanDescribe) {
+    SetVolumeRequest loud;
+    loud.volume = 101;
+    const auto refused = Handle(loud);
+    EXPECT_EQ(refused->returnCode, kBadParameter);
+    EXPECT_TRUE(events_.empty());
+
+    GetErrorDetailsRequest details;
+    details.returnCode = refused->returnCode;
+    const auto described = Handle(details);
+    EXPECT_EQ(As<GetErrorDetailsResponse>(*described)->description,
+              "A value in the request is out of range.");
+
+    SetEqPresetRequest preset;
+    preset.preset = "Polka";
+    EXPECT_EQ(Handle(preset)->returnCode, kNotFound);
+    PlayMediaRequest nothing;
+    nothing.selector.id = 99999;
+    EXPECT_EQ(Handle(nothing)->returnCode, kNotFound);
+}
+
+TEST_F(RequestHandlerTest, CurrentStateDescribesThePlayer) {
+    SetVolumeRequest volume;
+    volume.volume = 64;
+    Handle(volume);
+    const auto state = Handle(GetCurrentStateRequest());
+    const auto* current = As<GetCurrentStateResponse>(*state);
+    ASSERT_NE(current, nullptr);
+    EXPECT_EQ(current->volume, 64);
+    EXPECT_EQ(current->playingState, PlayingState::Stopped);
+    EXPECT_EQ(current->title, player_.Current()->title);
+    EXPECT_EQ(current->length, player_.Current()->length);
+}
+
+TEST_F(RequestHandlerTest, LibraryRequestsArePaged) {
+    BrowseLibraryRequest browse;
+    browse.path = "/Music/Songs/";
+    browse.start = 10;
+    browse.count = 5;
+    browse.includeTotalCount = true;
+    const auto page = Handle(browse);
+    const auto* songs = As<BrowseLibraryResponse>(*page);
+    ASSERT_NE(songs, nullptr);
+    EXPECT_EQ(songs->results.size(), 5u);
+    EXPECT_EQ(songs->totalCount, 60);
+    EXPECT_EQ(songs->start, 10);
+    EXPECT_EQ(songs->results[0].id, 11);
+
+    browse.path = "/No/Such/";
+    EXPECT_EQ(Handle(browse)->returnCode, kNotFound);
+}
+
+TEST_F(RequestHandlerTest, PlayingFromALibraryPathFillsTheQueue) {
+    PlayMediaRequest play;
+    play.selector.libPath =
+        "/Music/Albums/" + MediaLibrary::EscapeName(library_.Tracks()[0].album) + "/";
+    play.startingItem = 0;
+    EXPECT_EQ(Handle(play)->returnCode, kSuccess);
+    EXPECT_EQ(player_.PlayingState(), PlayingState::Playing);
+    EXPECT_EQ(player_.Current()->album, library_.Tracks()[0].album);
+    EXPECT_FALSE(events_.empty());
+}
+
+}  // namespace
+}  // namespace vantor::server
