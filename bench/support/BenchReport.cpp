@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
+#include <cstring>
 #include <map>
 #include <utility>
 #include <vector>
@@ -14,6 +15,28 @@ namespace {
 std::vector<std::pair<std::string, std::string>>& Comparisons() {
     static std::vector<std::pair<std::string, std::string>> comparisons;
     return comparisons;
+}
+
+struct CounterComparison {
+    std::string benchmark;
+    std::string baseline;
+    std::string counter;
+};
+
+std::vector<CounterComparison>& CounterComparisons() {
+    static std::vector<CounterComparison> comparisons;
+    return comparisons;
+}
+
+// The name without the "/real_time"-style suffixes the library appends.
+std::string BaseName(std::string name) {
+    for (const char* suffix : {"/real_time", "/manual_time"}) {
+        const std::size_t at = name.find(suffix);
+        if (at != std::string::npos) {
+            name.erase(at, std::strlen(suffix));
+        }
+    }
+    return name;
 }
 
 // Splits "BM_Name/1000" into its family and argument; no argument gives -1.
@@ -40,7 +63,11 @@ public:
             const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
             if (run.run_type == Run::RT_Iteration || median) {
                 // Medians come after the single runs and replace them.
-                times_[run.run_name.str()] = run.GetAdjustedRealTime();
+                const std::string name = BaseName(run.run_name.str());
+                times_[name] = run.GetAdjustedRealTime();
+                for (const auto& [counterName, counter] : run.counters) {
+                    counters_[name][counterName] = counter.value;
+                }
             }
         }
     }
@@ -54,17 +81,21 @@ public:
                 families[family][arg] = time;
             }
         }
-        std::printf("\nscaling (time at 10x the argument / time at the argument):\n");
+        bool scalingShown = false;
         for (const auto& [family, points] : families) {
             for (const auto& [arg, time] : points) {
                 const auto tenfold = points.find(arg * 10);
                 if (tenfold != points.end() && time > 0) {
+                    if (!scalingShown) {
+                        std::printf("\nscaling (time at 10x the argument / time at the argument):\n");
+                        scalingShown = true;
+                    }
                     std::printf("  %-48s %6ld -> %-6ld x%.2f\n", family.c_str(), arg, arg * 10,
                                 tenfold->second / time);
                 }
             }
         }
-        if (!Comparisons().empty()) {
+        if (!Comparisons().empty() || !CounterComparisons().empty()) {
             std::printf("\nratio (benchmark / baseline, same argument):\n");
         }
         for (const auto& [benchmark, baseline] : Comparisons()) {
@@ -87,17 +118,33 @@ public:
                 }
             }
         }
+        for (const CounterComparison& c : CounterComparisons()) {
+            const auto a = counters_.find(c.benchmark);
+            const auto b = counters_.find(c.baseline);
+            if (a == counters_.end() || b == counters_.end() || !a->second.contains(c.counter) ||
+                !b->second.contains(c.counter) || b->second.at(c.counter) == 0) {
+                continue;
+            }
+            std::printf("  %s / %s, %s = %.2f\n", c.benchmark.c_str(), c.baseline.c_str(),
+                        c.counter.c_str(), a->second.at(c.counter) / b->second.at(c.counter));
+        }
         std::fflush(stdout);
     }
 
 private:
     std::map<std::string, double> times_;
+    std::map<std::string, std::map<std::string, double>> counters_;
 };
 
 }  // namespace
 
 void CompareTo(const std::string& benchmark, const std::string& baseline) {
     Comparisons().emplace_back(benchmark, baseline);
+}
+
+void CompareCounter(const std::string& benchmark, const std::string& baseline,
+                    const std::string& counter) {
+    CounterComparisons().push_back({benchmark, baseline, counter});
 }
 
 int Main(int argc, char** argv) {

@@ -13,6 +13,10 @@ namespace vantor::bench {
 // Report time(benchmark/arg) / time(baseline/arg) for every argument both ran.
 void CompareTo(const std::string& benchmark, const std::string& baseline);
 
+// Report counter(benchmark) / counter(baseline) for one user counter.
+void CompareCounter(const std::string& benchmark, const std::string& baseline,
+                    const std::string& counter);
+
 int Main(int argc, char** argv);
 
 }  // namespace vantor::bench
