@@ -4,20 +4,30 @@
 //                                 file) the way the client does and print what
 //                                 it makes of each
 //   vantor-msg types              print the message type table
+//   vantor-msg watch HOST PORT [SECONDS]
+//                                 connect to a server the way the client does,
+//                                 ask for its state and print every message it
+//                                 sends, for SECONDS (default 5)
 //
 // Useful with captured traffic: every undecodable message gets the client's
 // own error line.
 
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <mutex>
 #include <string>
 #include <string_view>
+#include <thread>
 
 #include "core/Logger.h"
+#include "net/ServerConnection.h"
 #include "protocol/MessageFactory.h"
+#include "protocol/Messages.h"
 #include "protocol/XmlReader.h"
 
 namespace {
@@ -84,10 +94,60 @@ int Types() {
     return 0;
 }
 
+// Prints what the server sends; the connection calls it on its receiver
+// thread, so printing is serialised.
+class Printer final : public ServerConnection::Handler {
+public:
+    void OnEvent(std::unique_ptr<Message> event) override { Print("event", *event); }
+    void OnResponse(std::unique_ptr<Message> response, std::unique_ptr<Message>) override {
+        Print("response", *response);
+    }
+    void OnChannelLost(int code) override {
+        std::lock_guard lock(mutex_);
+        std::printf("-- the server closed the connection (%d)\n", code);
+        std::fflush(stdout);
+    }
+
+private:
+    void Print(const char* what, const Message& message) {
+        std::lock_guard lock(mutex_);
+        std::printf("-- %s\n%s\n", what, message.ToXml().c_str());
+        std::fflush(stdout);
+    }
+    std::mutex mutex_;
+};
+
+int Watch(const std::string& host, const std::string& portText, int seconds) {
+    const int port = std::atoi(portText.c_str());
+    if (port <= 0 || port > 65535) {
+        std::fprintf(stderr, "vantor-msg: bad port %s\n", portText.c_str());
+        return 2;
+    }
+    Printer printer;
+    ServerConnection connection(&printer);
+    if (!connection.Connect(host, static_cast<std::uint16_t>(port))) {
+        std::fprintf(stderr, "vantor-msg: cannot connect to %s:%d\n", host.c_str(), port);
+        return 1;
+    }
+    // What a client asks for when its session starts.
+    auto version = std::make_unique<GetClientVersionRequest>();
+    version->type = "ppc";
+    connection.SendRequest(std::move(version));
+    connection.SendRequest(std::make_unique<GetPlayerCapabilitiesRequest>());
+    connection.SendRequest(std::make_unique<GetCurrentStateRequest>());
+    connection.SendRequest(std::make_unique<GetSpeakerListRequest>());
+    connection.SendRequest(std::make_unique<GetEqRequest>());
+    connection.SendRequest(std::make_unique<GetEqPresetsRequest>());
+    std::this_thread::sleep_for(std::chrono::seconds(seconds));
+    connection.Disconnect();
+    return 0;
+}
+
 int Usage() {
     std::fprintf(stderr,
                  "usage: vantor-msg decode [FILE...]\n"
-                 "       vantor-msg types\n");
+                 "       vantor-msg types\n"
+                 "       vantor-msg watch HOST PORT [SECONDS]\n");
     return 2;
 }
 
@@ -100,6 +160,12 @@ int main(int argc, char** argv) {
     const std::string command = argv[1];
     if (command == "types") {
         return Types();
+    }
+    if (command == "watch") {
+        if (argc < 4) {
+            return Usage();
+        }
+        return Watch(argv[2], argv[3], argc > 4 ? std::max(1, std::atoi(argv[4])) : 5);
     }
     if (command != "decode") {
         return Usage();
