@@ -10,10 +10,11 @@ ServerConnection::ServerConnection(Handler* handler, std::size_t maxPending)
 
 ServerConnection::~ServerConnection() = default;
 
-bool ServerConnection::Connect(const std::string& host, std::uint16_t port) {
+bool ServerConnection::Connect(const std::string& host, std::uint16_t port,
+                               const std::atomic<bool>* abort) {
     channel_->Disconnect();
     requests_.Clear();
-    if (!channel_->Connect(host, port)) {
+    if (!channel_->Connect(host, port, abort)) {
         return false;
     }
     std::lock_guard lock(hostMutex_);

@@ -39,8 +39,10 @@ public:
     ServerConnection& operator=(const ServerConnection&) = delete;
 
     // Ends any current connection and drops its outstanding requests, then
-    // connects (port 0: 3567). On success the host is remembered.
-    bool Connect(const std::string& host, std::uint16_t port = 0);
+    // connects (port 0: 3567). On success the host is remembered. Setting
+    // `*abort` gives up a connect under way.
+    bool Connect(const std::string& host, std::uint16_t port = 0,
+                 const std::atomic<bool>* abort = nullptr);
     // Ends the connection and drops the outstanding requests.
     bool Disconnect();
     bool IsConnected() const;

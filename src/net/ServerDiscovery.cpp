@@ -23,6 +23,7 @@ struct ServerDiscovery::Shared {
     std::vector<std::string> servers;
     int socket = -1;
     bool interrupted = false;
+    std::atomic<bool> aborted{false};
 
     void Add(const std::string& address) {
         std::lock_guard lock(mutex);
@@ -134,8 +135,15 @@ std::string ServerDiscovery::Server(int index) const {
     return shared_->servers[static_cast<std::size_t>(index)];
 }
 
+void ServerDiscovery::Abort() {
+    shared_->aborted = true;
+    shared_->Interrupt();
+    shared_->found.Set();  // ends the coordinator's wait
+}
+
 std::string ServerDiscovery::Discover() {
     const std::shared_ptr<Shared> shared = shared_;
+    shared->aborted = false;
     shared->found.Reset();
     {
         std::lock_guard lock(shared->mutex);
@@ -164,13 +172,13 @@ std::string ServerDiscovery::Discover() {
     };
 
     const std::size_t count = source->LocalAddresses().size();
-    for (std::size_t index = 0; index < count; ++index) {
+    for (std::size_t index = 0; index < count && !shared->aborted; ++index) {
         if (!probe([shared, source, options, index] {
                 BroadcastProbe(*shared, *source, options, index);
             })) {
             return {};
         }
-        if (!shared->found.IsSet()) {
+        if (!shared->found.IsSet() && !shared->aborted) {
             const bool started = probe(
                 [shared, source, options, index] { PeerProbe(*shared, *source, options, index); });
             if (!started) {
@@ -180,6 +188,9 @@ std::string ServerDiscovery::Discover() {
         if (shared->found.IsSet()) {
             break;
         }
+    }
+    if (shared->aborted) {
+        return {};
     }
     return Server(0);
 }

@@ -50,8 +50,12 @@ public:
     ServerDiscovery& operator=(const ServerDiscovery&) = delete;
 
     // One run: the first server found, as dotted text, or empty when none was
-    // found or a probe thread could not be started.
+    // found, a probe thread could not be started, or the run was aborted.
     std::string Discover();
+
+    // Ends a run under way as soon as its probe has stopped (any thread).
+    // The next Discover() runs normally.
+    void Abort();
 
     // The servers the last run found, in the order found, without duplicates.
     int ServerCount() const;

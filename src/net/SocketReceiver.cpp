@@ -46,10 +46,11 @@ SocketReceiver::~SocketReceiver() {
     }
 }
 
-bool SocketReceiver::Connect(const std::string& host, std::uint16_t port, Listener* listener) {
+bool SocketReceiver::Connect(const std::string& host, std::uint16_t port, Listener* listener,
+                             const std::atomic<bool>* abort) {
     Disconnect();
     auto link = std::make_shared<Link>();
-    if (link->socket.Connect(host, port) != 0) {
+    if (link->socket.Connect(host, port, std::chrono::seconds(10), abort) != 0) {
         return false;
     }
     link->listener = listener;

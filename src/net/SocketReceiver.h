@@ -45,8 +45,9 @@ public:
     void SetThreadName(std::string name) { threadName_ = std::move(name); }
 
     // Connects (ending any earlier connection first) and starts the receiver
-    // thread. True when both succeeded.
-    bool Connect(const std::string& host, std::uint16_t port, Listener* listener);
+    // thread. True when both succeeded. `abort` as for TcpSocket::Connect.
+    bool Connect(const std::string& host, std::uint16_t port, Listener* listener,
+                 const std::atomic<bool>* abort = nullptr);
 
     // Detaches the listener, ends the connection and waits up to 2000 ms for
     // the receiver thread.

@@ -1,9 +1,12 @@
 #include "net/TcpSocket.h"
 
+#include <fcntl.h>
 #include <netdb.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <memory>
 
@@ -21,7 +24,38 @@ void TcpSocket::Close() {
     }
 }
 
-int TcpSocket::Connect(const std::string& host, std::uint16_t port) {
+namespace {
+
+// Waits for a non-blocking connect to finish; 0 on success.
+int FinishConnect(int fd, std::chrono::milliseconds timeout, const std::atomic<bool>* abort) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (true) {
+        if (abort != nullptr && abort->load()) {
+            return -1;
+        }
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0) {
+            return -1;
+        }
+        pollfd polled{fd, POLLOUT, 0};
+        const int ready = ::poll(&polled, 1, static_cast<int>(std::min<long long>(left.count(), 50)));
+        if (ready < 0 && errno != EINTR) {
+            return -1;
+        }
+        if (ready > 0) {
+            int error = 0;
+            socklen_t length = sizeof error;
+            ::getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &length);
+            return error == 0 ? 0 : -1;
+        }
+    }
+}
+
+}  // namespace
+
+int TcpSocket::Connect(const std::string& host, std::uint16_t port,
+                       std::chrono::milliseconds timeout, const std::atomic<bool>* abort) {
     addrinfo hints{};
     hints.ai_family = AF_INET;
     hints.ai_socktype = SOCK_STREAM;
@@ -43,9 +77,15 @@ int TcpSocket::Connect(const std::string& host, std::uint16_t port) {
         // platform rejects it, and the result has always been ignored.
         const int one = 1;
         (void)::setsockopt(fd_, SOL_SOCKET, 0, &one, sizeof one);
-        do {
-            result = ::connect(fd_, address->ai_addr, address->ai_addrlen);
-        } while (result != 0 && errno == EINTR);
+        // Connected without blocking, then made blocking again for the
+        // receiver thread's reads and the senders' writes.
+        const int flags = ::fcntl(fd_, F_GETFL);
+        ::fcntl(fd_, F_SETFL, flags | O_NONBLOCK);
+        result = ::connect(fd_, address->ai_addr, address->ai_addrlen);
+        if (result != 0 && errno == EINPROGRESS) {
+            result = FinishConnect(fd_, timeout, abort);
+        }
+        ::fcntl(fd_, F_SETFL, flags);
         if (result == 0) {
             connected_ = true;
             break;

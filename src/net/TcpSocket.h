@@ -7,6 +7,7 @@
 // number can never be reused under a thread that still holds it.
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
@@ -23,8 +24,12 @@ public:
 
     // Resolves `host` (name or dotted address) for IPv4 and tries each
     // address in turn. Returns 0 when connected, -1 otherwise. A socket
-    // already open is closed first.
-    int Connect(const std::string& host, std::uint16_t port);
+    // already open is closed first. Each address gets at most `timeout` to
+    // answer, and setting `*abort` (checked every 50 ms) gives up at once, so
+    // a host that swallows packets never holds the caller for minutes.
+    int Connect(const std::string& host, std::uint16_t port,
+                std::chrono::milliseconds timeout = std::chrono::seconds(10),
+                const std::atomic<bool>* abort = nullptr);
 
     // Sends all bytes; the send result (negative on failure, which also
     // clears the connected flag). Safe to call from several threads: whole

@@ -12,13 +12,14 @@ XmlChannel::XmlChannel(Owner* owner, std::size_t maxPending)
 
 XmlChannel::~XmlChannel() = default;  // the receiver stops and waits first
 
-bool XmlChannel::Connect(const std::string& host, std::uint16_t port) {
+bool XmlChannel::Connect(const std::string& host, std::uint16_t port,
+                         const std::atomic<bool>* abort) {
     receiver_.Disconnect();
     // A new connection is a new stream: nothing held from the last one may
     // end up in front of its first message.
     framer_.Reset();
     dropped_ = false;
-    return receiver_.Connect(host, port == 0 ? kMessagePort : port, this);
+    return receiver_.Connect(host, port == 0 ? kMessagePort : port, this, abort);
 }
 
 void XmlChannel::Disconnect() {

@@ -49,8 +49,9 @@ public:
     ~XmlChannel() override;
 
     // Port 0 means the server's message port, 3567. True when connected and
-    // receiving.
-    virtual bool Connect(const std::string& host, std::uint16_t port);
+    // receiving. Setting `*abort` gives up a connect under way.
+    virtual bool Connect(const std::string& host, std::uint16_t port,
+                         const std::atomic<bool>* abort = nullptr);
     // Returns once the receiver has ended, or after 2000 ms.
     virtual void Disconnect();
     bool IsConnected() const override;

@@ -1,0 +1,201 @@
+#pragma once
+
+// When and to which server the client connects: the connection attempt
+// (discovery when no server is given, waits while the device has no
+// network, the connect loop), the network watch, reconnection after a loss,
+// and the start of a session once connected. It is the main window's
+// logic, kept free of any toolkit: the window implements ConnectionFrame,
+// delivers the flow's posted messages and timer expiries back to it on its
+// own thread, and hands the connection manager's listener calls through it
+// (the flow is the manager's listener and passes every call on).
+//
+// Threads: the methods marked "UI thread" run on the window's thread. The
+// attempt thread, the network watch thread and the channel's receiver
+// thread call the frame's thread-safe operations and post messages; they
+// never touch the screen themselves.
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "core/NamedThread.h"
+#include "net/LocalAddressSource.h"
+#include "session/ConnectionManager.h"
+#include "session/PlayerListener.h"
+
+namespace vantor {
+
+// The window's private messages, by their numbers.
+enum class FlowMessage {
+    SessionReady = 1030,  // WM_USER + 6
+    Reconnect = 1031,     // WM_USER + 7
+    NetworkLost = 1032,   // WM_USER + 8
+    NetworkBack = 1033,   // WM_USER + 9
+};
+
+inline constexpr int kReconnectTimer = 101;    // 2000 ms, repeating
+inline constexpr int kAutoConnectTimer = 102;  // 10 ms, once
+
+// Texts the flow shows.
+inline constexpr const char* kDiscoveringText = "Discovering Vantor server...";
+inline constexpr const char* kDiscoveryFailedText = "Unable to discover Vantor server";
+inline constexpr const char* kConnectingText = "Connecting...";
+inline constexpr const char* kReconnectingText = "Reconnecting...";
+inline constexpr const char* kNetworkDisconnectedText = "Network Disconnected";
+inline constexpr const char* kDiscoveryFailureCaption = "Auto-discovery Failure";
+inline constexpr const char* kDiscoveryFailureMessage =
+    "Unable to auto-discover Vantor server. Either the server is not running or "
+    "auto-discovery is not possible with your current network configuration. If the server "
+    "is running, please enter the IP address you wish to connect to.";
+
+// What the flow needs from the main window.
+class ConnectionFrame {
+public:
+    virtual ~ConnectionFrame() = default;
+
+    // Any thread. ----------------------------------------------------------
+    // The screen shown: "connect", "main", "nowplaying", ...
+    virtual std::string CurrentScreen() const = 0;
+    // Queues a message for the window's thread, which hands it to
+    // ConnectionFlow::Handle.
+    virtual void Post(FlowMessage message) = 0;
+    // The connect screen's status line.
+    virtual void SetStatus(const std::string& text) = 0;
+    // The connect screen ready for input again (after a failed discovery).
+    virtual void SetConnectReady() = 0;
+    // A message box with an OK button; it may return before it is closed.
+    virtual void ShowMessage(const std::string& caption, const std::string& text) = 0;
+    // The now-playing title and whether it is shown.
+    virtual std::pair<std::string, bool> Title() const = 0;
+    virtual void SetTitle(const std::string& text, bool shown) = 0;
+
+    // UI thread only. -------------------------------------------------------
+    // The text of the connect screen's server list box.
+    virtual std::string ServerListText() const = 0;
+    virtual void SwitchScreen(const std::string& name) = 0;
+    // Window timers; an expiry comes back through ConnectionFlow::OnTimer.
+    virtual void StartTimer(int id, std::chrono::milliseconds period) = 0;
+    virtual void KillTimer(int id) = 0;
+    virtual void SaveSettings() = 0;
+    // After a reconnection: show the position and progress again.
+    virtual void RefreshNowPlaying() = 0;
+    virtual void Redraw() = 0;
+};
+
+// The self-update check that runs when the server has said which client
+// version it offers. Runs on the channel's receiver thread.
+class UpdateCheck {
+public:
+    virtual ~UpdateCheck() = default;
+    // True when an update is being applied and the client is quitting: the
+    // session must not start.
+    virtual bool Run(const GetClientVersionResponse& offer) = 0;
+};
+
+struct FlowOptions {
+    // The server's message port: 0 for 3567. Tests give their server's.
+    std::uint16_t port = 0;
+    std::chrono::milliseconds watchPeriod{1000};
+    std::chrono::milliseconds networkDownStep{500};
+    // Between failed connects to the same server. A refused connect returns
+    // at once; without a pause the loop would spin a core and flood the
+    // server with connects until it comes back.
+    std::chrono::milliseconds retryPause{250};
+    std::string platform = "ppc";
+};
+
+class ConnectionFlow final : public PlayerListener {
+public:
+    // `frameListener` receives every listener call the flow passes on (may
+    // be null); `update` may be null for no update check.
+    ConnectionFlow(ConnectionManager& manager, ConnectionFrame& frame,
+                   PlayerListener* frameListener, std::shared_ptr<LocalAddressSource> addresses,
+                   UpdateCheck* update, FlowOptions options = {});
+    ~ConnectionFlow() override;
+    ConnectionFlow(const ConnectionFlow&) = delete;
+    ConnectionFlow& operator=(const ConnectionFlow&) = delete;
+
+    // UI thread: the start of the program. Starts the network watch and,
+    // unless this is the first run, with auto connect on, timer 102.
+    void Start(bool firstRun, bool autoConnect);
+    // UI thread: the Connect button. Nothing when an attempt is running;
+    // otherwise saves the settings and starts an attempt to the server in
+    // the list box ("(Find Automatically)": discovery).
+    void ConnectPressed();
+    // UI thread: a message posted by the flow.
+    void Handle(FlowMessage message);
+    // UI thread: a timer expired.
+    void OnTimer(int id);
+    // UI thread: the "Exit" command, before the window quits: aborts a
+    // running attempt, saves the settings, and ends the flow's threads.
+    void Exit();
+
+    bool AttemptRunning() const { return attemptRunning_; }
+    bool NetworkDown() const { return networkDown_; }
+    std::string TargetServer() const;
+
+    // PlayerListener: passed on to the frame's listener; the client version
+    // also runs the update check and starts the session, and a lost channel
+    // asks for a reconnection.
+    void OnCurrentMediaChanged(const CurrentMedia& media) override;
+    void OnVolumeChanged(std::int32_t volume, std::int32_t difference) override;
+    void OnShuffleChanged(bool shuffle) override;
+    void OnRepeatChanged(std::int32_t repeat) override;
+    void OnPlayingStateChanged(std::int32_t state) override;
+    void OnPlaylistPositionChanged(std::int32_t position) override;
+    void OnPlayPositionChanged(std::int32_t seconds) override;
+    void OnPlaylistChanged(const PlaylistChangedEvent& event) override;
+    void OnEqChanged(const EqSettings& eq) override;
+    void OnSpeakerListChanged(const std::vector<Speaker>& speakers) override;
+    void OnAlbumArtChanged(const AlbumArtChangedEvent& event) override;
+    void OnCapabilities() override;
+    void OnMediaLibraryChanged(const MediaLibraryChangedEvent& event) override;
+    void OnRequestFailed(std::int32_t returnCode, const Message& request) override;
+    void OnPlaylistItems(const GetPlaylistItemsResponse& page, std::int32_t start) override;
+    void OnAlbumArtUrl(const std::string& url) override;
+    void OnArtists(const BrowseArtistsResponse& artists) override;
+    void OnLibraryPage(const BrowseLibraryResponse& page,
+                       const BrowseLibraryRequest& request) override;
+    void OnSearchResults(const std::string& text, const MediaSearchResponse& results) override;
+    void OnClientVersion(const GetClientVersionResponse& response) override;
+    void OnEqPresets(const std::vector<std::string>& presets) override;
+    void OnChannelLost() override;
+
+private:
+    void StartAttempt(std::string target, bool reconnect);
+    void RunAttempt(std::string target, bool reconnect);
+    void WatchNetwork();
+    // Sleeps unless the attempt is aborted or the flow closes; false then.
+    bool Pause(std::chrono::milliseconds duration);
+    void SaveTitleAndShow(const std::string& text);
+    void RestoreTitle();
+    static std::string TargetFromListText(const std::string& text);
+
+    ConnectionManager& manager_;
+    ConnectionFrame& frame_;
+    PlayerListener* frameListener_;
+    std::shared_ptr<LocalAddressSource> addresses_;
+    UpdateCheck* update_;
+    FlowOptions options_;
+
+    // Single flags, each written by one side and read by the others.
+    std::atomic<bool> attemptRunning_{false};
+    std::atomic<bool> abort_{false};
+    std::atomic<bool> reconnect_{false};
+    std::atomic<bool> networkDown_{false};
+    std::atomic<bool> closing_{false};
+
+    mutable std::mutex mutex_;  // guards target_, the saved title, and wakes Pause
+    std::condition_variable wake_;
+    std::string target_;
+    bool titleSaved_ = false;
+    std::pair<std::string, bool> savedTitle_;
+
+    NamedThread attempt_;
+    NamedThread watch_;
+};
+
+}  // namespace vantor
