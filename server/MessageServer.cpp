@@ -24,6 +24,9 @@ namespace {
 // A client whose unsent output grows past this is not reading; it is dropped.
 constexpr std::size_t kMaxUnsent = 64 * 1024 * 1024;
 
+// How many of the latest request names ReceivedRequests() keeps.
+constexpr std::size_t kReceivedKept = 1000;
+
 class Descriptor {
 public:
     Descriptor() = default;
@@ -327,6 +330,13 @@ void MessageServer::Loop::Handle(Client& client, std::string_view document) {
     }
     request->FromXml(text);
     ++stats_->requests;
+    {
+        std::lock_guard lock(stats_->mutex);
+        if (stats_->received.size() == kReceivedKept) {
+            stats_->received.erase(stats_->received.begin());
+        }
+        stats_->received.emplace_back(request->TypeName());
+    }
     Events events;
     const auto response = handler_.Handle(*request, events);
     if (!response) {
@@ -460,6 +470,11 @@ void MessageServer::Stop() {
     loop_->RequestStop();
     thread_.Stop();
     loop_.reset();
+}
+
+std::vector<std::string> MessageServer::ReceivedRequests() const {
+    std::lock_guard lock(stats_->mutex);
+    return stats_->received;
 }
 
 void MessageServer::Post(std::function<void(PlayerModel&, Events&)> task) {

@@ -66,6 +66,8 @@ public:
     // Messages received that were not requests the server could read.
     int MalformedCount() const { return stats_->malformed.load(); }
     int RequestCount() const { return stats_->requests.load(); }
+    // The type names of the latest 1000 requests received, in order.
+    std::vector<std::string> ReceivedRequests() const;
 
     // Runs `task` on the loop thread with the player; the events it adds
     // are pushed to every client. Returns at once.
@@ -83,6 +85,8 @@ private:
         std::atomic<int> clients{0};
         std::atomic<int> malformed{0};
         std::atomic<int> requests{0};
+        mutable std::mutex mutex;  // guards received
+        std::vector<std::string> received;
     };
 
     ServerOptions options_;
