@@ -1,0 +1,400 @@
+// The connection flow against vantor-server on loopback, with a frame that
+// records what the window would have shown. The test thread plays the
+// window's thread: it hands posted messages back to the flow.
+
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <thread>
+
+#include "session/ConnectionFlow.h"
+#include "session/Settings.h"
+#include "support/TestServer.h"
+#include "support/Wait.h"
+
+namespace vantor {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::TestServer;
+using testing::WaitUntil;
+
+class SwitchableAddresses final : public LocalAddressSource {
+public:
+    explicit SwitchableAddresses(std::string address) : address_(std::move(address)) {}
+    std::vector<std::string> LocalAddresses() override {
+        std::lock_guard lock(mutex_);
+        return {address_};
+    }
+    void Set(std::string address) {
+        std::lock_guard lock(mutex_);
+        address_ = std::move(address);
+    }
+
+private:
+    std::mutex mutex_;
+    std::string address_;
+};
+
+class TestFrame final : public ConnectionFrame {
+public:
+    std::string CurrentScreen() const override {
+        std::lock_guard lock(mutex_);
+        return screen_;
+    }
+    void Post(FlowMessage message) override {
+        std::lock_guard lock(mutex_);
+        posted_.push_back(message);
+    }
+    void SetStatus(const std::string& text) override {
+        std::lock_guard lock(mutex_);
+        statuses_.push_back(text);
+    }
+    void SetConnectReady() override {
+        std::lock_guard lock(mutex_);
+        ++ready_;
+    }
+    void ShowMessage(const std::string& caption, const std::string& text) override {
+        std::lock_guard lock(mutex_);
+        messages_.push_back(caption + "|" + text);
+    }
+    std::pair<std::string, bool> Title() const override {
+        std::lock_guard lock(mutex_);
+        return title_;
+    }
+    void SetTitle(const std::string& text, bool shown) override {
+        std::lock_guard lock(mutex_);
+        title_ = {text, shown};
+        titles_.push_back(text);
+    }
+    std::string ServerListText() const override {
+        std::lock_guard lock(mutex_);
+        return listText_;
+    }
+    void SwitchScreen(const std::string& name) override {
+        std::lock_guard lock(mutex_);
+        screen_ = name;
+    }
+    void StartTimer(int id, std::chrono::milliseconds) override {
+        std::lock_guard lock(mutex_);
+        timers_[id] = true;
+    }
+    void KillTimer(int id) override {
+        std::lock_guard lock(mutex_);
+        timers_[id] = false;
+    }
+    void SaveSettings() override {
+        std::lock_guard lock(mutex_);
+        ++saves_;
+    }
+    void RefreshNowPlaying() override {
+        std::lock_guard lock(mutex_);
+        ++refreshes_;
+    }
+    void Redraw() override {}
+
+    // As the window's thread: hands posted messages to the flow until `done`.
+    bool PumpUntil(ConnectionFlow& flow, const std::function<bool()>& done,
+                   std::chrono::milliseconds timeout = 5s) {
+        return WaitUntil(
+            [&] {
+                std::deque<FlowMessage> posted;
+                {
+                    std::lock_guard lock(mutex_);
+                    posted.swap(posted_);
+                    handled_.insert(handled_.end(), posted.begin(), posted.end());
+                }
+                for (const FlowMessage message : posted) {
+                    flow.Handle(message);
+                }
+                return done();
+            },
+            timeout);
+    }
+
+    void SetScreen(std::string screen) {
+        std::lock_guard lock(mutex_);
+        screen_ = std::move(screen);
+    }
+    void SetListText(std::string text) {
+        std::lock_guard lock(mutex_);
+        listText_ = std::move(text);
+    }
+    template <class T>
+    T Get(T TestFrame::*field) const {
+        std::lock_guard lock(mutex_);
+        return this->*field;
+    }
+    bool Timer(int id) const {
+        std::lock_guard lock(mutex_);
+        const auto found = timers_.find(id);
+        return found != timers_.end() && found->second;
+    }
+    int Handled(FlowMessage message) const {
+        std::lock_guard lock(mutex_);
+        int count = 0;
+        for (const FlowMessage handled : handled_) {
+            count += handled == message ? 1 : 0;
+        }
+        return count;
+    }
+
+    std::vector<std::string> statuses_;
+    std::vector<std::string> messages_;
+    std::vector<std::string> titles_;
+    std::deque<FlowMessage> posted_;
+    int ready_ = 0;
+    int saves_ = 0;
+    int refreshes_ = 0;
+
+private:
+    mutable std::mutex mutex_;
+    std::string screen_ = "connect";
+    std::string listText_ = "127.0.0.1";
+    std::pair<std::string, bool> title_{"Ana - Intro", true};
+    std::map<int, bool> timers_;
+    std::vector<FlowMessage> handled_;
+};
+
+class CountingUpdate final : public UpdateCheck {
+public:
+    explicit CountingUpdate(bool applying = false) : applying_(applying) {}
+    bool Run(const GetClientVersionResponse& offer) override {
+        std::lock_guard lock(mutex_);
+        offers_.push_back(offer.serverVersion);
+        return applying_;
+    }
+    std::vector<std::string> Offers() const {
+        std::lock_guard lock(mutex_);
+        return offers_;
+    }
+
+private:
+    bool applying_;
+    mutable std::mutex mutex_;
+    std::vector<std::string> offers_;
+};
+
+const std::vector<std::string> kSessionStart = {"GetClientVersionRequest",
+                                                "GetPlayerCapabilitiesRequest",
+                                                "GetCurrentStateRequest",
+                                                "GetSpeakerListRequest",
+                                                "GetEqRequest",
+                                                "GetEqPresetsRequest"};
+
+// Everything one flow needs, against the given server port.
+struct Rig {
+    explicit Rig(std::uint16_t port, DiscoveryOptions discovery = {}, bool applyingUpdate = false,
+                 std::string address = "192.0.2.5")
+        : addresses(std::make_shared<SwitchableAddresses>(std::move(address))),
+          manager(addresses, std::move(discovery)),
+          update(applyingUpdate),
+          flow(manager, frame, nullptr, addresses, &update, Options(port)) {}
+
+    static FlowOptions Options(std::uint16_t port) {
+        FlowOptions options;
+        options.port = port;
+        options.watchPeriod = 20ms;
+        options.networkDownStep = 20ms;
+        options.retryPause = 20ms;
+        return options;
+    }
+
+    std::shared_ptr<SwitchableAddresses> addresses;
+    ConnectionManager manager;
+    TestFrame frame;
+    CountingUpdate update;
+    ConnectionFlow flow;
+};
+
+TEST(ConnectionFlowTest, ASessionStartsInItsOrderSeenByTheServer) {
+    TestServer server;
+    Rig rig(server.Port());
+    rig.flow.Start(false, false);
+    rig.flow.ConnectPressed();
+    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow, [&] { return rig.frame.CurrentScreen() == "main"; }));
+    ASSERT_TRUE(WaitUntil([&] { return server->ReceivedRequests().size() == 6; }));
+    EXPECT_EQ(server->ReceivedRequests(), kSessionStart);
+    EXPECT_EQ(rig.frame.Get(&TestFrame::statuses_), std::vector<std::string>{"Connecting..."});
+    EXPECT_EQ(rig.frame.Get(&TestFrame::saves_), 1);
+    EXPECT_EQ(rig.update.Offers(), std::vector<std::string>{"1.0.0.0"});
+    EXPECT_EQ(rig.frame.Get(&TestFrame::refreshes_), 0);
+    EXPECT_EQ(rig.flow.TargetServer(), "127.0.0.1");
+    ASSERT_TRUE(WaitUntil([&] { return rig.manager.Snapshot().volume == 50; }))
+        << "the state answers reached the player state";
+    rig.flow.Exit();
+}
+
+TEST(ConnectionFlowTest, AnUpdateBeingAppliedStartsNoSession) {
+    TestServer server;
+    Rig rig(server.Port(), {}, true);
+    rig.flow.Start(false, false);
+    rig.flow.ConnectPressed();
+    ASSERT_TRUE(WaitUntil([&] { return rig.update.Offers().size() == 1; }));
+    std::this_thread::sleep_for(100ms);
+    rig.frame.PumpUntil(rig.flow, [] { return true; });
+    EXPECT_EQ(server->ReceivedRequests(), std::vector<std::string>{"GetClientVersionRequest"});
+    EXPECT_EQ(rig.frame.Handled(FlowMessage::SessionReady), 0);
+    rig.flow.Exit();
+}
+
+TEST(ConnectionFlowTest, AutoConnectWaitsForItsTimer) {
+    TestServer server;
+    Rig rig(server.Port());
+    rig.flow.Start(true, true);
+    EXPECT_FALSE(rig.frame.Timer(kAutoConnectTimer)) << "not on the first run";
+    rig.flow.Start(false, true);
+    ASSERT_TRUE(rig.frame.Timer(kAutoConnectTimer));
+    rig.flow.OnTimer(kAutoConnectTimer);
+    EXPECT_FALSE(rig.frame.Timer(kAutoConnectTimer));
+    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow, [&] { return rig.frame.CurrentScreen() == "main"; }));
+    EXPECT_EQ(rig.frame.Get(&TestFrame::saves_), 0) << "only the Connect button saves";
+    rig.flow.Exit();
+}
+
+TEST(ConnectionFlowTest, AServerStoppedAndRestartedIsReconnected) {
+    TestServer server;
+    Rig rig(server.Port());
+    rig.flow.Start(false, false);
+    rig.flow.ConnectPressed();
+    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow, [&] { return rig.frame.CurrentScreen() == "main"; }));
+    rig.frame.SetScreen("nowplaying");
+
+    server.Stop();
+    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow, [&] {
+        const auto titles = rig.frame.Get(&TestFrame::titles_);
+        return !titles.empty() && titles.back() == "Reconnecting...";
+    }));
+    EXPECT_EQ(rig.frame.CurrentScreen(), "main") << "a reconnection shows the main screen";
+    std::this_thread::sleep_for(100ms);  // a few refused connects
+    EXPECT_TRUE(rig.flow.AttemptRunning());
+
+    ASSERT_TRUE(server.Restart());
+    ASSERT_TRUE(
+        rig.frame.PumpUntil(rig.flow, [&] { return rig.frame.Get(&TestFrame::refreshes_) == 1; }));
+    EXPECT_EQ(rig.frame.Get(&TestFrame::titles_),
+              (std::vector<std::string>{"Reconnecting...", "Ana - Intro"}))
+        << "the title comes back after the reconnection";
+    EXPECT_EQ(rig.frame.CurrentScreen(), "main");
+    ASSERT_TRUE(WaitUntil([&] { return server->ReceivedRequests().size() == 6; }));
+    EXPECT_EQ(server->ReceivedRequests(), kSessionStart);
+    rig.flow.Exit();
+}
+
+TEST(ConnectionFlowTest, ALostChannelOnTheConnectScreenIsLeftAlone) {
+    TestServer server;
+    Rig rig(server.Port());
+    rig.flow.Start(false, false);
+    rig.flow.ConnectPressed();
+    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow, [&] { return rig.frame.CurrentScreen() == "main"; }));
+    rig.frame.SetScreen("connect");
+    server.Stop();
+    ASSERT_TRUE(WaitUntil([&] { return !rig.manager.IsConnected(); }));
+    std::this_thread::sleep_for(100ms);
+    rig.frame.PumpUntil(rig.flow, [] { return true; });
+    EXPECT_EQ(rig.frame.Handled(FlowMessage::Reconnect), 0);
+    EXPECT_FALSE(rig.flow.AttemptRunning());
+    rig.flow.Exit();
+}
+
+TEST(ConnectionFlowTest, ALostNetworkWaitsAndReconnectsWhenItComesBack) {
+    TestServer server;
+    Rig rig(server.Port());
+    rig.flow.Start(false, false);
+    rig.flow.ConnectPressed();
+    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow, [&] { return rig.frame.CurrentScreen() == "main"; }));
+
+    rig.addresses->Set("0.0.0.0");
+    ASSERT_TRUE(rig.frame.PumpUntil(
+        rig.flow, [&] { return rig.frame.Handled(FlowMessage::NetworkLost) == 1; }));
+    EXPECT_EQ(rig.frame.Title().first, "Network Disconnected");
+    EXPECT_FALSE(rig.manager.IsConnected());
+    EXPECT_TRUE(rig.flow.NetworkDown());
+
+    rig.addresses->Set("192.0.2.5");
+    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow, [&] { return rig.frame.Timer(kReconnectTimer); }));
+    EXPECT_FALSE(rig.flow.NetworkDown());
+    rig.flow.OnTimer(kReconnectTimer);
+    ASSERT_TRUE(
+        rig.frame.PumpUntil(rig.flow, [&] { return rig.frame.Get(&TestFrame::refreshes_) == 1; }));
+    EXPECT_FALSE(rig.frame.Timer(kReconnectTimer)) << "the reconnection stops the timer";
+    EXPECT_TRUE(rig.manager.IsConnected());
+    EXPECT_EQ(rig.frame.Title().first, "Ana - Intro");
+    rig.flow.Exit();
+}
+
+TEST(ConnectionFlowTest, ALoopbackAddressAtStartIsALostNetwork) {
+    TestServer server;
+    Rig rig(server.Port(), {}, false, "127.0.0.1");
+    rig.flow.Start(false, false);
+    ASSERT_TRUE(rig.frame.PumpUntil(
+        rig.flow, [&] { return rig.frame.Handled(FlowMessage::NetworkLost) == 1; }));
+    EXPECT_EQ(rig.frame.Title().first, "Network Disconnected");
+    rig.flow.Exit();
+}
+
+TEST(ConnectionFlowTest, DiscoveryFindsTheServer) {
+    TestServer server;
+    DiscoveryOptions discovery;
+    discovery.broadcastAddress = "127.0.0.1";
+    discovery.discoveryPort = server->DiscoveryPort();
+    Rig rig(server.Port(), discovery, false, "127.0.0.2");
+    rig.frame.SetListText(kFindAutomatically);
+    // The watch would call 127.0.0.2 a real address; discovery probes from it.
+    rig.flow.ConnectPressed();
+    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow, [&] { return rig.frame.CurrentScreen() == "main"; }));
+    EXPECT_EQ(rig.frame.Get(&TestFrame::statuses_),
+              (std::vector<std::string>{"Discovering Vantor server...", "Connecting..."}));
+    EXPECT_EQ(rig.flow.TargetServer(), "127.0.0.1");
+    rig.flow.Exit();
+}
+
+TEST(ConnectionFlowTest, FailedDiscoveryTellsTheUser) {
+    DiscoveryOptions discovery;
+    discovery.broadcastAddress = "127.0.0.1";
+    discovery.discoveryPort = 9;  // nothing answers there
+    discovery.foundWait = 100ms;
+    discovery.resolvePeer = [](const std::string&, int* error) -> std::optional<std::string> {
+        *error = 1;
+        return std::nullopt;
+    };
+    Rig rig(9, discovery, false, "127.0.0.2");
+    rig.frame.SetListText(kFindAutomatically);
+    ::testing::internal::CaptureStdout();
+    rig.flow.ConnectPressed();
+    ASSERT_TRUE(WaitUntil([&] { return !rig.flow.AttemptRunning(); }));
+    ::testing::internal::GetCapturedStdout();
+    EXPECT_EQ(rig.frame.Get(&TestFrame::statuses_),
+              (std::vector<std::string>{"Discovering Vantor server...",
+                                        "Unable to discover Vantor server"}));
+    EXPECT_EQ(rig.frame.Get(&TestFrame::ready_), 1);
+    EXPECT_EQ(rig.frame.Get(&TestFrame::messages_),
+              std::vector<std::string>{std::string(kDiscoveryFailureCaption) + "|" +
+                                       kDiscoveryFailureMessage});
+}
+
+TEST(ConnectionFlowTest, ExitEndsAnAttemptThatCannotConnect) {
+    std::uint16_t port;
+    {
+        TestServer server;
+        port = server.Port();
+    }  // nothing listens there any more
+    Rig rig(port);
+    rig.flow.Start(false, false);
+    rig.flow.ConnectPressed();
+    std::this_thread::sleep_for(100ms);
+    ASSERT_TRUE(rig.flow.AttemptRunning());
+    rig.flow.ConnectPressed();  // ignored while an attempt runs
+    EXPECT_EQ(rig.frame.Get(&TestFrame::saves_), 1);
+    const auto before = std::chrono::steady_clock::now();
+    rig.flow.Exit();
+    EXPECT_LT(std::chrono::steady_clock::now() - before, 1500ms);
+    EXPECT_FALSE(rig.flow.AttemptRunning());
+    EXPECT_EQ(rig.frame.Get(&TestFrame::saves_), 2);
+}
+
+}  // namespace
+}  // namespace vantor
