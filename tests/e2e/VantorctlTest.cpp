@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <regex>
+#include <cstdio>
 
 #include "support/Process.h"
 
@@ -19,12 +19,18 @@ protected:
                                      "--discovery-port", "0", "--songs", "80"});
         ASSERT_TRUE(server_->Started());
         ASSERT_TRUE(server_->WaitForOutput(" songs\n")) << server_->Output();
-        std::smatch match;
+        // "vantor-server: listening on 127.0.0.1:PORT (discovery on UDP PORT), N songs"
+        unsigned port = 0;
+        unsigned discoveryPort = 0;
         const std::string output = server_->Output();
-        ASSERT_TRUE(std::regex_search(
-            output, match, std::regex(R"(127\.0\.0\.1:(\d+) \(discovery on UDP (\d+)\))")));
-        port_ = match[1];
-        discoveryPort_ = match[2];
+        const std::size_t at = output.find("127.0.0.1:");
+        ASSERT_NE(at, std::string::npos) << output;
+        ASSERT_EQ(std::sscanf(output.c_str() + at, "127.0.0.1:%u (discovery on UDP %u)", &port,
+                              &discoveryPort),
+                  2)
+            << output;
+        port_ = std::to_string(port);
+        discoveryPort_ = std::to_string(discoveryPort);
     }
     void TearDown() override {
         server_->Signal(SIGTERM);
