@@ -316,6 +316,7 @@ void BM_SendRequest_RoundTrip(benchmark::State& state) {
     options.bindAddress = "127.0.0.1";
     options.port = 0;
     options.discovery = false;
+    options.mediaService = false;
     options.songs = 50;
     options.tick = std::chrono::hours(1);  // no position events in the way
     server::MessageServer server(options);

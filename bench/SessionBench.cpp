@@ -63,6 +63,7 @@ server::ServerOptions Options() {
     options.bindAddress = "127.0.0.1";
     options.port = 0;
     options.discovery = false;
+    options.mediaService = false;
     options.songs = 200;
     options.tick = std::chrono::hours(1);
     return options;

@@ -15,8 +15,9 @@ const char* const kFirst[] = {"Mira", "Tomas", "Ines", "Kofi", "Lena", "Ravi",
                               "Noor", "Edda",  "Luca", "Sade", "Orin", "Yara"};
 const char* const kLast[] = {"Solen",   "Vantberg", "Okafor", "Lindqvist", "Marau",
                              "Castell", "Hollis",   "Dray",   "Fenwick",   "Arden"};
-const char* const kBands[] = {"The Velvet Harbour", "Northbound Echo", "Glass Orchard",
-                              "Paper Satellites",   "Low Tide Choir",  "Quiet Engines"};
+const char* const kBands[] = {
+    "The Velvet Harbour", "Northbound Echo", "Glass Orchard", "Paper Satellites",
+    "Low Tide Choir",     "Quiet Engines",   "AC/DB",         "Salt & Cedar"};
 const char* const kAdjectives[] = {"Blue",   "Silent", "Golden", "Electric", "Hollow",
                                    "Bright", "Late",   "Wild",   "Paper",    "Distant"};
 const char* const kNouns[] = {"Rivers", "Signals",  "Gardens", "Streets", "Mornings",
@@ -24,6 +25,8 @@ const char* const kNouns[] = {"Rivers", "Signals",  "Gardens", "Streets", "Morni
 const char* const kWords[] = {"Night",  "Drive", "Slow",  "Dance", "Home",  "Rain",
                               "Summer", "Ghost", "Heart", "Line",  "Echo",  "Fire",
                               "River",  "Song",  "Light", "Away",  "Stone", "Wave"};
+const char* const kShows[] = {"Signal & Noise", "The Long Table", "Small Hours Radio",
+                              "Field Notes"};
 
 template <std::size_t N>
 const char* Pick(const char* const (&words)[N], std::mt19937& random) {
@@ -37,15 +40,8 @@ std::string Lower(std::string text) {
     return text;
 }
 
-MediaResult Folder(const std::string& name, MediaType type, const std::string& path) {
-    return MediaResult{-1, type, true, name, path};
-}
-
-MediaResult Song(const Track& track, const std::string& path) {
-    return MediaResult{track.id, MediaType::Music, false, track.title, path};
-}
-
-// Splits "/a/b/c/" into {"a", "b", "c"}, names unescaped.
+// Splits a library path into its names: empty pieces ("//", a trailing
+// "/") are dropped and "%2F" inside a name is a "/".
 std::vector<std::string> Segments(const std::string& path) {
     std::vector<std::string> segments;
     std::size_t start = 0;
@@ -62,16 +58,52 @@ std::vector<std::string> Segments(const std::string& path) {
     return segments;
 }
 
+std::string Join(const std::vector<std::string>& at) {
+    std::string path;
+    for (const std::string& name : at) {
+        path += "/" + MediaLibrary::EscapeName(name);
+    }
+    return path.empty() ? "/" : path;
+}
+
+std::string Child(const std::string& parent, const std::string& name) {
+    return (parent == "/" ? "" : parent) + "/" + MediaLibrary::EscapeName(name);
+}
+
+LibraryEntry Folder(const std::string& parent, const std::string& title, MediaType type) {
+    LibraryEntry entry;
+    entry.type = type;
+    entry.container = true;
+    entry.title = title;
+    entry.path = Child(parent, title);
+    return entry;
+}
+
+LibraryEntry Item(const std::string& parent, const Track& track, std::int32_t rating) {
+    LibraryEntry entry;
+    entry.id = track.id;
+    entry.type = track.type;
+    entry.title = track.title;
+    entry.artist = track.artist;
+    entry.album = track.album;
+    entry.genre = track.genre;
+    entry.length = track.length;
+    entry.rating = rating;
+    entry.path = (parent == "/" ? "" : parent) + "/" + std::to_string(track.id);
+    return entry;
+}
+
+bool Numeric(const std::string& text) {
+    return !text.empty() && text.size() < 10 &&
+           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
 }  // namespace
 
 std::string MediaLibrary::EscapeName(const std::string& name) {
     std::string escaped;
     for (const char c : name) {
-        if (c == '/') {
-            escaped += "%2F";
-        } else {
-            escaped += c;
-        }
+        escaped += c == '/' ? std::string("%2F") : std::string(1, c);
     }
     return escaped;
 }
@@ -79,7 +111,7 @@ std::string MediaLibrary::EscapeName(const std::string& name) {
 std::string MediaLibrary::UnescapeName(const std::string& name) {
     std::string plain;
     for (std::size_t i = 0; i < name.size(); ++i) {
-        if (name.compare(i, 3, "%2F") == 0) {
+        if (name.compare(i, 3, "%2F") == 0 || name.compare(i, 3, "%2f") == 0) {
             plain += '/';
             i += 2;
         } else {
@@ -117,11 +149,48 @@ MediaLibrary MediaLibrary::Generate(int songs, unsigned seed) {
             }
         }
     }
+    library.songs_ = static_cast<int>(library.tracks_.size());
+
+    for (const char* show : kShows) {
+        const std::string host = std::string(Pick(kFirst, random)) + " " + Pick(kLast, random);
+        for (int episode = 1; episode <= 6; ++episode) {
+            Track track;
+            track.id = id++;
+            track.type = MediaType::Podcast;
+            track.title = "Episode " + std::to_string(episode) + ": " + Pick(kWords, random) + " " +
+                          Pick(kNouns, random);
+            track.artist = host;
+            track.album = show;
+            track.genre = "Podcast";
+            track.length = std::uniform_int_distribution<int>(1200, 4800)(random);
+            library.tracks_.push_back(std::move(track));
+        }
+    }
+
+    // Playlists made from the songs.
+    auto& favourites = library.playlists_["Favourites"];
+    auto& quiet = library.playlists_["Quiet Evening"];
+    auto& recent = library.playlists_["Recently Added"];
+    auto& trip = library.playlists_["Road Trip"];
+    for (int i = 0; i < library.songs_; ++i) {
+        const Track& track = library.tracks_[static_cast<std::size_t>(i)];
+        if (track.rating == 100 && favourites.size() < 100) {
+            favourites.push_back(track.id);
+        }
+        if ((track.genre == "Ambient" || track.genre == "Classical") && quiet.size() < 60) {
+            quiet.push_back(track.id);
+        }
+        if (i >= library.songs_ - 50) {
+            recent.push_back(track.id);
+        }
+        if (std::uniform_int_distribution<int>(0, 9)(random) == 0 && trip.size() < 40) {
+            trip.push_back(track.id);
+        }
+    }
     return library;
 }
 
 const Track* MediaLibrary::Find(std::int32_t id) const {
-    // Ids are given in order from 1.
     if (id < 1 || static_cast<std::size_t>(id) > tracks_.size()) {
         return nullptr;
     }
@@ -130,15 +199,16 @@ const Track* MediaLibrary::Find(std::int32_t id) const {
 
 std::vector<std::string> MediaLibrary::Genres() const {
     std::set<std::string> genres;
-    for (const Track& track : tracks_) {
-        genres.insert(track.genre);
+    for (int i = 0; i < songs_; ++i) {
+        genres.insert(tracks_[static_cast<std::size_t>(i)].genre);
     }
     return {genres.begin(), genres.end()};
 }
 
 std::vector<std::string> MediaLibrary::Artists(const std::string& genre) const {
     std::set<std::string> artists;
-    for (const Track& track : tracks_) {
+    for (int i = 0; i < songs_; ++i) {
+        const Track& track = tracks_[static_cast<std::size_t>(i)];
         if (genre.empty() || track.genre == genre) {
             artists.insert(track.artist);
         }
@@ -146,131 +216,191 @@ std::vector<std::string> MediaLibrary::Artists(const std::string& genre) const {
     return {artists.begin(), artists.end()};
 }
 
-std::optional<std::vector<MediaResult>> MediaLibrary::Browse(const std::string& path) const {
+std::optional<std::vector<LibraryEntry>> MediaLibrary::Browse(const std::string& path) const {
     const std::vector<std::string> at = Segments(path);
-    std::vector<MediaResult> entries;
+    return BrowseSegments(at, Join(at));
+}
+
+std::optional<std::vector<LibraryEntry>> MediaLibrary::BrowseSegments(
+    const std::vector<std::string>& at, const std::string& path) const {
+    std::vector<LibraryEntry> entries;
     if (at.empty()) {
-        entries.push_back(Folder("Music", MediaType::Folder, "/Music/"));
-        entries.push_back(Folder("Playlists", MediaType::PlaylistFolder, "/Playlists/"));
-        entries.push_back(Folder("Podcasts", MediaType::Folder, "/Podcasts/"));
+        entries.push_back(Folder(path, "Music", MediaType::Folder));
+        entries.push_back(Folder(path, "Podcasts", MediaType::Folder));
         return entries;
     }
-    if (at[0] == "Playlists" || at[0] == "Podcasts") {
-        return at.size() == 1 ? std::optional(entries) : std::nullopt;
+    const auto songs = [&](auto&& wanted) {
+        for (int i = 0; i < songs_; ++i) {
+            const Track& track = tracks_[static_cast<std::size_t>(i)];
+            if (wanted(track)) {
+                entries.push_back(Item(path, track, track.rating));
+            }
+        }
+    };
+    // The distinct values of one field over the songs that match, as folders
+    // in name order.
+    const auto folders = [&](auto&& field, auto&& wanted, MediaType type) {
+        std::set<std::string> names;
+        for (int i = 0; i < songs_; ++i) {
+            const Track& track = tracks_[static_cast<std::size_t>(i)];
+            if (wanted(track)) {
+                names.insert(field(track));
+            }
+        }
+        for (const std::string& name : names) {
+            entries.push_back(Folder(path, name, type));
+        }
+    };
+    const auto artist = [](const Track& t) -> const std::string& { return t.artist; };
+    const auto album = [](const Track& t) -> const std::string& { return t.album; };
+    const auto genre = [](const Track& t) -> const std::string& { return t.genre; };
+    const auto any = [](const Track&) { return true; };
+
+    if (at[0] == "Podcasts") {
+        std::set<std::string> shows;
+        for (std::size_t i = static_cast<std::size_t>(songs_); i < tracks_.size(); ++i) {
+            if (at.size() == 1 && shows.insert(tracks_[i].album).second) {
+                entries.push_back(Folder(path, tracks_[i].album, MediaType::PodcastShow));
+            } else if (at.size() == 2 && tracks_[i].album == at[1]) {
+                entries.push_back(Item(path, tracks_[i], -1));
+            }
+        }
+        return at.size() <= 1 || !entries.empty() ? std::optional(entries) : std::nullopt;
     }
     if (at[0] != "Music") {
         return std::nullopt;
     }
     if (at.size() == 1) {
-        for (const char* name : {"Artists", "Albums", "Genres", "Songs"}) {
-            entries.push_back(Folder(name, MediaType::Folder, "/Music/" + std::string(name) + "/"));
+        for (const char* name : {"Artists", "Albums", "Genres", "Songs", "Playlists"}) {
+            entries.push_back(Folder(path, name, MediaType::Folder));
         }
         return entries;
     }
     const std::string& kind = at[1];
-    std::set<std::string> seen;
-    const auto addOnce = [&](const std::string& name, MediaType type,
-                             const std::string& childPath) {
-        if (seen.insert(name).second) {
-            entries.push_back(Folder(name, type, childPath));
+    const std::size_t depth = at.size() - 2;  // names below the category
+    if (kind == "Artists" && depth <= 2) {
+        if (depth == 0) {
+            folders(artist, any, MediaType::Artist);
+        } else if (depth == 1) {
+            folders(
+                album, [&](const Track& t) { return t.artist == at[2]; }, MediaType::Album);
+        } else {
+            songs([&](const Track& t) { return t.artist == at[2] && t.album == at[3]; });
         }
-    };
-    if (kind == "Artists") {
-        for (const Track& track : tracks_) {
-            const std::string artistPath = "/Music/Artists/" + EscapeName(track.artist) + "/";
-            if (at.size() == 2) {
-                addOnce(track.artist, MediaType::Artist, artistPath);
-            } else if (track.artist == at[2] && at.size() == 3) {
-                addOnce(track.album, MediaType::Album, artistPath + EscapeName(track.album) + "/");
-            } else if (track.artist == at[2] && at.size() == 4 && track.album == at[3]) {
-                entries.push_back(Song(
-                    track, artistPath + EscapeName(track.album) + "/" + std::to_string(track.id)));
+    } else if (kind == "Albums" && depth <= 1) {
+        if (depth == 0) {
+            folders(album, any, MediaType::Album);
+        } else {
+            songs([&](const Track& t) { return t.album == at[2]; });
+        }
+    } else if (kind == "Genres" && depth <= 3) {
+        if (depth == 0) {
+            folders(genre, any, MediaType::Genre);
+        } else if (depth == 1) {
+            folders(
+                artist, [&](const Track& t) { return t.genre == at[2]; }, MediaType::Artist);
+        } else if (depth == 2) {
+            folders(
+                album, [&](const Track& t) { return t.genre == at[2] && t.artist == at[3]; },
+                MediaType::Album);
+        } else {
+            songs([&](const Track& t) {
+                return t.genre == at[2] && t.artist == at[3] && t.album == at[4];
+            });
+        }
+    } else if (kind == "Songs" && depth == 0) {
+        songs(any);
+    } else if (kind == "Playlists" && depth <= 1) {
+        if (depth == 0) {
+            for (const auto& [name, ids] : playlists_) {
+                entries.push_back(Folder(path, name, MediaType::Playlist));
             }
-        }
-    } else if (kind == "Albums") {
-        for (const Track& track : tracks_) {
-            const std::string albumPath = "/Music/Albums/" + EscapeName(track.album) + "/";
-            if (at.size() == 2) {
-                addOnce(track.album, MediaType::Album, albumPath);
-            } else if (at.size() == 3 && track.album == at[2]) {
-                entries.push_back(Song(track, albumPath + std::to_string(track.id)));
+        } else {
+            const auto found = playlists_.find(at[2]);
+            if (found == playlists_.end()) {
+                return std::nullopt;
             }
-        }
-    } else if (kind == "Genres") {
-        for (const Track& track : tracks_) {
-            const std::string genrePath = "/Music/Genres/" + EscapeName(track.genre) + "/";
-            if (at.size() == 2) {
-                addOnce(track.genre, MediaType::Genre, genrePath);
-            } else if (at.size() == 3 && track.genre == at[2]) {
-                addOnce(track.artist, MediaType::Artist,
-                        "/Music/Artists/" + EscapeName(track.artist) + "/");
+            for (const std::int32_t id : found->second) {
+                entries.push_back(Item(path, *Find(id), Find(id)->rating));
             }
-        }
-    } else if (kind == "Songs" && at.size() == 2) {
-        for (const Track& track : tracks_) {
-            entries.push_back(Song(track, "/Music/Songs/" + std::to_string(track.id)));
+            return entries;
         }
     } else {
         return std::nullopt;
     }
-    if (entries.empty() && at.size() > 2) {
+    // A named folder that holds nothing does not exist.
+    if (entries.empty() && depth > 0) {
         return std::nullopt;
     }
-    std::stable_sort(entries.begin(), entries.end(),
-                     [](const MediaResult& a, const MediaResult& b) {
-                         return a.container && b.container ? Lower(a.name) < Lower(b.name) : false;
-                     });
     return entries;
 }
 
 std::vector<std::int32_t> MediaLibrary::SongsAt(const std::string& path) const {
-    std::vector<std::int32_t> songs;
-    const auto entries = Browse(path);
-    if (!entries) {
-        // A song's own path ends in its id.
-        const std::size_t slash = path.find_last_of('/');
-        const std::string last = slash == std::string::npos ? path : path.substr(slash + 1);
-        if (!last.empty() && std::all_of(last.begin(), last.end(), ::isdigit)) {
-            if (const Track* track = Find(std::stoi(last))) {
-                songs.push_back(track->id);
+    std::vector<std::string> at = Segments(path);
+    std::vector<std::int32_t> found;
+    if (const auto entries = BrowseSegments(at, Join(at))) {
+        for (const LibraryEntry& entry : *entries) {
+            if (entry.container) {
+                const auto inner = SongsAt(entry.path);
+                found.insert(found.end(), inner.begin(), inner.end());
+            } else {
+                found.push_back(entry.id);
             }
         }
-        return songs;
+        return found;
     }
-    for (const MediaResult& entry : *entries) {
-        if (entry.container) {
-            const auto inner = SongsAt(entry.path);
-            songs.insert(songs.end(), inner.begin(), inner.end());
-        } else {
-            songs.push_back(entry.id);
+    // An item's own path: its folder's path and its id.
+    if (at.size() >= 2 && Numeric(at.back())) {
+        const std::int32_t id = std::stoi(at.back());
+        at.pop_back();
+        if (const auto entries = BrowseSegments(at, Join(at))) {
+            for (const LibraryEntry& entry : *entries) {
+                if (!entry.container && entry.id == id) {
+                    found.push_back(id);
+                }
+            }
         }
     }
-    return songs;
+    return found;
 }
 
-std::vector<MediaResult> MediaLibrary::Search(const std::string& text) const {
-    std::vector<MediaResult> results;
+std::vector<LibraryEntry> MediaLibrary::Search(const std::string& text) const {
+    std::vector<LibraryEntry> results;
     const std::string needle = Lower(text);
     if (needle.empty()) {
         return results;
     }
+    const auto matches = [&](const std::string& name) {
+        return Lower(name).find(needle) != std::string::npos;
+    };
+    // Folders in search results name their category's folder, so that the
+    // client's path rule for search results finds them.
     std::set<std::string> artists;
     std::set<std::string> albums;
+    std::set<std::string> shows;
     for (const Track& track : tracks_) {
-        if (Lower(track.artist).find(needle) != std::string::npos &&
-            artists.insert(track.artist).second) {
-            results.push_back(Folder(track.artist, MediaType::Artist,
-                                     "/Music/Artists/" + EscapeName(track.artist) + "/"));
+        if (track.type == MediaType::Podcast) {
+            if (matches(track.album) && shows.insert(track.album).second) {
+                results.push_back(Folder("/Podcasts", track.album, MediaType::PodcastShow));
+            }
+            continue;
         }
-        if (Lower(track.album).find(needle) != std::string::npos &&
-            albums.insert(track.album).second) {
-            results.push_back(Folder(track.album, MediaType::Album,
-                                     "/Music/Albums/" + EscapeName(track.album) + "/"));
+        if (matches(track.artist) && artists.insert(track.artist).second) {
+            results.push_back(Folder("/Music/Artists", track.artist, MediaType::Artist));
+        }
+        if (matches(track.album) && albums.insert(track.album).second) {
+            results.push_back(Folder("/Music/Albums", track.album, MediaType::Album));
         }
     }
-    for (const Track& track : tracks_) {
-        if (Lower(track.title).find(needle) != std::string::npos) {
-            results.push_back(Song(track, "/Music/Songs/" + std::to_string(track.id)));
+    for (const auto& [name, ids] : playlists_) {
+        if (matches(name)) {
+            results.push_back(Folder("/Music/Playlists", name, MediaType::PlaylistFolder));
+        }
+    }
+    for (int i = 0; i < songs_; ++i) {
+        const Track& track = tracks_[static_cast<std::size_t>(i)];
+        if (matches(track.title)) {
+            results.push_back(Item("/Music/Songs", track, track.rating));
         }
     }
     return results;

@@ -1,61 +1,89 @@
 #pragma once
 
 // The simulated player's media library: a generated collection of songs with
-// genres, artists and albums, browsed by library path:
+// genres, artists and albums, playlists and podcasts, browsed by library
+// path. Paths are the ones the client builds: a container's path is its
+// folder's path, "/" and its title (a "/" in the title written "%2F"), an
+// item's is its folder's path, "/" and its id; "//" and a trailing "/" mean
+// nothing.
 //
-//   /                                Music, Playlists, Podcasts
-//   /Music/                          Artists, Albums, Genres, Songs
-//   /Music/Artists/<artist>/         the artist's albums
-//   /Music/Artists/<artist>/<album>/ the album's songs
-//   /Music/Albums/<album>/           the album's songs
-//   /Music/Genres/<genre>/           the genre's artists
-//   /Music/Songs/                    every song
+//   /                                   Music, Podcasts
+//   /Music                              Artists, Albums, Genres, Songs, Playlists
+//   /Music/Artists/<artist>/<album>     songs
+//   /Music/Albums/<album>               songs
+//   /Music/Genres/<genre>/<artist>/<album>
+//   /Music/Songs                        every song
+//   /Music/Playlists/<playlist>         its songs
+//   /Podcasts/<show>                    its episodes
 //
-// A "/" inside a name is written "%2F" in a path. Immutable once generated,
-// so any thread may read it.
+// Immutable once generated, so any thread may read it.
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "protocol/LibraryMessages.h"
+#include "protocol/MediaType.h"
 
 namespace vantor::server {
 
 struct Track {
     std::int32_t id = 0;
+    MediaType type = MediaType::Music;  // music or podcast
     std::string title;
-    std::string artist;
-    std::string album;
+    std::string artist;  // a podcast's host
+    std::string album;   // a podcast's show
     std::string genre;
     std::int32_t length = 0;  // seconds
     std::int32_t rating = 0;  // 0..100
 };
 
+// One row of a folder.
+struct LibraryEntry {
+    std::int32_t id = -1;
+    MediaType type = MediaType::Undefined;
+    bool container = false;
+    std::string title;
+    std::string artist;
+    std::string album;
+    std::string genre;
+    std::int32_t length = -1;
+    std::int32_t rating = -1;
+    std::string path;
+};
+
 class MediaLibrary {
 public:
-    // `songs` songs, the same ones for the same arguments.
+    // About `songs` songs plus a few podcasts; the same for the same arguments.
     static MediaLibrary Generate(int songs, unsigned seed = 1);
 
+    // Songs and podcast episodes; ids run from 1 in this order.
     const std::vector<Track>& Tracks() const { return tracks_; }
     const Track* Find(std::int32_t id) const;
+    int SongCount() const { return songs_; }
 
     std::vector<std::string> Genres() const;
     std::vector<std::string> Artists(const std::string& genre = {}) const;
 
-    // The entries of a folder; nothing when the path names no folder.
-    std::optional<std::vector<MediaResult>> Browse(const std::string& path) const;
-    // The songs below a path (a song's own path gives that song).
+    // The rows of a folder, or nothing when the path names no folder.
+    std::optional<std::vector<LibraryEntry>> Browse(const std::string& path) const;
+    // The tracks at a path: a folder's (all the way down) or one item's.
     std::vector<std::int32_t> SongsAt(const std::string& path) const;
-    // Artists, albums and songs whose names contain the text, any case.
-    std::vector<MediaResult> Search(const std::string& text) const;
+    // Artists, albums, playlists, shows and songs whose names contain the
+    // text, any case.
+    std::vector<LibraryEntry> Search(const std::string& text) const;
 
     static std::string EscapeName(const std::string& name);
     static std::string UnescapeName(const std::string& name);
 
 private:
+    std::optional<std::vector<LibraryEntry>> BrowseSegments(const std::vector<std::string>& at,
+                                                            const std::string& path) const;
+
     std::vector<Track> tracks_;
+    int songs_ = 0;
+    std::map<std::string, std::vector<std::int32_t>> playlists_;
 };
 
 }  // namespace vantor::server

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <openssl/evp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -11,8 +12,12 @@
 #include <cerrno>
 #include <cstring>
 #include <deque>
+#include <filesystem>
+#include <fstream>
+#include <future>
 
 #include "core/Logger.h"
+#include "core/Text.h"
 #include "net/LocalAddressSource.h"
 #include "protocol/MessageFactory.h"
 #include "protocol/XmlReader.h"
@@ -97,6 +102,31 @@ Descriptor Bind(int type, const std::string& host, std::uint16_t port, const cha
         return {};
     }
     return fd;
+}
+
+// The MD5 of a file as 32 lower-case hexadecimal digits; empty when it
+// cannot be read.
+std::string FileMd5(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        Log(kLogError, "vantor-server: cannot read the update file %s", path.c_str());
+        return {};
+    }
+    const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
+                                                                          EVP_MD_CTX_free);
+    EVP_DigestInit_ex(context.get(), EVP_md5(), nullptr);
+    char block[4096];
+    while (in.read(block, sizeof block) || in.gcount() > 0) {
+        EVP_DigestUpdate(context.get(), block, static_cast<std::size_t>(in.gcount()));
+    }
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int size = 0;
+    EVP_DigestFinal_ex(context.get(), digest, &size);
+    std::string hex;
+    for (unsigned int i = 0; i < size; ++i) {
+        hex += Format("%02x", digest[i]);
+    }
+    return hex;
 }
 
 }  // namespace
@@ -457,19 +487,64 @@ bool MessageServer::Start() {
             advertised.push_back(options_.bindAddress);
         }
     }
-    loop_ = std::make_shared<Loop>(options_, library_, stats_, std::move(listener),
+    ServerOptions options = options_;
+    if (!options.updateFile.empty()) {
+        if (options.info.clientUrl.empty()) {
+            options.info.clientUrl =
+                "/update/" + std::filesystem::path(options.updateFile).filename().string();
+        }
+        if (options.info.clientChecksum.empty()) {
+            options.info.clientChecksum = FileMd5(options.updateFile);
+        }
+    }
+    loop_ = std::make_shared<Loop>(options, library_, stats_, std::move(listener),
                                    std::move(discovery), std::move(advertised));
     std::shared_ptr<Loop> loop = loop_;
-    return thread_.Start("Server Loop", [loop] { loop->Run(); }) == 0;
+    if (thread_.Start("Server Loop", [loop] { loop->Run(); }) != 0) {
+        return false;
+    }
+    // Last: its workers ask the loop for the play queue.
+    if (options.mediaService) {
+        MediaHttpOptions media;
+        media.bindAddress = options.bindAddress;
+        media.port = options.mediaPort;
+        media.gzip = options.gzip;
+        media.updateFile = options.updateFile;
+        media_ = std::make_unique<MediaHttpServer>(media, library_, [this] { return QueueIds(); });
+        if (!media_->Start()) {
+            media_.reset();
+            Stop();
+            return false;
+        }
+    }
+    return true;
 }
 
 void MessageServer::Stop() {
+    if (media_) {
+        media_->Stop();
+        media_.reset();
+    }
     if (!loop_) {
         return;
     }
     loop_->RequestStop();
     thread_.Stop();
     loop_.reset();
+}
+
+std::uint16_t MessageServer::MediaPort() const {
+    return media_ ? media_->Port() : 0;
+}
+
+std::optional<std::vector<std::int32_t>> MessageServer::QueueIds() {
+    auto answer = std::make_shared<std::promise<std::vector<std::int32_t>>>();
+    auto future = answer->get_future();
+    Post([answer](PlayerModel& player, Events&) { answer->set_value(player.Queue()); });
+    if (future.wait_for(std::chrono::seconds(2)) != std::future_status::ready) {
+        return std::nullopt;
+    }
+    return future.get();
 }
 
 std::vector<std::string> MessageServer::ReceivedRequests() const {

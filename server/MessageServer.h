@@ -18,9 +18,11 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "MediaHttpServer.h"
 #include "MediaLibrary.h"
 #include "PlayerModel.h"
 #include "RequestHandler.h"
@@ -44,6 +46,13 @@ struct ServerOptions {
     int queueLength = 25;
     bool startPlaying = false;
     ServerInfo info;
+    // The media service over HTTP, on the same address.
+    bool mediaService = true;
+    std::uint16_t mediaPort = 3569;  // 0: any free port
+    bool gzip = true;
+    // A file offered to clients as their update (see ServerInfo for the rest
+    // of the offer; the URL and checksum are filled in from it when empty).
+    std::string updateFile;
 };
 
 class MessageServer {
@@ -60,6 +69,11 @@ public:
 
     std::uint16_t Port() const { return port_; }
     std::uint16_t DiscoveryPort() const { return discoveryPort_; }
+    std::uint16_t MediaPort() const;
+
+    // The song ids of the play queue, asked of the loop (any thread);
+    // nothing when the loop does not answer within two seconds.
+    std::optional<std::vector<std::int32_t>> QueueIds();
     const MediaLibrary& Library() const { return *library_; }
 
     int ClientCount() const { return stats_->clients.load(); }
@@ -95,6 +109,7 @@ private:
     std::shared_ptr<const MediaLibrary> library_;
     std::shared_ptr<Stats> stats_;
     std::shared_ptr<Loop> loop_;
+    std::unique_ptr<MediaHttpServer> media_;
     std::uint16_t port_ = 0;
     std::uint16_t discoveryPort_ = 0;
     NamedThread thread_;

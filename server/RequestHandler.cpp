@@ -25,6 +25,16 @@ std::vector<Entry> Page(const std::vector<Entry>& all, std::int32_t start, std::
                               all.begin() + static_cast<std::ptrdiff_t>(last));
 }
 
+std::vector<MediaResult> Results(const std::vector<LibraryEntry>& entries, bool withPath) {
+    std::vector<MediaResult> results;
+    results.reserve(entries.size());
+    for (const LibraryEntry& entry : entries) {
+        results.push_back(MediaResult{entry.id, entry.type, entry.container, entry.title,
+                                      withPath ? entry.path : std::string()});
+    }
+    return results;
+}
+
 template <class Response, class Request>
 void SetPaging(Response& response, const Request& request, std::size_t total) {
     response.start = std::max(request.start, 0);
@@ -320,12 +330,12 @@ std::unique_ptr<Message> RequestHandler::Handle(const Message& request, Events& 
             }
             auto& answer = *As<GetMediaItemResponse>(*response);
             answer.id = track->id;
-            answer.type = MediaType::Music;
             answer.artist = track->artist;
             answer.album = track->album;
             answer.title = track->title;
             answer.libraryId = "simulated";
             answer.path = "/Music/Songs/" + std::to_string(track->id);
+            answer.type = track->type;
             break;
         }
         case MessageType::BrowseGenresRequest: {
@@ -354,10 +364,7 @@ std::unique_ptr<Message> RequestHandler::Handle(const Message& request, Events& 
                                                               : search.album;
             const auto results = library_.Search(text);
             SetPaging(answer, search, results.size());
-            answer.results = Page(results, search.start, search.count);
-            for (MediaResult& result : answer.results) {
-                result.path.clear();  // search results carry no path
-            }
+            answer.results = Results(Page(results, search.start, search.count), false);
             break;
         }
         case MessageType::BrowseLibraryRequest: {
@@ -370,7 +377,7 @@ std::unique_ptr<Message> RequestHandler::Handle(const Message& request, Events& 
             }
             answer.path = browse.path;
             SetPaging(answer, browse, entries->size());
-            answer.results = Page(*entries, browse.start, browse.count);
+            answer.results = Results(Page(*entries, browse.start, browse.count), true);
             break;
         }
         case MessageType::UpdateMediaLibraryRequest:

@@ -24,8 +24,11 @@ const char kUsage[] =
     "  --port N               TCP port of the message protocol (default 3567; 0: any)\n"
     "  --discovery-port N     UDP port of discovery (default 3568; 0: any)\n"
     "  --no-discovery         do not answer discovery probes\n"
+    "  --media-port N         TCP port of the media service over HTTP (default 3569; 0: any)\n"
+    "  --no-gzip              never compress media pages\n"
     "  --advertise A[,B...]   addresses named in discovery replies\n"
-    "  --songs N              size of the generated library (default 500)\n"
+    "  --songs N              size of the generated library (default 500, at most\n"
+    "                         100000)\n"
     "  --queue N              songs in the play queue at start (default 25)\n"
     "  --play                 start playing\n"
     "  --name TEXT            the server's name\n"
@@ -33,6 +36,8 @@ const char kUsage[] =
     "  --offer-url URL        where the offered client is fetched from\n"
     "  --offer-parameters P   parameters for the offered installer\n"
     "  --offer-checksum MD5   its MD5 digest, 32 lower-case hexadecimal digits\n"
+    "  --offer-file FILE      serve FILE as the offered client (the URL and checksum\n"
+    "                         are taken from it unless given)\n"
     "  --log FILE             also append log lines to FILE\n"
     "  --log-level N          0 errors only (default), 2 more, 3 everything\n"
     "  --help                 this text\n"
@@ -85,6 +90,10 @@ int main(int argc, char** argv) {
             ok = ParsePort(value(), &options.discoveryPort);
         } else if (option == "--no-discovery") {
             options.discovery = false;
+        } else if (option == "--media-port") {
+            ok = ParsePort(value(), &options.mediaPort);
+        } else if (option == "--no-gzip") {
+            options.gzip = false;
         } else if (option == "--advertise") {
             std::string list = value();
             std::size_t start = 0;
@@ -96,7 +105,7 @@ int main(int argc, char** argv) {
                 start = comma + 1;
             }
         } else if (option == "--songs") {
-            ok = ParseCount(value(), &options.songs);
+            ok = ParseCount(value(), &options.songs) && options.songs <= 100000;
         } else if (option == "--queue") {
             ok = ParseCount(value(), &options.queueLength);
         } else if (option == "--play") {
@@ -111,6 +120,8 @@ int main(int argc, char** argv) {
             options.info.clientParameters = value();
         } else if (option == "--offer-checksum") {
             options.info.clientChecksum = value();
+        } else if (option == "--offer-file") {
+            options.updateFile = value();
         } else if (option == "--log") {
             const char* path = value();
             auto sink = vantor::FileSink::Open(path);
@@ -149,6 +160,7 @@ int main(int argc, char** argv) {
     if (options.discovery) {
         std::printf(" (discovery on UDP %u)", static_cast<unsigned>(server.DiscoveryPort()));
     }
+    std::printf(", media on %u", static_cast<unsigned>(server.MediaPort()));
     std::printf(", %d songs\n", options.songs);
     std::fflush(stdout);
 

@@ -14,9 +14,9 @@ using testing::Process;
 class VantorctlTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        server_ = std::make_unique<Process>(
-            std::vector<std::string>{VANTOR_SERVER_PATH, "--bind", "127.0.0.1", "--port", "0",
-                                     "--discovery-port", "0", "--songs", "80"});
+        server_ = std::make_unique<Process>(std::vector<std::string>{
+            VANTOR_SERVER_PATH, "--bind", "127.0.0.1", "--port", "0", "--discovery-port", "0",
+            "--media-port", "0", "--songs", "80"});
         ASSERT_TRUE(server_->Started());
         ASSERT_TRUE(server_->WaitForOutput(" songs\n")) << server_->Output();
         // "vantor-server: listening on 127.0.0.1:PORT (discovery on UDP PORT), N songs"

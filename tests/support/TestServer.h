@@ -15,6 +15,7 @@ inline server::ServerOptions LoopbackServerOptions() {
     options.bindAddress = "127.0.0.1";
     options.port = 0;
     options.discoveryPort = 0;
+    options.mediaPort = 0;
     options.songs = 120;
     return options;
 }

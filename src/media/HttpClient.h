@@ -1,0 +1,60 @@
+#pragma once
+
+// Blocking HTTP GET, two ways: into memory (accepting gzip bodies, which it
+// inflates itself), and into a file. Both return 0 on success and -1 on any
+// failure, parse their URL themselves, and are re-entrant: everything they
+// use is local to the call. Callers run them on worker threads.
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "media/ResponseBuffer.h"
+
+namespace vantor {
+
+struct ParsedUrl {
+    std::string host;
+    std::uint16_t port = 80;
+    std::string path = "/";
+    bool secure = false;
+};
+
+// The memory variant's rules: "https://" at the start means port 443 and a
+// secure request; otherwise every "http://" is removed. The host runs to
+// the first "/" (the path is the rest, or "/"); a ":" in the host gives the
+// port (its leading digits; none means the scheme's default).
+ParsedUrl ParseHttpUrl(const std::string& url);
+// The file variant's: the same, but "https://" means nothing special.
+ParsedUrl ParseDownloadUrl(const std::string& url);
+
+// Limits that keep a broken or hostile server from holding a worker or its
+// memory. The defaults suit every fetch of the client.
+struct HttpOptions {
+    std::chrono::milliseconds connectTimeout{30000};
+    // A body that moves slower than one byte a second for this long fails.
+    std::chrono::milliseconds stallTimeout{30000};
+    std::size_t maxBodyBytes = 64 * 1024 * 1024;
+    // Setting it gives up the transfer.
+    const std::atomic<bool>* abort = nullptr;
+};
+
+// GETs the URL into `body` (cleared first). Agent "Vantor", no proxy,
+// "Accept-Encoding: gzip"; only status 200 succeeds; Content-Length, when
+// given, sizes the buffer. A body whose Content-Encoding contains "gzip" is
+// inflated by one inflate call per 1024 bytes received into at most 30720
+// bytes, as the server expects: it never sends a chunk that grows more.
+int HttpGetToBuffer(const std::string& url, ResponseBuffer& body, const HttpOptions& options = {});
+
+// Flag bit 0: connect directly; otherwise the system's proxy settings apply.
+inline constexpr std::uint32_t kDownloadDirect = 1;
+
+// GETs the URL into the file (created or truncated once the status is 200).
+// Agent "Microsoft Internet Explorer". A body cut short by a network error
+// still counts as success: the caller finds a shorter file.
+int HttpDownloadToFile(const std::string& url, const std::string& path, std::uint32_t flags,
+                       const HttpOptions& options = {});
+
+}  // namespace vantor

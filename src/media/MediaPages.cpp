@@ -1,0 +1,70 @@
+#include "media/MediaPages.h"
+
+#include <thrift/TConfiguration.h>
+#include <thrift/protocol/TBinaryProtocol.h>
+#include <thrift/transport/TBufferTransports.h>
+
+#include <algorithm>
+#include <limits>
+
+#include "core/Logger.h"
+
+namespace vantor {
+
+namespace {
+
+using apache::thrift::TConfiguration;
+using apache::thrift::protocol::TBinaryProtocol;
+using apache::thrift::transport::TMemoryBuffer;
+
+template <class Page>
+bool Decode(const std::uint8_t* data, std::size_t size, Page* page, const char* what) {
+    if (size == 0) {
+        return false;
+    }
+    if (size > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
+        Log(kLogError, "ERROR: %s of %zu bytes is too large", what, size);
+        return false;
+    }
+    try {
+        // Nothing read may claim more bytes than the body holds.
+        auto configuration = std::make_shared<TConfiguration>(static_cast<int>(size));
+        auto buffer = std::make_shared<TMemoryBuffer>(const_cast<std::uint8_t*>(data),
+                                                      static_cast<std::uint32_t>(size),
+                                                      TMemoryBuffer::OBSERVE, configuration);
+        TBinaryProtocol protocol(buffer, kMaxPageString, kMaxPageList, false, true);
+        page->read(&protocol);
+        return true;
+    } catch (const std::exception& error) {
+        Log(kLogError, "ERROR: %s could not be decoded: %s", what, error.what());
+        return false;
+    }
+}
+
+template <class Page>
+std::string Encode(const Page& page) {
+    auto buffer = std::make_shared<TMemoryBuffer>();
+    TBinaryProtocol protocol(buffer);
+    page.write(&protocol);
+    return buffer->getBufferAsString();
+}
+
+}  // namespace
+
+bool DecodeMediaList(const std::uint8_t* data, std::size_t size, wire::MediaList* list) {
+    return Decode(data, size, list, "Media list");
+}
+
+bool DecodePlaylistPage(const std::uint8_t* data, std::size_t size, wire::PlaylistPage* page) {
+    return Decode(data, size, page, "Playlist page");
+}
+
+std::string EncodeMediaList(const wire::MediaList& list) {
+    return Encode(list);
+}
+
+std::string EncodePlaylistPage(const wire::PlaylistPage& page) {
+    return Encode(page);
+}
+
+}  // namespace vantor
