@@ -2,7 +2,6 @@
 
 #include <QByteArrayView>
 #include <QString>
-#include <QStringDecoder>
 #include <filesystem>
 #include <fstream>
 
@@ -31,12 +30,12 @@ std::string ToUtf8(std::string bytes) {
     if (bytes.starts_with("\xEF\xBB\xBF")) {
         bytes.erase(0, 3);
     }
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    (void)decoder.decode(QByteArrayView(bytes.data(), static_cast<qsizetype>(bytes.size())));
-    if (!decoder.hasError()) {
+    const auto size = static_cast<qsizetype>(bytes.size());
+    // Invalid sequences decode to U+FFFD, so only valid UTF-8 comes back unchanged.
+    if (QString::fromUtf8(bytes.data(), size).toUtf8() == QByteArrayView(bytes.data(), size)) {
         return bytes;
     }
-    return QString::fromLatin1(bytes.data(), static_cast<qsizetype>(bytes.size())).toStdString();
+    return QString::fromLatin1(bytes.data(), size).toStdString();
 }
 
 std::optional<SkinColor> OptionalColor(const SkinXmlElement& element, std::string_view name) {
