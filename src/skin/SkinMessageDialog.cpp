@@ -1,5 +1,6 @@
 #include "skin/SkinMessageDialog.h"
 
+#include <QFontMetrics>
 #include <QPainter>
 #include <QRect>
 #include <QString>
@@ -95,13 +96,14 @@ void SkinMessageDialog::Paint(const SkinDrawGuard& lock, QImage& target, QColor 
     QPainter painter(&target);
     painter.setPen(skinFont != nullptr ? skinFont->color.ToQColor() : QColor(Qt::black));
     const std::int32_t margin = skin_.Scale().X(kMargin);
-    const QRect textArea(margin, margin, client.right - 2 * margin, textBottom - 2 * margin);
+    QRect textArea(margin, margin, client.right - 2 * margin, textBottom - 2 * margin);
     if (!caption_.empty()) {
         QFont bold = font_;
         bold.setWeight(QFont::Bold);
         painter.setFont(bold);
         painter.drawText(textArea, Qt::AlignHCenter | Qt::AlignTop | Qt::TextSingleLine,
                          QString::fromStdString(caption_));
+        textArea.setTop(textArea.top() + QFontMetrics(bold).lineSpacing());
     }
     painter.setFont(font_);
     painter.drawText(textArea, Qt::AlignCenter | Qt::TextWordWrap, QString::fromStdString(text_));
