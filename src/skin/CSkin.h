@@ -29,10 +29,32 @@ namespace vantor {
 // separate "owned" flag: loading another image into the record frees the
 // old one.
 struct SkinImage {
+    // An image drawn from memory rather than a file (a composed buffer, say).
+    static SkinImage Of(QImage image) {
+        SkinImage result;
+        result.pixels = image.convertToFormat(QImage::Format_RGB32);
+        result.width = result.pixels.width();
+        result.height = result.pixels.height();
+        return result;
+    }
+
     QImage pixels;  // Format_RGB32, or null until loaded
     std::int32_t width = 0;
     std::int32_t height = 0;
     bool failureLogged = false;  // a missing file is retried on every draw but logged once
+
+    // For a keyed image, the runs of pixels that are not the key colour, row
+    // by row, found once at load: a keyed draw then copies whole runs instead
+    // of testing every pixel. Empty when the image has no key, or when it is
+    // so fragmented that runs would not pay.
+    struct Run {
+        std::int32_t begin;
+        std::int32_t end;
+    };
+    std::uint32_t runsKey = 0;               // the key colour (0xRRGGBB) the runs were found for
+    std::vector<Run> runs;                   // every row's runs, left to right, row after row
+    std::vector<std::uint32_t> rowFirstRun;  // height + 1 entries: row y's runs are
+                                             // runs[rowFirstRun[y] .. rowFirstRun[y + 1])
 };
 
 struct SkinBitmap {

@@ -72,7 +72,7 @@ bool DrawBar(const SkinDrawGuard& lock, const CSkin& skin, QImage& target,
         }
     }
 
-    const SkinImage composed{buffer, buffer.width(), buffer.height(), false};
+    const SkinImage composed = SkinImage::Of(std::move(buffer));
     return DrawOpaque(lock, composed, target, static_cast<std::int32_t>(left),
                       static_cast<std::int32_t>(top), -1, -1, 0, 0, -1, -1);
 }

@@ -79,6 +79,16 @@ CopySpan ClipCopy(const PixelRows& target, const ConstPixelRows& source, std::in
     return span;
 }
 
+// One row of a colour-keyed copy. Written as a select rather than a
+// conditional store so the compiler can do it a vector at a time; source
+// and target never overlap (a skin image is never its own target).
+void KeyRow(const std::uint32_t* __restrict in, std::uint32_t* __restrict out, std::int64_t count,
+            std::uint32_t keyRgb) {
+    for (std::int64_t i = 0; i < count; ++i) {
+        out[i] = (in[i] & 0x00FFFFFFu) == keyRgb ? out[i] : in[i];
+    }
+}
+
 bool Usable(const SkinImage& image, const QImage& target) {
     return !image.pixels.isNull() && IsDrawableTarget(target);
 }
@@ -141,6 +151,42 @@ void Stretch(const SkinImage& image, QImage& target, std::int64_t x, std::int64_
     }
 }
 
+// Runs are worth their memory while a row averages at most a few of them.
+constexpr std::int64_t kMaxRunsPerRow = 16;
+
+void FindRuns(SkinImage& image, std::uint32_t keyRgb) {
+    image.runs.clear();
+    image.rowFirstRun.clear();
+    const ConstPixelRows rows(image.pixels);
+    const std::int64_t limit = rows.height * kMaxRunsPerRow;
+    image.rowFirstRun.reserve(static_cast<std::size_t>(rows.height) + 1);
+    for (std::int64_t y = 0; y < rows.height; ++y) {
+        image.rowFirstRun.push_back(static_cast<std::uint32_t>(image.runs.size()));
+        const std::uint32_t* row = rows.Row(y);
+        std::int32_t x = 0;
+        const auto width = static_cast<std::int32_t>(rows.width);
+        while (x < width) {
+            while (x < width && (row[x] & 0x00FFFFFFu) == keyRgb) {
+                ++x;
+            }
+            const std::int32_t begin = x;
+            while (x < width && (row[x] & 0x00FFFFFFu) != keyRgb) {
+                ++x;
+            }
+            if (x > begin) {
+                if (static_cast<std::int64_t>(image.runs.size()) >= limit) {
+                    image.runs.clear();
+                    image.rowFirstRun.clear();
+                    return;
+                }
+                image.runs.push_back({begin, x});
+            }
+        }
+    }
+    image.rowFirstRun.push_back(static_cast<std::uint32_t>(image.runs.size()));
+    image.runsKey = keyRgb;
+}
+
 const SkinImage* LoadedImage(const SkinDrawGuard& lock, const SkinBitmap& bitmap) {
     if (bitmap.image.pixels.isNull() && !LoadSkinImage(lock, bitmap)) {
         return nullptr;
@@ -178,6 +224,11 @@ bool LoadSkinImage(const SkinDrawGuard&, const SkinBitmap& bitmap) {
     image.pixels = loaded.convertToFormat(QImage::Format_RGB32);
     image.width = image.pixels.width();
     image.height = image.pixels.height();
+    image.runs.clear();
+    image.rowFirstRun.clear();
+    if (bitmap.transparent) {
+        FindRuns(image, bitmap.transparencyColor.Pixel() & 0x00FFFFFFu);
+    }
     return true;
 }
 
@@ -216,15 +267,29 @@ bool DrawTransparent(const SkinDrawGuard&, const SkinImage& image, QImage& targe
         return true;
     }
     const std::uint32_t keyRgb = key.Pixel() & 0x00FFFFFFu;
-    const std::int64_t count = span.x1 - span.x0;
-    for (std::int64_t row = span.y0; row < span.y1; ++row) {
-        const std::uint32_t* in = from.Row(row - span.dy) + (span.x0 - span.dx);
-        std::uint32_t* out = to.Row(row) + span.x0;
-        for (std::int64_t i = 0; i < count; ++i) {
-            if ((in[i] & 0x00FFFFFFu) != keyRgb) {
-                out[i] = in[i];
+    const std::int64_t sourceLeft = span.x0 - span.dx;
+    const std::int64_t sourceRight = span.x1 - span.dx;
+    if (!image.rowFirstRun.empty() && image.runsKey == keyRgb) {
+        for (std::int64_t row = span.y0; row < span.y1; ++row) {
+            const std::int64_t sourceRow = row - span.dy;
+            const std::uint32_t* in = from.Row(sourceRow);
+            std::uint32_t* out = to.Row(row);
+            const auto first = image.runs.begin() + image.rowFirstRun[sourceRow];
+            const auto last = image.runs.begin() + image.rowFirstRun[sourceRow + 1];
+            for (auto run = first; run != last; ++run) {
+                const std::int64_t begin = std::max<std::int64_t>(run->begin, sourceLeft);
+                const std::int64_t end = std::min<std::int64_t>(run->end, sourceRight);
+                if (begin < end) {
+                    std::memcpy(out + (begin + span.dx), in + begin,
+                                static_cast<std::size_t>(end - begin) * sizeof(std::uint32_t));
+                }
             }
         }
+        return true;
+    }
+    for (std::int64_t row = span.y0; row < span.y1; ++row) {
+        KeyRow(from.Row(row - span.dy) + sourceLeft, to.Row(row) + span.x0,
+               sourceRight - sourceLeft, keyRgb);
     }
     return true;
 }

@@ -29,17 +29,12 @@ QImage Gradient(int width, int height) {
     return image;
 }
 
-SkinImage Loaded(const QImage& pixels) {
-    return SkinImage{pixels.convertToFormat(QImage::Format_RGB32), pixels.width(), pixels.height(),
-                     false};
-}
-
 QImage Target(int width, int height) {
     return SolidImage(width, height, QColor::fromRgb(kGrey));
 }
 
 TEST(SkinDrawingTest, SameSizeIsAPixelCopy) {
-    const SkinImage image = Loaded(Gradient(6, 6));
+    const SkinImage image = SkinImage::Of(Gradient(6, 6));
     const SkinDrawGuard lock;
     QImage target = Target(8, 8);
     ASSERT_TRUE(DrawOpaque(lock, image, target, 2, 3, 3, 2, 1, 2, 3, 2));
@@ -53,7 +48,7 @@ TEST(SkinDrawingTest, SameSizeIsAPixelCopy) {
 }
 
 TEST(SkinDrawingTest, OtherSizesStretchByNearestPixel) {
-    const SkinImage image = Loaded(Gradient(4, 4));
+    const SkinImage image = SkinImage::Of(Gradient(4, 4));
     const SkinDrawGuard lock;
     QImage up = Target(8, 8);
     ASSERT_TRUE(DrawOpaque(lock, image, up, 0, 0, 8, 8, 1, 1, 2, 2));
@@ -72,7 +67,7 @@ TEST(SkinDrawingTest, OtherSizesStretchByNearestPixel) {
 }
 
 TEST(SkinDrawingTest, MinusOneMeansTheImagesOwnSize) {
-    const SkinImage image = Loaded(Gradient(3, 2));
+    const SkinImage image = SkinImage::Of(Gradient(3, 2));
     const SkinDrawGuard lock;
     QImage whole = Target(5, 5);
     ASSERT_TRUE(DrawOpaque(lock, image, whole, 1, 1, -1, -1, 2, 2, 1, 1));
@@ -91,7 +86,7 @@ TEST(SkinDrawingTest, ColourKeyIsExact) {
         source.setPixel(x, 0, row0[x]);
         source.setPixel(x, 1, row1[x]);
     }
-    const SkinImage image = Loaded(source);
+    const SkinImage image = SkinImage::Of(source);
     const SkinDrawGuard lock;
     QImage target = Target(6, 4);
     ASSERT_TRUE(
@@ -108,8 +103,47 @@ TEST(SkinDrawingTest, ColourKeyIsExact) {
     }
 }
 
+// A loaded keyed bitmap copies the runs between key pixels found at load;
+// an image built by hand has none and is tested pixel by pixel. Both must
+// leave exactly the same pixels, wherever the part is cut.
+TEST(SkinDrawingTest, KeyedRunsAgreeWithThePixelTest) {
+    QImage sheet(23, 9, QImage::Format_RGB32);
+    std::uint32_t seed = 12345;
+    for (int y = 0; y < sheet.height(); ++y) {
+        for (int x = 0; x < sheet.width(); ++x) {
+            seed = seed * 1103515245u + 12345u;
+            sheet.setPixel(x, y, (seed >> 16) % 3 == 0 ? kKey : (seed & 0xFFFFFF));
+        }
+    }
+    SkinFixture fixture;
+    fixture.WriteImage("keyed.png", sheet);
+    const CSkin skin =
+        fixture.Load(R"(<bitmap name="k" file="keyed.png" transparency="255,0,255"/>)");
+    const SkinDrawGuard lock;
+    const SkinBitmap& bitmap = *skin.FindBitmap("k");
+    ASSERT_TRUE(LoadSkinImage(lock, bitmap));
+    ASSERT_FALSE(bitmap.image.rowFirstRun.empty());
+    const SkinImage byPixel = SkinImage::Of(sheet);
+    const SkinColor key = SkinColor::FromRgb(255, 0, 255);
+    const struct {
+        int x, y, w, h, sx, sy;
+    } cases[] = {{0, 0, 23, 9, 0, 0},
+                 {3, 2, 10, 5, 4, 1},
+                 {-4, -2, 30, 12, -3, -1},
+                 {5, 5, 23, 9, 20, 7},
+                 {0, 0, 1, 1, 22, 8}};
+    for (const auto& c : cases) {
+        QImage runs = Target(20, 12);
+        QImage pixels = Target(20, 12);
+        DrawTransparent(lock, bitmap.image, runs, c.x, c.y, key, c.w, c.h, c.sx, c.sy);
+        DrawTransparent(lock, byPixel, pixels, c.x, c.y, key, c.w, c.h, c.sx, c.sy);
+        EXPECT_EQ(runs, pixels) << c.x << "," << c.y << " " << c.w << "x" << c.h << " from " << c.sx
+                                << "," << c.sy;
+    }
+}
+
 TEST(SkinDrawingTest, AbsurdRectanglesAreClipped) {
-    const SkinImage image = Loaded(Gradient(4, 4));
+    const SkinImage image = SkinImage::Of(Gradient(4, 4));
     const SkinDrawGuard lock;
     QImage target = Target(4, 4);
     ASSERT_TRUE(DrawOpaque(lock, image, target, -2, -2, 4, 4, 0, 0, 4, 4));
@@ -139,7 +173,7 @@ TEST(SkinDrawingTest, AbsurdRectanglesAreClipped) {
 }
 
 TEST(SkinDrawingTest, UnsupportedTargetsAndEmptyImagesDrawNothing) {
-    const SkinImage image = Loaded(Gradient(2, 2));
+    const SkinImage image = SkinImage::Of(Gradient(2, 2));
     const SkinDrawGuard lock;
     QImage indexed(4, 4, QImage::Format_Indexed8);
     EXPECT_FALSE(DrawOpaque(lock, image, indexed, 0, 0, 2, 2, 0, 0, 2, 2));
