@@ -100,24 +100,8 @@ private:
     SkinWinComponent ReadWinComponent(const SkinXmlElement& element) const {
         SkinWinComponent window;
         window.name = element.Text("name");
-        window.left = scale_.X(element.Number("x"));
-        window.top = scale_.Y(element.Number("y"));
-        if (const std::int32_t width = element.Number("width"); width != -1) {
-            window.right = SkinAdd(window.left, scale_.Width(width));
-        } else if (const std::int32_t right = element.Number("right"); right != -1) {
-            window.right = right;  // a raw distance from the parent's right edge
-            window.rightAnchored = true;
-        } else {
-            window.right = window.left;
-        }
-        if (const std::int32_t height = element.Number("height"); height != -1) {
-            window.bottom = SkinAdd(window.top, scale_.Height(height));
-        } else if (const std::int32_t bottom = element.Number("bottom"); bottom != -1) {
-            window.bottom = bottom;
-            window.bottomAnchored = true;
-        } else {
-            window.bottom = window.top;
-        }
+        ReadWindowAxis(element, kHorizontal, window.left, window.right, window.rightAnchored);
+        ReadWindowAxis(element, kVertical, window.top, window.bottom, window.bottomAnchored);
         window.backColor = OptionalColor(element, "backcolor");
         window.foreColor = OptionalColor(element, "forecolor");
         window.selectColor = OptionalColor(element, "selectcolor");
@@ -188,29 +172,59 @@ private:
             return state;
         }
         SkinRect& d = state.destination;
-        d.left = scale_.X(rect->Number("x"));
-        d.top = scale_.Y(rect->Number("y"));
-        if (const std::int32_t width = rect->Number("width"); width != -1) {
-            d.right = SkinAdd(d.left, scale_.Width(width));
-        } else if (const std::int32_t right = rect->Number("right"); right != -1) {
-            d.right = SkinAdd(screen_.right, -std::int64_t{scale_.X(right)});
-            if (d.left < 0) {
-                d.left = SkinAdd(d.right, -std::int64_t{sourceWidth});
-            }
-        } else {
-            d.right = SkinAdd(d.left, sourceWidth);
-        }
-        if (const std::int32_t height = rect->Number("height"); height != -1) {
-            d.bottom = SkinAdd(d.top, scale_.Height(height));
-        } else if (const std::int32_t bottom = rect->Number("bottom"); bottom != -1) {
-            d.bottom = SkinAdd(screen_.bottom, -std::int64_t{scale_.Y(bottom)});
-            if (d.top < 0) {
-                d.top = SkinAdd(d.bottom, -std::int64_t{sourceHeight});
-            }
-        } else {
-            d.bottom = SkinAdd(d.top, sourceHeight);
-        }
+        ReadRectAxis(*rect, kHorizontal, screen_.right, sourceWidth, d.left, d.right);
+        ReadRectAxis(*rect, kVertical, screen_.bottom, sourceHeight, d.top, d.bottom);
         return state;
+    }
+
+    // The attributes that place a rectangle along one axis.
+    struct Axis {
+        const char* position;  // "x"
+        const char* size;      // "width"
+        const char* distance;  // "right": from the far edge
+        bool vertical;
+    };
+    static constexpr Axis kHorizontal{"x", "width", "right", false};
+    static constexpr Axis kVertical{"y", "height", "bottom", true};
+
+    std::int32_t Position(const Axis& axis, std::int32_t value) const {
+        return axis.vertical ? scale_.Y(value) : scale_.X(value);
+    }
+    std::int32_t Size(const Axis& axis, std::int32_t value) const {
+        return axis.vertical ? scale_.Height(value) : scale_.Width(value);
+    }
+
+    // A window's far edge is its start plus the size, or a raw distance from
+    // the parent's far edge (anchored), or its start.
+    void ReadWindowAxis(const SkinXmlElement& element, const Axis& axis, std::int32_t& begin,
+                        std::int32_t& end, bool& anchored) const {
+        begin = Position(axis, element.Number(axis.position));
+        if (const std::int32_t size = element.Number(axis.size); size != -1) {
+            end = SkinAdd(begin, Size(axis, size));
+        } else if (const std::int32_t distance = element.Number(axis.distance); distance != -1) {
+            end = distance;
+            anchored = true;
+        } else {
+            end = begin;
+        }
+    }
+
+    // A "rect"'s far edge is its start plus the size, or the screen's far edge
+    // less the scaled distance (then a missing start is the far edge less the
+    // source's size), or its start plus the source's size.
+    void ReadRectAxis(const SkinXmlElement& rect, const Axis& axis, std::int32_t screenEnd,
+                      std::int32_t sourceSize, std::int32_t& begin, std::int32_t& end) const {
+        begin = Position(axis, rect.Number(axis.position));
+        if (const std::int32_t size = rect.Number(axis.size); size != -1) {
+            end = SkinAdd(begin, Size(axis, size));
+        } else if (const std::int32_t distance = rect.Number(axis.distance); distance != -1) {
+            end = SkinAdd(screenEnd, -std::int64_t{Position(axis, distance)});
+            if (begin < 0) {
+                begin = SkinAdd(end, -std::int64_t{sourceSize});
+            }
+        } else {
+            end = SkinAdd(begin, sourceSize);
+        }
     }
 
     const SkinXmlDocument& document_;

@@ -133,12 +133,17 @@ void PaintMain(QPainter& p) {
     PaintDeck(p, kDeckTop);
 }
 
-void PaintNowPlaying(QPainter& p) {
+// The screen's base colour under a teal glow fading out `height` units down.
+void PaintGlow(QPainter& p, double height) {
     p.fillRect(QRectF(0, 0, kScreenWidth, kScreenHeight), kBase);
-    QLinearGradient glow(0, 0, 0, 136);
+    QLinearGradient glow(0, 0, 0, height);
     glow.setColorAt(0, QColor(0x17, 0x33, 0x38));
     glow.setColorAt(1, kBase);
-    p.fillRect(QRectF(0, 0, kScreenWidth, 136), glow);
+    p.fillRect(QRectF(0, 0, kScreenWidth, height), glow);
+}
+
+void PaintNowPlaying(QPainter& p) {
+    PaintGlow(p, 136);
     PaintDeck(p, kDeckTop);
 }
 
@@ -157,11 +162,7 @@ void PaintList(QPainter& p) {
 }
 
 void PaintConnect(QPainter& p) {
-    p.fillRect(QRectF(0, 0, kScreenWidth, kScreenHeight), kBase);
-    QLinearGradient glow(0, 0, 0, 128);
-    glow.setColorAt(0, QColor(0x17, 0x33, 0x38));
-    glow.setColorAt(1, kBase);
-    p.fillRect(QRectF(0, 0, kScreenWidth, 128), glow);
+    PaintGlow(p, 128);
     DrawLogo(p, QRectF(98, 16, 44, 44));
     DrawLabel(p, QRectF(0, 64, kScreenWidth, 26), QStringLiteral("Vantor"), 22, kText,
               Qt::AlignCenter, true);
