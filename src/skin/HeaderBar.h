@@ -8,6 +8,8 @@
 // A button's width is fixed when its text is set: the text's width plus
 // twice the padding, at most half the bar's client width, where the padding
 // is 0.083 x half the client width, rounded.
+//
+// Used on the user-interface thread only.
 
 #include <QColor>
 #include <QFont>

@@ -8,7 +8,9 @@
 // shows it in a window of PreferredSize() and forwards stylus events.
 //
 // Threads: one dialog belongs to the thread that shows it (the
-// user-interface thread); Paint takes the drawing lock like every skin draw.
+// user-interface thread). Paint runs under the caller's drawing lock like
+// every skin draw; Press, Move and Release take it themselves (hit tests),
+// so they are never called with a SkinDrawGuard held.
 
 #include <QColor>
 #include <QFont>

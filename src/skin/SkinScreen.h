@@ -17,6 +17,9 @@ namespace vantor {
 void PaintScreen(const SkinDrawGuard& lock, const CSkin& skin, QImage& target,
                  std::string_view screen);
 
+// The hit tests take the drawing lock themselves (they read image pixels):
+// never call them while holding a SkinDrawGuard.
+//
 // The component a press at (x, y) pushes: the first, in document order,
 // whose norm destination holds the point (edges included), that is shown on
 // the screen, whose push image is not see-through at the point, and that has

@@ -3,6 +3,7 @@
 #include <QFont>
 #include <QFontMetrics>
 #include <climits>
+#include <thread>
 
 #include "skin/HeaderBar.h"
 #include "skin/SkinBar.h"
@@ -252,6 +253,30 @@ TEST_F(BarTest, NothingIsDrawnOffScreenOrWithoutATrack) {
     // A track far larger than the screen is composed only where it is seen.
     const QImage huge = Draw({"huge.back", "h.fill"}, 5, false, kScreenMain);
     EXPECT_EQ(Rgb(huge, 0, 0), Rgb(huge, 99, 14));
+}
+
+// The refresh thread redraws bars while the user-interface thread paints
+// and hit-tests the same screen, each under the drawing lock; the images
+// are loaded by whichever draws first. (ThreadSanitizer checks the rest.)
+TEST_F(BarTest, ThreadsDrawIntoOneScreenUnderTheLock) {
+    QImage screen = SolidImage(100, 100, Qt::white);
+    std::thread refresh([&] {
+        for (int value = 0; value < 300; ++value) {
+            const SkinDrawGuard lock;
+            DrawBar(lock, skin_, screen, {"h.back", "h.fill"}, value % 41, false, kScreenMain);
+        }
+    });
+    for (int i = 0; i < 300; ++i) {
+        {
+            const SkinDrawGuard lock;
+            PaintScreen(lock, skin_, screen, kScreenMain);
+        }
+        ComponentAtInput(skin_, kHx + 1, kHy + 1, kScreenMain, true);
+    }
+    refresh.join();
+    const SkinDrawGuard lock;
+    DrawBar(lock, skin_, screen, {"h.back", "h.fill"}, 40, false, kScreenMain);
+    EXPECT_EQ(Rgb(screen, kHx + 39, kHy), qRgb(139, 0, 0) & 0xFFFFFFu);
 }
 
 TEST(SkinBarValuesTest, RoundHalfUp) {
