@@ -172,6 +172,10 @@ SkinXmlDocument SkinXmlDocument::Parse(std::string_view text) {
             continue;
         }
 
+        if (document.elements_.size() == kMaxSkinXmlElements) {
+            document.Problem("too many elements; the rest is ignored", lt);
+            break;
+        }
         SkinXmlElement element;
         element.name = tag.substr(0, nameEnd);
         std::size_t i = nameEnd;
@@ -180,6 +184,10 @@ SkinXmlDocument SkinXmlDocument::Parse(std::string_view text) {
                 ++i;
             }
             if (i >= tag.size()) {
+                break;
+            }
+            if (element.attributes.size() == kMaxSkinXmlAttributes) {
+                document.Problem("too many attributes; the rest of the tag is ignored", lt);
                 break;
             }
             const std::size_t nameStart = i;

@@ -14,7 +14,8 @@
 // Nothing here fails: whatever cannot be read is skipped and counted, and the
 // elements read up to that point stand. Elements are kept in one flat array
 // in document order (children by index), so neither parsing nor freeing a
-// deeply nested file recurses.
+// deeply nested file recurses. A skin has a few hundred elements of a dozen
+// attributes; the limits below keep a hostile file's tree small.
 
 #include <cstddef>
 #include <cstdint>
@@ -23,6 +24,9 @@
 #include <vector>
 
 namespace vantor {
+
+inline constexpr std::size_t kMaxSkinXmlElements = 65536;
+inline constexpr std::size_t kMaxSkinXmlAttributes = 64;
 
 // Decodes "&amp;", "&lt;", "&gt;" and "&quot;", in that order.
 std::string DecodeSkinEntities(std::string_view value);

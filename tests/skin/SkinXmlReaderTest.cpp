@@ -135,14 +135,25 @@ TEST(SkinXmlReaderTest, BinaryInputReadsAsLittleOrNothing) {
     EXPECT_GE(document.Problems().count, 1u);
 }
 
-TEST(SkinXmlReaderTest, DeepNestingNeitherRecursesNorFails) {
+TEST(SkinXmlReaderTest, DeepNestingNeitherRecursesNorGrowsWithoutBound) {
     std::string text;
-    for (int i = 0; i < 200000; ++i) {
+    for (int i = 0; i < 100000; ++i) {
         text += "<n>";
     }
-    const SkinXmlDocument document = SkinXmlDocument::Parse(text);
-    EXPECT_EQ(document.Elements().size(), 200000u);
-    EXPECT_EQ(document.Problems().first, "element not closed at the end of the file");
+    const SkinXmlDocument deep = SkinXmlDocument::Parse(text);
+    EXPECT_EQ(deep.Elements().size(), kMaxSkinXmlElements);
+    EXPECT_EQ(deep.At(kMaxSkinXmlElements - 2).children,
+              std::vector<std::size_t>{kMaxSkinXmlElements - 1});
+    EXPECT_EQ(deep.Problems().first, "too many elements; the rest is ignored");
+
+    std::string wide = "<e";
+    for (int i = 0; i < 1000; ++i) {
+        wide += " a" + std::to_string(i) + "=\"" + std::to_string(i) + "\"";
+    }
+    const SkinXmlDocument many = SkinXmlDocument::Parse(wide + "/><f/>");
+    EXPECT_EQ(many.At(0).attributes.size(), kMaxSkinXmlAttributes);
+    EXPECT_EQ(many.At(0).Number("a63"), 63);
+    EXPECT_EQ(many.Elements().size(), 2u);  // the next tag is read again
 }
 
 TEST(SkinScaleTest, RoundsHalfAwayFromZero) {
