@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <type_traits>
 #include <vector>
 
 #include "core/Logger.h"
@@ -28,36 +29,27 @@ bool IsDrawableTarget(const QImage& target) {
     }
 }
 
-// Rows of a target and a source, addressed as 32-bit pixels.
-struct PixelRows {
-    explicit PixelRows(QImage& image)
-        : bits(image.bits()),
-          stride(image.bytesPerLine()),
-          width(image.width()),
-          height(image.height()) {}
-    std::uint32_t* Row(std::int64_t y) const {
-        return reinterpret_cast<std::uint32_t*>(bits + y * stride);
-    }
-    uchar* bits;
+// The rows of an image, addressed as 32-bit pixels; Byte is const for a
+// source and plain for a target.
+template <typename Byte>
+struct Rows {
+    using Pixel = std::conditional_t<std::is_const_v<Byte>, const std::uint32_t, std::uint32_t>;
+    Pixel* Row(std::int64_t y) const { return reinterpret_cast<Pixel*>(bits + y * stride); }
+    Byte* bits;
     std::int64_t stride;
     std::int64_t width;
     std::int64_t height;
 };
+using PixelRows = Rows<uchar>;
+using ConstPixelRows = Rows<const uchar>;
 
-struct ConstPixelRows {
-    explicit ConstPixelRows(const QImage& image)
-        : bits(image.constBits()),
-          stride(image.bytesPerLine()),
-          width(image.width()),
-          height(image.height()) {}
-    const std::uint32_t* Row(std::int64_t y) const {
-        return reinterpret_cast<const std::uint32_t*>(bits + y * stride);
-    }
-    const uchar* bits;
-    std::int64_t stride;
-    std::int64_t width;
-    std::int64_t height;
-};
+PixelRows WritableRows(QImage& image) {
+    return {image.bits(), image.bytesPerLine(), image.width(), image.height()};
+}
+
+ConstPixelRows ReadableRows(const QImage& image) {
+    return {image.constBits(), image.bytesPerLine(), image.width(), image.height()};
+}
 
 // The part of a same-size copy that lies on both the target and the image:
 // target columns [x0, x1) and rows [y0, y1), read from (x - dx, y - dy).
@@ -95,8 +87,8 @@ bool Usable(const SkinImage& image, const QImage& target) {
 
 void Copy(const SkinImage& image, QImage& target, std::int64_t x, std::int64_t y, std::int64_t w,
           std::int64_t h, std::int64_t sx, std::int64_t sy) {
-    const PixelRows to(target);
-    const ConstPixelRows from(image.pixels);
+    const PixelRows to = WritableRows(target);
+    const ConstPixelRows from = ReadableRows(image.pixels);
     const CopySpan span = ClipCopy(to, from, x, y, w, h, sx, sy);
     if (span.Empty()) {
         return;
@@ -114,8 +106,8 @@ void Stretch(const SkinImage& image, QImage& target, std::int64_t x, std::int64_
     if (w <= 0 || h <= 0 || sw <= 0 || sh <= 0) {
         return;
     }
-    const PixelRows to(target);
-    const ConstPixelRows from(image.pixels);
+    const PixelRows to = WritableRows(target);
+    const ConstPixelRows from = ReadableRows(image.pixels);
     const std::int64_t x0 = std::max(x, std::int64_t{0});
     const std::int64_t x1 = std::min(x + w, to.width);
     const std::int64_t y0 = std::max(y, std::int64_t{0});
@@ -157,7 +149,7 @@ constexpr std::int64_t kMaxRunsPerRow = 16;
 void FindRuns(SkinImage& image, std::uint32_t keyRgb) {
     image.runs.clear();
     image.rowFirstRun.clear();
-    const ConstPixelRows rows(image.pixels);
+    const ConstPixelRows rows = ReadableRows(image.pixels);
     const std::int64_t limit = rows.height * kMaxRunsPerRow;
     image.rowFirstRun.reserve(static_cast<std::size_t>(rows.height) + 1);
     for (std::int64_t y = 0; y < rows.height; ++y) {
@@ -260,8 +252,8 @@ bool DrawTransparent(const SkinDrawGuard&, const SkinImage& image, QImage& targe
     if (!Usable(image, target)) {
         return false;
     }
-    const PixelRows to(target);
-    const ConstPixelRows from(image.pixels);
+    const PixelRows to = WritableRows(target);
+    const ConstPixelRows from = ReadableRows(image.pixels);
     const CopySpan span = ClipCopy(to, from, x, y, w, h, sx, sy);
     if (span.Empty()) {
         return true;
