@@ -107,6 +107,12 @@ void Exercise(const CSkin& skin, std::int32_t width, std::int32_t height) {
 
 }  // namespace
 
+// Qt's font database lets the system font library lose a few bytes now and
+// then when it drops and remakes cached fonts; that is not ours to fix.
+extern "C" const char* __lsan_default_suppressions() {
+    return "leak:libfontconfig.so\n";
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static World world;
     const std::string_view bytes(reinterpret_cast<const char*>(data), size);
