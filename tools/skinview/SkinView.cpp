@@ -1,13 +1,15 @@
 // vantor-skinview: renders one screen of a skin offscreen.
 //
 //   vantor-skinview SKIN.xml SCREEN WIDTHxHEIGHT OUT.png [--dpi N] [--bare]
+//                   [--hover NAME]... [--push NAME]...
 //
 // SCREEN is "main", "nowplaying", "playlist", "connect", "eq" or "dialog".
 // The device's pixels per inch are 96 x the display scale the program uses
 // for that width (2.0 from 480, 1.3 from 320, else 1.0) unless --dpi says
 // otherwise. Unless --bare, the screen is shown with sample content (titles,
 // bar values, list rows) drawn the way the screens draw theirs, so a skin
-// author sees the skin as it will look in use.
+// author sees the skin as it will look in use. --hover and --push show the
+// named components in those states, as under a hovering or pressing stylus.
 
 #include <QFontMetrics>
 #include <QGuiApplication>
@@ -266,6 +268,7 @@ void SampleDialog(const CSkin& skin, QImage& target) {
 int Usage() {
     std::fprintf(stderr,
                  "usage: vantor-skinview SKIN.xml SCREEN WIDTHxHEIGHT OUT.png [--dpi N] [--bare]\n"
+                 "                       [--hover NAME]... [--push NAME]...\n"
                  "  SCREEN: main, nowplaying, playlist, connect, eq or dialog\n");
     return 2;
 }
@@ -285,9 +288,14 @@ int Run(int argc, char** argv) {
     const double scale = width >= 480 ? 2.0 : width >= 320 ? 1.3 : 1.0;
     int dpi = static_cast<int>(std::lround(96 * scale));
     bool bare = false;
+    std::vector<std::pair<std::string, bool>> states;  // name, pushed (else hover)
     for (int i = 5; i < argc; ++i) {
         if (std::strcmp(argv[i], "--bare") == 0) {
             bare = true;
+        } else if ((std::strcmp(argv[i], "--hover") == 0 || std::strcmp(argv[i], "--push") == 0) &&
+                   i + 1 < argc) {
+            states.emplace_back(argv[i + 1], std::strcmp(argv[i], "--push") == 0);
+            ++i;
         } else if (std::strcmp(argv[i], "--dpi") == 0 && i + 1 < argc) {
             dpi = std::atoi(argv[++i]);
         } else {
@@ -323,6 +331,14 @@ int Run(int argc, char** argv) {
         } else if (dialog) {
             SampleDialog(skin, target);
         }
+    }
+    for (const auto& [name, pushed] : states) {
+        const SkinComponent* component = skin.FindComponent(name);
+        if (component == nullptr) {
+            std::fprintf(stderr, "vantor-skinview: no component %s\n", name.c_str());
+            return 1;
+        }
+        DrawState(skin, target, pushed ? component->push : component->hover);
     }
     if (!target.save(QString::fromLocal8Bit(argv[4]), "PNG")) {
         std::fprintf(stderr, "vantor-skinview: cannot write %s\n", argv[4]);
