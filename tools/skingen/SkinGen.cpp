@@ -147,17 +147,22 @@ void PaintNowPlaying(QPainter& p) {
     PaintDeck(p, kDeckTop);
 }
 
+// A rounded panel with a one-unit outline.
+void DrawPanel(QPainter& p, const QRectF& box, const QColor& fill, double radius) {
+    p.save();
+    p.setRenderHint(QPainter::Antialiasing);
+    p.setPen(QPen(kLine, 1));
+    p.setBrush(fill);
+    p.drawRoundedRect(box, radius, radius);
+    p.restore();
+}
+
 void PaintList(QPainter& p) {
     p.fillRect(QRectF(0, 0, kScreenWidth, kScreenHeight), kList);
     p.fillRect(QRectF(0, 0, kScreenWidth, 26), kStrip);
     p.fillRect(QRectF(0, 26, kScreenWidth, 30), kStrip2);
     p.fillRect(QRectF(0, 55, kScreenWidth, 1), kLine);
-    p.save();
-    p.setRenderHint(QPainter::Antialiasing);
-    p.setPen(QPen(kLine, 1));
-    p.setBrush(kList);
-    p.drawRoundedRect(QRectF(8.5, 31.5, 223, 19), 9.5, 9.5);
-    p.restore();
+    DrawPanel(p, QRectF(8.5, 31.5, 223, 19), kList, 9.5);
     DrawGlyph(p, Glyph::Search, QRectF(12, 33, 16, 16), 13, kMuted);
 }
 
@@ -168,12 +173,7 @@ void PaintConnect(QPainter& p) {
               Qt::AlignCenter, true);
     DrawLabel(p, QRectF(0, 90, kScreenWidth, 16), QStringLiteral("Remote control for your music"),
               11, kMuted);
-    p.save();
-    p.setRenderHint(QPainter::Antialiasing);
-    p.setPen(QPen(kLine, 1));
-    p.setBrush(kStrip);
-    p.drawRoundedRect(QRectF(8.5, 120.5, 223, 160), 6, 6);
-    p.restore();
+    DrawPanel(p, QRectF(8.5, 120.5, 223, 160), kStrip, 6);
 }
 
 constexpr int kEqTop = 44;
