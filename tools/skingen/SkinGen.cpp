@@ -25,6 +25,7 @@
 #include <vector>
 
 #include "SkinArt.h"
+#include "core/Text.h"
 #include "skin/SkinScale.h"
 
 namespace vantor::skingen {
@@ -571,15 +572,12 @@ QImage Render(const Sheet& sheet, int dpi) {
 }
 
 std::string Attr(const char* name, const std::optional<int>& value) {
-    return value ? " " + std::string(name) + "=\"" + std::to_string(*value) + "\"" : "";
+    return value ? Format(" %s=\"%d\"", name, *value) : std::string();
 }
 
 std::string ColorAttr(const char* name, const std::optional<QColor>& color) {
-    if (!color) {
-        return "";
-    }
-    return " " + std::string(name) + "=\"" + std::to_string(color->red()) + "," +
-           std::to_string(color->green()) + "," + std::to_string(color->blue()) + "\"";
+    return color ? Format(" %s=\"%d,%d,%d\"", name, color->red(), color->green(), color->blue())
+                 : std::string();
 }
 
 std::string Attr(const char* name, int value) {
