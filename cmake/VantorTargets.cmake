@@ -24,3 +24,22 @@ function(vantor_test name)
   vantor_strict(${name})
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
 endfunction()
+
+# vantor_qt(target): the Qt rules for our code: no implicit conversions from
+# char strings, and no "signals"/"slots"/"emit" macros.
+function(vantor_qt target)
+  target_compile_definitions(${target} PRIVATE QT_NO_CAST_FROM_ASCII QT_NO_KEYWORDS)
+endfunction()
+
+# vantor_qt_test(name SOURCES ... DEPS ...): like vantor_test, for suites
+# that need a QGuiApplication (fonts, text): they bring their own main().
+function(vantor_qt_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE ${ARG_DEPS} GTest::gtest GTest::gmock)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  vantor_strict(${name})
+  vantor_qt(${name})
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+                       PROPERTIES TIMEOUT 120 ENVIRONMENT QT_QPA_PLATFORM=offscreen)
+endfunction()

@@ -1,0 +1,362 @@
+#include "skin/SkinDrawing.h"
+
+#include <QImageReader>
+#include <QString>
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <type_traits>
+#include <vector>
+
+#include "core/Logger.h"
+
+namespace vantor {
+
+namespace {
+
+// Skin images are small; anything bigger is a broken or hostile file, and
+// refusing it keeps one draw from allocating without bound.
+constexpr std::int64_t kMaxImagePixels = std::int64_t{16} * 1024 * 1024;
+
+bool IsDrawableTarget(const QImage& target) {
+    switch (target.format()) {
+        case QImage::Format_RGB32:
+        case QImage::Format_ARGB32:
+        case QImage::Format_ARGB32_Premultiplied:
+            return true;
+        default:
+            return false;
+    }
+}
+
+// The rows of an image, addressed as 32-bit pixels; Byte is const for a
+// source and plain for a target.
+template <typename Byte>
+struct Rows {
+    using Pixel = std::conditional_t<std::is_const_v<Byte>, const std::uint32_t, std::uint32_t>;
+    Pixel* Row(std::int64_t y) const { return reinterpret_cast<Pixel*>(bits + y * stride); }
+    Byte* bits;
+    std::int64_t stride;
+    std::int64_t width;
+    std::int64_t height;
+};
+using PixelRows = Rows<uchar>;
+using ConstPixelRows = Rows<const uchar>;
+
+PixelRows WritableRows(QImage& image) {
+    return {image.bits(), image.bytesPerLine(), image.width(), image.height()};
+}
+
+ConstPixelRows ReadableRows(const QImage& image) {
+    return {image.constBits(), image.bytesPerLine(), image.width(), image.height()};
+}
+
+// The part of a same-size copy that lies on both the target and the image:
+// target columns [x0, x1) and rows [y0, y1), read from (x - dx, y - dy).
+struct CopySpan {
+    std::int64_t x0, x1, y0, y1, dx, dy;
+    bool Empty() const { return x0 >= x1 || y0 >= y1; }
+};
+
+CopySpan ClipCopy(const PixelRows& target, const ConstPixelRows& source, std::int64_t x,
+                  std::int64_t y, std::int64_t w, std::int64_t h, std::int64_t sx,
+                  std::int64_t sy) {
+    CopySpan span;
+    span.dx = x - sx;
+    span.dy = y - sy;
+    span.x0 = std::max({x, std::int64_t{0}, span.dx});
+    span.x1 = std::min({x + w, target.width, span.dx + source.width});
+    span.y0 = std::max({y, std::int64_t{0}, span.dy});
+    span.y1 = std::min({y + h, target.height, span.dy + source.height});
+    return span;
+}
+
+// One row of a colour-keyed copy. Written as a select rather than a
+// conditional store so the compiler can do it a vector at a time; source
+// and target never overlap (a skin image is never its own target).
+void KeyRow(const std::uint32_t* __restrict in, std::uint32_t* __restrict out, std::int64_t count,
+            std::uint32_t keyRgb) {
+    for (std::int64_t i = 0; i < count; ++i) {
+        out[i] = (in[i] & 0x00FFFFFFu) == keyRgb ? out[i] : in[i];
+    }
+}
+
+bool Usable(const SkinImage& image, const QImage& target) {
+    return !image.pixels.isNull() && IsDrawableTarget(target);
+}
+
+void Copy(const SkinImage& image, QImage& target, std::int64_t x, std::int64_t y, std::int64_t w,
+          std::int64_t h, std::int64_t sx, std::int64_t sy) {
+    const PixelRows to = WritableRows(target);
+    const ConstPixelRows from = ReadableRows(image.pixels);
+    const CopySpan span = ClipCopy(to, from, x, y, w, h, sx, sy);
+    if (span.Empty()) {
+        return;
+    }
+    const auto bytes = static_cast<std::size_t>(span.x1 - span.x0) * sizeof(std::uint32_t);
+    for (std::int64_t row = span.y0; row < span.y1; ++row) {
+        std::memcpy(to.Row(row) + span.x0, from.Row(row - span.dy) + (span.x0 - span.dx), bytes);
+    }
+}
+
+// Nearest-neighbour: each target pixel takes the source pixel under its
+// centre. Only the target pixels inside the destination are visited.
+void Stretch(const SkinImage& image, QImage& target, std::int64_t x, std::int64_t y, std::int64_t w,
+             std::int64_t h, std::int64_t sx, std::int64_t sy, std::int64_t sw, std::int64_t sh) {
+    if (w <= 0 || h <= 0 || sw <= 0 || sh <= 0) {
+        return;
+    }
+    const PixelRows to = WritableRows(target);
+    const ConstPixelRows from = ReadableRows(image.pixels);
+    const std::int64_t x0 = std::max(x, std::int64_t{0});
+    const std::int64_t x1 = std::min(x + w, to.width);
+    const std::int64_t y0 = std::max(y, std::int64_t{0});
+    const std::int64_t y1 = std::min(y + h, to.height);
+    if (x0 >= x1 || y0 >= y1) {
+        return;
+    }
+    const auto sample = [](std::int64_t offset, std::int64_t size, std::int64_t sourceSize) {
+        return static_cast<std::int64_t>(
+            std::floor((static_cast<double>(offset) + 0.5) * static_cast<double>(sourceSize) /
+                       static_cast<double>(size)));
+    };
+    // Source column of each target column; -1 where it falls off the image.
+    std::vector<std::int64_t> columns(static_cast<std::size_t>(x1 - x0));
+    for (std::int64_t col = x0; col < x1; ++col) {
+        const std::int64_t source = sx + sample(col - x, w, sw);
+        columns[static_cast<std::size_t>(col - x0)] =
+            source >= 0 && source < from.width ? source : -1;
+    }
+    for (std::int64_t row = y0; row < y1; ++row) {
+        const std::int64_t sourceRow = sy + sample(row - y, h, sh);
+        if (sourceRow < 0 || sourceRow >= from.height) {
+            continue;
+        }
+        const std::uint32_t* in = from.Row(sourceRow);
+        std::uint32_t* out = to.Row(row) + x0;
+        for (const std::int64_t column : columns) {
+            if (column >= 0) {
+                *out = in[column];
+            }
+            ++out;
+        }
+    }
+}
+
+// Runs are worth their memory while a row averages at most a few of them.
+constexpr std::int64_t kMaxRunsPerRow = 16;
+
+void FindRuns(SkinImage& image, std::uint32_t keyRgb) {
+    image.runs.clear();
+    image.rowFirstRun.clear();
+    const ConstPixelRows rows = ReadableRows(image.pixels);
+    const std::int64_t limit = rows.height * kMaxRunsPerRow;
+    image.rowFirstRun.reserve(static_cast<std::size_t>(rows.height) + 1);
+    for (std::int64_t y = 0; y < rows.height; ++y) {
+        image.rowFirstRun.push_back(static_cast<std::uint32_t>(image.runs.size()));
+        const std::uint32_t* row = rows.Row(y);
+        std::int32_t x = 0;
+        const auto width = static_cast<std::int32_t>(rows.width);
+        while (x < width) {
+            while (x < width && (row[x] & 0x00FFFFFFu) == keyRgb) {
+                ++x;
+            }
+            const std::int32_t begin = x;
+            while (x < width && (row[x] & 0x00FFFFFFu) != keyRgb) {
+                ++x;
+            }
+            if (x > begin) {
+                if (static_cast<std::int64_t>(image.runs.size()) >= limit) {
+                    image.runs.clear();
+                    image.rowFirstRun.clear();
+                    return;
+                }
+                image.runs.push_back({begin, x});
+            }
+        }
+    }
+    image.rowFirstRun.push_back(static_cast<std::uint32_t>(image.runs.size()));
+    image.runsKey = keyRgb;
+}
+
+const SkinImage* LoadedImage(const SkinDrawGuard& lock, const SkinBitmap& bitmap) {
+    if (bitmap.image.pixels.isNull() && !LoadSkinImage(lock, bitmap)) {
+        return nullptr;
+    }
+    return &bitmap.image;
+}
+
+}  // namespace
+
+bool LoadSkinImage(const SkinDrawGuard&, const SkinBitmap& bitmap) {
+    SkinImage& image = bitmap.image;
+    image.pixels = QImage();
+    image.width = 0;
+    image.height = 0;
+
+    QImageReader reader(QString::fromStdString(bitmap.filePath));
+    const QSize size = reader.size();
+    QImage loaded;
+    std::string failure;
+    if (size.isValid() &&
+        std::int64_t{size.width()} * std::int64_t{size.height()} > kMaxImagePixels) {
+        failure = "the image is too large";
+    } else if (!reader.read(&loaded) || loaded.isNull()) {
+        failure = reader.errorString().toStdString();
+    }
+    if (!failure.empty()) {
+        if (!image.failureLogged) {
+            image.failureLogged = true;
+            Log(kLogError, "Skin bitmap \"%s\": cannot load %s: %s", bitmap.name.c_str(),
+                bitmap.filePath.c_str(), failure.c_str());
+        }
+        return false;
+    }
+    // Skin images are opaque; colour keys, not alpha, make parts see-through.
+    image.pixels = loaded.convertToFormat(QImage::Format_RGB32);
+    image.width = image.pixels.width();
+    image.height = image.pixels.height();
+    image.runs.clear();
+    image.rowFirstRun.clear();
+    if (bitmap.transparent) {
+        FindRuns(image, bitmap.transparencyColor.Pixel() & 0x00FFFFFFu);
+    }
+    return true;
+}
+
+bool DrawOpaque(const SkinDrawGuard&, const SkinImage& image, QImage& target, std::int32_t x,
+                std::int32_t y, std::int32_t w, std::int32_t h, std::int32_t sx, std::int32_t sy,
+                std::int32_t sw, std::int32_t sh) {
+    if (!Usable(image, target)) {
+        return false;
+    }
+    if (sw == -1) {
+        sw = image.width;
+    }
+    if (sh == -1) {
+        sh = image.height;
+    }
+    if (w == -1 && h == -1) {
+        Copy(image, target, x, y, image.width, image.height, 0, 0);
+    } else if (w == sw && h == sh) {
+        Copy(image, target, x, y, w, h, sx, sy);
+    } else {
+        Stretch(image, target, x, y, w, h, sx, sy, sw, sh);
+    }
+    return true;
+}
+
+bool DrawTransparent(const SkinDrawGuard&, const SkinImage& image, QImage& target, std::int32_t x,
+                     std::int32_t y, SkinColor key, std::int32_t w, std::int32_t h, std::int32_t sx,
+                     std::int32_t sy) {
+    if (!Usable(image, target)) {
+        return false;
+    }
+    const PixelRows to = WritableRows(target);
+    const ConstPixelRows from = ReadableRows(image.pixels);
+    const CopySpan span = ClipCopy(to, from, x, y, w, h, sx, sy);
+    if (span.Empty()) {
+        return true;
+    }
+    const std::uint32_t keyRgb = key.Pixel() & 0x00FFFFFFu;
+    const std::int64_t sourceLeft = span.x0 - span.dx;
+    const std::int64_t sourceRight = span.x1 - span.dx;
+    if (!image.rowFirstRun.empty() && image.runsKey == keyRgb) {
+        for (std::int64_t row = span.y0; row < span.y1; ++row) {
+            const std::int64_t sourceRow = row - span.dy;
+            const std::uint32_t* in = from.Row(sourceRow);
+            std::uint32_t* out = to.Row(row);
+            const auto first = image.runs.begin() + image.rowFirstRun[sourceRow];
+            const auto last = image.runs.begin() + image.rowFirstRun[sourceRow + 1];
+            for (auto run = first; run != last; ++run) {
+                const std::int64_t begin = std::max<std::int64_t>(run->begin, sourceLeft);
+                const std::int64_t end = std::min<std::int64_t>(run->end, sourceRight);
+                if (begin < end) {
+                    std::memcpy(out + (begin + span.dx), in + begin,
+                                static_cast<std::size_t>(end - begin) * sizeof(std::uint32_t));
+                }
+            }
+        }
+        return true;
+    }
+    for (std::int64_t row = span.y0; row < span.y1; ++row) {
+        KeyRow(from.Row(row - span.dy) + sourceLeft, to.Row(row) + span.x0,
+               sourceRight - sourceLeft, keyRgb);
+    }
+    return true;
+}
+
+bool DrawStateInto(const SkinDrawGuard& lock, const CSkin& skin, QImage& target,
+                   const SkinImageState& state, const SkinRect& rect) {
+    if (!state.present) {
+        return false;
+    }
+    const SkinBitmap* bitmap = skin.FindBitmap(state.sourceBitmap);
+    if (bitmap == nullptr) {
+        return false;
+    }
+    const SkinImage* image = LoadedImage(lock, *bitmap);
+    if (image == nullptr) {
+        return false;
+    }
+    const std::int32_t w = SkinClamp(rect.Width());
+    const std::int32_t h = SkinClamp(rect.Height());
+    if (bitmap->transparent) {
+        return DrawTransparent(lock, *image, target, rect.left, rect.top, bitmap->transparencyColor,
+                               w, h, state.source.left, state.source.top);
+    }
+    const std::int32_t sw = SkinClamp(state.source.Width());
+    const std::int32_t sh = SkinClamp(state.source.Height());
+    return DrawOpaque(lock, *image, target, rect.left, rect.top, w, h, state.source.left,
+                      state.source.top, sw, sh);
+}
+
+bool DrawState(const SkinDrawGuard& lock, const CSkin& skin, QImage& target,
+               const SkinImageState& state) {
+    return DrawStateInto(lock, skin, target, state, state.destination);
+}
+
+bool DrawStateAt(const SkinDrawGuard& lock, const CSkin& skin, QImage& target,
+                 const SkinImageState& state, std::int32_t x, std::int32_t y) {
+    const SkinRect& d = state.destination;
+    const SkinRect moved{x, y, SkinAdd(x, d.Width()), SkinAdd(y, d.Height())};
+    return DrawStateInto(lock, skin, target, state, moved);
+}
+
+bool DrawComponentState(const SkinDrawGuard& lock, const CSkin& skin, QImage& target,
+                        const SkinComponent& component, bool pushed) {
+    return DrawState(lock, skin, target, pushed ? component.push : component.norm);
+}
+
+bool IsTransparentPixel(const SkinDrawGuard&, const CSkin& skin, std::string_view bitmapName,
+                        std::int32_t x, std::int32_t y) {
+    const SkinBitmap* bitmap = skin.FindBitmap(bitmapName);
+    if (bitmap == nullptr || !bitmap->transparent) {
+        return false;
+    }
+    const QImage& pixels = bitmap->image.pixels;
+    if (pixels.isNull() || x < 0 || y < 0 || x >= pixels.width() || y >= pixels.height()) {
+        return false;
+    }
+    const auto* row = reinterpret_cast<const std::uint32_t*>(pixels.constScanLine(y));
+    return (row[x] & 0x00FFFFFFu) == (bitmap->transparencyColor.Pixel() & 0x00FFFFFFu);
+}
+
+bool DrawState(const CSkin& skin, QImage& target, const SkinImageState& state) {
+    const SkinDrawGuard lock;
+    return DrawState(lock, skin, target, state);
+}
+
+bool DrawComponentState(const CSkin& skin, QImage& target, const SkinComponent& component,
+                        bool pushed) {
+    const SkinDrawGuard lock;
+    return DrawComponentState(lock, skin, target, component, pushed);
+}
+
+bool IsTransparentPixel(const CSkin& skin, std::string_view bitmapName, std::int32_t x,
+                        std::int32_t y) {
+    const SkinDrawGuard lock;
+    return IsTransparentPixel(lock, skin, bitmapName, x, y);
+}
+
+}  // namespace vantor

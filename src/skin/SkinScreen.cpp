@@ -1,0 +1,74 @@
+#include "skin/SkinScreen.h"
+
+#include "skin/SkinDrawing.h"
+
+namespace vantor {
+
+namespace {
+
+// Whether the state's image is see-through under the point, taking the pixel
+// at the point's offset inside the destination from the source corner.
+bool SeeThrough(const SkinDrawGuard& lock, const CSkin& skin, const SkinImageState& state,
+                std::int32_t x, std::int32_t y) {
+    const std::int32_t px = SkinAdd(state.source.left, std::int64_t{x} - state.destination.left);
+    const std::int32_t py = SkinAdd(state.source.top, std::int64_t{y} - state.destination.top);
+    return IsTransparentPixel(lock, skin, state.sourceBitmap, px, py);
+}
+
+}  // namespace
+
+void PaintScreen(const SkinDrawGuard& lock, const CSkin& skin, QImage& target,
+                 std::string_view screen) {
+    for (const SkinComponent& component : skin.Components()) {
+        if (component.norm.present && IsShownIn(component, screen)) {
+            DrawState(lock, skin, target, component.norm);
+        }
+    }
+}
+
+const SkinComponent* ComponentAtPress(const CSkin& skin, std::int32_t x, std::int32_t y,
+                                      std::string_view screen) {
+    const SkinDrawGuard lock;
+    for (const SkinComponent& component : skin.Components()) {
+        if (component.norm.destination.ContainsInclusive(x, y) && IsShownIn(component, screen) &&
+            component.push.present && !SeeThrough(lock, skin, component.push, x, y)) {
+            return &component;
+        }
+    }
+    return nullptr;
+}
+
+const SkinComponent* ComponentAtInput(const CSkin& skin, std::int32_t x, std::int32_t y,
+                                      std::string_view screen, bool testPixels) {
+    const SkinDrawGuard lock;
+    for (const SkinComponent& component : skin.Components()) {
+        if (component.norm.destination.ContainsInclusive(x, y) && IsShownIn(component, screen) &&
+            !component.ignoreInput &&
+            !(testPixels && SeeThrough(lock, skin, component.norm, x, y))) {
+            return &component;
+        }
+    }
+    return nullptr;
+}
+
+std::string_view PlayerStateComponentName(std::int32_t playingState) {
+    switch (playingState) {
+        case kPlayerStatePaused:
+            return "playingstate.paused";
+        case kPlayerStateStopped:
+            return "playingstate.stopped";
+        default:
+            return "playingstate.playing";
+    }
+}
+
+bool DrawPlayerState(const SkinDrawGuard& lock, const CSkin& skin, QImage& target,
+                     std::int32_t playingState, std::string_view screen) {
+    const SkinComponent* component = skin.FindComponent(PlayerStateComponentName(playingState));
+    if (component == nullptr || !IsShownIn(*component, screen)) {
+        return false;
+    }
+    return DrawState(lock, skin, target, component->norm);
+}
+
+}  // namespace vantor

@@ -1,0 +1,49 @@
+#pragma once
+
+// A screen made of skin components: painting it, finding the component
+// under the stylus, and the player-state indicator.
+
+#include <QImage>
+#include <cstdint>
+#include <string_view>
+
+#include "skin/CSkin.h"
+#include "skin/SkinDrawLock.h"
+
+namespace vantor {
+
+// Draws the norm state of every component shown on the screen, in document
+// order, so later components cover earlier ones.
+void PaintScreen(const SkinDrawGuard& lock, const CSkin& skin, QImage& target,
+                 std::string_view screen);
+
+// The hit tests take the drawing lock themselves (they read image pixels):
+// never call them while holding a SkinDrawGuard.
+//
+// The component a press at (x, y) pushes: the first, in document order,
+// whose norm destination holds the point (edges included), that is shown on
+// the screen, whose push image is not see-through at the point, and that has
+// a push state. Null when none.
+const SkinComponent* ComponentAtPress(const CSkin& skin, std::int32_t x, std::int32_t y,
+                                      std::string_view screen);
+
+// The component that takes stylus input at (x, y): the first that holds the
+// point, is shown on the screen and does not ignore input; with
+// `testPixels`, one whose norm image is see-through there is passed over.
+const SkinComponent* ComponentAtInput(const CSkin& skin, std::int32_t x, std::int32_t y,
+                                      std::string_view screen, bool testPixels);
+
+// Player states as the server reports them.
+inline constexpr std::int32_t kPlayerStatePaused = 2;
+inline constexpr std::int32_t kPlayerStateStopped = 3;
+
+// "playingstate.paused" for 2, "playingstate.stopped" for 3 and
+// "playingstate.playing" for anything else.
+std::string_view PlayerStateComponentName(std::int32_t playingState);
+
+// Draws the indicator for the state when that component is shown on the
+// screen. False when nothing was drawn.
+bool DrawPlayerState(const SkinDrawGuard& lock, const CSkin& skin, QImage& target,
+                     std::int32_t playingState, std::string_view screen);
+
+}  // namespace vantor

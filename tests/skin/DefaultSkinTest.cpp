@@ -1,0 +1,177 @@
+// The default skin as shipped: every name the program looks up is there, at
+// every resolution every image loads, every screen is covered, and each
+// button takes the taps on its own face.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "skin/CSkin.h"
+#include "skin/SkinBar.h"
+#include "skin/SkinDrawing.h"
+#include "skin/SkinFixture.h"
+#include "skin/SkinMessageDialog.h"
+#include "skin/SkinScreen.h"
+#include "support/LogCapture.h"
+
+namespace vantor {
+namespace {
+
+using testing::LogCapture;
+
+struct Device {
+    std::int32_t width, height, dpi;
+    const char* suffix;
+};
+constexpr Device kDevices[] = {
+    {240, 320, 96, ""}, {320, 480, 125, "@1.3x"}, {480, 640, 192, "@2x"}};
+
+CSkin LoadDefault(const Device& device) {
+    CSkin skin;
+    skin.SetScale(SkinScale{device.dpi, device.dpi});
+    EXPECT_TRUE(skin.LoadSkin(VANTOR_DEFAULT_SKIN, SkinRect{0, 0, device.width, device.height}));
+    return skin;
+}
+
+TEST(DefaultSkinTest, HasEveryNameTheProgramLooksUp) {
+    const CSkin skin = LoadDefault(kDevices[0]);
+    const char* components[] = {"play",
+                                "pause",
+                                "stop",
+                                "prev",
+                                "next",
+                                "repeat",
+                                "shuffle",
+                                "eq.enabled",
+                                "eq.autoload",
+                                "eq.preamp",
+                                "eq.position",
+                                "volumebar",
+                                "volumebar.back",
+                                "positionbar",
+                                "positionbar.back",
+                                "positionbar.nowplaying",
+                                "positionbar.nowplaying.back",
+                                "progressbar",
+                                "progressbar.back",
+                                "positionback",
+                                "songback",
+                                "titleback",
+                                "artistback",
+                                "albumback",
+                                "playingstate.playing",
+                                "playingstate.paused",
+                                "playingstate.stopped",
+                                "dlg.background",
+                                "dlg.ok",
+                                "dlg.cancel"};
+    for (const char* name : components) {
+        EXPECT_NE(skin.FindComponent(name), nullptr) << name;
+    }
+    for (int track = 0; track < kEqTracks; ++track) {
+        EXPECT_NE(skin.FindComponent(EqTrackName(track)), nullptr) << track;
+    }
+    for (const char* name : {"eqbar", "back.np"}) {
+        EXPECT_NE(skin.FindBitmap(name), nullptr) << name;
+    }
+    for (const char* name :
+         {"playlist.main", "medialib.tagview", "albumart", "nowplaying.position"}) {
+        EXPECT_NE(skin.FindWinComponent(name), nullptr) << name;
+    }
+    for (const char* name : {"playlist", "medialib", "songtitle", "title.nowplaying", "time",
+                             "time.nowplaying", "dialog"}) {
+        EXPECT_NE(skin.FindFont(name), nullptr) << name;
+    }
+    // Buttons show feedback; toggles show "on" through their push state.
+    for (const char* name : {"play", "pause", "stop", "prev", "next", "repeat", "shuffle",
+                             "eq.enabled", "eq.autoload", "dlg.ok", "dlg.cancel"}) {
+        const SkinComponent* button = skin.FindComponent(name);
+        EXPECT_TRUE(button->hover.present && button->push.present) << name;
+    }
+}
+
+TEST(DefaultSkinTest, EveryResolutionLoadsAndCoversEveryScreen) {
+    for (const Device& device : kDevices) {
+        LogCapture capture(kLogError);
+        const CSkin skin = LoadDefault(device);
+        EXPECT_EQ(skin.ResolutionSuffix(), device.suffix);
+        for (const SkinBitmap& bitmap : skin.Bitmaps()) {
+            EXPECT_NE(bitmap.filePath.find(std::string(device.suffix) + ".png"), std::string::npos)
+                << bitmap.filePath;
+        }
+        for (const SkinComponent& component : skin.Components()) {
+            QImage scratch(device.width, device.height, QImage::Format_RGB32);
+            for (const SkinImageState* state :
+                 {&component.norm, &component.hover, &component.push}) {
+                if (state->present) {
+                    EXPECT_TRUE(DrawState(skin, scratch, *state)) << component.name;
+                }
+            }
+        }
+        for (const std::string_view screen :
+             {kScreenMain, kScreenNowPlaying, kScreenPlaylist, kScreenConnect, kScreenEq}) {
+            QImage target(device.width, device.height, QImage::Format_RGB32);
+            target.fill(QColor(1, 2, 3));
+            const SkinDrawGuard lock;
+            PaintScreen(lock, skin, target, screen);
+            int unpainted = 0;
+            for (int y = 0; y < target.height(); ++y) {
+                for (int x = 0; x < target.width(); ++x) {
+                    unpainted += (target.pixel(x, y) & 0xFFFFFFu) == 0x010203u ? 1 : 0;
+                }
+            }
+            EXPECT_EQ(unpainted, 0) << screen << " at " << device.width;
+        }
+        EXPECT_TRUE(capture.Lines().empty()) << capture.Lines()[0];
+    }
+}
+
+TEST(DefaultSkinTest, ButtonsTakeTapsOnTheirFaces) {
+    for (const Device& device : kDevices) {
+        const CSkin skin = LoadDefault(device);
+        QImage target(device.width, device.height, QImage::Format_RGB32);
+        for (const std::string_view screen :
+             {kScreenMain, kScreenNowPlaying, kScreenEq, kScreenDialog}) {
+            const SkinDrawGuard lock;
+            PaintScreen(lock, skin, target, screen);
+        }
+        const struct {
+            const char* name;
+            std::string_view screen;
+        } buttons[] = {
+            {"prev", kScreenMain},     {"play", kScreenMain},        {"pause", kScreenNowPlaying},
+            {"stop", kScreenMain},     {"next", kScreenNowPlaying},  {"repeat", kScreenMain},
+            {"shuffle", kScreenMain},  {"eq.enabled", kScreenEq},    {"eq.autoload", kScreenEq},
+            {"dlg.ok", kScreenDialog}, {"dlg.cancel", kScreenDialog}};
+        for (const auto& button : buttons) {
+            const SkinRect& rect = skin.FindComponent(button.name)->norm.destination;
+            const auto x = static_cast<std::int32_t>(rect.left + rect.Width() / 2);
+            const auto y = static_cast<std::int32_t>(rect.top + rect.Height() / 2);
+            const SkinComponent* pressed = ComponentAtPress(skin, x, y, button.screen);
+            ASSERT_NE(pressed, nullptr) << button.name << " at " << device.width;
+            EXPECT_EQ(pressed->name, button.name) << device.width;
+        }
+        // The bars' tracks take the stylus for dragging.
+        for (const char* track : {"volumebar.back", "positionbar.back", "eq.bar05"}) {
+            const SkinRect& rect = skin.FindComponent(track)->norm.destination;
+            const SkinComponent* hit = ComponentAtInput(
+                skin, static_cast<std::int32_t>(rect.left + rect.Width() / 2),
+                static_cast<std::int32_t>(rect.top + rect.Height() / 2),
+                std::string_view(track) == "eq.bar05" ? kScreenEq : kScreenMain, true);
+            ASSERT_NE(hit, nullptr) << track;
+            EXPECT_EQ(hit->name, track);
+        }
+    }
+}
+
+TEST(DefaultSkinTest, ControlsKeepToTheBottomOfATallerScreen) {
+    CSkin skin;
+    skin.SetScale(SkinScale{96, 96});
+    ASSERT_TRUE(skin.LoadSkin(VANTOR_DEFAULT_SKIN, SkinRect{0, 0, 240, 400}));
+    EXPECT_EQ(skin.FindComponent("deck")->norm.destination.bottom, 400);
+    EXPECT_EQ(skin.FindComponent("play")->norm.destination.bottom, 400 - 52);
+    EXPECT_EQ(skin.FindComponent("background.main")->norm.destination, (SkinRect{0, 0, 240, 400}));
+}
+
+}  // namespace
+}  // namespace vantor
