@@ -16,8 +16,8 @@
 namespace vantor {
 namespace {
 
-const char* const kArtists[] = {"Ana Tijoux", "Miles Davis",    "Nina Simone", "Tom Waits",
-                                "Björk",      "Caetano Veloso", "Fela Kuti",   "Joni Mitchell"};
+const char* const kArtists[] = {"Mira Solen", "Tomas Vantberg", "Ines Okafor", "Kofi Lindqvist",
+                                "Edda Marau", "Luca Castell",   "Sade Hollis", "Yara Fenwick"};
 
 // A library folder as the server writes it.
 std::string LibraryDocument(int entries) {

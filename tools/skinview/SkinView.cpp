@@ -152,29 +152,29 @@ void SampleMain(Sample& s, const CSkin& skin, QImage& target) {
         DrawPlayerState(lock, skin, target, 1, kScreenMain);
     }
     s.Text(s.Component("songback").adjusted(s.X(4), 0, -s.X(4), 0), "songtitle",
-           QStringLiteral("Nina Simone - Feeling Good (2:53)"), Qt::AlignLeft | Qt::AlignVCenter);
+           QStringLiteral("Mira Solen - Night Drive (2:53)"), Qt::AlignLeft | Qt::AlignVCenter);
     s.Text(s.Component("positionback"), "time", QStringLiteral("01:12"), Qt::AlignCenter);
     s.Bar(kPositionBar, 72.0 / 173.0, "positionbar");
     s.Bar(kVolumeBar, 0.7, "volumebar");
     s.Pushed("repeat");
     s.List("playlist.main", "playlist",
-           {{QStringLiteral("Sinnerman"), QStringLiteral("10:19")},
-            {QStringLiteral("Feeling Good"), QStringLiteral("2:53")},
-            {QStringLiteral("Ain't Got No, I Got Life"), QStringLiteral("2:58")},
-            {QStringLiteral("Four Women"), QStringLiteral("4:06")},
-            {QStringLiteral("I Put a Spell on You"), QStringLiteral("2:36")},
-            {QStringLiteral("Wild Is the Wind"), QStringLiteral("6:58")},
-            {QStringLiteral("Lilac Wine"), QStringLiteral("4:02")},
-            {QStringLiteral("My Baby Just Cares for Me"), QStringLiteral("3:38")}},
+           {{QStringLiteral("Harbour Lights"), QStringLiteral("10:19")},
+            {QStringLiteral("Night Drive"), QStringLiteral("2:53")},
+            {QStringLiteral("Paper Satellites"), QStringLiteral("2:58")},
+            {QStringLiteral("Slow Summer"), QStringLiteral("4:06")},
+            {QStringLiteral("Silent Rivers"), QStringLiteral("2:36")},
+            {QStringLiteral("Echo Line"), QStringLiteral("6:58")},
+            {QStringLiteral("Home Away"), QStringLiteral("4:02")},
+            {QStringLiteral("Rain on Distant Streets"), QStringLiteral("3:38")}},
            1);
 }
 
 void SampleNowPlaying(Sample& s) {
-    s.Text(s.Component("titleback"), "title.nowplaying", QStringLiteral("Feeling Good"),
+    s.Text(s.Component("titleback"), "title.nowplaying", QStringLiteral("Night Drive"),
            Qt::AlignCenter);
-    s.Text(s.Component("artistback"), "songtitle", QStringLiteral("Nina Simone"), Qt::AlignCenter,
+    s.Text(s.Component("artistback"), "songtitle", QStringLiteral("Mira Solen"), Qt::AlignCenter,
            s.FontColor("time"));
-    s.Text(s.Component("albumback"), "time.nowplaying", QStringLiteral("I Put a Spell on You"),
+    s.Text(s.Component("albumback"), "time.nowplaying", QStringLiteral("Silent Rivers"),
            Qt::AlignCenter);
     s.Bar(kNowPlayingPositionBar, 72.0 / 173.0, "positionbar.nowplaying");
     const QRect position = s.Window("nowplaying.position");
