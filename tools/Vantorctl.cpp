@@ -14,6 +14,8 @@
 
 #include "core/Logger.h"
 #include "core/Text.h"
+#include "media/LibraryBrowser.h"
+#include "media/MediaService.h"
 #include "net/LocalAddressSource.h"
 #include "protocol/Messages.h"
 #include "session/ConnectionManager.h"
@@ -50,6 +52,12 @@ const char kHelp[] =
     "  speakers          list the speakers\n"
     "  watch             print every change the server reports until interrupted\n"
     "  discover          list the servers that answer discovery\n"
+    "  queue [START [COUNT]]  the play queue from START (default 0), COUNT entries\n"
+    "                    (default 1000)\n"
+    "  browse PATH       a library folder, such as / or /Music/Artists\n"
+    "  search TEXT       artists, albums, playlists, shows and songs matching TEXT\n"
+    "  play-path PATH    play what is at a library path (a folder or one item)\n"
+    "  add PATH          add what is at a library path to the end of the queue\n"
     "\n"
     "Options:\n"
     "  --server HOST     the server (name or address); without it, discovery finds one\n"
@@ -57,6 +65,7 @@ const char kHelp[] =
     "  --broadcast ADDR  where discovery probes go (default 255.255.255.255)\n"
     "  --discovery-port N  the port they go to (default 3568)\n"
     "  --peer HOST       the cable-link host discovery tries last (default ppp_peer)\n"
+    "  --media-port N    the server's media service port (default 3569)\n"
     "  --timeout SECONDS how long to wait for an answer (default 5)\n"
     "  --seconds N       watch: stop after N seconds\n"
     "  --help            this text\n"
@@ -68,11 +77,13 @@ const char kHelp[] =
 struct Options {
     std::string server;
     std::uint16_t port = 0;
+    std::uint16_t mediaPort = 3569;
     DiscoveryOptions discovery;
     std::chrono::milliseconds timeout{5000};
     int seconds = 0;
     std::string command;
-    std::string argument;
+    std::vector<std::string> arguments;
+    std::string argument;  // the first one, or empty
 };
 
 bool ParseNumber(const std::string& text, long low, long high, long* value) {
@@ -306,6 +317,70 @@ int Discover(const Options& options) {
     return kOk;
 }
 
+const char* TypeName(wire::MediaItemType::type type) {
+    const std::string_view name = MediaTypeName(static_cast<MediaType>(type));
+    return name.empty() ? "?" : name.data();  // the names are literals, so terminated
+}
+
+// One row of a media list: its kind, title, and where it leads.
+void PrintItem(int row, const wire::MediaItem& item, const std::string& path) {
+    std::printf("%5d  %-15s %s%s", row, TypeName(item.type), item.title.c_str(),
+                item.container ? "/" : "");
+    if (!item.artist.empty() && !item.container) {
+        std::printf(" - %s", item.artist.c_str());
+    }
+    if (item.length > 0) {
+        std::printf(" (%s)", FormatPlayTime(item.length).c_str());
+    }
+    std::printf("\t%s\n", path.c_str());
+}
+
+int MediaCommand(const Options& options, const std::string& host) {
+    MediaService media(options.mediaPort);
+    media.SetHost(host);
+    if (options.command == "queue") {
+        long start = 0;
+        long count = 1000;
+        if ((options.arguments.size() > 0 &&
+             !ParseNumber(options.arguments[0], 0, 10'000'000, &start)) ||
+            (options.arguments.size() > 1 &&
+             !ParseNumber(options.arguments[1], 1, 100000, &count))) {
+            std::fprintf(stderr, "vantorctl: queue [START [COUNT]] takes numbers\n");
+            return kUsage;
+        }
+        const auto page =
+            media.FetchPlaylistPage(static_cast<int>(start), static_cast<int>(count), true);
+        if (!page) {
+            std::fprintf(stderr, "vantorctl: the play queue could not be fetched\n");
+            return kNoAnswer;
+        }
+        std::printf("queue: %d entries\n", page->totalCount);
+        for (std::size_t i = 0; i < page->items.size(); ++i) {
+            const auto& item = page->items[i];
+            std::printf("%5d  %s - %s (%s)\n", page->start + static_cast<int>(i),
+                        item.title.c_str(), item.artist.c_str(),
+                        FormatPlayTime(item.length).c_str());
+        }
+        return kOk;
+    }
+    const bool search = options.command == "search";
+    const auto list = search ? media.Search(options.argument, 0, -1)
+                             : media.FetchFolderPage(options.argument, 0, -1, true);
+    if (!list) {
+        std::fprintf(stderr, "vantorctl: %s could not be fetched\n",
+                     search ? "the search" : options.argument.c_str());
+        return kNoAnswer;
+    }
+    if (!search) {
+        std::printf("%s: %d entries\n", list->path.c_str(), list->totalCount);
+    }
+    for (std::size_t i = 0; i < list->items.size(); ++i) {
+        const auto& item = list->items[i];
+        PrintItem(static_cast<int>(i), item, LibraryItemPath(item, options.argument, search));
+    }
+    return kOk;
+}
+
 // A command that sends one request and prints nothing on success.
 std::unique_ptr<Message> CommandRequest(const Options& options, bool* known, bool* badArgument) {
     *known = true;
@@ -367,6 +442,23 @@ std::unique_ptr<Message> CommandRequest(const Options& options, bool* known, boo
         request->shuffleState = argument == "on";
         return request;
     }
+    if (command == "play-path" || command == "add") {
+        if (argument.empty() || argument[0] != '/') {
+            *badArgument = true;
+            return nullptr;
+        }
+        MediaSelector selector;
+        selector.libPath = argument;
+        if (command == "add") {
+            auto request = std::make_unique<PlaylistAddRequest>();
+            request->selector = selector;
+            return request;
+        }
+        auto request = std::make_unique<PlayMediaRequest>();
+        request->selector = selector;
+        request->startingItem = 0;
+        return request;
+    }
     if (command == "repeat") {
         if (argument != "off" && argument != "all") {
             *badArgument = true;
@@ -415,6 +507,11 @@ int main(int argc, char** argv) {
                 static_cast<std::uint16_t>(number);
         } else if (word == "--broadcast") {
             options.discovery.broadcastAddress = value();
+        } else if (word == "--media-port") {
+            if (!ParseNumber(value(), 1, 65535, &number)) {
+                return Usage("a port is a number from 1 to 65535");
+            }
+            options.mediaPort = static_cast<std::uint16_t>(number);
         } else if (word == "--peer") {
             options.discovery.peerHost = value();
         } else if (word == "--timeout") {
@@ -437,11 +534,12 @@ int main(int argc, char** argv) {
         return Usage("no command given");
     }
     options.command = words[0];
-    if (words.size() > 2) {
+    options.arguments.assign(words.begin() + 1, words.end());
+    if (options.arguments.size() > (options.command == "queue" ? 2u : 1u)) {
         return Usage("too many arguments");
     }
-    if (words.size() == 2) {
-        options.argument = words[1];
+    if (!options.arguments.empty()) {
+        options.argument = options.arguments[0];
     }
     if (options.port != 0) {
         options.discovery.messagePort = options.port;
@@ -453,7 +551,12 @@ int main(int argc, char** argv) {
     bool known = false;
     bool badArgument = false;
     auto request = CommandRequest(options, &known, &badArgument);
-    const bool query = options.command == "status" || options.command == "watch" ||
+    const bool media =
+        options.command == "queue" || options.command == "browse" || options.command == "search";
+    if (media && options.command != "queue" && options.argument.empty()) {
+        return Usage((options.command + " needs an argument").c_str());
+    }
+    const bool query = media || options.command == "status" || options.command == "watch" ||
                        options.command == "eq" || options.command == "speakers";
     if (!known && !query) {
         return Usage(("unknown command " + options.command).c_str());
@@ -472,6 +575,10 @@ int main(int argc, char** argv) {
         return connected;
     }
     int status = kOk;
+    if (media) {
+        // Pages come from the media service of the server just reached.
+        return MediaCommand(options, session.Manager().Host());
+    }
     if (request) {
         session.Ask(std::move(request), &status);
         return status;

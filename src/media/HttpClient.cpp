@@ -58,30 +58,46 @@ std::string CurlUrl(const ParsedUrl& url) {
            std::to_string(url.port) + url.path;
 }
 
-// Common set-up of both variants.
+// Gives up a transfer that is aborted, or whose body has not moved for the
+// stall time-out. (libcurl's own low-speed check averages over several
+// seconds, so a body that stops after a burst would run on for longer.)
+struct Watchdog {
+    const std::atomic<bool>* abort = nullptr;
+    std::chrono::milliseconds stallTimeout{0};
+    curl_off_t received = -1;
+    std::chrono::steady_clock::time_point moved = std::chrono::steady_clock::now();
+
+    static int OnProgress(void* context, curl_off_t, curl_off_t now, curl_off_t, curl_off_t) {
+        auto* watchdog = static_cast<Watchdog*>(context);
+        if (watchdog->abort != nullptr && watchdog->abort->load()) {
+            return 1;
+        }
+        const auto time = std::chrono::steady_clock::now();
+        if (now != watchdog->received) {
+            watchdog->received = now;
+            watchdog->moved = time;
+        } else if (time - watchdog->moved > watchdog->stallTimeout) {
+            return 1;
+        }
+        return 0;
+    }
+};
+
+// Common set-up of every variant.
 bool Prepare(CurlEasy& curl, const ParsedUrl& url, const char* agent, bool direct,
-             const HttpOptions& options, CurlHeaders& headers) {
+             const HttpOptions& options, CurlHeaders& headers, Watchdog& watchdog) {
+    watchdog.abort = options.abort;
+    watchdog.stallTimeout = options.stallTimeout;
     bool ok =
         curl.Valid() && curl.Set(CURLOPT_URL, CurlUrl(url).c_str()) &&
         curl.Set(CURLOPT_USERAGENT, agent) && curl.Set(CURLOPT_HTTPGET, 1L) &&
         curl.Set(CURLOPT_NOSIGNAL, 1L) && curl.Set(CURLOPT_FOLLOWLOCATION, 0L) &&
         curl.Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options.connectTimeout.count())) &&
-        curl.Set(CURLOPT_LOW_SPEED_LIMIT, 1L) &&
-        curl.Set(CURLOPT_LOW_SPEED_TIME,
-                 static_cast<long>(std::max<long long>(1, options.stallTimeout.count() / 1000))) &&
-        headers.Append("Accept: */*");
+        curl.Set(CURLOPT_NOPROGRESS, 0L) &&
+        curl.Set(CURLOPT_XFERINFOFUNCTION, &Watchdog::OnProgress) &&
+        curl.Set(CURLOPT_XFERINFODATA, &watchdog) && headers.Append("Accept: */*");
     if (direct) {
         ok = ok && curl.Set(CURLOPT_NOPROXY, "*");
-    }
-    if (options.abort != nullptr) {
-        ok = ok && curl.Set(CURLOPT_NOPROGRESS, 0L) &&
-             curl.Set(
-                 CURLOPT_XFERINFOFUNCTION,
-                 +[](void* flag, curl_off_t, curl_off_t, curl_off_t, curl_off_t) -> int {
-                     return static_cast<const std::atomic<bool>*>(flag)->load() ? 1 : 0;
-                 }) &&
-             curl.Set(CURLOPT_XFERINFODATA,
-                      const_cast<void*>(static_cast<const void*>(options.abort)));
     }
     return ok;
 }
@@ -209,6 +225,49 @@ std::size_t OnFileData(char* data, std::size_t size, std::size_t count, void* co
     return size * count;
 }
 
+struct SaveTransfer {
+    CurlEasy* curl = nullptr;
+    const std::string* path = nullptr;
+    const DownloadProgress* progress = nullptr;
+    std::FILE* file = nullptr;
+    bool failed = false;
+    std::uint64_t received = 0;
+
+    ~SaveTransfer() {
+        if (file != nullptr) {
+            std::fclose(file);
+        }
+    }
+};
+
+std::size_t OnSaveHeader(char*, std::size_t size, std::size_t count, void* context) {
+    auto* transfer = static_cast<SaveTransfer*>(context);
+    if (transfer->file == nullptr && !transfer->failed) {
+        transfer->file = std::fopen(transfer->path->c_str(), "wb");
+        transfer->failed = transfer->file == nullptr;
+    }
+    return transfer->failed ? 0 : size * count;
+}
+
+std::size_t OnSaveData(char* data, std::size_t size, std::size_t count, void* context) {
+    auto* transfer = static_cast<SaveTransfer*>(context);
+    if (transfer->curl->ResponseCode() != 200 || transfer->file == nullptr) {
+        return 0;
+    }
+    const std::size_t length = size * count;
+    if (std::fwrite(data, 1, length, transfer->file) != length) {
+        transfer->failed = true;
+        return 0;
+    }
+    transfer->received += length;
+    if (*transfer->progress) {
+        curl_off_t total = -1;
+        curl_easy_getinfo(transfer->curl->Get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &total);
+        (*transfer->progress)(transfer->received, static_cast<std::int64_t>(total));
+    }
+    return length;
+}
+
 }  // namespace
 
 ParsedUrl ParseHttpUrl(const std::string& url) {
@@ -223,7 +282,8 @@ int HttpGetToBuffer(const std::string& url, ResponseBuffer& body, const HttpOpti
     body.Clear();
     CurlEasy curl;
     CurlHeaders headers;
-    if (!Prepare(curl, ParseHttpUrl(url), "Vantor", true, options, headers) ||
+    Watchdog watchdog;
+    if (!Prepare(curl, ParseHttpUrl(url), "Vantor", true, options, headers, watchdog) ||
         !headers.Append("Accept-Encoding: gzip") || !curl.Set(CURLOPT_HTTPHEADER, headers.Get())) {
         return -1;
     }
@@ -254,8 +314,9 @@ int HttpDownloadToFile(const std::string& url, const std::string& path, std::uin
                        const HttpOptions& options) {
     CurlEasy curl;
     CurlHeaders headers;
+    Watchdog watchdog;
     if (!Prepare(curl, ParseDownloadUrl(url), "Microsoft Internet Explorer",
-                 (flags & kDownloadDirect) != 0, options, headers) ||
+                 (flags & kDownloadDirect) != 0, options, headers, watchdog) ||
         !curl.Set(CURLOPT_HTTPHEADER, headers.Get())) {
         return -1;
     }
@@ -276,6 +337,37 @@ int HttpDownloadToFile(const std::string& url, const std::string& path, std::uin
     // Once the file is open, an error while reading ends the body early
     // but still counts as a download.
     return transfer.opened ? 0 : -1;
+}
+
+}  // namespace vantor
+
+namespace vantor {
+
+int HttpSaveToFile(const std::string& url, const std::string& path,
+                   const DownloadProgress& progress, const HttpOptions& options) {
+    CurlEasy curl;
+    CurlHeaders headers;
+    Watchdog watchdog;
+    if (!Prepare(curl, ParseDownloadUrl(url), "Vantor", true, options, headers, watchdog) ||
+        !curl.Set(CURLOPT_HTTPHEADER, headers.Get())) {
+        return -1;
+    }
+    SaveTransfer transfer;
+    transfer.curl = &curl;
+    transfer.path = &path;
+    transfer.progress = &progress;
+    curl.Set(CURLOPT_HEADERFUNCTION, OnSaveHeader);
+    curl.Set(CURLOPT_HEADERDATA, &transfer);
+    curl.Set(CURLOPT_WRITEFUNCTION, OnSaveData);
+    curl.Set(CURLOPT_WRITEDATA, &transfer);
+    curl.Set(CURLOPT_BUFFERSIZE, 10240L);
+    const CURLcode result = curl.Perform();
+    if (transfer.file != nullptr) {
+        const bool closed = std::fclose(transfer.file) == 0;
+        transfer.file = nullptr;
+        transfer.failed = transfer.failed || !closed;
+    }
+    return result == CURLE_OK && !transfer.failed && curl.ResponseCode() == 200 ? 0 : -1;
 }
 
 }  // namespace vantor

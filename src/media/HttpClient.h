@@ -34,7 +34,7 @@ ParsedUrl ParseDownloadUrl(const std::string& url);
 // memory. The defaults suit every fetch of the client.
 struct HttpOptions {
     std::chrono::milliseconds connectTimeout{30000};
-    // A body that moves slower than one byte a second for this long fails.
+    // A transfer during which nothing arrives for this long fails.
     std::chrono::milliseconds stallTimeout{30000};
     std::size_t maxBodyBytes = 64 * 1024 * 1024;
     // Setting it gives up the transfer.
@@ -56,5 +56,15 @@ inline constexpr std::uint32_t kDownloadDirect = 1;
 // still counts as success: the caller finds a shorter file.
 int HttpDownloadToFile(const std::string& url, const std::string& path, std::uint32_t flags,
                        const HttpOptions& options = {});
+
+// Bytes received so far, and the Content-Length (-1 when not given).
+using DownloadProgress = std::function<void(std::uint64_t received, std::int64_t length)>;
+
+// The self-update's download: the file is created (replacing an earlier
+// one) as soon as the server answers, only a 200 succeeds, and an error
+// while the body arrives fails the download. `progress` is called after each
+// piece of the body is written.
+int HttpSaveToFile(const std::string& url, const std::string& path,
+                   const DownloadProgress& progress, const HttpOptions& options = {});
 
 }  // namespace vantor

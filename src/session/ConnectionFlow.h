@@ -133,6 +133,12 @@ public:
     // running attempt, saves the settings, and ends the flow's threads.
     void Exit();
 
+    // Any thread: shows a text in the now-playing title, keeping the title
+    // (unless kept already), and brings the kept title back. The update
+    // shares these with the connection's status texts.
+    void ShowInTitle(const std::string& text) { SaveTitleAndShow(text); }
+    void RestoreTitleNow() { RestoreTitle(); }
+
     bool AttemptRunning() const { return attemptRunning_; }
     bool NetworkDown() const { return networkDown_; }
     std::string TargetServer() const;

@@ -1,0 +1,32 @@
+#include "media/AlbumArt.h"
+
+#include <climits>
+
+#include "core/Text.h"
+#include "media/HttpClient.h"
+
+namespace vantor {
+
+AlbumArtDownloader::AlbumArtDownloader(std::string file, std::uint16_t port)
+    : file_(std::move(file)), port_(port) {}
+
+AlbumArtDownloader::~AlbumArtDownloader() {
+    thread_.Stop(INT_MAX);
+}
+
+void AlbumArtDownloader::Fetch(const std::string& host, const std::string& artPath, Done done) {
+    if (artPath.empty()) {
+        done(false, file_);
+        return;
+    }
+    const std::string url = Format("http://%s:%d%s", host.c_str(), port_, artPath.c_str());
+    if (url.find('.') == std::string::npos) {
+        return;
+    }
+    thread_.Stop(INT_MAX);  // waits for the one before, however long
+    thread_.Start("Download Thread", [url, file = file_, done = std::move(done)] {
+        done(HttpDownloadToFile(url, file, kDownloadDirect) == 0, file);
+    });
+}
+
+}  // namespace vantor

@@ -1,0 +1,347 @@
+#include "media/LibraryBrowser.h"
+
+#include "protocol/Messages.h"
+
+namespace vantor {
+
+namespace {
+
+using wire::MediaItemType;
+
+std::string EscapeTitle(const std::string& title) {
+    std::string escaped;
+    for (const char c : title) {
+        escaped += c == '/' ? std::string("%2F") : std::string(1, c);
+    }
+    return escaped;
+}
+
+std::string CollapseSlashes(std::string path) {
+    for (std::size_t at; (at = path.find("//")) != std::string::npos;) {
+        path.replace(at, 2, "/");
+    }
+    return path;
+}
+
+// The last name of a path, as a header.
+std::string Title(const std::string& path) {
+    std::string trimmed = path;
+    while (trimmed.size() > 1 && trimmed.back() == '/') {
+        trimmed.pop_back();
+    }
+    const std::size_t slash = trimmed.find_last_of('/');
+    std::string name = slash == std::string::npos ? trimmed : trimmed.substr(slash + 1);
+    for (std::size_t at; (at = name.find("%2F")) != std::string::npos;) {
+        name.replace(at, 3, "/");
+    }
+    return name;
+}
+
+}  // namespace
+
+int LibraryIcon(const wire::MediaItem& item) {
+    switch (item.type) {
+        case MediaItemType::PLAYLIST:
+            return 9;
+        case MediaItemType::GENRE:
+            return 4;
+        case MediaItemType::ARTIST:
+        case MediaItemType::TV_SERIES:
+            return 5;
+        case MediaItemType::ALBUM:
+            return 6;
+        case MediaItemType::PODCAST_SHOW:
+            return 8;
+        case MediaItemType::PLAYLIST_FOLDER:
+        case MediaItemType::RADIO_FOLDER:
+            return 10;
+        case MediaItemType::INFO:
+            return 11;
+        case MediaItemType::FOLDER: {
+            // In this order; the first that matches wins.
+            const std::string& title = item.title;
+            if (title == "Music")
+                return 0;
+            if (title == "Radio")
+                return 8;
+            if (title.find("Video") != std::string::npos)
+                return 1;
+            if (title == "TV")
+                return 2;
+            if (title == "Pictures")
+                return 3;
+            if (title == "Artists")
+                return 5;
+            if (title == "Albums")
+                return 6;
+            if (title == "Genres")
+                return 4;
+            if (title == "Songs")
+                return 7;
+            if (title == "Podcasts")
+                return 8;
+            if (title == "Playlists")
+                return 9;
+            return -1;
+        }
+        default:
+            return 7;
+    }
+}
+
+std::string LibraryItemPath(const wire::MediaItem& item, const std::string& currentPath,
+                            bool searchMode) {
+    const std::string title = EscapeTitle(item.title);
+    std::string path;
+    if (searchMode) {
+        std::string prefix = "/Music/";
+        switch (item.type) {
+            case MediaItemType::GENRE:
+                prefix += "Genres/";
+                break;
+            case MediaItemType::ARTIST:
+                prefix += "Artists/";
+                break;
+            case MediaItemType::ALBUM:
+                prefix += "Albums/";
+                break;
+            case MediaItemType::PLAYLIST_FOLDER:
+                prefix += "Playlists/";
+                break;
+            case MediaItemType::RADIO_FOLDER:
+                prefix += "Radio/";
+                break;
+            case MediaItemType::PODCAST_SHOW:
+                prefix = "/Podcasts/";
+                break;
+            default:
+                break;
+        }
+        path = prefix + title;
+    } else if (item.container) {
+        path = currentPath + "/" + title;
+    } else {
+        path = currentPath + "/" + std::to_string(item.mediaId);
+    }
+    return CollapseSlashes(path);
+}
+
+LibraryBrowser::LibraryBrowser(LibraryView& view, LibraryFetcher& fetcher, RequestSink& requests)
+    : view_(view), fetcher_(fetcher), requests_(requests) {}
+
+void LibraryBrowser::Show() {
+    if (!path_.empty()) {
+        return;
+    }
+    path_ = "/";
+    FetchFolder(0, true);
+}
+
+std::string LibraryBrowser::RowText(int row) const {
+    const wire::MediaItem* item = pages_.Item(row);
+    return item ? item->title : std::string();
+}
+
+int LibraryBrowser::RowIcon(int row) const {
+    const wire::MediaItem* item = pages_.Item(row);
+    return item ? LibraryIcon(*item) : -1;
+}
+
+void LibraryBrowser::FetchFolder(int start, bool withTotal) {
+    pagesAsked_.insert(start / kPageSize);
+    busy_ = true;
+    fetcher_.FetchFolder(path_, start, kPageSize, withTotal);
+}
+
+void LibraryBrowser::CacheHint(int first, int last) {
+    if (searchMode_) {
+        return;  // search results are one page
+    }
+    for (const int row : {first, last}) {
+        const int page = row / kPageSize;
+        if (row >= 0 && pages_.Item(row) == nullptr && !pagesAsked_.contains(page)) {
+            FetchFolder(page * kPageSize, false);
+        }
+    }
+}
+
+void LibraryBrowser::PushHistory() {
+    history_.push_back(
+        HistoryEntry{path_, view_.SelectedRow(), view_.TopRow(), searchMode_, searchText_});
+}
+
+bool LibraryBrowser::Open(int row) {
+    const wire::MediaItem* item = pages_.Item(row);
+    if (item == nullptr || !item->container) {
+        return false;
+    }
+    const std::string path = LibraryItemPath(*item, path_, searchMode_);
+    PushHistory();
+    path_ = path;
+    searchMode_ = false;
+    pages_.Clear();
+    pagesAsked_.clear();
+    FetchFolder(0, true);
+    return true;
+}
+
+bool LibraryBrowser::Back() {
+    if (history_.empty()) {
+        return false;
+    }
+    const HistoryEntry entry = history_.back();
+    history_.pop_back();
+    if (searchMode_ && !entry.searchMode) {
+        suppressNextChange_ = true;
+        view_.SetSearchText(kSearchPlaceholder);
+    }
+    path_ = entry.path;
+    searchMode_ = entry.searchMode;
+    searchText_ = entry.searchText;
+    pendingSelected_ = entry.selectedRow;
+    pendingTop_ = entry.topRow;
+    pages_.Clear();
+    pagesAsked_.clear();
+    if (searchMode_) {
+        Search(-1);
+    } else {
+        FetchFolder(std::max(entry.topRow, 0) / kPageSize * kPageSize, true);
+    }
+    return true;
+}
+
+void LibraryBrowser::Search(int count) {
+    if (busy_) {
+        return;  // one request at a time
+    }
+    busy_ = true;
+    fetcher_.Search(searchText_, 0, count);
+}
+
+void LibraryBrowser::SearchTextChanged(const std::string& text) {
+    view_.StopSearchTimer();
+    requests_.CancelRequests(MessageType::MediaSearchRequest);
+    if (suppressNextChange_) {
+        suppressNextChange_ = false;
+        return;
+    }
+    if (text.empty()) {
+        if (searchMode_) {
+            view_.ClearRows();
+        }
+        return;
+    }
+    if (text == kSearchPlaceholder) {
+        return;
+    }
+    int count = -1;
+    if (text.size() < 3) {
+        count = kShortSearchCount;
+        view_.StartSearchTimer();
+    }
+    if (!searchMode_) {
+        PushHistory();
+    }
+    searchText_ = text;
+    Search(count);
+}
+
+void LibraryBrowser::SearchTimerFired() {
+    view_.StopSearchTimer();
+    if (searchText_.empty()) {
+        if (searchMode_) {
+            view_.ClearRows();
+        }
+        return;
+    }
+    if (searchText_ == kSearchPlaceholder) {
+        return;
+    }
+    if (!searchMode_) {
+        PushHistory();
+    }
+    Search(-1);
+}
+
+void LibraryBrowser::LeaveSearch() {
+    if (searchMode_) {
+        Back();  // puts the placeholder back into the box
+    }
+}
+
+bool LibraryBrowser::Command(int command) {
+    if (command != kCommandPlayNow && command != kCommandAddToQueue) {
+        return false;
+    }
+    const wire::MediaItem* item = pages_.Item(view_.SelectedRow());
+    if (item == nullptr) {
+        return false;
+    }
+    MediaSelector selector;
+    if (item->container) {
+        selector.libPath = LibraryItemPath(*item, path_, searchMode_);
+    } else {
+        selector.id = item->mediaId;
+    }
+    if (command == kCommandPlayNow) {
+        auto request = std::make_unique<PlayMediaRequest>();
+        request->selector = selector;
+        requests_.SendRequest(std::move(request));
+    } else {
+        auto request = std::make_unique<PlaylistAddRequest>();
+        request->selector = selector;
+        requests_.SendRequest(std::move(request));
+    }
+    return true;
+}
+
+void LibraryBrowser::StorePage(std::shared_ptr<const wire::MediaList> page, int itemCount) {
+    pages_.Store(std::move(page));
+    if (itemCount >= 0) {
+        view_.SetItemCount(itemCount);
+    }
+    if (pendingTop_ >= 0) {
+        view_.EnsureVisible(pendingTop_);
+        pendingTop_ = -1;
+    }
+    if (pendingSelected_ >= 0) {
+        view_.SelectRow(pendingSelected_);
+        pendingSelected_ = -1;
+    }
+}
+
+void LibraryBrowser::OnFolderPage(const std::string& path,
+                                  std::shared_ptr<const wire::MediaList> page) {
+    if (path != path_ || searchMode_) {
+        return;  // an answer for a list no longer shown
+    }
+    busy_ = false;
+    if (!page) {
+        pagesAsked_.clear();  // let the rows ask again
+        return;
+    }
+    pagesAsked_.erase(std::max(page->start, 0) / kPageSize);
+    view_.SetHeaderTitle(path_ == "/" ? kLibraryRootTitle : Title(path_));
+    const int total = page->totalCount;  // -1 leaves the count as it is
+    StorePage(std::move(page), total);
+}
+
+void LibraryBrowser::OnSearchPage(const std::string& text,
+                                  std::shared_ptr<const wire::MediaList> page) {
+    busy_ = false;
+    if (!page) {
+        return;
+    }
+    if (text != searchText_) {
+        return;  // the box has moved on
+    }
+    path_ = "/Music/Search/" + text;
+    searchMode_ = true;
+    pages_.Clear();
+    pagesAsked_.clear();
+    view_.SetHeaderTitle(kSearchResultsTitle);
+    const int count = static_cast<int>(page->items.size());
+    StorePage(std::move(page), count);
+}
+
+}  // namespace vantor

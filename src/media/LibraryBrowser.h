@@ -1,0 +1,138 @@
+#pragma once
+
+// The Library screen's logic without its widgets: a virtual list over pages
+// of library folders (or search results), the path of each item, the
+// history of lists visited, the search box's rules and the item commands.
+// The window supplies a LibraryView (the list and its companions), a
+// LibraryFetcher that fetches pages off its thread and hands each back
+// through OnFolderPage/OnSearchPage, and a RequestSink to the server.
+//
+// Threads: every method runs on the window's thread.
+
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "media/MediaPages.h"
+#include "protocol/Message.h"
+
+namespace vantor {
+
+inline constexpr const char* kSearchPlaceholder = "Search";
+inline constexpr const char* kLibraryRootTitle = "Media Library";
+inline constexpr const char* kSearchResultsTitle = "Search Results";
+inline constexpr int kSearchTimer = 105;
+inline constexpr int kShortSearchCount = 20;
+inline constexpr int kCommandAddToQueue = 20008;
+inline constexpr int kCommandPlayNow = 20009;
+
+// The row icon (an index into the screen's image list) for an item; -1 for
+// none.
+int LibraryIcon(const wire::MediaItem& item);
+
+// The library path of an item listed under `currentPath`.
+std::string LibraryItemPath(const wire::MediaItem& item, const std::string& currentPath,
+                            bool searchMode);
+
+class LibraryView {
+public:
+    virtual ~LibraryView() = default;
+    // The list's row count, set with redrawing held off.
+    virtual void SetItemCount(int count) = 0;
+    // Deletes every row.
+    virtual void ClearRows() = 0;
+    virtual void EnsureVisible(int row) = 0;
+    // Selects and focuses the row.
+    virtual void SelectRow(int row) = 0;
+    virtual int SelectedRow() const = 0;  // -1 for none
+    virtual int TopRow() const = 0;
+    virtual void SetHeaderTitle(const std::string& title) = 0;
+    // Sets the search box's text (the box will report it as a change).
+    virtual void SetSearchText(const std::string& text) = 0;
+    virtual void StartSearchTimer() = 0;  // timer 105, 1500 ms
+    virtual void StopSearchTimer() = 0;
+};
+
+class LibraryFetcher {
+public:
+    virtual ~LibraryFetcher() = default;
+    // Fetch off the window's thread; the page (null on failure) comes back
+    // through OnFolderPage / OnSearchPage on the window's thread.
+    virtual void FetchFolder(const std::string& path, int start, int count, bool withTotal) = 0;
+    virtual void Search(const std::string& text, int start, int count) = 0;
+};
+
+class RequestSink {
+public:
+    virtual ~RequestSink() = default;
+    virtual int SendRequest(std::unique_ptr<Message>&& request) = 0;
+    virtual void CancelRequests(MessageType type) = 0;
+};
+
+class LibraryBrowser {
+public:
+    LibraryBrowser(LibraryView& view, LibraryFetcher& fetcher, RequestSink& requests);
+
+    // The screen is shown: the root the first time.
+    void Show();
+    // What row `row` shows: empty text and icon -1 while its page is away.
+    std::string RowText(int row) const;
+    int RowIcon(int row) const;
+    const wire::MediaItem* Item(int row) const { return pages_.Item(row); }
+    // The list is about to show rows first to last.
+    void CacheHint(int first, int last);
+
+    // Opens a container row; false for anything else.
+    bool Open(int row);
+    // Back to the list before; false when there is none.
+    bool Back();
+
+    // The search box's text changed, and its timer (105) fired.
+    void SearchTextChanged(const std::string& text);
+    void SearchTimerFired();
+    // Back from search results to the list under them.
+    void LeaveSearch();
+
+    // The item commands on the selected row.
+    bool Command(int command);
+
+    // Pages arriving from the fetcher.
+    void OnFolderPage(const std::string& path, std::shared_ptr<const wire::MediaList> page);
+    void OnSearchPage(const std::string& text, std::shared_ptr<const wire::MediaList> page);
+
+    const std::string& CurrentPath() const { return path_; }
+    bool SearchMode() const { return searchMode_; }
+    bool Busy() const { return busy_; }
+    std::size_t HistoryDepth() const { return history_.size(); }
+
+private:
+    struct HistoryEntry {
+        std::string path;
+        int selectedRow;
+        int topRow;
+        bool searchMode;
+        std::string searchText;
+    };
+
+    void FetchFolder(int start, bool withTotal);
+    void Search(int count);
+    void PushHistory();
+    void StorePage(std::shared_ptr<const wire::MediaList> page, int itemCount);
+
+    LibraryView& view_;
+    LibraryFetcher& fetcher_;
+    RequestSink& requests_;
+    PageCache<wire::MediaList> pages_;
+    std::set<int> pagesAsked_;  // pages of the current list on their way
+    std::vector<HistoryEntry> history_;
+    std::string path_;
+    std::string searchText_;  // of the results shown or asked for
+    bool searchMode_ = false;
+    bool suppressNextChange_ = false;
+    bool busy_ = false;
+    int pendingSelected_ = -1;
+    int pendingTop_ = -1;
+};
+
+}  // namespace vantor

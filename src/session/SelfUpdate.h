@@ -1,0 +1,113 @@
+#pragma once
+
+// The client's self-update. When the server offers a newer client than this
+// one, the user is asked; on yes the installer is downloaded over HTTP, its
+// MD5 digest compared with the server's checksum, and the file opened, after
+// which the client quits so the installer can replace it. A left-over
+// installer from an earlier update is deleted when nothing newer is offered.
+//
+// Threads: Run is the UpdateCheck and runs on the channel's receiver thread,
+// blocking it for the whole check, download included; the window keeps
+// drawing the progress it is given.
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "session/ConnectionFlow.h"
+
+namespace vantor {
+
+inline constexpr const char* kUpdateAvailableCaption = "Update Available";
+inline constexpr const char* kUpdateAvailableText =
+    "A new client version is available. Would you like to upgrade now?";
+inline constexpr const char* kUpdateErrorCaption = "Error Applying Update";
+inline constexpr const char* kUpdateErrorText =
+    "There was a problem downloading the update, please try again later or manually install "
+    "using ActiveSync.";
+inline constexpr const char* kDownloadingText = "Downloading update...";
+inline constexpr const char* kDownloadingPercentText = "Downloading update: %d%%";
+inline constexpr const char* kVerifyingText = "Verifying update...";
+inline constexpr const char* kApplyingText = "Applying update...";
+
+struct ClientVersion {
+    std::int32_t major = 0;
+    std::int32_t minor = 0;
+    std::int32_t build = 0;
+    std::int32_t revision = 0;
+};
+
+// Digits and dots only ("v1.6" is 1.6.0.0); missing parts are 0.
+ClientVersion ParseClientVersion(const std::string& text);
+bool IsNewer(const ClientVersion& offered, const ClientVersion& own);
+
+// What the update needs from the window. Called on the receiver thread; the
+// window hands screen work to its own thread.
+class UpdateUi {
+public:
+    virtual ~UpdateUi() = default;
+    virtual bool AskYesNo(const std::string& caption, const std::string& text) = 0;
+    virtual void ShowError(const std::string& caption, const std::string& text) = 0;
+    virtual bool OnConnectScreen() const = 0;
+    // The connect screen's status line.
+    virtual void SetStatus(const std::string& text) = 0;
+    // The progress bar that stands over the status line while shown.
+    virtual void ShowProgressBar(bool shown) = 0;
+    virtual void SetProgress(int percent) = 0;
+    // The now-playing title: shows a text (keeping the title unless it is
+    // kept already) and brings the kept title back.
+    virtual void ShowInTitle(const std::string& text) = 0;
+    virtual void RestoreTitle() = 0;
+    // Ends the message loop (exit code 0).
+    virtual void Quit() = 0;
+};
+
+// Opens a file as the desktop does (the installer); true when it started.
+class Launcher {
+public:
+    virtual ~Launcher() = default;
+    virtual bool Open(const std::string& file, const std::string& parameters) = 0;
+};
+
+// Opens files with xdg-open.
+class XdgLauncher final : public Launcher {
+public:
+    bool Open(const std::string& file, const std::string& parameters) override;
+};
+
+class SelfUpdate final : public UpdateCheck {
+public:
+    // `host` gives the connected server's address; `installDir` ends in "/".
+    SelfUpdate(UpdateUi& ui, Launcher& launcher, std::function<std::string()> host,
+               std::string installDir, std::uint16_t mediaPort = 3569,
+               std::string ownVersion = kOwnVersion);
+
+    static constexpr const char* kOwnVersion = "1.5.0.1";
+
+    // UpdateCheck: true when the installer was started (the client quits).
+    bool Run(const GetClientVersionResponse& offer) override;
+
+    // Download, verify, apply; true when the installer was started.
+    bool RunUpdate(const std::string& url, const std::string& parameters,
+                   const std::string& checksum);
+    bool Download(const std::string& url, const std::string& localPath);
+    // The file's MD5 as lower-case hex equals the checksum, byte for byte.
+    static bool Verify(const std::string& localPath, const std::string& checksum);
+    bool Apply(const std::string& localPath, const std::string& parameters);
+
+    // The install folder followed by the URL's last segment; empty when the
+    // URL has no "/".
+    std::string LocalPath(const std::string& url) const;
+
+private:
+    void Show(const std::string& text);
+
+    UpdateUi& ui_;
+    Launcher& launcher_;
+    std::function<std::string()> host_;
+    std::string installDir_;
+    std::uint16_t mediaPort_;
+    std::string ownVersion_;
+};
+
+}  // namespace vantor

@@ -1,0 +1,143 @@
+#include <gtest/gtest.h>
+#include <thrift/protocol/TBinaryProtocol.h>
+#include <thrift/transport/TBufferTransports.h>
+
+#include "media/MediaPages.h"
+#include "support/LogCapture.h"
+
+namespace vantor {
+namespace {
+
+using apache::thrift::protocol::TBinaryProtocol;
+using apache::thrift::protocol::TType;
+using apache::thrift::transport::TMemoryBuffer;
+
+wire::MediaList SampleList(int start, int items) {
+    wire::MediaList list;
+    list.__set_path("/Music/Artists");
+    list.__set_start(start);
+    list.__set_totalCount(4321);
+    std::vector<wire::MediaItem> entries;
+    for (int i = 0; i < items; ++i) {
+        wire::MediaItem item;
+        item.__set_mediaId(start + i);
+        item.__set_type(wire::MediaItemType::ARTIST);
+        item.__set_container(true);
+        item.__set_title("Artist " + std::to_string(start + i));
+        entries.push_back(item);
+    }
+    list.__set_items(entries);
+    return list;
+}
+
+bool Decode(const std::string& bytes, wire::MediaList* list) {
+    return DecodeMediaList(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size(), list);
+}
+
+// Writes a struct by hand, field by field, for what the generated writer
+// never produces.
+class Writer {
+public:
+    Writer() : buffer_(std::make_shared<TMemoryBuffer>()), protocol_(buffer_) {}
+    TBinaryProtocol& operator*() { return protocol_; }
+    TBinaryProtocol* operator->() { return &protocol_; }
+    std::string Bytes() { return buffer_->getBufferAsString(); }
+
+private:
+    std::shared_ptr<TMemoryBuffer> buffer_;
+    TBinaryProtocol protocol_;
+};
+
+TEST(MediaPagesTest, PagesSurviveTheirEncoding) {
+    const wire::MediaList list = SampleList(2000, 3);
+    wire::MediaList decoded;
+    ASSERT_TRUE(Decode(EncodeMediaList(list), &decoded));
+    EXPECT_EQ(decoded, list);
+
+    wire::PlaylistPage page;
+    page.__set_start(0);
+    const std::string bytes = EncodePlaylistPage(page);
+    wire::PlaylistPage back;
+    ASSERT_TRUE(DecodePlaylistPage(reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                                   bytes.size(), &back));
+    EXPECT_EQ(back.totalCount, -1) << "a total not sent reads as -1";
+}
+
+TEST(MediaPagesTest, AnEmptyBodyDecodesNothingQuietly) {
+    testing::LogCapture capture(kLogError);
+    wire::MediaList list;
+    EXPECT_FALSE(DecodeMediaList(nullptr, 0, &list));
+    EXPECT_TRUE(capture.Lines().empty());
+}
+
+TEST(MediaPagesTest, EveryTruncationFailsWithoutHarm) {
+    const std::string whole = EncodeMediaList(SampleList(0, 20));
+    testing::LogCapture capture(kLogError);
+    for (std::size_t length = 1; length < whole.size(); ++length) {
+        // An exact-size copy, so any read past the end is caught.
+        const std::vector<std::uint8_t> part(whole.begin(),
+                                             whole.begin() + static_cast<long>(length));
+        wire::MediaList list;
+        EXPECT_FALSE(DecodeMediaList(part.data(), part.size(), &list)) << length;
+    }
+}
+
+TEST(MediaPagesTest, AListClaimingBillionsOfItemsFailsAtOnce) {
+    for (const std::int32_t claimed : {-1, 100001, 2'000'000'000}) {
+        Writer out;
+        out->writeStructBegin("MediaList");
+        out->writeFieldBegin("items", TType::T_LIST, 4);
+        out->writeListBegin(TType::T_STRUCT, static_cast<std::uint32_t>(claimed));
+        const std::string bytes = out.Bytes();
+        wire::MediaList list;
+        testing::LogCapture capture(kLogError);
+        EXPECT_FALSE(Decode(bytes, &list)) << claimed;
+        EXPECT_TRUE(list.items.empty());
+    }
+    Writer out;  // a string claiming two gigabytes
+    out->writeStructBegin("MediaList");
+    out->writeFieldBegin("path", TType::T_STRING, 1);
+    out->writeI32(2'000'000'000);
+    wire::MediaList list;
+    testing::LogCapture capture(kLogError);
+    EXPECT_FALSE(Decode(out.Bytes(), &list));
+}
+
+TEST(MediaPagesTest, UnknownFieldsAndWrongTypesAreSkipped) {
+    Writer out;
+    out->writeStructBegin("MediaList");
+    out->writeFieldBegin("future", TType::T_STRING, 99);
+    out->writeString(std::string("from a newer server"));
+    out->writeFieldBegin("start", TType::T_STRING, 2);  // i32 expected
+    out->writeString(std::string("not a number"));
+    out->writeFieldBegin("totalCount", TType::T_I32, 3);
+    out->writeI32(17);
+    out->writeFieldStop();
+    wire::MediaList list;
+    ASSERT_TRUE(Decode(out.Bytes(), &list));
+    EXPECT_EQ(list.start, 0);
+    EXPECT_FALSE(list.__isset.start);
+    EXPECT_EQ(list.totalCount, 17);
+}
+
+TEST(PageCacheTest, PagesLandInTheirSlots) {
+    PageCache<wire::MediaList> cache;
+    cache.Store(std::make_shared<wire::MediaList>(SampleList(2500, 10)));
+    ASSERT_EQ(cache.Slots(), 3u);
+    EXPECT_EQ(cache.Slot(0), nullptr);
+    EXPECT_EQ(cache.Slot(1), nullptr);
+    ASSERT_NE(cache.Slot(2), nullptr);
+    EXPECT_EQ(cache.Item(2000), nullptr) << "rows before the page's start are not in it";
+    ASSERT_NE(cache.Item(2500), nullptr);
+    EXPECT_EQ(cache.Item(2509)->title, "Artist 2509");
+    EXPECT_EQ(cache.Item(2510), nullptr);
+    EXPECT_EQ(cache.Item(-1), nullptr);
+    EXPECT_EQ(cache.Item(99999), nullptr);
+
+    cache.Store(std::make_shared<wire::MediaList>(SampleList(2000, 2)));
+    EXPECT_EQ(cache.Item(2500), nullptr) << "a new page replaces its slot";
+    EXPECT_NE(cache.Item(2001), nullptr);
+}
+
+}  // namespace
+}  // namespace vantor

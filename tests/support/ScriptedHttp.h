@@ -1,0 +1,133 @@
+#pragma once
+
+// A one-request-at-a-time HTTP peer on 127.0.0.1 that answers every request
+// with bytes a test gives it: a plain response, a broken one, one that stops
+// half-way or stalls. It records the request heads it received.
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace vantor::testing {
+
+struct ScriptedReply {
+    std::string bytes;                        // written as they stand
+    std::chrono::milliseconds stallAfter{0};  // then wait this long
+    bool closeEarly = false;                  // close without waiting
+};
+
+class ScriptedHttp {
+public:
+    explicit ScriptedHttp(std::function<ScriptedReply(const std::string& head)> reply)
+        : reply_(std::move(reply)) {
+        listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        const int one = 1;
+        ::setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+        ::bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address);
+        ::listen(listener_, 8);
+        socklen_t length = sizeof address;
+        ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length);
+        port_ = ntohs(address.sin_port);
+        thread_ = std::thread([this] { Run(); });
+    }
+    ~ScriptedHttp() {
+        stop_ = true;
+        thread_.join();
+        ::close(listener_);
+    }
+
+    std::uint16_t Port() const { return port_; }
+    std::string Url(const std::string& path) const {
+        return "http://127.0.0.1:" + std::to_string(port_) + path;
+    }
+    std::vector<std::string> Heads() const {
+        std::lock_guard lock(mutex_);
+        return heads_;
+    }
+
+    // A response with these headers and body; Content-Length is added unless
+    // `length` says otherwise (-1: none).
+    static std::string Response(int status, const std::string& body,
+                                const std::string& headers = {}, long length = -2) {
+        std::string text = "HTTP/1.1 " + std::to_string(status) + " X\r\n" + headers;
+        if (length == -2) {
+            length = static_cast<long>(body.size());
+        }
+        if (length >= 0) {
+            text += "Content-Length: " + std::to_string(length) + "\r\n";
+        }
+        return text + "Connection: close\r\n\r\n" + body;
+    }
+
+private:
+    void Run() {
+        while (!stop_) {
+            pollfd polled{listener_, POLLIN, 0};
+            if (::poll(&polled, 1, 20) <= 0) {
+                continue;
+            }
+            const int client = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+            if (client < 0) {
+                continue;
+            }
+            std::string head;
+            char buffer[4096];
+            while (head.find("\r\n\r\n") == std::string::npos) {
+                pollfd readable{client, POLLIN, 0};
+                if (::poll(&readable, 1, 2000) <= 0) {
+                    break;
+                }
+                const ssize_t size = ::recv(client, buffer, sizeof buffer, 0);
+                if (size <= 0) {
+                    break;
+                }
+                head.append(buffer, static_cast<std::size_t>(size));
+            }
+            {
+                std::lock_guard lock(mutex_);
+                heads_.push_back(head);
+            }
+            const ScriptedReply reply = reply_(head);
+            std::size_t sent = 0;
+            while (sent < reply.bytes.size()) {
+                const ssize_t size = ::send(client, reply.bytes.data() + sent,
+                                            reply.bytes.size() - sent, MSG_NOSIGNAL);
+                if (size <= 0) {
+                    break;
+                }
+                sent += static_cast<std::size_t>(size);
+            }
+            const auto until = std::chrono::steady_clock::now() + reply.stallAfter;
+            while (!stop_ && std::chrono::steady_clock::now() < until) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            }
+            if (!reply.closeEarly) {
+                ::shutdown(client, SHUT_WR);
+            }
+            ::close(client);
+        }
+    }
+
+    std::function<ScriptedReply(const std::string&)> reply_;
+    int listener_ = -1;
+    std::uint16_t port_ = 0;
+    std::atomic<bool> stop_{false};
+    mutable std::mutex mutex_;
+    std::vector<std::string> heads_;
+    std::thread thread_;
+};
+
+}  // namespace vantor::testing
