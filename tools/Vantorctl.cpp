@@ -105,20 +105,8 @@ std::shared_ptr<LocalAddressSource> AddressesFor(const DiscoveryOptions& discove
     return std::make_shared<InterfaceAddressSource>();
 }
 
-const char* StateName(std::int32_t state) {
-    switch (state) {
-        case PlayingState::Playing:
-            return "playing";
-        case PlayingState::Paused:
-            return "paused";
-        case PlayingState::FastForwarding:
-            return "fast-forwarding";
-        case PlayingState::Rewinding:
-            return "rewinding";
-        default:
-            return "stopped";
-    }
-}
+// The protocol's word for a state; its names are literals, so terminated.
+const char* StateName(std::int32_t state) { return PlayingStateName(state).data(); }
 
 const char* RepeatName(std::int32_t repeat) {
     return repeat == RepeatState::All ? "all" : repeat == RepeatState::One ? "one" : "off";
