@@ -3,10 +3,10 @@
 namespace vantor {
 
 void Event::Set() {
-    {
-        std::lock_guard lock(mutex_);
-        set_ = true;
-    }
+    // Notifying under the lock means a waiter cannot return, and destroy the
+    // event, while this call still uses it.
+    std::lock_guard lock(mutex_);
+    set_ = true;
     changed_.notify_all();
 }
 
