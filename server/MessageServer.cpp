@@ -544,7 +544,11 @@ std::optional<std::vector<std::int32_t>> MessageServer::QueueIds() {
     if (future.wait_for(std::chrono::seconds(2)) != std::future_status::ready) {
         return std::nullopt;
     }
-    return future.get();
+    try {
+        return future.get();
+    } catch (const std::future_error&) {
+        return std::nullopt;  // the loop stopped before it got to the question
+    }
 }
 
 std::vector<std::string> MessageServer::ReceivedRequests() const {
