@@ -1,9 +1,14 @@
 #include "session/Settings.h"
 
+#include <filesystem>
+
 #include "core/Text.h"
 
 #ifndef VANTOR_DATA_DIR
 #define VANTOR_DATA_DIR "/usr/local/share/vantor/"
+#endif
+#ifndef VANTOR_SOURCE_DIR
+#define VANTOR_SOURCE_DIR ""
 #endif
 
 namespace vantor {
@@ -114,6 +119,28 @@ int Install(RegistryStore& store, const std::string& installDir) {
     store.CreateKey(kSettingsKey);
     store.SetString(kSettingsKey, "InstallDir", installDir);
     return store.Save();
+}
+
+}  // namespace vantor
+
+namespace vantor {
+
+std::string LocateInstallDir() {
+    for (const std::string& folder :
+         {std::string(VANTOR_DATA_DIR), std::string(VANTOR_SOURCE_DIR)}) {
+        if (!folder.empty() && std::filesystem::is_regular_file(folder + kDefaultSkinFile)) {
+            return folder.back() == '/' ? folder : folder + "/";
+        }
+    }
+    return {};
+}
+
+int EnsureInstalled(RegistryStore& store) {
+    if (store.QueryString(kSettingsKey, "InstallDir", kTextBufferBytes).value_or("") != "") {
+        return 0;
+    }
+    const std::string folder = LocateInstallDir();
+    return folder.empty() ? -1 : Install(store, folder);
 }
 
 }  // namespace vantor

@@ -64,4 +64,13 @@ std::array<std::string, kServerHistory> RebuildServerHistory(
 // it is started from. Saves the store. 0 or -1.
 int Install(RegistryStore& store, const std::string& installDir);
 
+// Where this program's data is: the installed folder when the default skin
+// is there, otherwise the source tree it was built from (a run from the
+// build tree). Ends in "/"; empty when neither holds the default skin.
+std::string LocateInstallDir();
+
+// Runs the installer's part at start when no install folder is recorded
+// yet (the first run of a new user). 0 when one is recorded, or -1.
+int EnsureInstalled(RegistryStore& store);
+
 }  // namespace vantor

@@ -153,5 +153,25 @@ TEST(SettingsTest, InstallingRecordsTheFolder) {
     std::filesystem::remove(path);
 }
 
+TEST(SettingsTest, AFirstRunRecordsWhereTheDataIs) {
+    const auto path = std::filesystem::path(::testing::TempDir()) /
+                      ("first-run-" + std::to_string(::getpid()) + ".reg");
+    std::filesystem::remove(path);
+    RegistryStore store(path.string());
+    ASSERT_EQ(store.Load(), 0);
+    ASSERT_EQ(EnsureInstalled(store), 0);
+    Settings settings;
+    LoadSettings(store, settings);
+    EXPECT_TRUE(std::filesystem::is_regular_file(settings.DefaultSkinPath()))
+        << "run from the build tree, the source tree's skins are found: "
+        << settings.DefaultSkinPath();
+
+    store.SetString(kSettingsKey, "InstallDir", "/chosen/");
+    ASSERT_EQ(EnsureInstalled(store), 0);
+    EXPECT_EQ(store.QueryString(kSettingsKey, "InstallDir", 200), "/chosen/")
+        << "a recorded folder stays";
+    std::filesystem::remove(path);
+}
+
 }  // namespace
 }  // namespace vantor
