@@ -7,7 +7,7 @@
 #include <thrift/protocol/TBinaryProtocol.h>
 #include <thrift/transport/TBufferTransports.h>
 
-#include "MessageServer.h"
+#include "BenchServer.h"
 #include "media/CurlEasy.h"
 #include "media/MediaService.h"
 #include "support/BenchReport.h"
@@ -99,14 +99,8 @@ void BM_GeneratedReaderTemplated(benchmark::State& state) {
 
 server::MessageServer& Server(bool gzip) {
     const auto start = [](bool packed) {
-        server::ServerOptions options;
-        options.bindAddress = "127.0.0.1";
-        options.port = 0;
-        options.discovery = false;
-        options.mediaPort = 0;
-        options.songs = 5000;
+        server::ServerOptions options = bench::QuietServerOptions(5000, true);
         options.gzip = packed;
-        options.tick = std::chrono::hours(1);
         auto server = std::make_unique<server::MessageServer>(options);
         server->Start();
         return server;
@@ -182,14 +176,7 @@ void BM_PlainCurl_Gzip(benchmark::State& state) {
 // Opening "Songs" of a 100 000-song library and scrolling to its end: the
 // first page with the total, then the page of the last row.
 void BM_BrowseToLastPage(benchmark::State& state) {
-    server::ServerOptions options;
-    options.bindAddress = "127.0.0.1";
-    options.port = 0;
-    options.discovery = false;
-    options.mediaPort = 0;
-    options.songs = 100000;
-    options.tick = std::chrono::hours(1);
-    server::MessageServer server(options);
+    server::MessageServer server(bench::QuietServerOptions(100000, true));
     if (!server.Start()) {
         state.SkipWithError("no server");
         return;

@@ -25,7 +25,7 @@
 #include <mutex>
 #include <thread>
 
-#include "MessageServer.h"
+#include "BenchServer.h"
 #include "net/MessageFramer.h"
 #include "net/ServerConnection.h"
 #include "net/SocketReceiver.h"
@@ -312,14 +312,7 @@ private:
 };
 
 void BM_SendRequest_RoundTrip(benchmark::State& state) {
-    server::ServerOptions options;
-    options.bindAddress = "127.0.0.1";
-    options.port = 0;
-    options.discovery = false;
-    options.mediaService = false;
-    options.songs = 50;
-    options.tick = std::chrono::hours(1);  // no position events in the way
-    server::MessageServer server(options);
+    server::MessageServer server(bench::QuietServerOptions(50, false));
     if (!server.Start()) {
         state.SkipWithError("no server");
         return;

@@ -7,7 +7,7 @@
 #include <condition_variable>
 #include <mutex>
 
-#include "MessageServer.h"
+#include "BenchServer.h"
 #include "session/ConnectionFlow.h"
 #include "support/BenchReport.h"
 
@@ -59,14 +59,7 @@ private:
 };
 
 server::ServerOptions Options() {
-    server::ServerOptions options;
-    options.bindAddress = "127.0.0.1";
-    options.port = 0;
-    options.discovery = false;
-    options.mediaService = false;
-    options.songs = 200;
-    options.tick = std::chrono::hours(1);
-    return options;
+    return bench::QuietServerOptions(200, false);
 }
 
 void BM_ConnectToSessionReady(benchmark::State& state) {
