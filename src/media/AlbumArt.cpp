@@ -11,7 +11,10 @@ AlbumArtDownloader::AlbumArtDownloader(std::string file, std::uint16_t port)
     : file_(std::move(file)), port_(port) {}
 
 AlbumArtDownloader::~AlbumArtDownloader() {
-    thread_.Stop(INT_MAX);
+    if (abort_) {
+        *abort_ = true;
+    }
+    thread_.Stop();
 }
 
 void AlbumArtDownloader::Fetch(const std::string& host, const std::string& artPath, Done done) {
@@ -23,9 +26,15 @@ void AlbumArtDownloader::Fetch(const std::string& host, const std::string& artPa
     if (url.find('.') == std::string::npos) {
         return;
     }
-    thread_.Stop(INT_MAX);  // waits for the one before, however long
-    thread_.Start("Download Thread", [url, file = file_, done = std::move(done)] {
-        done(HttpDownloadToFile(url, file, kDownloadDirect) == 0, file);
+    if (abort_) {
+        *abort_ = true;
+    }
+    thread_.Stop(INT_MAX);  // the transfer notices the abort at once
+    abort_ = std::make_shared<std::atomic<bool>>(false);
+    thread_.Start("Download Thread", [url, file = file_, done = std::move(done), abort = abort_] {
+        HttpOptions options;
+        options.abort = abort.get();
+        done(HttpDownloadToFile(url, file, kDownloadDirect, options) == 0, file);
     });
 }
 

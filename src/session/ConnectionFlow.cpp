@@ -244,6 +244,18 @@ void ConnectionFlow::OnTimer(int id) {
     }
 }
 
+void ConnectionFlow::Disconnect() {
+    if (attemptRunning_) {
+        abort_ = true;
+        manager_.AbortDiscovery();
+        wake_.notify_all();
+        attempt_.Stop();
+    }
+    frame_.KillTimer(kReconnectTimer);
+    manager_.Disconnect();
+    RestoreTitle();
+}
+
 void ConnectionFlow::Exit() {
     if (attemptRunning_) {
         abort_ = true;

@@ -125,6 +125,9 @@ public:
     // otherwise saves the settings and starts an attempt to the server in
     // the list box ("(Find Automatically)": discovery).
     void ConnectPressed();
+    // UI thread: the disconnect command. Ends a running attempt (waiting for
+    // it, bounded) and the connection; no reconnection follows.
+    void Disconnect();
     // UI thread: a message posted by the flow.
     void Handle(FlowMessage message);
     // UI thread: a timer expired.

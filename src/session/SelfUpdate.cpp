@@ -169,7 +169,9 @@ bool SelfUpdate::Download(const std::string& url, const std::string& localPath) 
             ui_.ShowInTitle(Format(kDownloadingPercentText, static_cast<int>(percent)));
         }
     };
-    return HttpSaveToFile(full, localPath, progress) == 0;
+    HttpOptions options;
+    options.abort = abort_;
+    return HttpSaveToFile(full, localPath, progress, options) == 0;
 }
 
 bool SelfUpdate::Verify(const std::string& localPath, const std::string& checksum) {

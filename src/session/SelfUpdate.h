@@ -10,6 +10,7 @@
 // blocking it for the whole check, download included; the window keeps
 // drawing the progress it is given.
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -84,6 +85,10 @@ public:
 
     static constexpr const char* kOwnVersion = "1.5.0.1";
 
+    // Setting the flag gives up a download under way (the window is
+    // closing). The flag must outlive this object.
+    void SetAbort(const std::atomic<bool>* abort) { abort_ = abort; }
+
     // UpdateCheck: true when the installer was started (the client quits).
     bool Run(const GetClientVersionResponse& offer) override;
 
@@ -108,6 +113,7 @@ private:
     std::string installDir_;
     std::uint16_t mediaPort_;
     std::string ownVersion_;
+    const std::atomic<bool>* abort_ = nullptr;
 };
 
 }  // namespace vantor
