@@ -1,0 +1,226 @@
+// vantor: the remote control's window.
+//
+//   vantor [--config FILE] [--geometry WxH] [--dpi N] [--server HOST]
+//          [--port N] [--media-port N] [--broadcast ADDRESS] [--discovery-port N]
+//          [--log-level N] [--log FILE] [--tour DIR]
+//
+// A second start with the same settings file brings the running window to
+// the front instead. With --tour the client runs offscreen, pictures every
+// screen of a live session into DIR and ends.
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QFileInfo>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <memory>
+
+#include "core/Logger.h"
+#include "session/Settings.h"
+#include "ui/CMainFrame.h"
+#include "ui/SingleInstance.h"
+#include "ui/Tour.h"
+
+namespace {
+
+using vantor::ui::CMainFrame;
+using vantor::ui::FrameOptions;
+
+struct Arguments {
+    FrameOptions frame;
+    QString tour;
+    int logLevel = vantor::Logger::kDefaultThreshold;
+    QString logFile;
+};
+
+bool ParsePort(const QString& text, std::uint16_t* port) {
+    bool ok = false;
+    const uint value = text.toUInt(&ok);
+    if (!ok || value > 65535) {
+        return false;
+    }
+    *port = static_cast<std::uint16_t>(value);
+    return true;
+}
+
+// Fails with a message on stderr (exit status 1) for bad values.
+bool Parse(QCoreApplication& application, Arguments& arguments) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Vantor: the remote control for your desktop media player."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const QCommandLineOption config(
+        QStringLiteral("config"),
+        QStringLiteral("The settings file (default: %1).")
+            .arg(QString::fromStdString(vantor::RegistryStore::DefaultPath())),
+        QStringLiteral("FILE"));
+    const QCommandLineOption geometry(QStringLiteral("geometry"),
+                                      QStringLiteral("The screen size (default 480x640)."),
+                                      QStringLiteral("WxH"), QStringLiteral("480x640"));
+    const QCommandLineOption dpi(QStringLiteral("dpi"),
+                                 QStringLiteral("Pixels per inch (default: 96 x the scale)."),
+                                 QStringLiteral("N"));
+    const QCommandLineOption server(
+        QStringLiteral("server"),
+        QStringLiteral("The server to connect to in this run; saved settings stay as they are."),
+        QStringLiteral("HOST"));
+    const QCommandLineOption port(QStringLiteral("port"),
+                                  QStringLiteral("The server's message port (default 3567)."),
+                                  QStringLiteral("N"), QStringLiteral("3567"));
+    const QCommandLineOption mediaPort(QStringLiteral("media-port"),
+                                       QStringLiteral("The server's media port (default 3569)."),
+                                       QStringLiteral("N"), QStringLiteral("3569"));
+    const QCommandLineOption broadcast(
+        QStringLiteral("broadcast"),
+        QStringLiteral("Where discovery probes go (default 255.255.255.255)."),
+        QStringLiteral("ADDRESS"), QStringLiteral("255.255.255.255"));
+    const QCommandLineOption discoveryPort(
+        QStringLiteral("discovery-port"),
+        QStringLiteral("The port discovery probes go to (default 3568)."), QStringLiteral("N"),
+        QStringLiteral("3568"));
+    const QCommandLineOption logLevel(QStringLiteral("log-level"),
+                                      QStringLiteral("Log lines up to this level (default 1)."),
+                                      QStringLiteral("N"));
+    const QCommandLineOption logFile(QStringLiteral("log"),
+                                     QStringLiteral("Also append the log to this file."),
+                                     QStringLiteral("FILE"));
+    const QCommandLineOption tour(
+        QStringLiteral("tour"),
+        QStringLiteral("Picture every screen of a live session into DIR offscreen, then end."),
+        QStringLiteral("DIR"));
+    for (const QCommandLineOption* option :
+         {&config, &geometry, &dpi, &server, &port, &mediaPort, &broadcast, &discoveryPort,
+          &logLevel, &logFile, &tour}) {
+        parser.addOption(*option);
+    }
+    parser.process(application);
+
+    const auto fail = [](const char* what, const QString& value) {
+        std::fprintf(stderr, "vantor: bad %s: %s\n", what, value.toUtf8().constData());
+        return false;
+    };
+    FrameOptions& frame = arguments.frame;
+    frame.configPath = parser.value(config).toStdString();
+    int width = 0;
+    int height = 0;
+    const QString size = parser.value(geometry);
+    if (std::sscanf(size.toUtf8().constData(), "%dx%d", &width, &height) != 2 || width < 64 ||
+        height < 64 || width > 8192 || height > 8192) {
+        return fail("--geometry (WxH, 64 to 8192 each)", size);
+    }
+    frame.screen = QSize(width, height);
+    if (parser.isSet(dpi)) {
+        bool ok = false;
+        frame.dpi = parser.value(dpi).toInt(&ok);
+        if (!ok || frame.dpi < 24 || frame.dpi > 1200) {
+            return fail("--dpi (24 to 1200)", parser.value(dpi));
+        }
+    }
+    frame.server = parser.value(server).trimmed().toStdString();
+    if (!ParsePort(parser.value(port), &frame.port) || frame.port == 0) {
+        return fail("--port", parser.value(port));
+    }
+    if (!ParsePort(parser.value(mediaPort), &frame.mediaPort) || frame.mediaPort == 0) {
+        return fail("--media-port", parser.value(mediaPort));
+    }
+    frame.discovery.broadcastAddress = parser.value(broadcast).toStdString();
+    if (!ParsePort(parser.value(discoveryPort), &frame.discovery.discoveryPort) ||
+        frame.discovery.discoveryPort == 0) {
+        return fail("--discovery-port", parser.value(discoveryPort));
+    }
+    frame.discovery.messagePort = frame.port;
+    if (parser.isSet(logLevel)) {
+        bool ok = false;
+        arguments.logLevel = parser.value(logLevel).toInt(&ok);
+        if (!ok) {
+            return fail("--log-level", parser.value(logLevel));
+        }
+    }
+    arguments.logFile = parser.value(logFile);
+    arguments.tour = parser.value(tour);
+    return true;
+}
+
+// Milliseconds on the monotonic clock, which a program that starts this
+// one can compare with its own.
+long long MonotonicMs() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    // The tour runs without a display; it must say so before Qt starts.
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--tour") == 0 || std::strncmp(argv[i], "--tour=", 7) == 0) {
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+        }
+    }
+    QApplication application(argc, argv);
+    // One look everywhere, whatever the desktop's theme: the skin sets the
+    // colours.
+    QApplication::setStyle(QStringLiteral("Fusion"));
+    QApplication::setApplicationName(QStringLiteral("vantor"));
+    QApplication::setApplicationVersion(QString::fromLatin1(vantor::kClientVersion));
+
+    Arguments arguments;
+    if (!Parse(application, arguments)) {
+        return 1;
+    }
+    vantor::Logger::Instance().SetThreshold(arguments.logLevel);
+    if (!arguments.logFile.isEmpty()) {
+        std::shared_ptr<vantor::LogSink> sink =
+            vantor::FileSink::Open(arguments.logFile.toStdString());
+        if (!sink) {
+            std::fprintf(stderr, "vantor: cannot append to %s\n",
+                         arguments.logFile.toUtf8().constData());
+            return 1;
+        }
+        vantor::Logger::Instance().SetSink(1, std::move(sink));
+    }
+
+    const bool touring = !arguments.tour.isEmpty();
+    FrameOptions& options = arguments.frame;
+    if (options.configPath.empty()) {
+        options.configPath = vantor::RegistryStore::DefaultPath();
+    }
+    vantor::ui::SingleInstance instance(QString::fromStdString(options.configPath));
+    if (!touring && instance.RaiseRunning()) {
+        return 0;
+    }
+
+    std::unique_ptr<vantor::ui::Prompter> unattended;
+    vantor::ui::FrameServices services;
+    if (touring) {
+        unattended = std::make_unique<vantor::ui::UnattendedPrompter>();
+        services.prompter = unattended.get();
+    }
+    CMainFrame frame(options, services);
+    frame.SetMilestoneHandler([](const char* milestone) {
+        vantor::Log(vantor::kLogVerbose, "vantor: %s at %lld ms (monotonic)", milestone,
+                    MonotonicMs());
+    });
+    if (!frame.Create()) {
+        // No skin could be loaded; the user was told.
+        return touring ? 1 : 0;
+    }
+    if (!touring) {
+        instance.Listen([&frame] {
+            frame.showNormal();
+            frame.raise();
+            frame.activateWindow();
+        });
+    }
+    frame.show();
+
+    std::unique_ptr<vantor::ui::Tour> tour;
+    if (touring) {
+        tour = std::make_unique<vantor::ui::Tour>(frame, arguments.tour);
+        tour->Start();
+    }
+    return QApplication::exec();
+}

@@ -1,0 +1,88 @@
+#pragma once
+
+// The main window's private messages, and the one way other threads reach
+// the window: they post a FrameEvent through the WindowMailbox and never
+// touch a widget. Searching for FrameMessage finds every effect another
+// thread has on the screen.
+//
+// The messages keep the numbers they had as window messages; all of them
+// lie in Qt's range of user event types.
+
+#include <QEvent>
+#include <QObject>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+#include "session/ConnectionFlow.h"
+
+namespace vantor::ui {
+
+enum class FrameMessage : int {
+    // WM_USER + 2: the play queue's current entry changed (the parameter);
+    // selects it in the list, or refreshes the progress when the list is
+    // empty.
+    PlaylistRow = 1026,
+    // WM_USER + 3: a second of playback passed; the time and position bars
+    // are drawn again.
+    Progress = 1027,
+    // WM_USER + 4: a listener call from the receiver thread, carried over
+    // with its values (the work).
+    NowPlaying = 1028,
+    // WM_USER + 5: the menu's screen items are built again.
+    MenuItems = 1029,
+    // WM_USER + 6 to + 9: the connection flow's messages.
+    SessionReady = static_cast<int>(FlowMessage::SessionReady),
+    Reconnect = static_cast<int>(FlowMessage::Reconnect),
+    NetworkLost = static_cast<int>(FlowMessage::NetworkLost),
+    NetworkBack = static_cast<int>(FlowMessage::NetworkBack),
+    // WM_USER + 10: a worker's request for the screen (a status text, a
+    // message box, a page that arrived), carried over as work.
+    WorkerCall = 1034,
+    // WM_APP + 2: the message loop ends (an update installer was started).
+    Quit = 0x8002,
+};
+
+class FrameEvent final : public QEvent {
+public:
+    explicit FrameEvent(FrameMessage message, int parameter = 0,
+                        std::function<void()> work = nullptr)
+        : QEvent(static_cast<QEvent::Type>(message)),
+          parameter_(parameter),
+          work_(std::move(work)) {}
+
+    FrameMessage Message() const { return static_cast<FrameMessage>(type()); }
+    int Parameter() const { return parameter_; }
+    // Runs the carried work, if any, on the window's thread.
+    void Run() const {
+        if (work_) {
+            work_();
+        }
+    }
+
+    // Whether a Qt event is one of ours.
+    static bool Is(const QEvent& event);
+
+private:
+    int parameter_;
+    std::function<void()> work_;
+};
+
+// Where other threads post to the window. The window closes it before it
+// goes, so a thread that finishes late posts into nothing rather than to a
+// destroyed window.
+//
+// Threads: Post from any thread; Close from the window's thread.
+class WindowMailbox {
+public:
+    explicit WindowMailbox(QObject* window) : window_(window) {}
+
+    void Post(FrameMessage message, int parameter = 0, std::function<void()> work = nullptr);
+    void Close();
+
+private:
+    std::mutex mutex_;  // guards window_
+    QObject* window_;
+};
+
+}  // namespace vantor::ui

@@ -1,0 +1,47 @@
+#pragma once
+
+// Message boxes, behind an interface so that tests answer them. Every box
+// the user sees goes through a Prompter: the texts and captions are fixed
+// by the callers.
+//
+// Threads: the window's thread only. A worker that needs an answer asks the
+// window to ask (CMainFrame::AskOnWindowThread).
+
+#include <string>
+
+class QWidget;
+
+namespace vantor::ui {
+
+enum class PromptIcon { Information, Warning };
+
+class Prompter {
+public:
+    virtual ~Prompter() = default;
+    // A box with an OK button; returns when it is closed.
+    virtual void Inform(const std::string& caption, const std::string& text,
+                        PromptIcon icon = PromptIcon::Information) = 0;
+    // A box with Yes and No; true for Yes.
+    virtual bool AskYesNo(const std::string& caption, const std::string& text) = 0;
+};
+
+// Modal QMessageBox over the given window.
+class MessageBoxPrompter final : public Prompter {
+public:
+    explicit MessageBoxPrompter(QWidget* parent) : parent_(parent) {}
+    void Inform(const std::string& caption, const std::string& text, PromptIcon icon) override;
+    bool AskYesNo(const std::string& caption, const std::string& text) override;
+
+private:
+    QWidget* parent_;
+};
+
+// Answers without showing anything, and logs what it was asked: for runs
+// with nobody at the screen (the tour). Says No to every question.
+class UnattendedPrompter final : public Prompter {
+public:
+    void Inform(const std::string& caption, const std::string& text, PromptIcon icon) override;
+    bool AskYesNo(const std::string& caption, const std::string& text) override;
+};
+
+}  // namespace vantor::ui

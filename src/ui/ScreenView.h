@@ -1,0 +1,223 @@
+#pragma once
+
+// The skinned screen: the one widget that shows the current screen as the
+// skin draws it, with the player's state drawn over it (titles, times,
+// bars, toggles, the state indicator, album art), and that turns the
+// stylus into button presses, bar drags and taps.
+//
+// Drawing. The skin's own picture of a screen never changes while the
+// screen shows, so it is painted once into a base image. Everything that
+// changes is an overlay with a rectangle: a change redraws the base under
+// that rectangle and every overlay touching it, and asks Qt to repaint just
+// that part. A song's second ticking over costs a few hundred pixels, not a
+// screen; a timer tick in which nothing changes costs no drawing at all.
+//
+// The child controls of a screen (lists, fields) are children of this
+// widget, placed in the same coordinates as the skin.
+//
+// Threads: the window's thread only. The skin is not loaded while this
+// draws: the window reloads it only from its own thread and then calls
+// Rebuild.
+
+#include <QFont>
+#include <QImage>
+#include <QRect>
+#include <QString>
+#include <QWidget>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "protocol/PlayerMessages.h"
+#include "skin/CSkin.h"
+
+namespace vantor::ui {
+
+// What the user does on the skinned screen.
+class ScreenInput {
+public:
+    virtual ~ScreenInput() = default;
+    // A skinned button was pressed and released over itself.
+    virtual void OnSkinButton(std::string_view component) = 0;
+    // A bar is dragged. `back` names its track, `value` is the stylus's
+    // place along it in pixels (from the left, or from the bottom of an
+    // upright track), `extent` the length the value is measured against;
+    // `finished` when the stylus is lifted.
+    virtual void OnBarDragged(std::string_view back, std::int32_t value, std::int32_t extent,
+                              bool finished) = 0;
+    // The title or the album art was tapped.
+    virtual void OnNowPlayingTapped() = 0;
+};
+
+// The player's state as the screens show it.
+struct ScreenContent {
+    std::string songTitle;  // the now-playing title line (a status text at times)
+    bool songTitleShown = true;
+    bool statusInTitle = false;  // the title line is a status text, not the song
+    std::string title, artist, album;
+    std::int32_t playingState = PlayingState::Stopped;
+    std::int32_t repeat = RepeatState::Off;
+    bool shuffle = false;
+    std::int32_t volumePixels = 0;  // the "volumebar" fill
+    std::int64_t positionMs = -1;   // -1: unknown
+    std::int32_t length = 0;        // seconds; 0 or less: unknown
+    bool showRemaining = false;
+    EqSettings eq;
+    bool progressShown = false;
+    std::int32_t progressPercent = 0;
+    QImage albumArt;  // null: none
+};
+
+class ScreenView final : public QWidget {
+public:
+    ScreenView(const CSkin& skin, ScreenInput& input, QWidget* parent);
+
+    // Called with the new size whenever the screen is resized; the window
+    // checks the orientation and reloads the skin, then calls Rebuild.
+    void SetResizeHandler(std::function<void(QSize)> resized) { resized_ = std::move(resized); }
+
+    // The frame's own look: the background colour and the 10 pt and 16 pt
+    // fonts, and the folders the product icon may be in.
+    void SetFrameLook(QColor background, QFont normal, QFont large,
+                      std::vector<std::string> iconFolders);
+
+    // Draws everything again: after the skin, the size or the screen
+    // changed.
+    void Rebuild();
+    void SetScreen(std::string screen);
+    const std::string& Screen() const { return screen_; }
+    // A message instead of any screen (landscape); empty for none.
+    void SetLandscapeMessage(const QString& message);
+    bool Landscape() const { return !landscape_.isEmpty(); }
+
+    const ScreenContent& Content() const { return content_; }
+    void SetSongTitle(const std::string& text, bool shown, bool isStatus);
+    void SetMediaLines(const std::string& title, const std::string& artist,
+                       const std::string& album);
+    void SetPlayingState(std::int32_t state);
+    void SetRepeat(std::int32_t repeat);
+    void SetShuffle(bool shuffle);
+    void SetVolumePercent(std::int32_t percent);
+    void SetVolumePixels(std::int32_t pixels);
+    // The width of the "volumebar" fill at 100 %; 0 without one.
+    std::int32_t VolumeWidth() const;
+    // Cheap when nothing visible changes: called every animation step.
+    void SetPosition(std::int64_t positionMs, std::int32_t length);
+    void SetShowRemaining(bool remaining);
+    void SetEq(const EqSettings& eq);
+    void SetProgress(bool shown, std::int32_t percent);
+    void SetAlbumArt(const QImage& art);
+
+    // The size the window is laid out for: the device's screen.
+    void SetPreferredSize(QSize size) {
+        preferred_ = size;
+        updateGeometry();
+    }
+    QSize sizeHint() const override { return preferred_; }
+
+    // The screen as drawn (for tests and the tour's pictures).
+    const QImage& Frame() const { return buffer_; }
+    // Redraws every overlay: how long that takes is what the animation
+    // costs at most (for the benchmark).
+    void RedrawAll();
+
+    // The rectangle of a skin component or window component on this
+    // screen, or an empty one.
+    QRect ComponentRect(std::string_view name) const;
+    QRect WindowRect(std::string_view name) const;
+    // Skin units (96 DPI) to pixels.
+    QRect Scaled(int x, int y, int width, int height) const;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+
+private:
+    enum class Element {
+        Toggles,      // repeat, shuffle, eq.enabled, eq.autoload pushed when on
+        Hot,          // the button under the stylus: hovered, or pushed while held
+        PlayerState,  // the playing-state indicator
+        AlbumArt,
+        VolumeBar,
+        PositionBar,
+        NowPlayingPositionBar,
+        ProgressBar,
+        EqTracks,
+        SongTitle,
+        Time,
+        NowPlayingTitle,
+        NowPlayingArtist,
+        NowPlayingAlbum,
+        NowPlayingTime,
+    };
+    struct Overlay {
+        Element element;
+        QRect rect;
+    };
+
+    void BuildBase();
+    void BuildOverlays();
+    void Refresh(Element element);
+    void RedrawRegion(QRect region);
+    void Draw(const Overlay& overlay);
+    QRect OverlayRect(Element element) const;
+
+    void DrawText(const QRect& box, std::string_view fontName, const QString& text, int flags,
+                  QColor color = QColor());
+    void DrawBarOverlay(std::string_view back, std::string_view front, std::int32_t value,
+                        bool knob);
+    void DrawToggle(std::string_view name, bool on);
+    void DrawAlbumArt(const QRect& box);
+    void DrawDefaultNowPlaying(QImage& target);
+    void DrawConnectLook(QImage& target);
+    bool DefaultNowPlayingView() const;
+    QFont SkinFontOr(std::string_view name, const QFont& fallback) const;
+    QColor SkinColorOr(std::string_view name, QColor fallback) const;
+
+    std::int32_t PositionPixels(std::string_view front) const;
+    std::int32_t EqTrackValue(int track) const;
+    QString TimeText() const;
+
+    // Stylus.
+    const SkinComponent* BarAt(int x, int y) const;
+    std::int32_t BarValue(const SkinComponent& back, int x, int y, std::int32_t* extent) const;
+    void SetHot(const SkinComponent* component, bool pushed);
+    bool InNowPlayingArea(const QPoint& point) const;
+
+    const CSkin& skin_;
+    ScreenInput& input_;
+    std::function<void(QSize)> resized_;
+    QSize preferred_{480, 640};
+    QColor background_{24, 69, 154};
+    QFont normalFont_;
+    QFont largeFont_;
+    std::vector<std::string> iconFolders_;
+    QImage icon_;
+
+    std::string screen_ = std::string(kScreenConnect);
+    QString landscape_;
+    ScreenContent content_;
+    QImage base_;
+    QImage buffer_;
+    std::vector<Overlay> overlays_;
+
+    // What the animation step last drew, so an unchanged step draws nothing.
+    std::int32_t drawnSecond_ = -2;
+    std::int32_t drawnPositionPixels_ = -1;
+    std::int32_t drawnNowPlayingPixels_ = -1;
+
+    const SkinComponent* hot_ = nullptr;  // hovered or held button
+    bool hotPushed_ = false;
+    const SkinComponent* held_ = nullptr;  // pressed, waiting for its release
+    const SkinComponent* dragBar_ = nullptr;
+    std::int32_t dragValue_ = 0;
+    bool tapPending_ = false;
+};
+
+}  // namespace vantor::ui

@@ -1,0 +1,65 @@
+#pragma once
+
+// The window's screens and commands. A screen is drawn from the skin under
+// its name; what the window needs to know besides is the command bar's
+// button it shows and the child controls it puts over the skin. Screens
+// and the menu's run-time items are registered, so a new screen plugs in
+// without the window's switch logic knowing it.
+//
+// Threads: the window's thread only.
+
+#include <QString>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vantor::ui {
+
+// Command identifiers of the menu and the command bar.
+inline constexpr int kCommandDisconnect = 32776;
+inline constexpr int kCommandOptions = 32777;
+inline constexpr int kCommandNowPlaying = 32786;
+inline constexpr int kCommandControls = 32791;
+inline constexpr int kCommandLibrary = 32792;
+inline constexpr int kCommandConnect = 32794;
+inline constexpr int kCommandMultipleSpeakers = 22050;
+inline constexpr int kCommandExit = 57665;  // the application-exit command
+
+struct ScreenSpec {
+    std::string name;
+    QString commandLabel;  // the command bar's one button on this screen
+    int command = 0;
+    // Shows and enables the screen's child controls, or hides and disables
+    // them.
+    std::function<void(bool shown)> showControls;
+    // Each time the screen becomes current, after its controls show.
+    std::function<void()> entered;
+};
+
+// An item the menu holds only at times, above "Options...".
+struct MenuItemSpec {
+    int command = 0;
+    QString label;
+    std::function<bool()> shown;    // whether the menu holds it now
+    std::function<bool()> checked;  // null: not a check item
+};
+
+class ScreenRegistry {
+public:
+    void Add(ScreenSpec spec) { screens_.push_back(std::move(spec)); }
+    const ScreenSpec* Find(std::string_view name) const {
+        for (const ScreenSpec& screen : screens_) {
+            if (screen.name == name) {
+                return &screen;
+            }
+        }
+        return nullptr;
+    }
+    const std::vector<ScreenSpec>& All() const { return screens_; }
+
+private:
+    std::vector<ScreenSpec> screens_;
+};
+
+}  // namespace vantor::ui

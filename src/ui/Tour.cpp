@@ -1,0 +1,107 @@
+#include "ui/Tour.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QPixmap>
+#include <cstdio>
+
+#include "ui/CMainFrame.h"
+#include "ui/PlayQueueList.h"
+
+namespace vantor::ui {
+
+namespace {
+
+constexpr std::chrono::milliseconds kStep{50};
+
+}  // namespace
+
+Tour::Tour(CMainFrame& frame, QString folder, std::chrono::milliseconds sessionTimeout)
+    : frame_(frame), folder_(std::move(folder)), sessionTimeout_(sessionTimeout) {
+    timer_.setInterval(kStep);
+    QObject::connect(&timer_, &QTimer::timeout, &timer_, [this] { Step(); });
+    // The session's own screen comes first, once the song and the queue
+    // are there to be seen.
+    stops_.push_back(Stop{std::string(kScreenMain), nullptr, [this] {
+                              return frame_.Screen() == kScreenMain &&
+                                     !frame_.View().Content().songTitle.empty() &&
+                                     frame_.Queue().RowCount() > 0;
+                          }});
+    stops_.push_back(Stop{std::string(kScreenNowPlaying),
+                          [this] { frame_.Command(kCommandNowPlaying); },
+                          [this] {
+                              return frame_.Screen() == kScreenNowPlaying &&
+                                     !frame_.View().Content().albumArt.isNull();
+                          }});
+}
+
+void Tour::Start() {
+    if (!QDir().mkpath(folder_)) {
+        Finish(1, "cannot make the folder " + folder_.toStdString());
+        return;
+    }
+    started_ = std::chrono::steady_clock::now();
+    // The connect screen is pictured as the program starts, before the
+    // automatic connection has left it.
+    if (!Capture(std::string(kScreenConnect))) {
+        return;
+    }
+    timer_.start();
+}
+
+void Tour::Step() {
+    const auto now = std::chrono::steady_clock::now();
+    if (next_ == 0 && frame_.Screen() != kScreenMain) {
+        if (now - started_ > sessionTimeout_) {
+            Finish(1, "no session with the server within " +
+                          std::to_string(sessionTimeout_.count() / 1000) + " s");
+        }
+        return;
+    }
+    if (next_ >= stops_.size()) {
+        Finish(0);
+        return;
+    }
+    Stop& stop = stops_[next_];
+    if (!arrived_) {
+        arrived_ = true;
+        stopStarted_ = now;
+        if (stop.go) {
+            stop.go();
+        }
+        return;
+    }
+    if (!stop.ready() && now - stopStarted_ < stop.patience) {
+        return;
+    }
+    if (!Capture(stop.screen)) {
+        return;
+    }
+    ++next_;
+    arrived_ = false;
+}
+
+bool Tour::Capture(const std::string& screen) {
+    const QString file =
+        folder_ + QLatin1Char('/') + QString::fromStdString(screen) + QStringLiteral(".png");
+    if (!frame_.grab().save(file, "PNG")) {
+        Finish(1, "cannot write " + file.toStdString());
+        return false;
+    }
+    std::printf("vantor: wrote %s\n", file.toUtf8().constData());
+    std::fflush(stdout);
+    return true;
+}
+
+void Tour::Finish(int code, const std::string& message) {
+    timer_.stop();
+    if (!message.empty()) {
+        std::fprintf(stderr, "vantor --tour: %s\n", message.c_str());
+    }
+    // The program ends through the Exit command, which saves and stops the
+    // threads, with the tour's result.
+    frame_.Command(kCommandExit);
+    QCoreApplication::exit(code);
+}
+
+}  // namespace vantor::ui
