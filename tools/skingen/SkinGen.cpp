@@ -169,7 +169,8 @@ void PaintList(QPainter& p) {
 
 void PaintConnect(QPainter& p) {
     PaintGlow(p, 128);
-    DrawLogo(p, QRectF(98, 16, 44, 44));
+    // The program draws the product icon (icon.png, icon@2x.png) at the top
+    // itself; the space above the name is left for it.
     DrawLabel(p, QRectF(0, 64, kScreenWidth, 26), QStringLiteral("Vantor"), 22, kText,
               Qt::AlignCenter, true);
     DrawLabel(p, QRectF(0, 90, kScreenWidth, 16), QStringLiteral("Remote control for your music"),
@@ -663,7 +664,7 @@ int Run(const QString& out) {
             }
         }
     }
-    for (const auto& [name, size] : {std::pair{"icon.png", 32}, std::pair{"icon@2x.png", 64}}) {
+    for (const auto& [name, size] : {std::pair{"icon.png", 48}, std::pair{"icon@2x.png", 96}}) {
         QImage icon(size, size, QImage::Format_ARGB32_Premultiplied);
         icon.fill(Qt::transparent);
         QPainter painter(&icon);
