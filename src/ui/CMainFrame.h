@@ -112,6 +112,7 @@ public:
     std::string Screen() const { return CurrentScreen(); }
     const ScreenView& View() const { return *view_; }
     bool Landscape() const { return landscape_; }
+    bool Closing() const { return closing_; }
     double DisplayScale() const { return displayScale_; }
     const Settings& CurrentSettings() const { return settings_; }
     PlayerState Player() const { return manager_->Snapshot(); }

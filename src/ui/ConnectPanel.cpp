@@ -54,11 +54,17 @@ ConnectPanel::ConnectPanel(QWidget* screen, std::function<void()> connect)
     list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     edit_->setFrame(false);
     status_->setTextFormat(Qt::PlainText);
-    QObject::connect(list_, &QListWidget::currentTextChanged, edit_, [this](const QString& text) {
-        if (!text.isEmpty()) {
-            edit_->setText(text);
-        }
-    });
+    // Only the user's choice of a row goes into the box: a list that
+    // merely gains the focus makes its first row current, and that must not
+    // change the server. Nor does the list take the focus when another
+    // control gives it up.
+    list_->setFocusPolicy(Qt::ClickFocus);
+    QObject::connect(list_, &QListWidget::currentItemChanged, edit_,
+                     [this](QListWidgetItem* current) {
+                         if (current != nullptr && list_->hasFocus()) {
+                             edit_->setText(current->text());
+                         }
+                     });
     QObject::connect(list_, &QListWidget::itemActivated, edit_, [connect] { connect(); });
     QObject::connect(edit_, &QLineEdit::textEdited, edit_, [this] { MarkRow(); });
     QObject::connect(edit_, &QLineEdit::returnPressed, edit_, [connect] { connect(); });
@@ -114,11 +120,8 @@ void ConnectPanel::SetServers(const std::array<std::string, kServerHistory>& ser
     }
     // The text that stands in the box is kept; without one, the first
     // server (or finding one) is what Connect takes.
-    if (shown.isEmpty()) {
-        list_->setCurrentRow(list_->count() > 1 ? 1 : 0);
-    } else {
-        SetText(shown.toStdString());
-    }
+    SetText(shown.isEmpty() ? list_->item(list_->count() > 1 ? 1 : 0)->text().toStdString()
+                            : shown.toStdString());
 }
 
 std::string ConnectPanel::Text() const {

@@ -1,0 +1,156 @@
+#include "ui/GuiFixture.h"
+
+#include <stdlib.h>
+
+#include <QCoreApplication>
+
+#include "session/NowPlaying.h"
+
+namespace vantor::testing {
+
+GuiTest::GuiTest() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "vantor-gui-XXXXXX").string();
+    dir_ = mkdtemp(pattern.data());
+    // The install folder holds the shipped skins; downloads land beside them.
+    installDir_ = dir_ / "install";
+    std::filesystem::create_directories(installDir_);
+    std::filesystem::create_directory_symlink(VANTOR_SKINS_DIR, installDir_ / "skins");
+    settingsFile_ = (dir_ / "settings.reg").string();
+    serverOptions_ = LoopbackServerOptions();
+    serverOptions_.startPlaying = true;
+}
+
+GuiTest::~GuiTest() {
+    StopWindow();
+    server_.reset();
+    std::error_code ignored;
+    std::filesystem::remove_all(dir_, ignored);
+}
+
+void GuiTest::WriteSettings(const std::function<void(RegistryStore&)>& more) {
+    RegistryStore store(settingsFile_);
+    store.Load();
+    store.CreateKey(kSettingsKey);
+    store.SetString(kSettingsKey, "InstallDir", installDir_.string() + "/");
+    store.SetDword(kSettingsKey, "AutoConnect", 1);
+    if (more) {
+        more(store);
+    }
+    ASSERT_EQ(store.Save(), 0);
+}
+
+void GuiTest::StartWindow(const std::function<void(ui::FrameOptions&)>& tweak) {
+    if (!server_) {
+        server_ = std::make_unique<TestServer>(serverOptions_);
+    }
+    ui::FrameOptions options;
+    options.configPath = settingsFile_;
+    options.server = "127.0.0.1";
+    options.port = server_->Port();
+    options.mediaPort = (*server_)->MediaPort();
+    options.discovery.broadcastAddress = "127.0.0.1";
+    options.discovery.discoveryPort = (*server_)->DiscoveryPort();
+    options.discovery.messagePort = server_->Port();
+    options.discovery.peerHost = "127.0.0.1";
+    options.dataDir = (dir_ / "data").string();
+    if (tweak) {
+        tweak(options);
+    }
+    ui::FrameServices services;
+    services.prompter = &prompter_;
+    services.launcher = &launcher_;
+    services.addresses = addresses_;
+    frame_ = std::make_unique<ui::CMainFrame>(options, services);
+    ASSERT_TRUE(frame_->Create());
+    frame_->show();
+}
+
+void GuiTest::StopWindow() {
+    if (frame_) {
+        frame_->Command(ui::kCommandExit);
+        frame_.reset();
+    }
+}
+
+bool GuiTest::Pump(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            return false;
+        }
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        std::this_thread::sleep_for(1ms);
+    }
+    return true;
+}
+
+void GuiTest::PumpFor(std::chrono::milliseconds time) {
+    Pump([] { return false; }, time);
+}
+
+bool GuiTest::OnMainWithSong() {
+    return Pump([this] {
+        return frame_->Screen() == "main" && !frame_->View().Content().songTitle.empty();
+    });
+}
+
+QWidget* GuiTest::Screen() const {
+    return frame_->findChild<QWidget*>(QStringLiteral("Skinned Screen"));
+}
+
+QPoint GuiTest::Center(std::string_view component) const {
+    const QRect rect = frame_->View().ComponentRect(component);
+    EXPECT_FALSE(rect.isEmpty()) << component << " is not on " << frame_->Screen();
+    return rect.center();
+}
+
+void GuiTest::Mouse(QEvent::Type type, QPoint at, Qt::MouseButtons buttons) {
+    QWidget* screen = Screen();
+    const Qt::MouseButton button = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
+    QMouseEvent event(type, QPointF(at), screen->mapToGlobal(QPointF(at)), button, buttons,
+                      Qt::NoModifier);
+    QApplication::sendEvent(screen, &event);
+}
+
+void GuiTest::Click(QPoint at) {
+    Mouse(QEvent::MouseButtonPress, at, Qt::LeftButton);
+    Mouse(QEvent::MouseButtonRelease, at, Qt::NoButton);
+}
+
+int GuiTest::Received(const std::string& name) const {
+    int count = 0;
+    for (const std::string& request : (*server_)->ReceivedRequests()) {
+        count += request == name;
+    }
+    return count;
+}
+
+void GuiTest::OnServer(const std::function<void(server::PlayerModel&)>& read) {
+    // Shared with the loop's task, which may outlive a wait that timed out.
+    struct Done {
+        std::mutex mutex;
+        std::condition_variable finished;
+        bool done = false;
+    };
+    auto done = std::make_shared<Done>();
+    (*server_)->Post([done, read](server::PlayerModel& player, server::Events&) {
+        read(player);
+        std::lock_guard lock(done->mutex);
+        done->done = true;
+        done->finished.notify_all();
+    });
+    std::unique_lock lock(done->mutex);
+    ASSERT_TRUE(done->finished.wait_for(lock, 5s, [&] { return done->done; }));
+}
+
+std::string GuiTest::ServerTitleLine() {
+    std::string line;
+    OnServer([&](server::PlayerModel& player) {
+        if (const server::Track* track = player.Current()) {
+            line = TitleLine(track->artist, track->title, track->length, true);
+        }
+    });
+    return line;
+}
+
+}  // namespace vantor::testing

@@ -1,0 +1,130 @@
+#pragma once
+
+// The real window against vantor-server on loopback, on Qt's offscreen
+// platform: a fixture that writes a settings file, starts the window with
+// test doubles for the message boxes, the launcher and the machine's
+// addresses, and drives it with synthetic mouse events as a user would.
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QMouseEvent>
+#include <QWidget>
+#include <chrono>
+#include <condition_variable>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "session/RegistryStore.h"
+#include "session/Settings.h"
+#include "support/TestServer.h"
+#include "ui/CMainFrame.h"
+
+namespace vantor::testing {
+
+using namespace std::chrono_literals;
+
+// Answers every box as told and remembers what was shown.
+class RecordingPrompter final : public ui::Prompter {
+public:
+    void Inform(const std::string& caption, const std::string& text, ui::PromptIcon) override {
+        shown.push_back(caption + ": " + text);
+    }
+    bool AskYesNo(const std::string& caption, const std::string& text) override {
+        shown.push_back(caption + "? " + text);
+        return yes;
+    }
+    bool Showed(const std::string& caption) const {
+        for (const std::string& line : shown) {
+            if (line.rfind(caption, 0) == 0) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    bool yes = false;
+    std::vector<std::string> shown;
+};
+
+// Opens nothing; remembers what it was asked to open.
+class RecordingLauncher final : public Launcher {
+public:
+    bool Open(const std::string& file, const std::string& parameters) override {
+        std::lock_guard lock(mutex);
+        opened.push_back(file + " " + parameters);
+        return true;
+    }
+    std::vector<std::string> Opened() {
+        std::lock_guard lock(mutex);
+        return opened;
+    }
+
+    std::mutex mutex;  // the launcher is called on the receiver thread
+    std::vector<std::string> opened;
+};
+
+// The machine's address, as the network watch sees it; tests change it.
+class TestAddresses final : public LocalAddressSource {
+public:
+    std::vector<std::string> LocalAddresses() override {
+        std::lock_guard lock(mutex_);
+        return {address_};
+    }
+    void Set(std::string address) {
+        std::lock_guard lock(mutex_);
+        address_ = std::move(address);
+    }
+
+private:
+    std::mutex mutex_;
+    std::string address_ = "192.0.2.10";
+};
+
+class GuiTest : public ::testing::Test {
+protected:
+    GuiTest();
+    ~GuiTest() override;
+
+    // Settings written before the window starts (the settings key exists,
+    // so this is not a first run).
+    void WriteSettings(const std::function<void(RegistryStore&)>& more = nullptr);
+    // Starts the window against the test's server.
+    void StartWindow(const std::function<void(ui::FrameOptions&)>& tweak = nullptr);
+    void StopWindow();
+
+    // Runs the window's events until `done` holds or the time-out passes.
+    bool Pump(const std::function<bool()>& done, std::chrono::milliseconds timeout = 5s);
+    void PumpFor(std::chrono::milliseconds time);
+    bool OnMainWithSong();
+
+    QWidget* Screen() const;
+    QPoint Center(std::string_view component) const;
+    void Mouse(QEvent::Type type, QPoint at, Qt::MouseButtons buttons);
+    void Click(QPoint at);
+    void Click(std::string_view component) { Click(Center(component)); }
+
+    // What the server has been asked, by request name.
+    int Received(const std::string& name) const;
+    // Runs `read` on the server's loop with its player and waits for it.
+    void OnServer(const std::function<void(server::PlayerModel&)>& read);
+    // The title line the window shows for the server's current song.
+    std::string ServerTitleLine();
+
+    std::filesystem::path dir_;
+    std::filesystem::path installDir_;
+    std::string settingsFile_;
+    server::ServerOptions serverOptions_;
+    std::unique_ptr<TestServer> server_;
+    RecordingPrompter prompter_;
+    RecordingLauncher launcher_;
+    std::shared_ptr<TestAddresses> addresses_ = std::make_shared<TestAddresses>();
+    std::unique_ptr<ui::CMainFrame> frame_;
+};
+
+}  // namespace vantor::testing

@@ -1,0 +1,306 @@
+// The window as a user meets it, story by story, against vantor-server on
+// loopback: what it shows, what its buttons and bars send, and how it
+// copes when the server goes, the screen turns, or nobody touches it.
+
+#include <QCryptographicHash>
+#include <QFile>
+#include <fstream>
+
+#include "protocol/Messages.h"
+#include "skin/SkinBar.h"
+#include "ui/GuiFixture.h"
+#include "ui/PlayQueueList.h"
+
+namespace vantor::testing {
+namespace {
+
+// How many pixels of the region are within a few steps of the colour:
+// text drawn in that colour leaves some.
+int PixelsNear(const QImage& image, const QRect& region, QColor colour) {
+    int count = 0;
+    for (int y = region.top(); y <= region.bottom(); ++y) {
+        for (int x = region.left(); x <= region.right(); ++x) {
+            const QColor pixel = image.pixelColor(x, y);
+            count += std::abs(pixel.red() - colour.red()) + std::abs(pixel.green() - colour.green()) +
+                         std::abs(pixel.blue() - colour.blue()) <
+                     12;
+        }
+    }
+    return count;
+}
+
+TEST_F(GuiTest, ConnectsAutomaticallyAndDrawsTheServersSongTimeAndVolume) {
+    WriteSettings([](RegistryStore& store) { store.SetString(kSettingsKey, "Server1", "nas"); });
+    StartWindow();
+    EXPECT_EQ(frame_->Screen(), "connect");
+    ASSERT_TRUE(OnMainWithSong());
+
+    const std::string line = ServerTitleLine();
+    EXPECT_TRUE(Pump([&] { return frame_->View().Content().songTitle == line; })) << line;
+    std::int32_t volume = 0;
+    OnServer([&](server::PlayerModel& player) { volume = player.Volume(); });
+    const ui::ScreenView& view = frame_->View();
+    const std::int32_t fill = VolumeToPixels(volume, view.VolumeWidth());
+    EXPECT_TRUE(Pump([&] { return view.Content().volumePixels == fill; }));
+    EXPECT_TRUE(Pump([&] { return view.Content().positionMs >= 0; }));
+
+    // Drawn, not only known: the title and the time in their fonts'
+    // colours, the volume fill ending where the volume says.
+    const QImage& image = view.Frame();
+    EXPECT_GT(PixelsNear(image, view.ComponentRect("songback"), QColor(238, 242, 248)), 50);
+    EXPECT_GT(PixelsNear(image, view.ComponentRect("positionback"), QColor(46, 196, 182)), 20);
+    const QRect bar = view.ComponentRect("volumebar.back");
+    EXPECT_NE(image.pixel(bar.left() + fill - 2, bar.center().y()),
+              image.pixel(bar.left() + fill + 2, bar.center().y()));
+    EXPECT_TRUE(Pump([&] { return frame_->Queue().RowCount() > 0; }));
+
+    // The server given for this run is not saved over the history.
+    StopWindow();
+    RegistryStore store(settingsFile_);
+    store.Load();
+    EXPECT_EQ(store.QueryString(kSettingsKey, "Server1", 200).value_or(""), "nas");
+}
+
+TEST_F(GuiTest, ButtonsAndDragsReachTheServerAsRequests) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+
+    Click("pause");
+    EXPECT_TRUE(Pump([&] { return frame_->Player().playingState == PlayingState::Paused; }));
+    Click("play");
+    EXPECT_TRUE(Pump([&] { return frame_->Player().playingState == PlayingState::Playing; }));
+    const std::string first = frame_->View().Content().songTitle;
+    Click("next");
+    EXPECT_TRUE(Pump([&] { return frame_->View().Content().songTitle != first; }));
+    Click("repeat");
+    EXPECT_TRUE(Pump([&] { return frame_->Player().repeat == RepeatState::All; }));
+    EXPECT_EQ(frame_->View().Content().repeat, RepeatState::All);
+
+    // A press that slides off its button before the release sends nothing.
+    const QRect stop = frame_->View().ComponentRect("stop");
+    Mouse(QEvent::MouseButtonPress, stop.center(), Qt::LeftButton);
+    Mouse(QEvent::MouseMove, stop.topLeft() - QPoint(40, 40), Qt::LeftButton);
+    Mouse(QEvent::MouseButtonRelease, stop.topLeft() - QPoint(40, 40), Qt::NoButton);
+    PumpFor(200ms);
+    EXPECT_EQ(Received("StopRequest"), 0);
+    EXPECT_EQ(Received("PauseRequest"), 1);
+    EXPECT_EQ(Received("NextItemRequest"), 1);
+
+    // Thirty moves across the volume bar cost a request or two, and the
+    // bar's final place is the volume the server ends with.
+    const QRect volume = frame_->View().ComponentRect("volumebar.back");
+    const int y = volume.center().y();
+    const int end = volume.left() + volume.width() * 3 / 4;
+    const int sentBefore = Received("SetVolumeRequest");
+    Mouse(QEvent::MouseButtonPress, QPoint(volume.left() + 2, y), Qt::LeftButton);
+    for (int step = 1; step <= 30; ++step) {
+        Mouse(QEvent::MouseMove, QPoint(volume.left() + (end - volume.left()) * step / 30, y),
+              Qt::LeftButton);
+    }
+    Mouse(QEvent::MouseButtonRelease, QPoint(end, y), Qt::NoButton);
+    const int expected = static_cast<int>(std::lround(100.0 * (end - volume.left()) /
+                                                      frame_->View().VolumeWidth()));
+    EXPECT_TRUE(Pump([&] { return frame_->Player().volume == expected; })) << expected;
+    const int sent = Received("SetVolumeRequest") - sentBefore;
+    EXPECT_GE(sent, 1);
+    EXPECT_LE(sent, 3);
+
+    // Dragging the position bar seeks.
+    const QRect position = frame_->View().ComponentRect("positionbar.back");
+    std::int32_t length = 0;
+    OnServer([&](server::PlayerModel& player) { length = player.Current()->length; });
+    Mouse(QEvent::MouseButtonPress, QPoint(position.left() + 4, position.center().y()),
+          Qt::LeftButton);
+    Mouse(QEvent::MouseMove, position.center(), Qt::LeftButton);
+    Mouse(QEvent::MouseButtonRelease, position.center(), Qt::NoButton);
+    const int target = static_cast<int>(std::lround(double(position.center().x() -
+                                                           position.left()) *
+                                                    length / position.width()));
+    EXPECT_TRUE(Pump([&] {
+        std::int32_t at = -1;
+        OnServer([&](server::PlayerModel& player) { at = player.PlaybackPosition(); });
+        return at >= target && at <= target + 2;
+    })) << target;
+}
+
+TEST_F(GuiTest, LosingTheServerShowsReconnectingUntilItReturns) {
+    WriteSettings([](RegistryStore& store) {
+        store.SetString(kSettingsKey, "Server1", "192.0.2.99");
+        store.SetDword(kSettingsKey, "NowPlayingOnIdle", 1);
+    });
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+
+    serverOptions_.mediaPort = (*server_)->MediaPort();
+    server_->Stop();
+    EXPECT_TRUE(Pump([&] { return frame_->View().Content().songTitle == "Reconnecting..."; }));
+    // The window goes on working meanwhile: a button press returns at once.
+    Click("next");
+    EXPECT_EQ(frame_->Screen(), "main");
+
+    ASSERT_TRUE(server_->Restart(serverOptions_));
+    const std::string line = ServerTitleLine();
+    EXPECT_TRUE(Pump([&] { return frame_->View().Content().songTitle == line; }, 10s)) << line;
+    EXPECT_EQ(frame_->Screen(), "main");
+    EXPECT_TRUE(Pump([&] { return frame_->Queue().RowCount() > 0; }));
+
+    StopWindow();
+    RegistryStore store(settingsFile_);
+    store.Load();
+    EXPECT_EQ(store.QueryString(kSettingsKey, "Server1", 200).value_or(""), "192.0.2.99");
+    EXPECT_EQ(store.QueryDword(kSettingsKey, "NowPlayingOnIdle").value_or(0), 1u);
+}
+
+TEST_F(GuiTest, LandscapeIsRefusedAndTurningBackLandsOnMain) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    frame_->Command(ui::kCommandNowPlaying);
+    ASSERT_EQ(frame_->Screen(), "nowplaying");
+
+    const auto resizeScreen = [&](int width, int height) {
+        const QSize chrome = frame_->size() - Screen()->size();
+        frame_->resize(width + chrome.width(), height + chrome.height());
+        return Pump([&] { return Screen()->size() == QSize(width, height); });
+    };
+    ASSERT_TRUE(resizeScreen(640, 480));
+    EXPECT_TRUE(frame_->Landscape());
+    EXPECT_TRUE(frame_->View().Landscape());
+    EXPECT_FALSE(frame_->Queue().isVisible());
+    const int before = Received("NextItemRequest");
+    Click(QPoint(320, 400));  // where buttons would be: nothing happens
+    PumpFor(100ms);
+    EXPECT_EQ(Received("NextItemRequest"), before);
+
+    ASSERT_TRUE(resizeScreen(480, 640));
+    EXPECT_FALSE(frame_->Landscape());
+    EXPECT_EQ(frame_->Screen(), "main");
+    EXPECT_EQ(frame_->View().Frame().size(), QSize(480, 640));
+    EXPECT_TRUE(frame_->Queue().isVisible());
+    EXPECT_FALSE(frame_->View().Content().songTitle.empty());
+
+    // A narrower screen reads the skin at the smaller scale.
+    ASSERT_TRUE(resizeScreen(360, 560));
+    EXPECT_DOUBLE_EQ(frame_->DisplayScale(), 1.3);
+    EXPECT_EQ(frame_->Skin().ResolutionSuffix(), "@1.3x");
+    EXPECT_EQ(frame_->View().Frame().size(), QSize(360, 560));
+    Click("next");
+    EXPECT_TRUE(Pump([&] { return Received("NextItemRequest") == before + 1; }));
+}
+
+TEST_F(GuiTest, AnIdleWindowShowsNowPlayingWhileMusicPlays) {
+    WriteSettings([](RegistryStore& store) { store.SetDword(kSettingsKey, "NowPlayingOnIdle", 1); });
+    StartWindow([](ui::FrameOptions& options) { options.idleTime = 300ms; });
+    ASSERT_TRUE(OnMainWithSong());
+    EXPECT_TRUE(Pump([&] { return frame_->Screen() == "nowplaying"; }));
+
+    // A tap on the art goes back to where the window was.
+    Click(frame_->View().WindowRect("albumart").center());
+    EXPECT_EQ(frame_->Screen(), "main");
+
+    // With the player stopped the window stays where it is.
+    Click("stop");
+    ASSERT_TRUE(Pump([&] { return frame_->Player().playingState == PlayingState::Stopped; }));
+    PumpFor(1500ms);
+    EXPECT_EQ(frame_->Screen(), "main");
+}
+
+TEST_F(GuiTest, AnOfferedUpdateIsDownloadedWithProgressAndOpened) {
+    const std::filesystem::path offer = dir_ / "offer" / "vantor-1.6.0.0.deb";
+    std::filesystem::create_directories(offer.parent_path());
+    std::string bytes(300 * 1024, '\0');
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] = static_cast<char>(i * 7 + i / 1000);
+    }
+    std::ofstream(offer, std::ios::binary) << bytes;
+    serverOptions_.updateFile = offer.string();
+    serverOptions_.info.clientVersion = "1.6.0.0";
+    prompter_.yes = true;
+    WriteSettings();
+    StartWindow();
+
+    ASSERT_TRUE(Pump([&] { return !launcher_.Opened().empty(); }, 10s));
+    EXPECT_TRUE(prompter_.Showed("Update Available"));
+    const std::filesystem::path saved = installDir_ / "vantor-1.6.0.0.deb";
+    EXPECT_EQ(launcher_.Opened().front(), saved.string() + " ");
+    std::ifstream in(saved, std::ios::binary);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), bytes);
+    // The bar went the whole way on the connect screen, and the window quits
+    // so the installer can replace the program.
+    EXPECT_TRUE(Pump([&] { return frame_->View().Content().progressPercent == 100; }));
+    EXPECT_TRUE(Pump([&] { return frame_->Closing(); }));
+    EXPECT_FALSE(prompter_.Showed("Error Applying Update"));
+}
+
+TEST_F(GuiTest, TheNowPlayingScreenFollowsTheSongWithItsArt) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    Click(frame_->View().ComponentRect("songback").center());
+    ASSERT_EQ(frame_->Screen(), "nowplaying");
+    const ui::ScreenContent& content = frame_->View().Content();
+    ASSERT_TRUE(Pump([&] { return !content.albumArt.isNull(); }));
+    const QImage first = content.albumArt;
+
+    // The next song from another album brings its own art and lines.
+    server::Track next;
+    OnServer([&](server::PlayerModel& player) {
+        const std::string album = player.Current()->album;
+        for (std::size_t i = 0; i < player.Queue().size(); ++i) {
+            const server::Track* track = (*server_)->Library().Find(player.Queue()[i]);
+            if (track->album != album) {
+                server::Events ignored;
+                next = *track;
+                (*server_)->Post([i](server::PlayerModel& model, server::Events& events) {
+                    model.SetQueuePosition(static_cast<std::int32_t>(i), events);
+                });
+                return;
+            }
+        }
+    });
+    ASSERT_FALSE(next.title.empty());
+    EXPECT_TRUE(Pump([&] { return content.title == next.title; }));
+    EXPECT_EQ(content.artist, next.artist);
+    EXPECT_EQ(content.album, next.album);
+    EXPECT_TRUE(Pump([&] { return !content.albumArt.isNull() && content.albumArt != first; }));
+    // The art is drawn in its place.
+    const QRect box = frame_->View().WindowRect("albumart");
+    const QImage& image = frame_->View().Frame();
+    const QImage drawn = content.albumArt.scaled(box.size(), Qt::KeepAspectRatio,
+                                                 Qt::SmoothTransformation);
+    EXPECT_EQ(image.pixelColor(box.center()), drawn.pixelColor(drawn.rect().center()));
+}
+
+TEST_F(GuiTest, DisconnectingReturnsToTheConnectScreenAndConnectPicksTheTypedServer) {
+    WriteSettings([](RegistryStore& store) { store.SetDword(kSettingsKey, "AutoConnect", 0); });
+    StartWindow([](ui::FrameOptions& options) { options.server.clear(); });
+    PumpFor(100ms);
+    EXPECT_EQ(frame_->Screen(), "connect");
+    EXPECT_FALSE(frame_->Connected());
+
+    // Typed into the box, the address is what Connect connects to, and it
+    // heads the saved history.
+    QLineEdit* box = frame_->findChild<QLineEdit*>(QStringLiteral("Server Box"));
+    ASSERT_NE(box, nullptr);
+    box->setText(QStringLiteral("127.0.0.1"));
+    frame_->Command(ui::kCommandConnect);
+    ASSERT_TRUE(OnMainWithSong());
+    RegistryStore saved(settingsFile_);
+    saved.Load();
+    EXPECT_EQ(saved.QueryString(kSettingsKey, "Server1", 200).value_or(""), "127.0.0.1");
+
+    frame_->Command(ui::kCommandDisconnect);
+    EXPECT_EQ(frame_->Screen(), "connect");
+    EXPECT_FALSE(frame_->Connected());
+    EXPECT_EQ(frame_->Queue().RowCount(), 0);
+    // Commands that need a session do nothing here.
+    frame_->Command(ui::kCommandNowPlaying);
+    frame_->Command(ui::kCommandControls);
+    EXPECT_EQ(frame_->Screen(), "connect");
+    PumpFor(300ms);
+    EXPECT_EQ(frame_->Screen(), "connect");  // no reconnection follows
+}
+
+}  // namespace
+}  // namespace vantor::testing
