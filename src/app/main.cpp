@@ -8,9 +8,14 @@
 // the front instead. With --tour the client runs offscreen, pictures every
 // screen of a live session into DIR and ends.
 
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QFileInfo>
+#include <QSocketNotifier>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -30,6 +35,7 @@ using vantor::ui::FrameOptions;
 struct Arguments {
     FrameOptions frame;
     QString tour;
+    int tourTimeout = 20;
     int logLevel = vantor::Logger::kDefaultThreshold;
     QString logFile;
 };
@@ -90,9 +96,13 @@ bool Parse(QCoreApplication& application, Arguments& arguments) {
         QStringLiteral("tour"),
         QStringLiteral("Picture every screen of a live session into DIR offscreen, then end."),
         QStringLiteral("DIR"));
+    const QCommandLineOption tourTimeout(
+        QStringLiteral("tour-timeout"),
+        QStringLiteral("How long the tour waits for a session, in seconds (default 20)."),
+        QStringLiteral("SECONDS"), QStringLiteral("20"));
     for (const QCommandLineOption* option :
          {&config, &geometry, &dpi, &server, &port, &mediaPort, &broadcast, &discoveryPort,
-          &logLevel, &logFile, &tour}) {
+          &logLevel, &logFile, &tour, &tourTimeout}) {
         parser.addOption(*option);
     }
     parser.process(application);
@@ -140,15 +150,48 @@ bool Parse(QCoreApplication& application, Arguments& arguments) {
     }
     arguments.logFile = parser.value(logFile);
     arguments.tour = parser.value(tour);
+    bool ok = false;
+    arguments.tourTimeout = parser.value(tourTimeout).toInt(&ok);
+    if (!ok || arguments.tourTimeout < 1) {
+        return fail("--tour-timeout", parser.value(tourTimeout));
+    }
     return true;
 }
 
 // Milliseconds on the monotonic clock, which a program that starts this
 // one can compare with its own.
-long long MonotonicMs() {
+double MonotonicMs() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+    return static_cast<double>(now.tv_sec) * 1000.0 + static_cast<double>(now.tv_nsec) / 1e6;
+}
+
+// SIGTERM and SIGINT end the program as the Exit command does, settings
+// saved: a signal handler may only write to a pipe, which the window's
+// thread reads.
+int signalPipe[2] = {-1, -1};
+
+void OnSignal(int) {
+    const char byte = 1;
+    [[maybe_unused]] const ssize_t written = ::write(signalPipe[1], &byte, 1);
+}
+
+void ExitOnSignals(CMainFrame& frame, QObject* owner) {
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, signalPipe) != 0) {
+        return;
+    }
+    auto* notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, owner);
+    QObject::connect(notifier, &QSocketNotifier::activated, owner, [&frame] {
+        char byte = 0;
+        [[maybe_unused]] const ssize_t read = ::read(signalPipe[0], &byte, 1);
+        frame.Command(vantor::ui::kCommandExit);
+    });
+    struct sigaction action {};
+    action.sa_handler = OnSignal;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGINT, &action, nullptr);
 }
 
 }  // namespace
@@ -201,7 +244,7 @@ int main(int argc, char** argv) {
     }
     CMainFrame frame(options, services);
     frame.SetMilestoneHandler([](const char* milestone) {
-        vantor::Log(vantor::kLogVerbose, "vantor: %s at %lld ms (monotonic)", milestone,
+        vantor::Log(vantor::kLogVerbose, "vantor: %s at %.3f ms (monotonic)", milestone,
                     MonotonicMs());
     });
     if (!frame.Create()) {
@@ -210,16 +253,19 @@ int main(int argc, char** argv) {
     }
     if (!touring) {
         instance.Listen([&frame] {
+            vantor::Log(vantor::kLogInfo, "vantor: a later start asked for the window");
             frame.showNormal();
             frame.raise();
             frame.activateWindow();
         });
     }
+    ExitOnSignals(frame, &application);
     frame.show();
 
     std::unique_ptr<vantor::ui::Tour> tour;
     if (touring) {
-        tour = std::make_unique<vantor::ui::Tour>(frame, arguments.tour);
+        tour = std::make_unique<vantor::ui::Tour>(frame, arguments.tour,
+                                                  std::chrono::seconds(arguments.tourTimeout));
         tour->Start();
     }
     return QApplication::exec();

@@ -674,10 +674,10 @@ void CMainFrame::OnFrameEvent(const FrameEvent& event) {
     }
     switch (event.Message()) {
         case FrameMessage::PlaylistRow:
+            // The list selects the entry now, or once its rows come.
             playlistPosition_ = event.Parameter();
-            if (queue_->RowCount() > 0) {
-                queue_->SetCurrent(event.Parameter());
-            } else {
+            queue_->SetCurrent(playlistPosition_);
+            if (queue_->RowCount() == 0) {
                 RefreshProgress();
             }
             break;

@@ -215,6 +215,11 @@ void PlayQueueList::SetItemCount(int count) {
 }
 
 void PlayQueueList::EnsureVisible(int row) {
+    // The queue scrolls to the entry it was opened at; should the player
+    // have moved on before the rows came, the entry now playing it is.
+    if (current_ >= 0 && current_ < RowCount()) {
+        row = current_;
+    }
     const QModelIndex index = model_->index(row);
     selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect);
     scrollTo(index, QAbstractItemView::PositionAtCenter);

@@ -45,6 +45,8 @@ public:
     }
 
     int RowCount() const;
+    // The row selected: the entry now playing unless the user picked another.
+    int SelectedEntry() const { return SelectedRow(); }
     // What a row shows: its title, or empty while its page is away.
     std::string RowText(int row) const { return queue_.RowText(row); }
     bool IsOpen() const { return opened_; }

@@ -8,6 +8,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -57,6 +58,9 @@ public:
     Process& operator=(const Process&) = delete;
 
     bool Started() const { return pid_ > 0; }
+    pid_t Pid() const { return pid_; }
+    // The most memory the process held, in KiB, once it has been reaped.
+    long PeakRssKb() const { return peakRssKb_; }
     void Signal(int signal) const {
         if (pid_ > 0 && !reaped_) {
             ::kill(pid_, signal);
@@ -92,9 +96,11 @@ public:
         const auto deadline = std::chrono::steady_clock::now() + timeout;
         while (!reaped_) {
             int status = 0;
-            const pid_t done = ::waitpid(pid_, &status, WNOHANG);
+            rusage usage{};
+            const pid_t done = ::wait4(pid_, &status, WNOHANG, &usage);
             if (done == pid_) {
                 reaped_ = true;
+                peakRssKb_ = usage.ru_maxrss;
                 status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
                 break;
             }
@@ -113,6 +119,7 @@ private:
     int output_ = -1;
     bool reaped_ = false;
     int status_ = -1;
+    long peakRssKb_ = -1;
     std::string text_;
 };
 

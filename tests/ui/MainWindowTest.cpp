@@ -8,6 +8,7 @@
 
 #include "protocol/Messages.h"
 #include "skin/SkinBar.h"
+#include "support/ScriptedHttp.h"
 #include "ui/GuiFixture.h"
 #include "ui/PlayQueueList.h"
 
@@ -21,7 +22,8 @@ int PixelsNear(const QImage& image, const QRect& region, QColor colour) {
     for (int y = region.top(); y <= region.bottom(); ++y) {
         for (int x = region.left(); x <= region.right(); ++x) {
             const QColor pixel = image.pixelColor(x, y);
-            count += std::abs(pixel.red() - colour.red()) + std::abs(pixel.green() - colour.green()) +
+            count += std::abs(pixel.red() - colour.red()) +
+                         std::abs(pixel.green() - colour.green()) +
                          std::abs(pixel.blue() - colour.blue()) <
                      12;
         }
@@ -31,6 +33,10 @@ int PixelsNear(const QImage& image, const QRect& region, QColor colour) {
 
 TEST_F(GuiTest, ConnectsAutomaticallyAndDrawsTheServersSongTimeAndVolume) {
     WriteSettings([](RegistryStore& store) { store.SetString(kSettingsKey, "Server1", "nas"); });
+    server_ = std::make_unique<TestServer>(serverOptions_);
+    (*server_)->Post([](server::PlayerModel& player, server::Events& events) {
+        player.SetQueuePosition(7, events);
+    });
     StartWindow();
     EXPECT_EQ(frame_->Screen(), "connect");
     ASSERT_TRUE(OnMainWithSong());
@@ -52,7 +58,9 @@ TEST_F(GuiTest, ConnectsAutomaticallyAndDrawsTheServersSongTimeAndVolume) {
     const QRect bar = view.ComponentRect("volumebar.back");
     EXPECT_NE(image.pixel(bar.left() + fill - 2, bar.center().y()),
               image.pixel(bar.left() + fill + 2, bar.center().y()));
-    EXPECT_TRUE(Pump([&] { return frame_->Queue().RowCount() > 0; }));
+    // The queue lists the server's, the entry now playing selected.
+    EXPECT_TRUE(Pump([&] { return frame_->Queue().RowCount() == 25; }));
+    EXPECT_TRUE(Pump([&] { return frame_->Queue().SelectedEntry() == 7; }));
 
     // The server given for this run is not saved over the history.
     StopWindow();
@@ -99,8 +107,8 @@ TEST_F(GuiTest, ButtonsAndDragsReachTheServerAsRequests) {
               Qt::LeftButton);
     }
     Mouse(QEvent::MouseButtonRelease, QPoint(end, y), Qt::NoButton);
-    const int expected = static_cast<int>(std::lround(100.0 * (end - volume.left()) /
-                                                      frame_->View().VolumeWidth()));
+    const int expected =
+        static_cast<int>(std::lround(100.0 * (end - volume.left()) / frame_->View().VolumeWidth()));
     EXPECT_TRUE(Pump([&] { return frame_->Player().volume == expected; })) << expected;
     const int sent = Received("SetVolumeRequest") - sentBefore;
     EXPECT_GE(sent, 1);
@@ -114,9 +122,8 @@ TEST_F(GuiTest, ButtonsAndDragsReachTheServerAsRequests) {
           Qt::LeftButton);
     Mouse(QEvent::MouseMove, position.center(), Qt::LeftButton);
     Mouse(QEvent::MouseButtonRelease, position.center(), Qt::NoButton);
-    const int target = static_cast<int>(std::lround(double(position.center().x() -
-                                                           position.left()) *
-                                                    length / position.width()));
+    const int target = static_cast<int>(
+        std::lround(double(position.center().x() - position.left()) * length / position.width()));
     EXPECT_TRUE(Pump([&] {
         std::int32_t at = -1;
         OnServer([&](server::PlayerModel& player) { at = player.PlaybackPosition(); });
@@ -190,7 +197,8 @@ TEST_F(GuiTest, LandscapeIsRefusedAndTurningBackLandsOnMain) {
 }
 
 TEST_F(GuiTest, AnIdleWindowShowsNowPlayingWhileMusicPlays) {
-    WriteSettings([](RegistryStore& store) { store.SetDword(kSettingsKey, "NowPlayingOnIdle", 1); });
+    WriteSettings(
+        [](RegistryStore& store) { store.SetDword(kSettingsKey, "NowPlayingOnIdle", 1); });
     StartWindow([](ui::FrameOptions& options) { options.idleTime = 300ms; });
     ASSERT_TRUE(OnMainWithSong());
     EXPECT_TRUE(Pump([&] { return frame_->Screen() == "nowplaying"; }));
@@ -267,8 +275,8 @@ TEST_F(GuiTest, TheNowPlayingScreenFollowsTheSongWithItsArt) {
     // The art is drawn in its place.
     const QRect box = frame_->View().WindowRect("albumart");
     const QImage& image = frame_->View().Frame();
-    const QImage drawn = content.albumArt.scaled(box.size(), Qt::KeepAspectRatio,
-                                                 Qt::SmoothTransformation);
+    const QImage drawn =
+        content.albumArt.scaled(box.size(), Qt::KeepAspectRatio, Qt::SmoothTransformation);
     EXPECT_EQ(image.pixelColor(box.center()), drawn.pixelColor(drawn.rect().center()));
 }
 
@@ -300,6 +308,41 @@ TEST_F(GuiTest, DisconnectingReturnsToTheConnectScreenAndConnectPicksTheTypedSer
     EXPECT_EQ(frame_->Screen(), "connect");
     PumpFor(300ms);
     EXPECT_EQ(frame_->Screen(), "connect");  // no reconnection follows
+}
+
+TEST_F(GuiTest, AFirstRunWelcomesTheUserAndWaitsToBeToldWhereToConnect) {
+    StartWindow();  // no settings file yet
+    EXPECT_TRUE(Pump([&] { return prompter_.Showed("Welcome!"); }));
+    EXPECT_TRUE(prompter_.Showed("Vantor Settings"));
+    PumpFor(200ms);
+    EXPECT_EQ(frame_->Screen(), "connect");
+    EXPECT_FALSE(frame_->AttemptRunning());
+    EXPECT_FALSE(frame_->Connected());
+}
+
+TEST_F(GuiTest, GarbageStallsAndMissingImagesLeaveTheWindowWorking) {
+    // A skin that lost some of its images still shows every screen.
+    std::filesystem::remove(installDir_ / "skins");
+    std::filesystem::copy(VANTOR_SKINS_DIR, installDir_ / "skins",
+                          std::filesystem::copy_options::recursive);
+    for (const char* image : {"deck.png", "deck@1.3x.png", "deck@2x.png"}) {
+        std::filesystem::remove(installDir_ / "skins" / "default" / image);
+    }
+    // A media service that never answers.
+    ScriptedHttp stalled([](const std::string&) { return ScriptedReply{"", 3s, false}; });
+    WriteSettings();
+    StartWindow([&](ui::FrameOptions& options) { options.mediaPort = stalled.Port(); });
+    ASSERT_TRUE(OnMainWithSong());
+    EXPECT_EQ(frame_->Queue().RowCount(), 0);  // its page is on its way
+
+    // Garbage from the server is dropped; the session goes on.
+    (*server_)->SendRaw(std::string("<Bogus>1</Bogus>\0not xml at all\0<PlayRequest>\0", 46));
+    const std::string title = frame_->View().Content().songTitle;
+    Click("next");
+    EXPECT_TRUE(Pump([&] { return frame_->View().Content().songTitle != title; }));
+    EXPECT_EQ(frame_->Screen(), "main");
+    frame_->Command(ui::kCommandNowPlaying);
+    EXPECT_EQ(frame_->Screen(), "nowplaying");
 }
 
 }  // namespace

@@ -1,0 +1,107 @@
+// The vantor program as a user starts it: one window per settings file,
+// the tour's pictures and its failure, and an orderly end on SIGTERM.
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+#include "support/Process.h"
+
+namespace vantor {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::Process;
+
+class VantorWindowTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        setenv("QT_QPA_PLATFORM", "offscreen", 1);
+        std::string pattern =
+            (std::filesystem::temp_directory_path() / "vantor-e2e-XXXXXX").string();
+        dir_ = mkdtemp(pattern.data());
+        settings_ = (dir_ / "settings.reg").string();
+        std::ofstream(settings_) << "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane\\Vantor]\n"
+                                    "\"AutoConnect\"=dword:00000001\n";
+        server_ = std::make_unique<Process>(std::vector<std::string>{
+            VANTOR_SERVER_PATH, "--bind", "127.0.0.1", "--port", "0", "--discovery-port", "0",
+            "--media-port", "0", "--songs", "80", "--play"});
+        ASSERT_TRUE(server_->WaitForOutput(" songs\n")) << server_->Output();
+        unsigned port = 0, discovery = 0, media = 0;
+        const std::string output = server_->Output();
+        ASSERT_EQ(std::sscanf(output.c_str() + output.find("127.0.0.1:"),
+                              "127.0.0.1:%u (discovery on UDP %u), media on %u", &port, &discovery,
+                              &media),
+                  3)
+            << output;
+        port_ = std::to_string(port);
+        discovery_ = std::to_string(discovery);
+        media_ = std::to_string(media);
+    }
+    void TearDown() override {
+        server_->Signal(SIGTERM);
+        server_->Wait();
+        std::error_code ignored;
+        std::filesystem::remove_all(dir_, ignored);
+    }
+
+    std::vector<std::string> Client(std::vector<std::string> more) const {
+        std::vector<std::string> command = {
+            VANTOR_PATH, "--config",     settings_, "--server",    "127.0.0.1", "--port",
+            port_,       "--media-port", media_,    "--broadcast", "127.0.0.1", "--discovery-port",
+            discovery_,  "--log-level",  "3"};
+        command.insert(command.end(), more.begin(), more.end());
+        return command;
+    }
+
+    std::filesystem::path dir_;
+    std::string settings_;
+    std::unique_ptr<Process> server_;
+    std::string port_, discovery_, media_;
+};
+
+TEST_F(VantorWindowTest, ASecondStartRaisesTheFirstWindowAndEnds) {
+    Process first(Client({}));
+    ASSERT_TRUE(first.WaitForOutput("title shown")) << first.Output();
+
+    Process second(Client({}));
+    EXPECT_EQ(second.Wait(5s), 0) << second.Output();
+    EXPECT_EQ(second.Output().find("window mapped"), std::string::npos) << second.Output();
+    EXPECT_TRUE(first.WaitForOutput("a later start asked for the window")) << first.Output();
+
+    // SIGTERM ends it the way Exit does: threads stopped, settings saved.
+    first.Signal(SIGTERM);
+    EXPECT_EQ(first.Wait(), 0) << first.Output();
+    EXPECT_NE(first.Output().find("Thread[\"Network Watch\"] has ended"), std::string::npos);
+    std::ifstream saved(settings_);
+    const std::string text((std::istreambuf_iterator<char>(saved)), {});
+    EXPECT_NE(text.find("\"FunctionKey13\"=dword:ffffffff"), std::string::npos) << text;
+}
+
+TEST_F(VantorWindowTest, TheTourPicturesEveryScreenOrSaysWhyNot) {
+    const std::filesystem::path pictures = dir_ / "tour";
+    Process tour(Client({"--tour", pictures.string()}));
+    ASSERT_EQ(tour.Wait(30s), 0) << tour.Output();
+    for (const char* screen : {"connect", "main", "nowplaying"}) {
+        const std::filesystem::path picture = pictures / (std::string(screen) + ".png");
+        ASSERT_TRUE(std::filesystem::exists(picture)) << screen << "\n" << tour.Output();
+        std::ifstream in(picture, std::ios::binary);
+        char magic[4] = {};
+        in.read(magic, 4);
+        EXPECT_EQ(std::string(magic + 1, 3), "PNG");
+    }
+
+    // No server behind the port: a clear message and a failure status.
+    server_->Signal(SIGTERM);
+    server_->Wait();
+    Process lonely(Client({"--tour", (dir_ / "lonely").string(), "--tour-timeout", "1"}));
+    EXPECT_EQ(lonely.Wait(10s), 1) << lonely.Output();
+    EXPECT_NE(lonely.Output().find("no session with the server within 1 s"), std::string::npos)
+        << lonely.Output();
+}
+
+}  // namespace
+}  // namespace vantor
