@@ -1,5 +1,6 @@
 #include "core/NamedThread.h"
 
+#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -48,6 +49,9 @@ int NamedThread::Start(std::string name, std::function<void()> entry) {
     const int priorityClass = priorityClass_;
     try {
         thread_ = std::thread([shared, priorityClass, entry = std::move(entry)] {
+            // The system's name for the thread (15 bytes at most), so tools
+            // such as top and gdb tell the threads apart.
+            pthread_setname_np(pthread_self(), shared->name.substr(0, 15).c_str());
             if (priorityClass != kPriorityDefault) {
                 ApplyPriority(priorityClass);
             }

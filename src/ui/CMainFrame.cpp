@@ -634,6 +634,22 @@ void CMainFrame::RefreshProgress() {
         return;
     }
     view_->SetPosition(clock_->PositionMs(), clock_->Length());
+    ScheduleAnimation();
+}
+
+// The animation step moves the position bars. It is due when the next
+// pixel of a bar on the screen is (at most every 30 ms), and rests while
+// nothing moves: a step every 30 ms would wake the program 33 times a
+// second to change a pixel twice. The seconds of the time text come from
+// the position thread.
+void CMainFrame::ScheduleAnimation() {
+    const std::int64_t due =
+        clock_->Playing() ? view_->MsUntilNextPixel(clock_->PositionMs(), clock_->Length()) : -1;
+    if (due < 0) {
+        timers_.Kill(kAnimationTimer);
+        return;
+    }
+    timers_.Start(kAnimationTimer, milliseconds(std::clamp<std::int64_t>(due, 30, 1000)));
 }
 
 void CMainFrame::RequestAlbumArt() {

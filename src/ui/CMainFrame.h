@@ -164,6 +164,7 @@ private:
     void OnTimer(int id);
     void OnFrameEvent(const FrameEvent& event);
     void RefreshProgress();
+    void ScheduleAnimation();
     void RequestAlbumArt();
     void FetchAlbumArt(const std::string& url);
     void ShowTitle();

@@ -15,7 +15,10 @@ PlaybackClock::PlaybackClock(std::function<void()> onSecond, std::function<Clock
 }
 
 PlaybackClock::~PlaybackClock() {
-    Change([](State& state) { state.closing = true; });
+    Change([](State& state) {
+        state.closing = true;
+        return true;
+    });
     thread_.Stop();
 }
 
@@ -58,13 +61,18 @@ void PlaybackClock::Shared::Run() {
     }
 }
 
-void PlaybackClock::Change(const std::function<void(State&)>& change) {
+void PlaybackClock::Change(const std::function<bool(State&)>& change) {
+    bool changed = false;
     {
         std::lock_guard lock(shared_->mutex);
-        change(shared_->state);
-        ++shared_->state.generation;
+        changed = change(shared_->state);
+        if (changed) {
+            ++shared_->state.generation;
+        }
     }
-    shared_->changed.notify_all();
+    if (changed) {
+        shared_->changed.notify_all();
+    }
 }
 
 void PlaybackClock::Report(std::int32_t seconds, bool playing, std::int32_t length) {
@@ -72,12 +80,16 @@ void PlaybackClock::Report(std::int32_t seconds, bool playing, std::int32_t leng
         const Clock::time_point at = shared_->now();
         const std::int64_t running = shared_->PositionLocked(at);
         const std::int64_t reported = std::int64_t{seconds} * 1000;
-        const bool sameSecond =
-            state.playing && playing && running >= reported && running < reported + 1000;
+        const bool sameSecond = seconds >= 0 && state.playing && playing && running >= reported &&
+                                running < reported + 1000;
+        if (sameSecond && state.length == length) {
+            return false;  // the clock runs on as it was: the thread sleeps on
+        }
         state.baseMs = seconds < 0 ? -1 : sameSecond ? running : reported;
         state.since = at;
         state.playing = playing;
         state.length = length;
+        return true;
     });
 }
 
@@ -87,15 +99,22 @@ void PlaybackClock::SetPlaying(bool playing) {
         state.baseMs = shared_->PositionLocked(at);
         state.since = at;
         state.playing = playing;
+        return true;
     });
 }
 
 void PlaybackClock::SetLength(std::int32_t length) {
-    Change([&](State& state) { state.length = length; });
+    Change([&](State& state) {
+        state.length = length;
+        return true;
+    });
 }
 
 void PlaybackClock::Suspend(bool suspended) {
-    Change([&](State& state) { state.suspended = suspended; });
+    Change([&](State& state) {
+        state.suspended = suspended;
+        return true;
+    });
 }
 
 std::int64_t PlaybackClock::PositionMs() const {

@@ -77,7 +77,9 @@ private:
         void Run();
     };
 
-    void Change(const std::function<void(State&)>& change);
+    // Runs `change` under the lock; when it says it changed something, the
+    // thread is woken to plan its next wake-up again.
+    void Change(const std::function<bool(State&)>& change);
 
     std::shared_ptr<Shared> shared_;
     NamedThread thread_;

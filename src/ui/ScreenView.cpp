@@ -120,8 +120,8 @@ void ScreenView::RedrawAll() {
     }
     drawnSecond_ =
         content_.positionMs < 0 ? -1 : static_cast<std::int32_t>(content_.positionMs / 1000);
-    drawnPositionPixels_ = PositionPixels(kPositionBar.front);
-    drawnNowPlayingPixels_ = PositionPixels(kNowPlayingPositionBar.front);
+    drawnPositionPixels_ = PositionPixels(positionWidth_);
+    drawnNowPlayingPixels_ = PositionPixels(nowPlayingWidth_);
     update();
 }
 
@@ -259,6 +259,9 @@ QRect ScreenView::OverlayRect(Element element) const {
 
 void ScreenView::BuildOverlays() {
     overlays_.clear();
+    // Read once a screen, not on every animation step.
+    positionWidth_ = FrontWidth(kPositionBar.front);
+    nowPlayingWidth_ = FrontWidth(kNowPlayingPositionBar.front);
     if (!landscape_.isEmpty()) {
         return;
     }
@@ -370,15 +373,17 @@ void ScreenView::DrawAlbumArt(const QRect& box) {
                       box.top() + (box.height() - art.height()) / 2, art);
 }
 
-std::int32_t ScreenView::PositionPixels(std::string_view front) const {
+std::int32_t ScreenView::FrontWidth(std::string_view front) const {
     const SkinComponent* component = skin_.FindComponent(front);
-    if (component == nullptr || content_.positionMs < 0 || content_.length <= 0) {
-        return 0;
-    }
-    return PositionToPixels(content_.positionMs, std::int64_t{content_.length} * 1000,
-                            SkinClamp(component->norm.destination.Width()));
+    return component ? SkinClamp(component->norm.destination.Width()) : 0;
 }
 
+std::int32_t ScreenView::PositionPixels(std::int32_t width) const {
+    if (width <= 0 || content_.positionMs < 0 || content_.length <= 0) {
+        return 0;
+    }
+    return PositionToPixels(content_.positionMs, std::int64_t{content_.length} * 1000, width);
+}
 std::int32_t ScreenView::EqTrackValue(int track) const {
     const SkinComponent* back = skin_.FindComponent(EqTrackName(track));
     if (back == nullptr) {
@@ -437,20 +442,19 @@ void ScreenView::Draw(const Overlay& overlay) {
             break;
         case Element::PositionBar:
             DrawBarOverlay(kPositionBar.back, kPositionBar.front,
-                           barValue(kPositionBar, PositionPixels(kPositionBar.front)), false);
+                           barValue(kPositionBar, PositionPixels(positionWidth_)), false);
             break;
         case Element::NowPlayingPositionBar:
-            DrawBarOverlay(
-                kNowPlayingPositionBar.back, kNowPlayingPositionBar.front,
-                barValue(kNowPlayingPositionBar, PositionPixels(kNowPlayingPositionBar.front)),
-                false);
+            DrawBarOverlay(kNowPlayingPositionBar.back, kNowPlayingPositionBar.front,
+                           barValue(kNowPlayingPositionBar, PositionPixels(nowPlayingWidth_)),
+                           false);
             break;
         case Element::ProgressBar:
             if (content_.progressShown) {
-                const SkinComponent* front = skin_.FindComponent(kProgressBar.front);
-                const std::int32_t width = front ? SkinClamp(front->norm.destination.Width()) : 0;
-                DrawBarOverlay(kProgressBar.back, kProgressBar.front,
-                               VolumeToPixels(content_.progressPercent, width), false);
+                DrawBarOverlay(
+                    kProgressBar.back, kProgressBar.front,
+                    VolumeToPixels(content_.progressPercent, FrontWidth(kProgressBar.front)),
+                    false);
             }
             break;
         case Element::EqTracks:
@@ -536,8 +540,7 @@ void ScreenView::SetShuffle(bool shuffle) {
 }
 
 std::int32_t ScreenView::VolumeWidth() const {
-    const SkinComponent* front = skin_.FindComponent(kVolumeBar.front);
-    return front ? SkinClamp(front->norm.destination.Width()) : 0;
+    return FrontWidth(kVolumeBar.front);
 }
 
 void ScreenView::SetVolumePercent(std::int32_t percent) {
@@ -561,16 +564,43 @@ void ScreenView::SetPosition(std::int64_t positionMs, std::int32_t length) {
         Refresh(Element::Time);
         Refresh(Element::NowPlayingTime);
     }
-    const std::int32_t pixels = PositionPixels(kPositionBar.front);
+    const std::int32_t pixels = PositionPixels(positionWidth_);
     if (pixels != drawnPositionPixels_) {
         drawnPositionPixels_ = pixels;
         Refresh(Element::PositionBar);
     }
-    const std::int32_t nowPlayingPixels = PositionPixels(kNowPlayingPositionBar.front);
+    const std::int32_t nowPlayingPixels = PositionPixels(nowPlayingWidth_);
     if (nowPlayingPixels != drawnNowPlayingPixels_) {
         drawnNowPlayingPixels_ = nowPlayingPixels;
         Refresh(Element::NowPlayingPositionBar);
     }
+}
+
+std::int64_t ScreenView::MsUntilNextPixel(std::int64_t positionMs, std::int32_t length) const {
+    if (positionMs < 0 || length <= 0) {
+        return -1;
+    }
+    const std::int64_t lengthMs = std::int64_t{length} * 1000;
+    std::int64_t soonest = -1;
+    for (const auto& [element, width] :
+         {std::pair{Element::PositionBar, positionWidth_},
+          std::pair{Element::NowPlayingPositionBar, nowPlayingWidth_}}) {
+        const bool shown = std::any_of(overlays_.begin(), overlays_.end(),
+                                       [&](const Overlay& o) { return o.element == element; });
+        const std::int32_t pixels = PositionToPixels(positionMs, lengthMs, width);
+        if (!shown || width <= 0 || pixels >= width) {
+            continue;
+        }
+        // The fill is rounded half up: the next pixel comes half a pixel on.
+        auto next =
+            static_cast<std::int64_t>((pixels + 0.5) * static_cast<double>(lengthMs) / width);
+        while (PositionToPixels(next, lengthMs, width) <= pixels) {
+            ++next;
+        }
+        const std::int64_t wait = std::max<std::int64_t>(next - positionMs, 1);
+        soonest = soonest < 0 ? wait : std::min(soonest, wait);
+    }
+    return soonest;
 }
 
 void ScreenView::SetShowRemaining(bool remaining) {

@@ -105,6 +105,9 @@ public:
     std::int32_t VolumeWidth() const;
     // Cheap when nothing visible changes: called every animation step.
     void SetPosition(std::int64_t positionMs, std::int32_t length);
+    // How long, at playing speed from `positionMs`, until a position bar on
+    // this screen grows by a pixel; -1 when none would.
+    std::int64_t MsUntilNextPixel(std::int64_t positionMs, std::int32_t length) const;
     void SetShowRemaining(bool remaining);
     void SetEq(const EqSettings& eq);
     void SetProgress(bool shown, std::int32_t percent);
@@ -180,7 +183,8 @@ private:
     QFont SkinFontOr(std::string_view name, const QFont& fallback) const;
     QColor SkinColorOr(std::string_view name, QColor fallback) const;
 
-    std::int32_t PositionPixels(std::string_view front) const;
+    std::int32_t FrontWidth(std::string_view front) const;
+    std::int32_t PositionPixels(std::int32_t width) const;
     std::int32_t EqTrackValue(int track) const;
     QString TimeText() const;
 
@@ -207,6 +211,8 @@ private:
     QImage buffer_;
     std::vector<Overlay> overlays_;
 
+    std::int32_t positionWidth_ = 0;    // of the "positionbar" fill
+    std::int32_t nowPlayingWidth_ = 0;  // of the "positionbar.nowplaying" fill
     // What the animation step last drew, so an unchanged step draws nothing.
     std::int32_t drawnSecond_ = -2;
     std::int32_t drawnPositionPixels_ = -1;
