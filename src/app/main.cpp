@@ -8,6 +8,7 @@
 // the front instead. With --tour the client runs offscreen, pictures every
 // screen of a live session into DIR and ends.
 
+#include <malloc.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -197,6 +198,11 @@ void ExitOnSignals(CMainFrame& frame, QObject* owner) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // Skin images and screen buffers are a megabyte or more each and come
+    // and go with the screens; allocated on their own they go back to the
+    // system when freed instead of staying in the heap (whose threshold
+    // would otherwise grow past their size after the first is freed).
+    mallopt(M_MMAP_THRESHOLD, 256 * 1024);
     // The tour runs without a display; it must say so before Qt starts.
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--tour") == 0 || std::strncmp(argv[i], "--tour=", 7) == 0) {

@@ -1,5 +1,7 @@
 #include "skin/SkinScreen.h"
 
+#include <set>
+
 #include "skin/SkinDrawing.h"
 
 namespace vantor {
@@ -69,6 +71,25 @@ bool DrawPlayerState(const SkinDrawGuard& lock, const CSkin& skin, QImage& targe
         return false;
     }
     return DrawState(lock, skin, target, component->norm);
+}
+
+void ReleaseImagesNotShownIn(const SkinDrawGuard&, const CSkin& skin, std::string_view screen) {
+    std::set<std::string_view> kept;
+    for (const SkinComponent& component : skin.Components()) {
+        if (component.mode.empty() || IsShownIn(component, screen)) {
+            for (const SkinImageState* state :
+                 {&component.norm, &component.hover, &component.push}) {
+                kept.insert(state->sourceBitmap);
+            }
+        }
+    }
+    for (const SkinBitmap& bitmap : skin.Bitmaps()) {
+        if (!kept.contains(bitmap.name) && !bitmap.image.pixels.isNull()) {
+            const bool logged = bitmap.image.failureLogged;
+            bitmap.image = SkinImage();
+            bitmap.image.failureLogged = logged;
+        }
+    }
 }
 
 }  // namespace vantor

@@ -33,6 +33,14 @@ const SkinComponent* ComponentAtPress(const CSkin& skin, std::int32_t x, std::in
 const SkinComponent* ComponentAtInput(const CSkin& skin, std::int32_t x, std::int32_t y,
                                       std::string_view screen, bool testPixels);
 
+// Frees the loaded image of every bitmap that only components of other
+// screens draw; it loads again when one of them is next drawn. A screen's
+// background alone is over a megabyte at twice the scale, and only the
+// screen on show needs its own. Bitmaps that a component without a mode
+// draws (bar fills, knobs: the program draws those wherever they are
+// needed) are kept, as are those of the screen itself.
+void ReleaseImagesNotShownIn(const SkinDrawGuard& lock, const CSkin& skin, std::string_view screen);
+
 // Player states as the server reports them.
 inline constexpr std::int32_t kPlayerStatePaused = 2;
 inline constexpr std::int32_t kPlayerStateStopped = 3;

@@ -157,6 +157,7 @@ void ScreenView::BuildBase() {
     {
         const SkinDrawGuard lock;
         PaintScreen(lock, skin_, base_, screen_);
+        ReleaseImagesNotShownIn(lock, skin_, screen_);
     }
     if (screen_ == kScreenConnect) {
         DrawConnectLook(base_);

@@ -1,8 +1,15 @@
 #include "ui/SingleInstance.h"
 
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 #include <QCryptographicHash>
 #include <QFileInfo>
-#include <QLocalSocket>
+#include <QSocketNotifier>
+#include <cerrno>
+#include <cstring>
 
 #include "core/Logger.h"
 
@@ -10,48 +17,73 @@ namespace vantor::ui {
 
 namespace {
 
-constexpr int kAnswerWaitMs = 1000;
-constexpr char kRaise[] = "raise\n";
+constexpr char kRaise = 'R';
+
+// An abstract socket address: a zero byte, then the name.
+socklen_t AbstractAddress(const std::string& name, sockaddr_un& address) {
+    address = {};
+    address.sun_family = AF_UNIX;
+    const std::size_t size = std::min(name.size(), sizeof address.sun_path - 1);
+    std::memcpy(address.sun_path + 1, name.data(), size);
+    return static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + size);
+}
 
 }  // namespace
 
 SingleInstance::SingleInstance(const QString& settingsFile) {
     const QByteArray path = QFileInfo(settingsFile).absoluteFilePath().toUtf8();
-    name_ = QStringLiteral("vantor-") +
-            QString::fromLatin1(
-                QCryptographicHash::hash(path, QCryptographicHash::Sha1).toHex().left(16));
+    name_ = "vantor-" +
+            QCryptographicHash::hash(path, QCryptographicHash::Sha1).toHex().left(16).toStdString();
+}
+
+SingleInstance::~SingleInstance() {
+    notifier_.reset();
+    if (listener_ >= 0) {
+        ::close(listener_);
+    }
 }
 
 bool SingleInstance::RaiseRunning() {
-    QLocalSocket socket;
-    socket.connectToServer(name_);
-    if (!socket.waitForConnected(kAnswerWaitMs)) {
+    const int client = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (client < 0) {
         return false;
     }
-    socket.write(kRaise);
-    socket.waitForBytesWritten(kAnswerWaitMs);
-    socket.disconnectFromServer();
-    return true;
+    sockaddr_un address;
+    const socklen_t length = AbstractAddress(name_, address);
+    const bool running = ::connect(client, reinterpret_cast<sockaddr*>(&address), length) == 0 &&
+                         ::send(client, &kRaise, 1, MSG_NOSIGNAL) == 1;
+    ::close(client);
+    return running;
 }
 
 bool SingleInstance::Listen(std::function<void()> raise) {
-    // A socket left by a client that crashed would keep the name taken.
-    QLocalServer::removeServer(name_);
-    if (!server_.listen(name_)) {
-        Log(kLogError, "Cannot listen for later starts on %s: %s", name_.toUtf8().constData(),
-            server_.errorString().toUtf8().constData());
+    listener_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    sockaddr_un address;
+    const socklen_t length = AbstractAddress(name_, address);
+    if (listener_ < 0 || ::bind(listener_, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
+        ::listen(listener_, 4) != 0) {
+        Log(kLogError, "Cannot listen for later starts on @%s: %s", name_.c_str(),
+            std::strerror(errno));
+        if (listener_ >= 0) {
+            ::close(listener_);
+            listener_ = -1;
+        }
         return false;
     }
+    notifier_ = std::make_unique<QSocketNotifier>(listener_, QSocketNotifier::Read);
     QObject::connect(
-        &server_, &QLocalServer::newConnection, &server_, [this, raise = std::move(raise)] {
-            while (QLocalSocket* socket = server_.nextPendingConnection()) {
-                QObject::connect(socket, &QLocalSocket::disconnected, socket,
-                                 &QObject::deleteLater);
-                QObject::connect(socket, &QLocalSocket::readyRead, socket, [socket, raise] {
-                    if (socket->readAll().contains("raise")) {
-                        raise();
-                    }
-                });
+        notifier_.get(), &QSocketNotifier::activated, notifier_.get(),
+        [this, raise = std::move(raise)] {
+            int client;
+            while ((client = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC)) >= 0) {
+                // The later start writes its one byte before it ends.
+                pollfd ready{client, POLLIN, 0};
+                char byte = 0;
+                if (::poll(&ready, 1, 1000) == 1 && ::recv(client, &byte, 1, 0) == 1 &&
+                    byte == kRaise) {
+                    raise();
+                }
+                ::close(client);
             }
         });
     return true;
