@@ -173,5 +173,32 @@ TEST(DefaultSkinTest, ControlsKeepToTheBottomOfATallerScreen) {
     EXPECT_EQ(skin.FindComponent("background.main")->norm.destination, (SkinRect{0, 0, 240, 400}));
 }
 
+TEST(DefaultSkinTest, AScreenKeepsItsOwnImagesAndTheProgramsBarsAndFreesTheRest) {
+    const CSkin skin = LoadDefault(kDevices[2]);
+    QImage target(480, 640, QImage::Format_RGB32);
+    const auto loaded = [&](std::string_view name) {
+        const SkinDrawGuard lock;
+        return !skin.FindBitmap(name)->image.pixels.isNull();
+    };
+    for (const std::string_view screen : {kScreenConnect, kScreenMain}) {
+        const SkinDrawGuard lock;
+        PaintScreen(lock, skin, target, screen);
+    }
+    ASSERT_TRUE(loaded("back.connect"));
+    {
+        const SkinDrawGuard lock;
+        ReleaseImagesNotShownIn(lock, skin, kScreenMain);
+    }
+    EXPECT_FALSE(loaded("back.connect"));
+    EXPECT_TRUE(loaded("back.main"));
+    EXPECT_TRUE(loaded("controls"));  // the buttons and the bars' fills
+    // A freed image comes back when its screen is drawn again.
+    {
+        const SkinDrawGuard lock;
+        PaintScreen(lock, skin, target, kScreenConnect);
+    }
+    EXPECT_TRUE(loaded("back.connect"));
+}
+
 }  // namespace
 }  // namespace vantor
