@@ -167,6 +167,15 @@ double MonotonicMs() {
     return static_cast<double>(now.tv_sec) * 1000.0 + static_cast<double>(now.tv_nsec) / 1e6;
 }
 
+// Qt's own diagnostics go to the program's log: warnings (the offscreen
+// platform's notes on window sizes, say) are detail, shown from level 2;
+// critical and fatal messages are errors.
+void QtMessage(QtMsgType type, const QMessageLogContext&, const QString& message) {
+    const int level =
+        type == QtCriticalMsg || type == QtFatalMsg ? vantor::kLogError : vantor::kLogInfo;
+    vantor::Log(level, "Qt: %s", message.toUtf8().constData());
+}
+
 // SIGTERM and SIGINT end the program as the Exit command does, settings
 // saved: a signal handler may only write to a pipe, which the window's
 // thread reads.
@@ -203,6 +212,7 @@ int main(int argc, char** argv) {
     // system when freed instead of staying in the heap (whose threshold
     // would otherwise grow past their size after the first is freed).
     mallopt(M_MMAP_THRESHOLD, 256 * 1024);
+    qInstallMessageHandler(QtMessage);
     // The tour runs without a display; it must say so before Qt starts.
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--tour") == 0 || std::strncmp(argv[i], "--tour=", 7) == 0) {
