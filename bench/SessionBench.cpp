@@ -6,6 +6,7 @@
 
 #include <condition_variable>
 #include <mutex>
+#include <thread>
 
 #include "BenchServer.h"
 #include "session/ConnectionFlow.h"
@@ -132,6 +133,11 @@ void BM_EventsApplied(benchmark::State& state) {
     if (!manager.ConnectToHost("127.0.0.1", server.Port())) {
         state.SkipWithError("cannot connect");
         return;
+    }
+    // Events go to the clients the server's loop has accepted; one posted
+    // before it has taken this connection would reach nobody.
+    while (server.ClientCount() == 0) {
+        std::this_thread::yield();
     }
     for (auto _ : state) {
         counter.Expect(kEvents);
