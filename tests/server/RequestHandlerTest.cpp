@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "RequestHandler.h"
+#include "SimulatedBackend.h"
 #include "protocol/MessageFactory.h"
 
 namespace vantor::server {
@@ -13,9 +14,12 @@ protected:
         return handler_.Handle(request, events_);
     }
 
-    MediaLibrary library_ = MediaLibrary::Generate(60);
-    PlayerModel player_{library_};
-    RequestHandler handler_{library_, player_, ServerInfo{}};
+    std::shared_ptr<const MediaLibrary> libraryShared_ =
+        std::make_shared<const MediaLibrary>(MediaLibrary::Generate(60));
+    const MediaLibrary& library_ = *libraryShared_;
+    SimulatedBackend backend_{libraryShared_, 25};
+    PlayerModel& player_ = backend_.Model();
+    RequestHandler handler_{backend_, ServerInfo{}};
     Events events_;
 };
 
