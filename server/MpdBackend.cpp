@@ -162,8 +162,8 @@ struct MpdBackend::IdleState {
 void MpdBackend::IdleState::Run() const {
     bool lost = false;
     while (!stop) {
-        mpd_connection* connection = mpd_connection_new(
-            options.host.c_str(), options.port, static_cast<unsigned>(options.timeout.count()));
+        mpd_connection* connection =
+            mpd_connection_new(options.host.c_str(), options.port, MpdTimeoutMs(options.timeout));
         if (connection == nullptr || mpd_connection_get_error(connection) != MPD_ERROR_SUCCESS) {
             if (connection != nullptr) {
                 mpd_connection_free(connection);
@@ -355,26 +355,26 @@ void MpdBackend::Apply(const mpd_status* status, Events& events) {
         }
     }
     const PlayerStatus before = status_;
+    const bool firstStatus = !haveStatus_;
     status_ = next;
     songId_ = songId;
     connected_ = true;
     haveStatus_ = true;
     const unsigned previousVersion = queueVersion_;
     queueVersion_ = queueVersion;
-    if (!wasConnected) {
-        // The first status after a start or an outage: say only what differs
-        // from what the clients were told before.
-        if (before.playingState != next.playingState) {
-            auto event = Make<PlayingStateChangedEvent>();
-            event->playingState = next.playingState;
-            events.push_back(std::move(event));
-        }
-        return;
+    // After a start or an outage every value counts as news: the clients
+    // may have been told "stopped" meanwhile, and MPD may have come back
+    // with another queue and database.
+    const bool all = !wasConnected;
+    if (all && !firstStatus) {
+        ForgetLibrary();
+        events.push_back(Make<MediaLibraryChangedEvent>());
+        RefreshSpeakers(events);
     }
-    if (queueVersion != previousVersion) {
+    if (all || queueVersion != previousVersion) {
         events.push_back(Make<PlaylistChangedEvent>());
     }
-    if (before.playingState != next.playingState) {
+    if (all || before.playingState != next.playingState) {
         auto event = Make<PlayingStateChangedEvent>();
         event->playingState = next.playingState;
         events.push_back(std::move(event));
@@ -402,17 +402,17 @@ void MpdBackend::Apply(const mpd_status* status, Events& events) {
         event->playbackPosition = next.playbackPosition;
         events.push_back(std::move(event));
     }
-    if (before.volume != next.volume && next.volume >= 0) {
+    if ((all || before.volume != next.volume) && next.volume >= 0) {
         auto event = Make<VolumeChangedEvent>();
         event->volume = next.volume;
         events.push_back(std::move(event));
     }
-    if (before.shuffle != next.shuffle) {
+    if (all || before.shuffle != next.shuffle) {
         auto event = Make<ShuffleStateChangedEvent>();
         event->shuffleState = next.shuffle;
         events.push_back(std::move(event));
     }
-    if (before.repeat != next.repeat) {
+    if (all || before.repeat != next.repeat) {
         auto event = Make<RepeatStateChangedEvent>();
         event->repeatState = next.repeat;
         events.push_back(std::move(event));
@@ -440,31 +440,8 @@ void MpdBackend::OnLost(Events& events) {
 }
 
 void MpdBackend::OnConnected(Events& events) {
-    const bool wasLost = !connected_;
+    // Nothing new unless this ends an outage the loop knew of.
     Refresh(events);
-    if (!wasLost || !connected_) {
-        return;
-    }
-    // MPD came back, perhaps another MPD with another queue and database.
-    ForgetLibrary();
-    events.push_back(Make<PlaylistChangedEvent>());
-    events.push_back(Make<MediaLibraryChangedEvent>());
-    auto media = Make<CurrentMediaChangedEvent>();
-    if (status_.current) {
-        media->type = MediaType::Music;
-        media->artist = status_.current->artist;
-        media->album = status_.current->album;
-        media->title = status_.current->title;
-        media->length = status_.current->length;
-        media->rating = status_.current->rating;
-    }
-    events.push_back(std::move(media));
-    if (status_.volume >= 0) {
-        auto volume = Make<VolumeChangedEvent>();
-        volume->volume = status_.volume;
-        events.push_back(std::move(volume));
-    }
-    RefreshSpeakers(events);
 }
 
 void MpdBackend::OnIdle(unsigned subsystems, Events& events) {

@@ -13,6 +13,13 @@ constexpr std::chrono::seconds kRetryInterval{1};
 
 }  // namespace
 
+unsigned MpdTimeoutMs(std::chrono::milliseconds timeout) {
+    // libmpdclient before 2.21 takes the milliseconds beyond whole seconds
+    // as microseconds; whole seconds mean the same to every version.
+    const auto seconds = std::max<std::int64_t>(1, (timeout.count() + 999) / 1000);
+    return static_cast<unsigned>(seconds * 1000);
+}
+
 std::int32_t ResultForMpdError(int serverError) {
     switch (serverError) {
         case MPD_SERVER_ERROR_NO_EXIST:

@@ -52,6 +52,9 @@ private:
     bool outage_ = false;  // an outage was logged and has not ended
 };
 
+// The time-out to give libmpdclient: `timeout` rounded up to whole seconds.
+unsigned MpdTimeoutMs(std::chrono::milliseconds timeout);
+
 // The server's result code for an error MPD answered with (ACK).
 std::int32_t ResultForMpdError(int serverError);
 

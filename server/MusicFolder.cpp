@@ -64,7 +64,9 @@ MediaLibrary ReadMusicFolder(const std::string& folder) {
             continue;
         }
         const TagLib::FileRef file(path.c_str(), true, TagLib::AudioProperties::Fast);
-        if (file.isNull() || file.audioProperties() == nullptr) {
+        // A file that is not audio may still open: it has no sample rate.
+        if (file.isNull() || file.audioProperties() == nullptr ||
+            file.audioProperties()->sampleRate() <= 0) {
             ++unreadable;
             Log(kLogError, "vantor-server: %s is not an audio file TagLib can read; left out",
                 path.c_str());
