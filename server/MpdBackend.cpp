@@ -21,6 +21,10 @@ constexpr unsigned kIdleMask = MPD_IDLE_DATABASE | MPD_IDLE_STORED_PLAYLIST | MP
                                MPD_IDLE_PLAYER | MPD_IDLE_MIXER | MPD_IDLE_OUTPUT |
                                MPD_IDLE_OPTIONS | MPD_IDLE_STICKER;
 
+// The changes that show in MPD's status.
+constexpr unsigned kStatusMask =
+    MPD_IDLE_PLAYER | MPD_IDLE_MIXER | MPD_IDLE_OPTIONS | MPD_IDLE_QUEUE;
+
 constexpr std::chrono::milliseconds kReconnectInterval{500};
 // MPD closes a connection that says nothing for a minute (its
 // connection_timeout); a ping keeps ours.
@@ -139,6 +143,9 @@ struct MpdBackend::IdleState {
     MpdOptions options;
     LoopPost post;
     std::atomic<bool> stop{false};
+    // Counts the loop's own reads of the status, so that a status read here
+    // is known to be the newest when none came between.
+    std::atomic<unsigned> statusReads{0};
     int wakeRead = -1;
     int wakeWrite = -1;
 
@@ -203,11 +210,23 @@ void MpdBackend::IdleState::Run() const {
             if (changed == 0 && mpd_connection_get_error(connection) != MPD_ERROR_SUCCESS) {
                 break;
             }
-            if (changed != 0) {
-                post([changed](PlayerBackend& player, Events& events) {
-                    static_cast<MpdBackend&>(player).OnIdle(changed, events);
-                });
+            if (changed == 0) {
+                continue;
             }
+            // The status is read here, on this connection, so that the loop
+            // does not wait for MPD's answer.
+            std::shared_ptr<mpd_status> status;
+            const unsigned reads = statusReads.load();
+            if ((changed & kStatusMask) != 0) {
+                mpd_status* read = mpd_run_status(connection);
+                if (read == nullptr) {
+                    break;
+                }
+                status.reset(read, mpd_status_free);
+            }
+            post([changed, status, reads](PlayerBackend& player, Events& events) {
+                static_cast<MpdBackend&>(player).OnIdle(changed, status.get(), reads, events);
+            });
         }
         const bool broken = mpd_connection_get_error(connection) != MPD_ERROR_SUCCESS;
         mpd_connection_free(connection);
@@ -275,12 +294,23 @@ void MpdBackend::Stop() {
 
 // --- the player (loop thread) ------------------------------------------------
 
+void MpdBackend::CountStatusRead() {
+    if (idle_) {
+        ++idle_->statusReads;
+    }
+}
+
+unsigned MpdBackend::StatusReads() const {
+    return idle_ ? idle_->statusReads.load() : 0;
+}
+
 std::int32_t MpdBackend::Run(const char* what, const std::vector<Send>& commands, Events& events) {
     mpd_connection* connection = command_.Get(!connected_);
     if (connection == nullptr) {
         MarkLost(events);
         return kPlayerFailed;
     }
+    CountStatusRead();
     bool sent = mpd_command_list_begin(connection, true);
     for (const Send& send : commands) {
         sent = sent && send(connection);
@@ -311,6 +341,7 @@ void MpdBackend::Refresh(Events& events) {
         MarkLost(events);
         return;
     }
+    CountStatusRead();
     mpd_status* status = mpd_run_status(connection);
     if (status == nullptr) {
         command_.Check("status");
@@ -444,10 +475,17 @@ void MpdBackend::OnConnected(Events& events) {
     Refresh(events);
 }
 
-void MpdBackend::OnIdle(unsigned subsystems, Events& events) {
-    if ((subsystems & (MPD_IDLE_PLAYER | MPD_IDLE_MIXER | MPD_IDLE_OPTIONS | MPD_IDLE_QUEUE)) !=
-        0) {
-        Refresh(events);
+void MpdBackend::OnIdle(unsigned subsystems, const mpd_status* status, unsigned reads,
+                        Events& events) {
+    if (status != nullptr && connected_) {
+        // When the loop has asked for the status since, it asked after MPD
+        // sent this notice, so what the notice announces has been applied;
+        // whatever changed after it comes with the next notice.
+        if (reads == StatusReads()) {
+            Apply(status, events);
+        }
+    } else if ((subsystems & kStatusMask) != 0) {
+        Refresh(events);  // and connect the command connection again
     }
     if ((subsystems & MPD_IDLE_OUTPUT) != 0) {
         RefreshSpeakers(events);

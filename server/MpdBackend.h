@@ -101,8 +101,11 @@ public:
     std::int32_t Item(std::int32_t id, const std::string& path, LibraryEntry* entry) override;
     std::int32_t AlbumArt(std::int32_t id, std::string* bytes, std::string* type) override;
 
-    // What the idle thread posts (loop thread).
-    void OnIdle(unsigned subsystems, Events& events);
+    // What the idle thread posts (loop thread): the subsystems that changed
+    // and, when their changes show there, MPD's status read just after, when
+    // the loop had read it `reads` times; a status the loop has read since
+    // is at least as new.
+    void OnIdle(unsigned subsystems, const mpd_status* status, unsigned reads, Events& events);
     void OnLost(Events& events);
     void OnConnected(Events& events);
 
@@ -127,6 +130,8 @@ private:
     void Refresh(Events& events);
     void Apply(const mpd_status* status, Events& events);
     void MarkLost(Events& events);
+    void CountStatusRead();
+    unsigned StatusReads() const;
     std::int32_t ReadSpeakers(std::vector<Speaker>* speakers);
     void RefreshSpeakers(Events& events);
     std::int32_t ReadRating(mpd_connection* connection, const std::string& uri);

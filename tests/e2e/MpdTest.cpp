@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "AlbumArtImage.h"
+#include "support/MpdInstance.h"
 #include "support/Process.h"
 #include "support/Wait.h"
 
@@ -26,36 +27,11 @@ namespace vantor {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::FindProgram;
+using testing::FreePort;
+using testing::Mpd;
 using testing::Process;
 using testing::WaitUntil;
-
-std::string FindProgram(const std::string& name) {
-    const char* path = std::getenv("PATH");
-    std::string folders = std::string(path ? path : "") + ":/usr/bin:/usr/sbin:/bin";
-    std::size_t start = 0;
-    while (start <= folders.size()) {
-        const std::size_t colon = std::min(folders.find(':', start), folders.size());
-        const fs::path candidate = fs::path(folders.substr(start, colon - start)) / name;
-        if (colon > start && ::access(candidate.c_str(), X_OK) == 0) {
-            return candidate.string();
-        }
-        start = colon + 1;
-    }
-    return {};
-}
-
-// A port on 127.0.0.1 that was free a moment ago.
-std::uint16_t FreePort() {
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-    ::close(fd);
-    return ntohs(address.sin_port);
-}
 
 // Seconds of silence as a 16-bit mono WAV file at 8 kHz.
 void WriteWav(const fs::path& path, int seconds) {
@@ -91,77 +67,6 @@ constexpr Song kSongs[] = {
     {"Mira Solen/Blue Rivers/01.flac", "Mira Solen", "Blue Rivers", "Night Drive", "Jazz"},
     {"Mira Solen/Blue Rivers/02.flac", "Mira Solen", "Blue Rivers", "Slow Dance", "Jazz"},
     {"Glass Orchard/Paper Fields/01.flac", "Glass Orchard", "Paper Fields", "Summer Rain", "Folk"},
-};
-
-// One mpd of our own.
-class Mpd {
-public:
-    Mpd(std::string program, const fs::path& folder) : program_(std::move(program)) {
-        port_ = FreePort();
-        config_ = folder / "mpd.conf";
-        std::ofstream conf(config_);
-        conf << "music_directory \"" << (folder / "music").string() << "\"\n"
-             << "playlist_directory \"" << (folder / "playlists").string() << "\"\n"
-             << "db_file \"" << (folder / "database").string() << "\"\n"
-             << "state_file \"" << (folder / "state").string() << "\"\n"
-             << "sticker_file \"" << (folder / "sticker.sql").string() << "\"\n"
-             << "bind_to_address \"127.0.0.1\"\nport \"" << port_ << "\"\n"
-             << "zeroconf_enabled \"no\"\nrestore_paused \"yes\"\n"
-             << "audio_output {\n  type \"null\"\n  name \"Null Output\"\n"
-             << "  mixer_type \"software\"\n}\n";
-    }
-
-    bool Start() {
-        process_ = std::make_unique<Process>(
-            std::vector<std::string>{program_, "--no-daemon", "--stderr", config_.string()});
-        return process_->Started() &&
-               WaitUntil([&] { return Connect() != nullptr; }, std::chrono::seconds(10));
-    }
-    void Stop() {
-        if (process_) {
-            process_->Signal(SIGTERM);
-            process_->Wait();
-            process_.reset();
-        }
-    }
-    ~Mpd() { Stop(); }
-
-    // A connection of the test's own, to see what MPD itself says.
-    std::unique_ptr<mpd_connection, decltype(&mpd_connection_free)> Connect() const {
-        std::unique_ptr<mpd_connection, decltype(&mpd_connection_free)> connection(
-            mpd_connection_new("127.0.0.1", port_, 2000), mpd_connection_free);
-        if (connection && mpd_connection_get_error(connection.get()) != MPD_ERROR_SUCCESS) {
-            connection.reset();
-        }
-        return connection;
-    }
-
-    // Updates the database and waits until it holds `songs` songs.
-    bool Update(unsigned songs) {
-        auto connection = Connect();
-        if (!connection || mpd_run_update(connection.get(), nullptr) == 0) {
-            return false;
-        }
-        return WaitUntil(
-            [&] {
-                mpd_stats* stats = mpd_run_stats(connection.get());
-                const unsigned found = stats ? mpd_stats_get_number_of_songs(stats) : 0;
-                if (stats) {
-                    mpd_stats_free(stats);
-                }
-                return found == songs;
-            },
-            std::chrono::seconds(10));
-    }
-
-    std::uint16_t Port() const { return port_; }
-    std::string Output() { return process_ ? process_->Output() : std::string(); }
-
-private:
-    std::string program_;
-    fs::path config_;
-    std::uint16_t port_ = 0;
-    std::unique_ptr<Process> process_;
 };
 
 class MpdTest : public ::testing::Test {
