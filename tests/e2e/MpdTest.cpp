@@ -193,6 +193,10 @@ TEST_F(MpdTest, TransportVolumeAndSeekReachMpdAndComeBackAsEvents) {
     EXPECT_TRUE(watch.WaitForOutput("position 00:12\n")) << watch.Output();
     EXPECT_EQ(Run({"pause"}).first, 0);
     EXPECT_TRUE(watch.WaitForOutput("state paused\n")) << watch.Output();
+    EXPECT_EQ(Run({"shuffle", "on"}).first, 0);
+    EXPECT_EQ(Run({"repeat", "all"}).first, 0);
+    EXPECT_TRUE(watch.WaitForOutput("repeat all\n")) << watch.Output();
+    EXPECT_TRUE(Says({"speakers"}, "Null Output")) << "MPD's outputs are the speakers";
 
     // What MPD itself says.
     auto mpd = mpd_->Connect();
@@ -203,6 +207,9 @@ TEST_F(MpdTest, TransportVolumeAndSeekReachMpdAndComeBackAsEvents) {
     EXPECT_EQ(mpd_status_get_volume(status), 70);
     EXPECT_EQ(mpd_status_get_song_pos(status), 1);
     EXPECT_GE(mpd_status_get_elapsed_time(status), 12u);
+    EXPECT_TRUE(mpd_status_get_random(status));
+    EXPECT_TRUE(mpd_status_get_repeat(status));
+    EXPECT_FALSE(mpd_status_get_single(status));
     mpd_status_free(status);
 
     // A change another MPD client makes reaches our clients too.
