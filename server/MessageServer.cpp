@@ -606,6 +606,18 @@ void MessageServer::Post(PlayerBackend::Task task) {
     }
 }
 
+void MessageServer::Post(std::function<void(PlayerModel&, Events&)> task) {
+    Post([task = std::move(task)](PlayerBackend& player, Events& events) {
+        if (auto* simulated = dynamic_cast<SimulatedBackend*>(&player)) {
+            task(simulated->Model(), events);
+        } else {
+            Log(kLogError,
+                "vantor-server: a task for the simulated player dropped: the player is "
+                "an MPD");
+        }
+    });
+}
+
 void MessageServer::SendRaw(std::string bytes) {
     if (loop_) {
         Loop* loop = loop_.get();  // the task runs on the loop, which it cannot outlive

@@ -26,6 +26,7 @@
 #include "MediaHttpServer.h"
 #include "MediaLibrary.h"
 #include "PlayerBackend.h"
+#include "PlayerModel.h"
 #include "RequestHandler.h"
 #include "core/NamedThread.h"
 #include "net/MessageFramer.h"
@@ -96,6 +97,9 @@ public:
     // Runs `task` on the loop thread with the player; the events it adds
     // are pushed to every client. Returns at once.
     void Post(PlayerBackend::Task task);
+    // The same with the simulated player itself, for tests that steer it;
+    // logged and dropped when the player is an MPD.
+    void Post(std::function<void(PlayerModel&, Events&)> task);
     // Writes bytes as they are to every client (for tests of the client's
     // framing).
     void SendRaw(std::string bytes);
