@@ -206,7 +206,8 @@ private:
     void Accept();
     void Read(Client& client);
     void Flush(Client& client);
-    void Queue(Client& client, std::string_view bytes);
+    // Appends to the client's output and, unless told not to, sends.
+    void Queue(Client& client, std::string_view bytes, bool flush = true);
     void Handle(Client& client, std::string_view document);
     void Broadcast(const Events& events);
     void AnswerProbe();
@@ -377,8 +378,11 @@ void MessageServer::Loop::Handle(Client& client, std::string_view document) {
     }
     std::string bytes = response->ToXml();
     bytes.push_back('\0');
-    Queue(client, bytes);
+    // The response and the events it caused leave in one write, so the
+    // client that asked wakes once for both.
+    Queue(client, bytes, false);
     Broadcast(events);
+    Flush(client);
 }
 
 void MessageServer::Loop::Broadcast(const Events& events) {
@@ -395,7 +399,7 @@ void MessageServer::Loop::Broadcast(const Events& events) {
     }
 }
 
-void MessageServer::Loop::Queue(Client& client, std::string_view bytes) {
+void MessageServer::Loop::Queue(Client& client, std::string_view bytes, bool flush) {
     if (client.closing) {
         return;
     }
@@ -407,7 +411,9 @@ void MessageServer::Loop::Queue(Client& client, std::string_view bytes) {
         client.unsent.clear();
         return;
     }
-    Flush(client);
+    if (flush) {
+        Flush(client);
+    }
 }
 
 void MessageServer::Loop::Flush(Client& client) {
