@@ -142,7 +142,7 @@ void BM_EventsApplied(benchmark::State& state) {
     for (auto _ : state) {
         counter.Expect(kEvents);
         for (long batch = 0; batch < kEvents / 1000; ++batch) {
-            server.Post([](server::PlayerModel&, server::Events& events) {
+            server.Post([](server::PlayerBackend&, server::Events& events) {
                 for (int i = 0; i < 1000; ++i) {
                     auto event = std::make_unique<PlayPositionChangedEvent>();
                     event->playbackPosition = i;

@@ -16,7 +16,6 @@ namespace vantor::server {
 
 namespace {
 
-constexpr std::size_t kCachedFolders = 16;
 constexpr const char* kThriftType = "application/x-thrift";
 
 int Parameter(const httplib::Request& request, const char* name, int fallback) {
@@ -77,43 +76,24 @@ wire::MediaItem ToItem(const LibraryEntry& entry) {
     return item;
 }
 
-// The slice [start, start + count) of a list; count -1 means to the end.
-template <class Entry>
-std::pair<std::size_t, std::size_t> Slice(const std::vector<Entry>& all, int start, int count) {
-    const std::size_t first =
-        std::min<std::size_t>(static_cast<std::size_t>(std::max(start, 0)), all.size());
-    std::size_t last = all.size();
-    if (count >= 0) {
-        last = std::min(all.size(), first + static_cast<std::size_t>(count));
-    }
-    last = std::min(last, first + static_cast<std::size_t>(kMaxPageList));
-    return {first, last};
+// What a page asks for: count -1 (to the end) and counts beyond what the
+// client reads in one page are cut to that.
+std::int32_t PageCount(int count) {
+    return count < 0 || count > kMaxPageList ? kMaxPageList : count;
 }
 
-// Jump labels for a list of folders in name order: the first row of each
-// initial letter ("#" for the rest).
-std::vector<wire::MediaIndexEntry> JumpLabels(const std::vector<LibraryEntry>& entries) {
-    std::vector<wire::MediaIndexEntry> index;
-    if (entries.size() < 30 || !std::all_of(entries.begin(), entries.end(),
-                                            [](const LibraryEntry& e) { return e.container; })) {
-        return index;
+std::vector<wire::MediaItem> Items(const std::vector<LibraryEntry>& entries) {
+    std::vector<wire::MediaItem> items;
+    items.reserve(entries.size());
+    for (const LibraryEntry& entry : entries) {
+        items.push_back(ToItem(entry));
     }
-    std::string last;
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        const char first = entries[i].title.empty() ? '#' : entries[i].title[0];
-        const std::string label =
-            std::isalpha(static_cast<unsigned char>(first))
-                ? std::string(1, static_cast<char>(std::toupper(static_cast<unsigned char>(first))))
-                : "#";
-        if (label != last) {
-            wire::MediaIndexEntry entry;
-            entry.__set_label(label);
-            entry.__set_position(static_cast<std::int32_t>(i));
-            index.push_back(entry);
-            last = label;
-        }
-    }
-    return index;
+    return items;
+}
+
+// A failure of the player: 404 for what does not exist, 503 otherwise.
+int StatusFor(std::int32_t code) {
+    return code == kNotFound ? 404 : 503;
 }
 
 // What the client's one-inflate-per-1024-bytes reading makes of a gzip body.
@@ -143,9 +123,9 @@ std::string ReadFile(const std::string& path) {
 
 }  // namespace
 
-MediaHttpServer::MediaHttpServer(MediaHttpOptions options,
-                                 std::shared_ptr<const MediaLibrary> library, QueueSource queue)
-    : options_(std::move(options)), library_(std::move(library)), queue_(std::move(queue)) {}
+MediaHttpServer::MediaHttpServer(MediaHttpOptions options, std::shared_ptr<PlayerBackend> player,
+                                 QueueSource queue)
+    : options_(std::move(options)), player_(std::move(player)), queue_(std::move(queue)) {}
 
 MediaHttpServer::~MediaHttpServer() {
     Stop();
@@ -216,29 +196,6 @@ void MediaHttpServer::Stop() {
     http_.reset();
 }
 
-std::shared_ptr<const std::vector<LibraryEntry>> MediaHttpServer::Folder(const std::string& path) {
-    {
-        std::lock_guard lock(cacheMutex_);
-        for (auto it = cache_.begin(); it != cache_.end(); ++it) {
-            if (it->first == path) {
-                cache_.splice(cache_.begin(), cache_, it);
-                return it->second;
-            }
-        }
-    }
-    auto entries = library_->Browse(path);
-    if (!entries) {
-        return nullptr;
-    }
-    auto shared = std::make_shared<const std::vector<LibraryEntry>>(std::move(*entries));
-    std::lock_guard lock(cacheMutex_);
-    cache_.emplace_front(path, shared);
-    if (cache_.size() > kCachedFolders) {
-        cache_.pop_back();
-    }
-    return shared;
-}
-
 void MediaHttpServer::Serve(const httplib::Request& request, httplib::Response& response) {
     const std::string target = request.target.substr(0, request.target.find('?'));
     const std::string path = DecodePath(target);
@@ -258,89 +215,78 @@ void MediaHttpServer::Serve(const httplib::Request& request, httplib::Response& 
         return;
     }
     if (path == "/playlist.thrift") {
-        const auto queue = queue_();
+        const auto queue = queue_(std::max(start, 0), PageCount(count));
         if (!queue) {
             response.status = 503;
             return;
         }
         wire::PlaylistPage page;
-        const auto [first, last] = Slice(*queue, start, count);
-        page.__set_start(static_cast<std::int32_t>(first));
+        page.__set_start(static_cast<std::int32_t>(
+            std::min<std::size_t>(static_cast<std::size_t>(std::max(start, 0)), queue->total)));
         if (withTotal) {
-            page.__set_totalCount(static_cast<std::int32_t>(queue->size()));
+            page.__set_totalCount(static_cast<std::int32_t>(queue->total));
         }
-        std::vector<wire::MediaItem> items;
-        for (std::size_t i = first; i < last; ++i) {
-            if (const Track* track = library_->Find((*queue)[i])) {
-                LibraryEntry entry;
-                entry.id = track->id;
-                entry.type = track->type;
-                entry.title = track->title;
-                entry.artist = track->artist;
-                entry.album = track->album;
-                entry.genre = track->genre;
-                entry.length = track->length;
-                entry.rating = track->rating;
-                entry.path = "/Music/Songs/" + std::to_string(track->id);
-                items.push_back(ToItem(entry));
-            }
-        }
-        page.__set_items(std::move(items));
+        page.__set_items(Items(queue->entries));
         body = EncodePlaylistPage(page);
     } else if (path.rfind("/media/search/", 0) == 0 && endsWith(".thrift")) {
         const std::string text = MediaLibrary::UnescapeName(path.substr(14, path.size() - 14 - 7));
-        const auto results = library_->Search(text);
-        const auto [first, last] = Slice(results, start, count);
+        ListPage results;
+        const std::int32_t code =
+            player_->Search(text, std::max(start, 0), PageCount(count), &results);
+        if (code != kSuccess) {
+            response.status = StatusFor(code);
+            return;
+        }
         wire::MediaList list;
         list.__set_path("/Music/Search/" + text);
-        list.__set_start(static_cast<std::int32_t>(first));
-        list.__set_totalCount(static_cast<std::int32_t>(results.size()));
-        std::vector<wire::MediaItem> items;
-        for (std::size_t i = first; i < last; ++i) {
-            items.push_back(ToItem(results[i]));
-        }
-        list.__set_items(std::move(items));
+        list.__set_start(static_cast<std::int32_t>(
+            std::min<std::size_t>(static_cast<std::size_t>(std::max(start, 0)), results.total)));
+        list.__set_totalCount(static_cast<std::int32_t>(results.total));
+        list.__set_items(Items(results.entries));
         body = EncodeMediaList(list);
     } else if (path.rfind("/media", 0) == 0 && endsWith(".thrift")) {
         const std::string folder = path.substr(6, path.size() - 6 - 7);
-        const auto entries = Folder(folder.empty() ? "/" : folder);
-        if (!entries) {
-            response.status = 404;
+        ListPage entries;
+        const std::int32_t code = player_->Browse(folder.empty() ? "/" : folder, std::max(start, 0),
+                                                  PageCount(count), &entries);
+        if (code != kSuccess) {
+            response.status = StatusFor(code);
             return;
         }
-        const auto [first, last] = Slice(*entries, start, count);
         wire::MediaList list;
         list.__set_path(folder.empty() ? "/" : folder);
-        list.__set_start(static_cast<std::int32_t>(first));
+        list.__set_start(static_cast<std::int32_t>(
+            std::min<std::size_t>(static_cast<std::size_t>(std::max(start, 0)), entries.total)));
         if (withTotal) {
-            list.__set_totalCount(static_cast<std::int32_t>(entries->size()));
+            list.__set_totalCount(static_cast<std::int32_t>(entries.total));
         }
-        std::vector<wire::MediaItem> items;
-        items.reserve(last - first);
-        for (std::size_t i = first; i < last; ++i) {
-            items.push_back(ToItem((*entries)[i]));
-        }
-        list.__set_items(std::move(items));
-        if (first == 0) {
-            auto labels = JumpLabels(*entries);
-            if (!labels.empty()) {
-                list.__set_index(std::move(labels));
+        list.__set_items(Items(entries.entries));
+        if (!entries.index.empty()) {
+            std::vector<wire::MediaIndexEntry> labels;
+            for (const IndexLabel& label : entries.index) {
+                wire::MediaIndexEntry entry;
+                entry.__set_label(label.label);
+                entry.__set_position(label.position);
+                labels.push_back(entry);
             }
+            list.__set_index(std::move(labels));
         }
         body = EncodeMediaList(list);
-    } else if (path.rfind("/art/", 0) == 0 && endsWith(".png")) {
-        const std::string id = path.substr(5, path.size() - 5 - 4);
-        const Track* track = nullptr;
+    } else if (path.rfind("/art/", 0) == 0 && path.find('.', 5) != std::string::npos) {
+        const std::string id = path.substr(5, path.find('.', 5) - 5);
+        std::int32_t code = kNotFound;
         try {
-            track = library_->Find(std::stoi(id));
+            std::size_t used = 0;
+            const int number = std::stoi(id, &used);
+            if (used == id.size()) {
+                code = player_->AlbumArt(number, &body, &type);
+            }
         } catch (const std::exception&) {
         }
-        if (track == nullptr) {
-            response.status = 404;
+        if (code != kSuccess) {
+            response.status = StatusFor(code);
             return;
         }
-        body = AlbumArtPng(track->album);
-        type = "image/png";
     } else if (!options_.updateFile.empty() && path == UpdatePath()) {
         body = ReadFile(options_.updateFile);
         type = "application/octet-stream";

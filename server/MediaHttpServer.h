@@ -7,16 +7,16 @@
 //   GET /playlist.thrift?start=S&count=C[&includeTotalCount=true]
 //   GET /media<library path>.thrift?[start=S][&count=C][&includeTotalCount=true]
 //   GET /media/search/<text>.thrift?[start=S][&count=C]
-//   GET /art/<track id>.png
+//   GET /art/<track id>.<any extension>
 //   GET /update/<file name>
 //
 // Threads: requests are served on the HTTP library's worker threads; Start
-// and Stop belong to the owner. The library is immutable; the play queue is
-// asked for through `queue`, which may be called from any thread.
+// and Stop belong to the owner. The library and the art come from the
+// player backend's any-thread methods; the play queue is asked for through
+// `queue`, which may be called from any thread.
 
 #include <cstdint>
 #include <functional>
-#include <list>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -24,7 +24,7 @@
 #include <thread>
 #include <vector>
 
-#include "MediaLibrary.h"
+#include "PlayerBackend.h"
 
 namespace httplib {
 class Server;
@@ -44,10 +44,11 @@ struct MediaHttpOptions {
 
 class MediaHttpServer {
 public:
-    // The song ids of the play queue, or nothing when they cannot be had.
-    using QueueSource = std::function<std::optional<std::vector<std::int32_t>>()>;
+    // A page of the play queue (count -1: to the end), or nothing when it
+    // cannot be had.
+    using QueueSource = std::function<std::optional<ListPage>(std::int32_t, std::int32_t)>;
 
-    MediaHttpServer(MediaHttpOptions options, std::shared_ptr<const MediaLibrary> library,
+    MediaHttpServer(MediaHttpOptions options, std::shared_ptr<PlayerBackend> player,
                     QueueSource queue);
     ~MediaHttpServer();
     MediaHttpServer(const MediaHttpServer&) = delete;
@@ -68,19 +69,13 @@ public:
 
 private:
     void Serve(const httplib::Request& request, httplib::Response& response);
-    std::shared_ptr<const std::vector<LibraryEntry>> Folder(const std::string& path);
 
     MediaHttpOptions options_;
-    std::shared_ptr<const MediaLibrary> library_;
+    std::shared_ptr<PlayerBackend> player_;
     QueueSource queue_;
     std::unique_ptr<httplib::Server> http_;
     std::thread thread_;
     std::uint16_t port_ = 0;
-
-    // Recently listed folders, so that paging through a large one lists it
-    // once. Most recent first.
-    std::mutex cacheMutex_;  // guards cache_
-    std::list<std::pair<std::string, std::shared_ptr<const std::vector<LibraryEntry>>>> cache_;
 };
 
 }  // namespace vantor::server

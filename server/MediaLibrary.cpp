@@ -40,9 +40,9 @@ std::string Lower(std::string text) {
     return text;
 }
 
-// Splits a library path into its names: empty pieces ("//", a trailing
-// "/") are dropped and "%2F" inside a name is a "/".
-std::vector<std::string> Segments(const std::string& path) {
+}  // namespace
+
+std::vector<std::string> MediaLibrary::SplitPath(const std::string& path) {
     std::vector<std::string> segments;
     std::size_t start = 0;
     while (start < path.size()) {
@@ -57,6 +57,8 @@ std::vector<std::string> Segments(const std::string& path) {
     }
     return segments;
 }
+
+namespace {
 
 std::string Join(const std::vector<std::string>& at) {
     std::string path;
@@ -190,6 +192,18 @@ MediaLibrary MediaLibrary::Generate(int songs, unsigned seed) {
     return library;
 }
 
+MediaLibrary MediaLibrary::FromSongs(std::vector<Track> songs) {
+    MediaLibrary library;
+    std::int32_t id = 1;
+    for (Track& track : songs) {
+        track.id = id++;
+        track.type = MediaType::Music;
+    }
+    library.tracks_ = std::move(songs);
+    library.songs_ = static_cast<int>(library.tracks_.size());
+    return library;
+}
+
 const Track* MediaLibrary::Find(std::int32_t id) const {
     if (id < 1 || static_cast<std::size_t>(id) > tracks_.size()) {
         return nullptr;
@@ -217,7 +231,7 @@ std::vector<std::string> MediaLibrary::Artists(const std::string& genre) const {
 }
 
 std::optional<std::vector<LibraryEntry>> MediaLibrary::Browse(const std::string& path) const {
-    const std::vector<std::string> at = Segments(path);
+    const std::vector<std::string> at = SplitPath(path);
     return BrowseSegments(at, Join(at));
 }
 
@@ -336,7 +350,7 @@ std::optional<std::vector<LibraryEntry>> MediaLibrary::BrowseSegments(
 }
 
 std::vector<std::int32_t> MediaLibrary::SongsAt(const std::string& path) const {
-    std::vector<std::string> at = Segments(path);
+    std::vector<std::string> at = SplitPath(path);
     std::vector<std::int32_t> found;
     if (const auto entries = BrowseSegments(at, Join(at))) {
         for (const LibraryEntry& entry : *entries) {

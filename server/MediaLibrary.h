@@ -57,6 +57,9 @@ class MediaLibrary {
 public:
     // About `songs` songs plus a few podcasts; the same for the same arguments.
     static MediaLibrary Generate(int songs, unsigned seed = 1);
+    // A library of these songs (ids are given anew, from 1), with no
+    // playlists or podcasts.
+    static MediaLibrary FromSongs(std::vector<Track> songs);
 
     // Songs and podcast episodes; ids run from 1 in this order.
     const std::vector<Track>& Tracks() const { return tracks_; }
@@ -76,6 +79,9 @@ public:
 
     static std::string EscapeName(const std::string& name);
     static std::string UnescapeName(const std::string& name);
+    // The names of a path: empty pieces ("//", a trailing "/") are dropped
+    // and "%2F" inside a name is a "/".
+    static std::vector<std::string> SplitPath(const std::string& path);
 
 private:
     std::optional<std::vector<LibraryEntry>> BrowseSegments(const std::vector<std::string>& at,

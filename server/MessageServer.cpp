@@ -16,6 +16,9 @@
 #include <fstream>
 #include <future>
 
+#include "MpdBackend.h"
+#include "MusicFolder.h"
+#include "SimulatedBackend.h"
 #include "core/Logger.h"
 #include "core/Text.h"
 #include "net/LocalAddressSource.h"
@@ -144,24 +147,20 @@ struct MessageServer::Client {
 
 class MessageServer::Loop {
 public:
-    Loop(const ServerOptions& options, std::shared_ptr<const MediaLibrary> library,
+    Loop(const ServerOptions& options, std::shared_ptr<PlayerBackend> player,
          std::shared_ptr<Stats> stats, Descriptor listener, Descriptor discovery,
          std::vector<std::string> advertised)
         : options_(options),
-          library_(std::move(library)),
+          player_(std::move(player)),
           stats_(std::move(stats)),
           listener_(std::move(listener)),
           discovery_(std::move(discovery)),
           advertised_(std::move(advertised)),
-          player_(*library_, options.queueLength),
-          handler_(*library_, player_, options.info) {
+          handler_(*player_, options.info) {
         int pipe[2];
         if (::pipe2(pipe, O_CLOEXEC | O_NONBLOCK) == 0) {
             wakeRead_.Reset(pipe[0]);
             wakeWrite_.Reset(pipe[1]);
-        }
-        if (options.startPlaying) {
-            (void)player_.Play();
         }
     }
 
@@ -170,7 +169,7 @@ public:
         stop_ = true;
         Wake();
     }
-    void Post(std::function<void(PlayerModel&, Events&)> task) {
+    void Post(PlayerBackend::Task task) {
         {
             std::lock_guard lock(tasksMutex_);
             tasks_.push_back(std::move(task));
@@ -207,25 +206,25 @@ private:
     void Accept();
     void Read(Client& client);
     void Flush(Client& client);
-    void Queue(Client& client, std::string_view bytes);
+    // Appends to the client's output and, unless told not to, sends.
+    void Queue(Client& client, std::string_view bytes, bool flush = true);
     void Handle(Client& client, std::string_view document);
     void Broadcast(const Events& events);
     void AnswerProbe();
 
     const ServerOptions options_;
-    const std::shared_ptr<const MediaLibrary> library_;
+    const std::shared_ptr<PlayerBackend> player_;
     const std::shared_ptr<Stats> stats_;
     Descriptor listener_;
     Descriptor discovery_;
     Descriptor wakeRead_;
     Descriptor wakeWrite_;
     std::vector<std::string> advertised_;
-    PlayerModel player_;
     RequestHandler handler_;
     std::vector<std::unique_ptr<Client>> clients_;
     std::atomic<bool> stop_{false};
     std::mutex tasksMutex_;  // guards tasks_ and rawTasks_
-    std::deque<std::function<void(PlayerModel&, Events&)>> tasks_;
+    std::deque<PlayerBackend::Task> tasks_;
     std::deque<std::function<void()>> rawTasks_;
 };
 
@@ -273,7 +272,9 @@ void MessageServer::Loop::Run() {
         }
         if (Clock::now() >= nextTick) {
             nextTick += options_.tick;
-            Broadcast(player_.Tick());
+            Events events;
+            player_->Tick(events);
+            Broadcast(events);
         }
         std::erase_if(clients_, [](const std::unique_ptr<Client>& client) {
             return client->closing && client->unsent.empty();
@@ -285,7 +286,7 @@ void MessageServer::Loop::Run() {
 }
 
 void MessageServer::Loop::RunTasks() {
-    std::deque<std::function<void(PlayerModel&, Events&)>> tasks;
+    std::deque<PlayerBackend::Task> tasks;
     std::deque<std::function<void()>> rawTasks;
     {
         std::lock_guard lock(tasksMutex_);
@@ -294,7 +295,7 @@ void MessageServer::Loop::RunTasks() {
     }
     for (auto& task : tasks) {
         Events events;
-        task(player_, events);
+        task(*player_, events);
         Broadcast(events);
     }
     for (auto& task : rawTasks) {
@@ -377,8 +378,11 @@ void MessageServer::Loop::Handle(Client& client, std::string_view document) {
     }
     std::string bytes = response->ToXml();
     bytes.push_back('\0');
-    Queue(client, bytes);
+    // The response and the events it caused leave in one write, so the
+    // client that asked wakes once for both.
+    Queue(client, bytes, false);
     Broadcast(events);
+    Flush(client);
 }
 
 void MessageServer::Loop::Broadcast(const Events& events) {
@@ -395,7 +399,7 @@ void MessageServer::Loop::Broadcast(const Events& events) {
     }
 }
 
-void MessageServer::Loop::Queue(Client& client, std::string_view bytes) {
+void MessageServer::Loop::Queue(Client& client, std::string_view bytes, bool flush) {
     if (client.closing) {
         return;
     }
@@ -407,7 +411,9 @@ void MessageServer::Loop::Queue(Client& client, std::string_view bytes) {
         client.unsent.clear();
         return;
     }
-    Flush(client);
+    if (flush) {
+        Flush(client);
+    }
 }
 
 void MessageServer::Loop::Flush(Client& client) {
@@ -450,9 +456,23 @@ void MessageServer::Loop::AnswerProbe() {
              reinterpret_cast<const sockaddr*>(&sender), length);
 }
 
+namespace {
+
+MediaLibrary SimulatedLibrary(const ServerOptions& options) {
+    if (!options.mpdHost.empty()) {
+        return MediaLibrary();
+    }
+    if (!options.musicFolder.empty()) {
+        return ReadMusicFolder(options.musicFolder);
+    }
+    return MediaLibrary::Generate(options.songs);
+}
+
+}  // namespace
+
 MessageServer::MessageServer(ServerOptions options)
     : options_(std::move(options)),
-      library_(std::make_shared<const MediaLibrary>(MediaLibrary::Generate(options_.songs))),
+      library_(std::make_shared<const MediaLibrary>(SimulatedLibrary(options_))),
       stats_(std::make_shared<Stats>()) {}
 
 MessageServer::~MessageServer() {
@@ -497,10 +517,29 @@ bool MessageServer::Start() {
             options.info.clientChecksum = FileMd5(options.updateFile);
         }
     }
-    loop_ = std::make_shared<Loop>(options, library_, stats_, std::move(listener),
+    if (options.mpdHost.empty()) {
+        player_ = std::make_shared<SimulatedBackend>(library_, options.queueLength);
+    } else {
+        MpdOptions mpd;
+        mpd.host = options.mpdHost;
+        mpd.port = options.mpdPort;
+        mpd.timeout = options.mpdTimeout;
+        player_ = std::make_shared<MpdBackend>(mpd);
+    }
+    loop_ = std::make_shared<Loop>(options, player_, stats_, std::move(listener),
                                    std::move(discovery), std::move(advertised));
+    player_->Start([weak = std::weak_ptr<Loop>(loop_)](PlayerBackend::Task task) {
+        if (const auto loop = weak.lock()) {
+            loop->Post(std::move(task));
+        }
+    });
+    if (options.startPlaying) {
+        Events none;  // nobody is connected yet
+        player_->Transport(TransportCommand::Play, none);
+    }
     std::shared_ptr<Loop> loop = loop_;
     if (thread_.Start("Server Loop", [loop] { loop->Run(); }) != 0) {
+        player_->Stop();
         return false;
     }
     // Last: its workers ask the loop for the play queue.
@@ -510,7 +549,9 @@ bool MessageServer::Start() {
         media.port = options.mediaPort;
         media.gzip = options.gzip;
         media.updateFile = options.updateFile;
-        media_ = std::make_unique<MediaHttpServer>(media, library_, [this] { return QueueIds(); });
+        media_ = std::make_unique<MediaHttpServer>(
+            media, player_,
+            [this](std::int32_t start, std::int32_t count) { return QueuePage(start, count); });
         if (!media_->Start()) {
             media_.reset();
             Stop();
@@ -530,6 +571,8 @@ void MessageServer::Stop() {
     }
     loop_->RequestStop();
     thread_.Stop();
+    // After the loop: the backend's own threads post to it until they end.
+    player_->Stop();
     loop_.reset();
 }
 
@@ -537,10 +580,17 @@ std::uint16_t MessageServer::MediaPort() const {
     return media_ ? media_->Port() : 0;
 }
 
-std::optional<std::vector<std::int32_t>> MessageServer::QueueIds() {
-    auto answer = std::make_shared<std::promise<std::vector<std::int32_t>>>();
+std::optional<ListPage> MessageServer::QueuePage(std::int32_t start, std::int32_t count) {
+    auto answer = std::make_shared<std::promise<std::optional<ListPage>>>();
     auto future = answer->get_future();
-    Post([answer](PlayerModel& player, Events&) { answer->set_value(player.Queue()); });
+    Post([answer, start, count](PlayerBackend& player, Events&) {
+        ListPage page;
+        if (player.QueuePage(start, count, &page) == kSuccess) {
+            answer->set_value(std::move(page));
+        } else {
+            answer->set_value(std::nullopt);
+        }
+    });
     if (future.wait_for(std::chrono::seconds(2)) != std::future_status::ready) {
         return std::nullopt;
     }
@@ -556,10 +606,22 @@ std::vector<std::string> MessageServer::ReceivedRequests() const {
     return stats_->received;
 }
 
-void MessageServer::Post(std::function<void(PlayerModel&, Events&)> task) {
+void MessageServer::Post(PlayerBackend::Task task) {
     if (loop_) {
         loop_->Post(std::move(task));
     }
+}
+
+void MessageServer::Post(std::function<void(PlayerModel&, Events&)> task) {
+    Post([task = std::move(task)](PlayerBackend& player, Events& events) {
+        if (auto* simulated = dynamic_cast<SimulatedBackend*>(&player)) {
+            task(simulated->Model(), events);
+        } else {
+            Log(kLogError,
+                "vantor-server: a task for the simulated player dropped: the player is "
+                "an MPD");
+        }
+    });
 }
 
 void MessageServer::SendRaw(std::string bytes) {

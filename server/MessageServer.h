@@ -2,15 +2,16 @@
 
 // The network side of vantor-server: a TCP listener for any number of
 // clients speaking the XML protocol (each message followed by a zero byte),
-// the UDP discovery responder, and the one-second clock of the simulated
-// player. Every request gets its response; every change of the player's
+// the UDP discovery responder, and the one-second clock of the player. The
+// player is the simulated one, or a Music Player Daemon when the options
+// name one. Every request gets its response; every change of the player's
 // state is pushed to every client as events. Malformed, unknown or
 // misdirected messages are logged and dropped.
 //
 // Threads: everything runs on one loop thread ("Server Loop"), which owns
-// the player, the clients and the sockets. Start and Stop belong to the
-// owner; the other public methods may be called from any thread and hand
-// their work to the loop.
+// the clients and the sockets and makes every loop-thread call of the
+// player backend. Start and Stop belong to the owner; the other public
+// methods may be called from any thread and hand their work to the loop.
 
 #include <atomic>
 #include <chrono>
@@ -24,6 +25,7 @@
 
 #include "MediaHttpServer.h"
 #include "MediaLibrary.h"
+#include "PlayerBackend.h"
 #include "PlayerModel.h"
 #include "RequestHandler.h"
 #include "core/NamedThread.h"
@@ -43,7 +45,15 @@ struct ServerOptions {
     std::chrono::milliseconds tick{1000};
     std::size_t maxPending = MessageFramer::kDefaultMaxPending;
     int songs = 500;
+    // A folder of audio files whose tags make the simulated library instead
+    // of a generated one.
+    std::string musicFolder;
     int queueLength = 25;
+    // A Music Player Daemon to drive instead of the simulated player:
+    // its host (empty: none) and port.
+    std::string mpdHost;
+    std::uint16_t mpdPort = 6600;
+    std::chrono::milliseconds mpdTimeout{2000};
     bool startPlaying = false;
     ServerInfo info;
     // The media service over HTTP, on the same address.
@@ -71,9 +81,10 @@ public:
     std::uint16_t DiscoveryPort() const { return discoveryPort_; }
     std::uint16_t MediaPort() const;
 
-    // The song ids of the play queue, asked of the loop (any thread);
-    // nothing when the loop does not answer within two seconds.
-    std::optional<std::vector<std::int32_t>> QueueIds();
+    // A page of the play queue, asked of the loop (any thread); nothing
+    // when the loop does not answer within two seconds.
+    std::optional<ListPage> QueuePage(std::int32_t start, std::int32_t count);
+    // The simulated player's library (empty when MPD is driven).
     const MediaLibrary& Library() const { return *library_; }
 
     int ClientCount() const { return stats_->clients.load(); }
@@ -85,6 +96,9 @@ public:
 
     // Runs `task` on the loop thread with the player; the events it adds
     // are pushed to every client. Returns at once.
+    void Post(PlayerBackend::Task task);
+    // The same with the simulated player itself, for tests that steer it;
+    // logged and dropped when the player is an MPD.
     void Post(std::function<void(PlayerModel&, Events&)> task);
     // Writes bytes as they are to every client (for tests of the client's
     // framing).
@@ -107,6 +121,7 @@ private:
     // The loop thread holds shares of these, so a loop that outlives Stop()
     // never reaches freed state.
     std::shared_ptr<const MediaLibrary> library_;
+    std::shared_ptr<PlayerBackend> player_;
     std::shared_ptr<Stats> stats_;
     std::shared_ptr<Loop> loop_;
     std::unique_ptr<MediaHttpServer> media_;

@@ -13,11 +13,10 @@
 #include <vector>
 
 #include "MediaLibrary.h"
+#include "PlayerBackend.h"
 #include "protocol/Messages.h"
 
 namespace vantor::server {
-
-using Events = std::vector<std::unique_ptr<Message>>;
 
 struct EqPreset {
     std::string name;

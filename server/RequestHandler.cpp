@@ -8,23 +8,6 @@ namespace vantor::server {
 
 namespace {
 
-template <class T, class M>
-void Append(T& to, M&& from) {
-    std::move(from.begin(), from.end(), std::back_inserter(to));
-}
-
-// Applies start and count to a list answered in pages.
-template <class Entry>
-std::vector<Entry> Page(const std::vector<Entry>& all, std::int32_t start, std::int32_t count) {
-    const std::size_t first = start < 0 ? 0 : std::min<std::size_t>(start, all.size());
-    std::size_t last = all.size();
-    if (count >= 0) {
-        last = std::min(all.size(), first + static_cast<std::size_t>(count));
-    }
-    return std::vector<Entry>(all.begin() + static_cast<std::ptrdiff_t>(first),
-                              all.begin() + static_cast<std::ptrdiff_t>(last));
-}
-
 std::vector<MediaResult> Results(const std::vector<LibraryEntry>& entries, bool withPath) {
     std::vector<MediaResult> results;
     results.reserve(entries.size());
@@ -33,6 +16,15 @@ std::vector<MediaResult> Results(const std::vector<LibraryEntry>& entries, bool 
                                       withPath ? entry.path : std::string()});
     }
     return results;
+}
+
+std::vector<std::string> Titles(const std::vector<LibraryEntry>& entries) {
+    std::vector<std::string> titles;
+    titles.reserve(entries.size());
+    for (const LibraryEntry& entry : entries) {
+        titles.push_back(entry.title);
+    }
+    return titles;
 }
 
 template <class Response, class Request>
@@ -50,8 +42,12 @@ public:
 
 }  // namespace
 
-RequestHandler::RequestHandler(const MediaLibrary& library, PlayerModel& player, ServerInfo info)
-    : library_(library), player_(player), info_(std::move(info)) {}
+RequestHandler::RequestHandler(PlayerBackend& player, ServerInfo info)
+    : player_(player), info_(std::move(info)) {
+    if (info_.playerType.empty()) {
+        info_.playerType = player_.PlayerType();
+    }
+}
 
 const char* RequestHandler::Describe(std::int32_t code) {
     switch (code) {
@@ -63,37 +59,11 @@ const char* RequestHandler::Describe(std::int32_t code) {
             return "A value in the request is out of range.";
         case kNotFound:
             return "The requested item does not exist.";
+        case kPlayerFailed:
+            return "The player could not be reached or could not carry out the request.";
         default:
             return "Unknown result code.";
     }
-}
-
-std::vector<std::int32_t> RequestHandler::Select(const MediaSelector& selector) const {
-    if (selector.id != -1) {
-        return library_.Find(selector.id) ? std::vector<std::int32_t>{selector.id}
-                                          : std::vector<std::int32_t>{};
-    }
-    if (!selector.path.empty()) {
-        return library_.SongsAt(selector.path);
-    }
-    if (!selector.libPath.empty()) {
-        return library_.SongsAt(selector.libPath);
-    }
-    std::vector<std::int32_t> songs;
-    for (const Track& track : library_.Tracks()) {
-        const auto matches = [](const std::string& wanted, const std::string& value) {
-            return wanted.empty() || wanted == value;
-        };
-        const bool any = selector.any.empty() ||
-                         track.title.find(selector.any) != std::string::npos ||
-                         track.artist.find(selector.any) != std::string::npos ||
-                         track.album.find(selector.any) != std::string::npos;
-        if (any && matches(selector.genre, track.genre) && matches(selector.artist, track.artist) &&
-            matches(selector.album, track.album) && matches(selector.title, track.title)) {
-            songs.push_back(track.id);
-        }
-    }
-    return songs;
 }
 
 std::unique_ptr<Message> RequestHandler::Handle(const Message& request, Events& events) {
@@ -109,11 +79,6 @@ std::unique_ptr<Message> RequestHandler::Handle(const Message& request, Events& 
             static_cast<MessageType>(static_cast<std::uint32_t>(type) + 1));
     }
     std::int32_t code = kSuccess;
-    const auto fail = [&code](bool ok, std::int32_t failure) {
-        if (!ok) {
-            code = failure;
-        }
-    };
 
     switch (type) {
         case MessageType::GetErrorDetailsRequest:
@@ -136,223 +101,214 @@ std::unique_ptr<Message> RequestHandler::Handle(const Message& request, Events& 
             break;
         }
         case MessageType::PlayPauseRequest:
-            Append(events, player_.PlayPause());
+            code = player_.Transport(TransportCommand::PlayPause, events);
             break;
         case MessageType::PlayRequest:
-            Append(events, player_.Play());
+            code = player_.Transport(TransportCommand::Play, events);
             break;
         case MessageType::PauseRequest:
-            Append(events, player_.Pause());
+            code = player_.Transport(TransportCommand::Pause, events);
             break;
         case MessageType::StopRequest:
-            Append(events, player_.Stop());
+            code = player_.Transport(TransportCommand::Stop, events);
             break;
         case MessageType::FastForwardRequest:
-            Append(events, player_.FastForward());
+            code = player_.Transport(TransportCommand::FastForward, events);
             break;
         case MessageType::RewindRequest:
-            Append(events, player_.Rewind());
+            code = player_.Transport(TransportCommand::Rewind, events);
             break;
         case MessageType::PreviousItemRequest:
-            Append(events, player_.Previous());
+            code = player_.Transport(TransportCommand::Previous, events);
             break;
         case MessageType::NextItemRequest:
-            Append(events, player_.Next());
+            code = player_.Transport(TransportCommand::Next, events);
             break;
         case MessageType::GetPlaylistPositionRequest:
-            As<GetPlaylistPositionResponse>(*response)->position = player_.QueuePosition();
+            As<GetPlaylistPositionResponse>(*response)->position = player_.Status().queuePosition;
             break;
         case MessageType::SetPlaylistPositionRequest:
-            fail(
-                player_.SetQueuePosition(As<SetPlaylistPositionRequest>(request)->position, events),
-                kBadParameter);
+            code =
+                player_.SetQueuePosition(As<SetPlaylistPositionRequest>(request)->position, events);
             break;
         case MessageType::PlayMediaRequest: {
             const auto& play = *As<PlayMediaRequest>(request);
-            fail(player_.PlayNow(Select(play.selector), play.startingItem, events), kNotFound);
+            code = player_.PlayNow(play.selector, play.startingItem, events);
             break;
         }
         case MessageType::PlaylistAddRequest: {
             const auto& add = *As<PlaylistAddRequest>(request);
-            const auto songs = Select(add.selector);
-            fail(!songs.empty(), kNotFound);
-            if (!songs.empty()) {
-                fail(player_.Add(songs, add.position, events), kBadParameter);
-            }
+            code = player_.Add(add.selector, add.position, events);
             break;
         }
         case MessageType::PlaylistRemoveRequest:
-            fail(player_.Remove(As<PlaylistRemoveRequest>(request)->position, events),
-                 kBadParameter);
+            code = player_.Remove(As<PlaylistRemoveRequest>(request)->position, events);
             break;
         case MessageType::PlaylistMoveRequest: {
             const auto& move = *As<PlaylistMoveRequest>(request);
-            fail(player_.Move(move.position, move.newPosition, events), kBadParameter);
+            code = player_.Move(move.position, move.newPosition, events);
             break;
         }
         case MessageType::PlaylistClearRequest:
-            Append(events, player_.Clear());
+            code = player_.Clear(events);
             break;
         case MessageType::GetCurrentStateRequest: {
+            const PlayerStatus status = player_.Status();
             auto& state = *As<GetCurrentStateResponse>(*response);
-            state.playingState = player_.PlayingState();
-            state.volume = player_.Volume();
-            state.playlistPosition = player_.QueuePosition();
-            state.playbackPosition = player_.PlaybackPosition();
-            state.shuffleState = player_.Shuffle();
-            state.repeatState = player_.Repeat();
-            if (const Track* track = player_.Current()) {
-                state.artist = track->artist;
-                state.album = track->album;
-                state.title = track->title;
-                state.length = track->length;
-                state.rating = player_.CurrentRating();
+            state.playingState = status.playingState;
+            state.volume = status.volume;
+            state.playlistPosition = status.queuePosition;
+            state.playbackPosition = status.playbackPosition;
+            state.shuffleState = status.shuffle;
+            state.repeatState = status.repeat;
+            if (status.current) {
+                state.artist = status.current->artist;
+                state.album = status.current->album;
+                state.title = status.current->title;
+                state.length = status.current->length;
+                state.rating = status.current->rating;
             }
             break;
         }
         case MessageType::GetVolumeRequest:
-            As<GetVolumeResponse>(*response)->volume = player_.Volume();
+            As<GetVolumeResponse>(*response)->volume = player_.Status().volume;
             break;
         case MessageType::SetVolumeRequest: {
             const std::int32_t volume = As<SetVolumeRequest>(request)->volume;
-            fail(volume >= 0 && volume <= 100, kBadParameter);
-            if (code == kSuccess) {
-                Append(events, player_.SetVolume(volume));
-            }
+            code = volume >= 0 && volume <= 100 ? player_.SetVolume(volume, events) : kBadParameter;
             break;
         }
         case MessageType::GetPlayPositionRequest:
-            As<GetPlayPositionResponse>(*response)->position = player_.PlaybackPosition();
+            As<GetPlayPositionResponse>(*response)->position = player_.Status().playbackPosition;
             break;
         case MessageType::SetPlayPositionRequest:
-            fail(player_.SetPlaybackPosition(As<SetPlayPositionRequest>(request)->position, events),
-                 kBadParameter);
+            code =
+                player_.SetPlaybackPosition(As<SetPlayPositionRequest>(request)->position, events);
             break;
         case MessageType::GetPlayingStateRequest:
-            As<GetPlayingStateResponse>(*response)->playingState = player_.PlayingState();
+            As<GetPlayingStateResponse>(*response)->playingState = player_.Status().playingState;
             break;
         case MessageType::GetPlaylistLengthRequest:
-            As<GetPlaylistLengthResponse>(*response)->length =
-                static_cast<std::int32_t>(player_.Queue().size());
+            As<GetPlaylistLengthResponse>(*response)->length = player_.Status().queueLength;
             break;
         case MessageType::GetPlaylistItemsRequest: {
-            const auto& page = *As<GetPlaylistItemsRequest>(request);
+            const auto& request_page = *As<GetPlaylistItemsRequest>(request);
             auto& answer = *As<GetPlaylistItemsResponse>(*response);
-            std::vector<PlaylistItem> items;
-            for (const std::int32_t id : player_.Queue()) {
-                const Track* track = library_.Find(id);
-                items.push_back(PlaylistItem{id, false, track ? track->title : std::string(),
-                                             track ? track->artist : std::string(),
-                                             MediaType::Music});
+            ListPage page;
+            code = player_.QueuePage(request_page.start, request_page.count, &page);
+            if (code != kSuccess) {
+                break;
             }
-            SetPaging(answer, page, items.size());
-            answer.items = Page(items, page.start, page.count);
+            SetPaging(answer, request_page, page.total);
+            for (const LibraryEntry& entry : page.entries) {
+                answer.items.push_back(
+                    PlaylistItem{entry.id, false, entry.title, entry.artist, MediaType::Music});
+            }
             break;
         }
         case MessageType::GetShuffleStateRequest:
-            As<GetShuffleStateResponse>(*response)->shuffleState = player_.Shuffle();
+            As<GetShuffleStateResponse>(*response)->shuffleState = player_.Status().shuffle;
             break;
         case MessageType::SetShuffleStateRequest:
-            Append(events, player_.SetShuffle(As<SetShuffleStateRequest>(request)->shuffleState));
+            code = player_.SetShuffle(As<SetShuffleStateRequest>(request)->shuffleState, events);
             break;
         case MessageType::GetRepeatStateRequest:
-            As<GetRepeatStateResponse>(*response)->repeatState = player_.Repeat();
+            As<GetRepeatStateResponse>(*response)->repeatState = player_.Status().repeat;
             break;
         case MessageType::SetRepeatStateRequest:
-            Append(events, player_.SetRepeat(As<SetRepeatStateRequest>(request)->repeatState));
+            code = player_.SetRepeat(As<SetRepeatStateRequest>(request)->repeatState, events);
             break;
         case MessageType::GetAlbumArtRequest:
-            // Served by the media HTTP side; the path names the current song.
-            if (const Track* track = player_.Current()) {
-                As<GetAlbumArtResponse>(*response)->artURL =
-                    "/art/" + std::to_string(track->id) + ".png";
-            } else {
-                code = kNotFound;
-            }
+            // Served by the media HTTP side.
+            code = player_.AlbumArtPath(&As<GetAlbumArtResponse>(*response)->artURL);
             break;
-        case MessageType::GetTrackRatingRequest:
-            As<GetTrackRatingResponse>(*response)->rating = player_.CurrentRating();
+        case MessageType::GetTrackRatingRequest: {
+            const PlayerStatus status = player_.Status();
+            As<GetTrackRatingResponse>(*response)->rating =
+                status.current ? status.current->rating : -1;
             break;
+        }
         case MessageType::SetTrackRatingRequest:
-            fail(player_.SetRating(As<SetTrackRatingRequest>(request)->rating, events),
-                 kBadParameter);
+            code = player_.SetRating(As<SetTrackRatingRequest>(request)->rating, events);
             break;
         case MessageType::GetEqPresetsRequest:
-            for (const EqPreset& preset : player_.Presets()) {
-                As<GetEqPresetsResponse>(*response)->presets.push_back(preset.name);
-            }
+            code = player_.EqPresets(&As<GetEqPresetsResponse>(*response)->presets);
             break;
         case MessageType::SetEqPresetRequest:
-            fail(player_.SetEqPreset(As<SetEqPresetRequest>(request)->preset, events), kNotFound);
+            code = player_.SetEqPreset(As<SetEqPresetRequest>(request)->preset, events);
             break;
         case MessageType::GetEqRequest:
-            As<GetEqResponse>(*response)->eq = player_.Eq();
+            code = player_.GetEq(&As<GetEqResponse>(*response)->eq);
             break;
         case MessageType::SetEqRequest:
-            Append(events, player_.SetEq(As<SetEqRequest>(request)->eq));
+            code = player_.SetEq(As<SetEqRequest>(request)->eq, events);
             break;
         case MessageType::GetVideoModeRequest:
-            As<GetVideoModeResponse>(*response)->fullScreenEnabled = player_.FullScreen();
+            code = player_.GetFullScreen(&As<GetVideoModeResponse>(*response)->fullScreenEnabled);
             break;
         case MessageType::SetVideoModeRequest:
-            Append(events,
-                   player_.SetFullScreen(As<SetVideoModeRequest>(request)->fullScreenEnabled));
+            code =
+                player_.SetFullScreen(As<SetVideoModeRequest>(request)->fullScreenEnabled, events);
             break;
         case MessageType::GetSpeakerListRequest:
-            As<GetSpeakerListResponse>(*response)->speakers = player_.Speakers();
+            code = player_.Speakers(&As<GetSpeakerListResponse>(*response)->speakers);
             break;
         case MessageType::SelectSpeakerRequest:
-            fail(player_.SelectSpeaker(As<SelectSpeakerRequest>(request)->id, events), kNotFound);
+            code = player_.SelectSpeaker(As<SelectSpeakerRequest>(request)->id, events);
             break;
         case MessageType::EnableSpeakerRequest: {
             const auto& enable = *As<EnableSpeakerRequest>(request);
-            fail(player_.EnableSpeaker(enable.id, enable.enabled, events), kNotFound);
+            code = player_.EnableSpeaker(enable.id, enable.enabled, events);
             break;
         }
         case MessageType::GetPlayerCapabilitiesRequest: {
+            const PlayerCapabilities capabilities = player_.Capabilities();
             auto& answer = *As<GetPlayerCapabilitiesResponse>(*response);
-            answer.supportsEQ = true;
-            answer.supportsMultipleSpeakers = true;
+            answer.supportsEQ = capabilities.eq;
+            answer.supportsMultipleSpeakers = capabilities.multipleSpeakers;
             break;
         }
         case MessageType::GetMediaItemRequest: {
             const auto& item = *As<GetMediaItemRequest>(request);
-            std::vector<std::int32_t> songs;
-            if (item.id != -1) {
-                songs.push_back(item.id);
-            } else {
-                songs = library_.SongsAt(item.path);
-            }
-            const Track* track = songs.size() == 1 ? library_.Find(songs[0]) : nullptr;
-            if (track == nullptr) {
-                code = kNotFound;
+            LibraryEntry entry;
+            code = player_.Item(item.id, item.path, &entry);
+            if (code != kSuccess) {
                 break;
             }
             auto& answer = *As<GetMediaItemResponse>(*response);
-            answer.id = track->id;
-            answer.artist = track->artist;
-            answer.album = track->album;
-            answer.title = track->title;
-            answer.libraryId = "simulated";
-            answer.path = "/Music/Songs/" + std::to_string(track->id);
-            answer.type = track->type;
+            answer.id = entry.id;
+            answer.artist = entry.artist;
+            answer.album = entry.album;
+            answer.title = entry.title;
+            answer.libraryId = player_.LibraryId();
+            answer.path = "/Music/Songs/" + std::to_string(entry.id);
+            answer.type = entry.type;
             break;
         }
         case MessageType::BrowseGenresRequest: {
-            const auto& page = static_cast<const BrowseGenresRequest&>(request);
+            const auto& request_page = static_cast<const BrowseGenresRequest&>(request);
             auto& answer = *As<BrowseGenresResponse>(*response);
-            const auto genres = library_.Genres();
-            SetPaging(answer, page, genres.size());
-            answer.genres = Page(genres, page.start, page.count);
+            ListPage page;
+            code = player_.Browse("/Music/Genres", request_page.start, request_page.count, &page);
+            SetPaging(answer, request_page, page.total);
+            answer.genres = Titles(page.entries);
             break;
         }
         case MessageType::BrowseArtistsRequest: {
-            const auto& page = *As<BrowseArtistsRequest>(request);
+            const auto& request_page = *As<BrowseArtistsRequest>(request);
             auto& answer = *As<BrowseArtistsResponse>(*response);
-            const auto artists =
-                library_.Artists(page.genreName.empty() ? page.genre : page.genreName);
-            SetPaging(answer, page, artists.size());
-            answer.artists = Page(artists, page.start, page.count);
+            const std::string genre =
+                request_page.genreName.empty() ? request_page.genre : request_page.genreName;
+            const std::string folder = genre.empty()
+                                           ? "/Music/Artists"
+                                           : "/Music/Genres/" + MediaLibrary::EscapeName(genre);
+            ListPage page;
+            code = player_.Browse(folder, request_page.start, request_page.count, &page);
+            if (code == kNotFound) {
+                code = kSuccess;  // a genre without artists
+            }
+            SetPaging(answer, request_page, page.total);
+            answer.artists = Titles(page.entries);
             break;
         }
         case MessageType::MediaSearchRequest: {
@@ -362,26 +318,28 @@ std::unique_ptr<Message> RequestHandler::Handle(const Message& request, Events& 
                                      : !search.title.empty()  ? search.title
                                      : !search.artist.empty() ? search.artist
                                                               : search.album;
-            const auto results = library_.Search(text);
-            SetPaging(answer, search, results.size());
-            answer.results = Results(Page(results, search.start, search.count), false);
+            ListPage page;
+            code = player_.Search(text, search.start, search.count, &page);
+            SetPaging(answer, search, page.total);
+            answer.results = Results(page.entries, false);
             break;
         }
         case MessageType::BrowseLibraryRequest: {
             const auto& browse = *As<BrowseLibraryRequest>(request);
             auto& answer = *As<BrowseLibraryResponse>(*response);
-            const auto entries = library_.Browse(browse.path.empty() ? "/" : browse.path);
-            if (!entries) {
-                code = kNotFound;
+            ListPage page;
+            code = player_.Browse(browse.path.empty() ? "/" : browse.path, browse.start,
+                                  browse.count, &page);
+            if (code != kSuccess) {
                 break;
             }
             answer.path = browse.path;
-            SetPaging(answer, browse, entries->size());
-            answer.results = Results(Page(*entries, browse.start, browse.count), true);
+            SetPaging(answer, browse, page.total);
+            answer.results = Results(page.entries, true);
             break;
         }
         case MessageType::UpdateMediaLibraryRequest:
-            events.push_back(std::make_unique<MediaLibraryChangedEvent>());
+            code = player_.UpdateLibrary(events);
             break;
         default:
             // The other library queries and anything else: known, not offered.

@@ -1,30 +1,24 @@
 #pragma once
 
-// Answers the client's requests from the simulated player and its library:
-// one response per request (carrying its requestId), plus the events the
-// request caused, which the server pushes to every client.
+// Answers the client's requests from the player backend: one response per
+// request (carrying its requestId), plus the events the request caused,
+// which the server pushes to every client.
 //
 // Not thread-safe: the server's loop thread owns it.
 
 #include <memory>
 #include <string>
 
-#include "MediaLibrary.h"
-#include "PlayerModel.h"
+#include "PlayerBackend.h"
 
 namespace vantor::server {
-
-// Result codes the server puts in returnCode.
-inline constexpr std::int32_t kSuccess = 0;
-inline constexpr std::int32_t kUnsupported = 1;
-inline constexpr std::int32_t kBadParameter = 2;
-inline constexpr std::int32_t kNotFound = 3;
 
 // What the server says about itself and the client release it offers.
 struct ServerInfo {
     std::string name = "Vantor Server";
     std::string version = "1.0.0.0";
-    std::string playerType = "Simulated Player";
+    // Empty: the backend's own name for its player.
+    std::string playerType;
     // The client release offered to clients; no version means none.
     std::string clientVersion;
     std::string clientUrl;
@@ -34,7 +28,7 @@ struct ServerInfo {
 
 class RequestHandler {
 public:
-    RequestHandler(const MediaLibrary& library, PlayerModel& player, ServerInfo info);
+    RequestHandler(PlayerBackend& player, ServerInfo info);
 
     // The response to a request (its kind must be Request), with the events
     // it caused appended to `events`; null for UnrecognizedRequest, which
@@ -44,10 +38,7 @@ public:
     static const char* Describe(std::int32_t code);
 
 private:
-    std::vector<std::int32_t> Select(const MediaSelector& selector) const;
-
-    const MediaLibrary& library_;
-    PlayerModel& player_;
+    PlayerBackend& player_;
     ServerInfo info_;
 };
 

@@ -1,9 +1,11 @@
-// vantor-server: the desktop side of Vantor, over a simulated player.
+// vantor-server: the desktop side of Vantor, over a simulated player or a
+// Music Player Daemon.
 
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "MessageServer.h"
@@ -17,7 +19,8 @@ using vantor::server::ServerOptions;
 const char kUsage[] =
     "usage: vantor-server [OPTION...]\n"
     "\n"
-    "Serves the Vantor remote control protocol over a simulated player.\n"
+    "Serves the Vantor remote control protocol over a simulated player, or over\n"
+    "a Music Player Daemon with --mpd.\n"
     "\n"
     "  --bind ADDR            address to listen on (default 0.0.0.0, every interface;\n"
     "                         use 127.0.0.1 to stay on this machine)\n"
@@ -29,7 +32,14 @@ const char kUsage[] =
     "  --advertise A[,B...]   addresses named in discovery replies\n"
     "  --songs N              size of the generated library (default 500, at most\n"
     "                         100000)\n"
+    "  --music DIR            the simulated library from the tags of the audio files\n"
+    "                         below DIR instead of a generated one\n"
     "  --queue N              songs in the play queue at start (default 25)\n"
+    "  --mpd HOST[:PORT]      drive the Music Player Daemon at HOST (port 6600 unless\n"
+    "                         given; a path is its local socket) instead of the\n"
+    "                         simulated player\n"
+    "  --mpd-timeout MS       how long MPD may take to answer (default 2000; whole\n"
+    "                         seconds)\n"
     "  --play                 start playing\n"
     "  --name TEXT            the server's name\n"
     "  --offer-version V      offer client version V for update (with the three below)\n"
@@ -106,6 +116,27 @@ int main(int argc, char** argv) {
             }
         } else if (option == "--songs") {
             ok = ParseCount(value(), &options.songs) && options.songs <= 100000;
+        } else if (option == "--music") {
+            options.musicFolder = value();
+            std::error_code error;
+            if (!std::filesystem::is_directory(options.musicFolder, error)) {
+                std::fprintf(stderr, "vantor-server: %s is not a folder\n",
+                             options.musicFolder.c_str());
+                return 2;
+            }
+        } else if (option == "--mpd") {
+            const std::string address = value();
+            const std::size_t colon = address.rfind(':');
+            options.mpdHost = address;
+            if (colon != std::string::npos && address[0] != '/') {
+                options.mpdHost = address.substr(0, colon);
+                ok = ParsePort(address.c_str() + colon + 1, &options.mpdPort);
+            }
+            ok = ok && !options.mpdHost.empty();
+        } else if (option == "--mpd-timeout") {
+            int milliseconds = 0;
+            ok = ParseCount(value(), &milliseconds) && milliseconds > 0;
+            options.mpdTimeout = std::chrono::milliseconds(milliseconds);
         } else if (option == "--queue") {
             ok = ParseCount(value(), &options.queueLength);
         } else if (option == "--play") {
@@ -161,7 +192,12 @@ int main(int argc, char** argv) {
         std::printf(" (discovery on UDP %u)", static_cast<unsigned>(server.DiscoveryPort()));
     }
     std::printf(", media on %u", static_cast<unsigned>(server.MediaPort()));
-    std::printf(", %d songs\n", options.songs);
+    if (!options.mpdHost.empty()) {
+        std::printf(", MPD at %s:%u\n", options.mpdHost.c_str(),
+                    static_cast<unsigned>(options.mpdPort));
+    } else {
+        std::printf(", %d songs\n", server.Library().SongCount());
+    }
     std::fflush(stdout);
 
     int received = 0;

@@ -126,8 +126,15 @@ int Install(RegistryStore& store, const std::string& installDir) {
 namespace vantor {
 
 std::string LocateInstallDir() {
+    // Beside the running program first (<prefix>/bin/../share/vantor/), so
+    // a tree installed with another prefix than the build's, or unpacked
+    // from a package, finds its own data.
+    std::error_code error;
+    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+    const std::string beside =
+        error ? std::string() : (program.parent_path().parent_path() / "share/vantor/").string();
     for (const std::string& folder :
-         {std::string(VANTOR_DATA_DIR), std::string(VANTOR_SOURCE_DIR)}) {
+         {beside, std::string(VANTOR_DATA_DIR), std::string(VANTOR_SOURCE_DIR)}) {
         if (!folder.empty() && std::filesystem::is_regular_file(folder + kDefaultSkinFile)) {
             return folder.back() == '/' ? folder : folder + "/";
         }

@@ -64,9 +64,11 @@ std::array<std::string, kServerHistory> RebuildServerHistory(
 // it is started from. Saves the store. 0 or -1.
 int Install(RegistryStore& store, const std::string& installDir);
 
-// Where this program's data is: the installed folder when the default skin
-// is there, otherwise the source tree it was built from (a run from the
-// build tree). Ends in "/"; empty when neither holds the default skin.
+// Where this program's data is: the first of these that holds the default
+// skin: share/vantor/ beside the program's own bin/ folder (an installed
+// tree, whatever its prefix), the data folder of the prefix it was built
+// for, the source tree it was built from (a run from the build tree). Ends
+// in "/"; empty when none holds the default skin.
 std::string LocateInstallDir();
 
 // Runs the installer's part at start when no install folder is recorded

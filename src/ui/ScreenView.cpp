@@ -297,11 +297,14 @@ void ScreenView::RedrawRegion(QRect region) {
     }
     // Every overlay touching the region is drawn whole, so the region grows
     // to take them in; otherwise one drawn later could be half covered.
+    // (Only what lies on the screen counts: a component may reach past it.)
+    const QRect screen = buffer_.rect();
     for (bool grown = true; grown;) {
         grown = false;
         for (const Overlay& overlay : overlays_) {
-            if (overlay.rect.intersects(region) && !region.contains(overlay.rect)) {
-                region = (region | overlay.rect) & buffer_.rect();
+            const QRect visible = overlay.rect & screen;
+            if (visible.intersects(region) && !region.contains(visible)) {
+                region |= visible;
                 grown = true;
             }
         }

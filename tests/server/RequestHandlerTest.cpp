@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
 #include "RequestHandler.h"
+#include "SimulatedBackend.h"
 #include "protocol/MessageFactory.h"
+#include "support/TestServer.h"
+#include "support/Wait.h"
 
 namespace vantor::server {
 namespace {
@@ -13,9 +16,12 @@ protected:
         return handler_.Handle(request, events_);
     }
 
-    MediaLibrary library_ = MediaLibrary::Generate(60);
-    PlayerModel player_{library_};
-    RequestHandler handler_{library_, player_, ServerInfo{}};
+    std::shared_ptr<const MediaLibrary> libraryShared_ =
+        std::make_shared<const MediaLibrary>(MediaLibrary::Generate(60));
+    const MediaLibrary& library_ = *libraryShared_;
+    SimulatedBackend backend_{libraryShared_, 25};
+    PlayerModel& player_ = backend_.Model();
+    RequestHandler handler_{backend_, ServerInfo{}};
     Events events_;
 };
 
@@ -100,6 +106,17 @@ TEST_F(RequestHandlerTest, PlayingFromALibraryPathFillsTheQueue) {
     EXPECT_EQ(player_.PlayingState(), PlayingState::Playing);
     EXPECT_EQ(player_.Current()->album, library_.Tracks()[0].album);
     EXPECT_FALSE(events_.empty());
+}
+
+TEST(MessageServerPostTest, TasksReachTheSimulatedPlayerAndItsEventsGoOut) {
+    testing::TestServer server;
+    std::atomic<int> volume{-1};
+    server->Post([](PlayerModel& player, Events& events) {
+        auto changed = player.SetVolume(77);
+        std::move(changed.begin(), changed.end(), std::back_inserter(events));
+    });
+    server->Post([&](PlayerBackend& player, Events&) { volume = player.Status().volume; });
+    EXPECT_TRUE(testing::WaitUntil([&] { return volume == 77; }));
 }
 
 }  // namespace

@@ -188,9 +188,9 @@ TEST_F(GuiTest, LandscapeIsRefusedAndTurningBackLandsOnMain) {
     EXPECT_FALSE(frame_->View().Content().songTitle.empty());
 
     // Odd sizes keep whatever scale there was, and the window works on.
-    ASSERT_TRUE(resizeScreen(97, 311));
+    ASSERT_TRUE(resizeScreen(211, 537));
     EXPECT_DOUBLE_EQ(frame_->DisplayScale(), 2.0);
-    EXPECT_EQ(frame_->View().Frame().size(), QSize(97, 311));
+    EXPECT_EQ(frame_->View().Frame().size(), QSize(211, 537));
     // A narrower screen reads the skin at the smaller scale.
     ASSERT_TRUE(resizeScreen(360, 560));
     EXPECT_DOUBLE_EQ(frame_->DisplayScale(), 1.3);

@@ -1,0 +1,360 @@
+// vantor-server driving a real Music Player Daemon, with vantorctl as the
+// client: each test starts its own mpd on a free loopback port with its own
+// configuration, database and music folder (a few short tagged FLAC files
+// made here), and stops it again. Skipped where mpd or flac is missing.
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <mpd/client.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "AlbumArtImage.h"
+#include "support/MpdInstance.h"
+#include "support/Process.h"
+#include "support/Wait.h"
+
+namespace vantor {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::FindProgram;
+using testing::FreePort;
+using testing::Mpd;
+using testing::Process;
+using testing::WaitUntil;
+
+// Seconds of silence as a 16-bit mono WAV file at 8 kHz.
+void WriteWav(const fs::path& path, int seconds) {
+    const std::uint32_t rate = 8000;
+    const std::uint32_t data = rate * 2 * static_cast<std::uint32_t>(seconds);
+    std::ofstream out(path, std::ios::binary);
+    const auto u32 = [&](std::uint32_t v) { out.write(reinterpret_cast<const char*>(&v), 4); };
+    const auto u16 = [&](std::uint16_t v) { out.write(reinterpret_cast<const char*>(&v), 2); };
+    out.write("RIFF", 4);
+    u32(36 + data);
+    out.write("WAVEfmt ", 8);
+    u32(16);
+    u16(1);
+    u16(1);
+    u32(rate);
+    u32(rate * 2);
+    u16(2);
+    u16(16);
+    out.write("data", 4);
+    u32(data);
+    out << std::string(data, '\0');
+}
+
+struct Song {
+    const char* file;
+    const char* artist;
+    const char* album;
+    const char* title;
+    const char* genre;
+};
+
+constexpr Song kSongs[] = {
+    {"Mira Solen/Blue Rivers/01.flac", "Mira Solen", "Blue Rivers", "Night Drive", "Jazz"},
+    {"Mira Solen/Blue Rivers/02.flac", "Mira Solen", "Blue Rivers", "Slow Dance", "Jazz"},
+    {"Glass Orchard/Paper Fields/01.flac", "Glass Orchard", "Paper Fields", "Summer Rain", "Folk"},
+};
+
+class MpdTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        const std::string mpd = FindProgram("mpd");
+        const std::string flac = FindProgram("flac");
+        if (mpd.empty() || flac.empty()) {
+            GTEST_SKIP() << "mpd or flac is not installed (scripts/install-deps installs both); "
+                            "the tests against a real MPD are skipped";
+        }
+        char pattern[] = "/tmp/vantor-mpd-XXXXXX";
+        ASSERT_NE(::mkdtemp(pattern), nullptr);
+        folder_ = pattern;
+        fs::create_directories(folder_ / "playlists");
+        const fs::path wav = folder_ / "silence.wav";
+        WriteWav(wav, 30);
+        for (const Song& song : kSongs) {
+            const fs::path file = folder_ / "music" / song.file;
+            fs::create_directories(file.parent_path());
+            Process encode({flac, "--silent", "--force", "-o", file.string(),
+                            std::string("--tag=ARTIST=") + song.artist,
+                            std::string("--tag=ALBUM=") + song.album,
+                            std::string("--tag=TITLE=") + song.title,
+                            std::string("--tag=GENRE=") + song.genre, wav.string()});
+            ASSERT_EQ(encode.Wait(), 0) << encode.Output();
+        }
+        std::ofstream(folder_ / "music/Mira Solen/Blue Rivers/cover.png", std::ios::binary)
+            << server::AlbumArtPng("Blue Rivers");
+        std::ofstream(folder_ / "playlists/Evening.m3u") << kSongs[2].file << "\n"
+                                                         << kSongs[0].file << "\n";
+
+        mpd_ = std::make_unique<Mpd>(mpd, folder_);
+        ASSERT_TRUE(mpd_->Start()) << mpd_->Output();
+        ASSERT_TRUE(mpd_->Update(3)) << mpd_->Output();
+        StartServer("127.0.0.1:" + std::to_string(mpd_->Port()));
+    }
+
+    void TearDown() override {
+        if (server_) {
+            server_->Signal(SIGTERM);
+            EXPECT_EQ(server_->Wait(), 0) << server_->Output();
+        }
+        mpd_.reset();
+        if (!folder_.empty()) {
+            fs::remove_all(folder_);
+        }
+    }
+
+    void StartServer(const std::string& mpd) {
+        server_ = std::make_unique<Process>(std::vector<std::string>{
+            VANTOR_SERVER_PATH, "--bind", "127.0.0.1", "--port", "0", "--no-discovery",
+            "--media-port", "0", "--mpd", mpd, "--mpd-timeout", "1000"});
+        ASSERT_TRUE(server_->WaitForOutput(", MPD at")) << server_->Output();
+        unsigned port = 0;
+        unsigned media = 0;
+        const std::string output = server_->Output();
+        ASSERT_EQ(
+            std::sscanf(output.c_str(), "vantor-server: listening on 127.0.0.1:%u, media on %u",
+                        &port, &media),
+            2)
+            << output;
+        port_ = std::to_string(port);
+        media_ = std::to_string(media);
+    }
+
+    std::vector<std::string> Ctl(std::vector<std::string> arguments) const {
+        std::vector<std::string> command = {VANTORCTL_PATH, "--server",     "127.0.0.1", "--port",
+                                            port_,          "--media-port", media_};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        return command;
+    }
+    std::pair<int, std::string> Run(std::vector<std::string> arguments) const {
+        Process ctl(Ctl(std::move(arguments)));
+        const int status = ctl.Wait();
+        return {status, ctl.Output()};
+    }
+    bool Says(const std::vector<std::string>& arguments, const std::string& text) const {
+        const auto [status, output] = Run(arguments);
+        return status == 0 && output.find(text) != std::string::npos;
+    }
+
+    // An HTTP GET on the media side: status line, headers and body.
+    std::string Get(const std::string& path) const {
+        const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<std::uint16_t>(std::stoi(media_)));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        std::string response;
+        if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
+            const std::string request = "GET " + path + " HTTP/1.0\r\n\r\n";
+            (void)!::write(fd, request.data(), request.size());
+            char buffer[4096];
+            ssize_t size;
+            while ((size = ::read(fd, buffer, sizeof buffer)) > 0) {
+                response.append(buffer, static_cast<std::size_t>(size));
+            }
+        }
+        ::close(fd);
+        return response;
+    }
+
+    fs::path folder_;
+    std::unique_ptr<Mpd> mpd_;
+    std::unique_ptr<Process> server_;
+    std::string port_;
+    std::string media_;
+};
+
+TEST_F(MpdTest, TransportVolumeAndSeekReachMpdAndComeBackAsEvents) {
+    Process watch(Ctl({"watch"}));
+    ASSERT_TRUE(watch.WaitForOutput("watching")) << watch.Output();
+
+    EXPECT_EQ(Run({"play-path", "/Music/Songs"}).first, 0);
+    EXPECT_TRUE(watch.WaitForOutput("state playing\n")) << watch.Output();
+    // MPD's database order: by folder and file name.
+    EXPECT_TRUE(watch.WaitForOutput("now playing: Glass Orchard - Summer Rain")) << watch.Output();
+    EXPECT_EQ(Run({"volume", "70"}).first, 0);
+    EXPECT_TRUE(watch.WaitForOutput("volume 70\n")) << watch.Output();
+    EXPECT_EQ(Run({"next"}).first, 0);
+    EXPECT_TRUE(watch.WaitForOutput("now playing: Mira Solen - Night Drive")) << watch.Output();
+    EXPECT_EQ(Run({"seek", "12"}).first, 0);
+    EXPECT_TRUE(watch.WaitForOutput("position 00:12\n")) << watch.Output();
+    EXPECT_EQ(Run({"pause"}).first, 0);
+    EXPECT_TRUE(watch.WaitForOutput("state paused\n")) << watch.Output();
+    EXPECT_EQ(Run({"shuffle", "on"}).first, 0);
+    EXPECT_EQ(Run({"repeat", "all"}).first, 0);
+    EXPECT_TRUE(watch.WaitForOutput("repeat all\n")) << watch.Output();
+    EXPECT_TRUE(Says({"speakers"}, "Null Output")) << "MPD's outputs are the speakers";
+
+    // What MPD itself says.
+    auto mpd = mpd_->Connect();
+    ASSERT_TRUE(mpd);
+    mpd_status* status = mpd_run_status(mpd.get());
+    ASSERT_NE(status, nullptr);
+    EXPECT_EQ(mpd_status_get_state(status), MPD_STATE_PAUSE);
+    EXPECT_EQ(mpd_status_get_volume(status), 70);
+    EXPECT_EQ(mpd_status_get_song_pos(status), 1);
+    EXPECT_GE(mpd_status_get_elapsed_time(status), 12u);
+    EXPECT_TRUE(mpd_status_get_random(status));
+    EXPECT_TRUE(mpd_status_get_repeat(status));
+    EXPECT_FALSE(mpd_status_get_single(status));
+    mpd_status_free(status);
+
+    // A change another MPD client makes reaches our clients too.
+    EXPECT_TRUE(mpd_run_set_volume(mpd.get(), 33));
+    EXPECT_TRUE(watch.WaitForOutput("volume 33\n")) << watch.Output();
+
+    const auto [code, output] = Run({"status"});
+    EXPECT_EQ(code, 0) << output;
+    EXPECT_NE(output.find("(Music Player Daemon)"), std::string::npos) << output;
+    EXPECT_NE(output.find("state:     paused"), std::string::npos) << output;
+    EXPECT_NE(output.find("volume:    33"), std::string::npos) << output;
+
+    // What MPD lacks is refused as unsupported.
+    const auto eq = Run({"eq"});
+    EXPECT_EQ(eq.first, 4) << eq.second;
+    EXPECT_NE(eq.second.find(": 1 "), std::string::npos) << eq.second;
+
+    watch.Signal(SIGINT);
+    EXPECT_EQ(watch.Wait(), 0);
+}
+
+TEST_F(MpdTest, QueueLibrarySearchArtAndRatings) {
+    EXPECT_EQ(Run({"play-path", "/Music/Playlists/Evening"}).first, 0);
+    EXPECT_EQ(Run({"add", "/Music/Albums/Blue Rivers"}).first, 0);
+    const auto queue = Run({"queue", "1", "2"});
+    EXPECT_EQ(queue.first, 0) << queue.second;
+    EXPECT_NE(queue.second.find("queue: 4 entries"), std::string::npos) << queue.second;
+    EXPECT_NE(queue.second.find("1  Night Drive - Mira Solen"), std::string::npos) << queue.second;
+    EXPECT_NE(queue.second.find("2  Night Drive - Mira Solen"), std::string::npos) << queue.second;
+    EXPECT_EQ(queue.second.find("Summer Rain"), std::string::npos) << "only the page asked for";
+
+    struct Case {
+        std::vector<std::string> command;
+        std::vector<std::string> expected;
+    };
+    const Case cases[] = {
+        {{"browse", "/Music/Artists"}, {"Glass Orchard", "Mira Solen"}},
+        {{"browse", "/Music/Genres/Jazz"}, {"Mira Solen"}},
+        {{"browse", "/Music/Artists/Mira Solen/Blue Rivers"}, {"Night Drive", "Slow Dance"}},
+        {{"browse", "/Music/Playlists"}, {"Evening"}},
+        {{"search", "rain"}, {"Summer Rain"}},
+        {{"search", "ORCHARD"}, {"Glass Orchard"}},
+    };
+    for (const Case& test : cases) {
+        const auto [code, output] = Run(test.command);
+        EXPECT_EQ(code, 0) << test.command[1] << "\n" << output;
+        for (const std::string& text : test.expected) {
+            EXPECT_NE(output.find(text), std::string::npos) << test.command[1] << "\n" << output;
+        }
+    }
+    EXPECT_NE(Run({"browse", "/Music/Artists/Nobody"}).first, 0) << "no such folder";
+
+    // Album art: the cover file beside the first album's songs; none for
+    // the other album.
+    const auto album = Run({"browse", "/Music/Artists/Mira Solen/Blue Rivers"}).second;
+    const std::size_t at = album.find("/Music/Artists/Mira Solen/Blue Rivers/");
+    ASSERT_NE(at, std::string::npos) << album;
+    const std::string id = album.substr(at + 38, album.find('\n', at) - at - 38);
+    const std::string art = Get("/art/" + id + ".png");
+    EXPECT_EQ(art.rfind("HTTP/1.1 200", 0), 0u) << art.substr(0, 200);
+    EXPECT_NE(art.find("\r\n\r\n\x89PNG"), std::string::npos);
+    const auto other = Run({"browse", "/Music/Artists/Glass Orchard/Paper Fields"}).second;
+    const std::size_t otherAt = other.find("Paper Fields/");
+    ASSERT_NE(otherAt, std::string::npos) << other;
+    const std::string otherId =
+        other.substr(otherAt + 13, other.find('\n', otherAt) - otherAt - 13);
+    EXPECT_EQ(Get("/art/" + otherId + ".png").rfind("HTTP/1.1 404", 0), 0u);
+
+    // Ratings are MPD stickers.
+    EXPECT_TRUE(Says({"rate", "80"}, ""));
+    EXPECT_TRUE(Says({"status"}, "rating:    80"));
+    auto mpd = mpd_->Connect();
+    ASSERT_TRUE(mpd);
+    ASSERT_TRUE(mpd_send_sticker_get(mpd.get(), "song", kSongs[2].file, "rating"));
+    mpd_pair* sticker = mpd_recv_sticker(mpd.get());
+    ASSERT_NE(sticker, nullptr);
+    EXPECT_STREQ(sticker->value, "80");
+    mpd_return_sticker(mpd.get(), sticker);
+    mpd_response_finish(mpd.get());
+}
+
+TEST_F(MpdTest, AnMpdRestartIsSurvived) {
+    Process watch(Ctl({"watch"}));
+    ASSERT_TRUE(watch.WaitForOutput("watching")) << watch.Output();
+    ASSERT_EQ(Run({"play-path", "/Music/Songs"}).first, 0);
+    ASSERT_TRUE(watch.WaitForOutput("state playing\n")) << watch.Output();
+
+    mpd_->Stop();
+    EXPECT_TRUE(watch.WaitForOutput("state stopped\n")) << watch.Output();
+    const auto refused = Run({"volume", "20"});
+    EXPECT_EQ(refused.first, 4) << refused.second;
+    EXPECT_NE(refused.second.find(": 4 "), std::string::npos) << refused.second;
+
+    ASSERT_TRUE(mpd_->Start()) << mpd_->Output();
+    // The server finds MPD again by itself.
+    EXPECT_TRUE(WaitUntil(
+        [&] {
+            return Run({"volume", "20"}).first == 0;
+        },
+        std::chrono::seconds(10)));
+    EXPECT_TRUE(watch.WaitForOutput("volume 20\n")) << watch.Output();
+    EXPECT_TRUE(Says({"queue"}, "queue: 3 entries"));
+    // Whichever connection noticed first said so in the log.
+    const std::string log = server_->Output();
+    EXPECT_TRUE(log.find("lost MPD") != std::string::npos ||
+                log.find("MPD connection (commands) failed") != std::string::npos)
+        << log;
+    watch.Signal(SIGINT);
+    EXPECT_EQ(watch.Wait(), 0);
+}
+
+// Needs no mpd: nothing listens where the server is told MPD is.
+TEST(MpdAbsentTest, TheServerRunsAndSaysSo) {
+    Process server({VANTOR_SERVER_PATH, "--bind", "127.0.0.1", "--port", "0", "--no-discovery",
+                    "--media-port", "0", "--mpd", "127.0.0.1:" + std::to_string(FreePort())});
+    ASSERT_TRUE(server.WaitForOutput(", MPD at")) << server.Output();
+    unsigned port = 0;
+    unsigned media = 0;
+    const std::string output = server.Output();
+    ASSERT_NE(output.find("listening on"), std::string::npos) << output;
+    ASSERT_EQ(std::sscanf(output.c_str() + output.find("listening on"),
+                          "listening on 127.0.0.1:%u, media on %u", &port, &media),
+              2)
+        << output;
+    const std::vector<std::string> ctl = {
+        VANTORCTL_PATH,       "--server",     "127.0.0.1",          "--port",
+        std::to_string(port), "--media-port", std::to_string(media)};
+    auto run = [&](std::vector<std::string> arguments) {
+        std::vector<std::string> command = ctl;
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        Process process(command);
+        const int code = process.Wait();
+        return std::make_pair(code, process.Output());
+    };
+    const auto status = run({"status"});
+    EXPECT_EQ(status.first, 0) << status.second;
+    EXPECT_NE(status.second.find("state:     stopped"), std::string::npos) << status.second;
+    const auto play = run({"play"});
+    EXPECT_EQ(play.first, 4) << play.second;
+    EXPECT_NE(play.second.find("could not be reached"), std::string::npos) << play.second;
+    EXPECT_NE(run({"queue"}).first, 0);
+    EXPECT_TRUE(server.WaitForOutput("cannot reach MPD at 127.0.0.1")) << server.Output();
+    server.Signal(SIGTERM);
+    EXPECT_EQ(server.Wait(), 0) << server.Output();
+}
+
+}  // namespace
+}  // namespace vantor

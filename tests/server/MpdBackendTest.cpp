@@ -1,0 +1,295 @@
+// MpdBackend against a scripted MPD peer on loopback, for what a real MPD
+// does only when something goes wrong: errors inside a command list, a
+// broken greeting, a connection cut in the middle of an answer.
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+#include "MpdBackend.h"
+#include "support/LogCapture.h"
+
+namespace vantor::server {
+namespace {
+
+// Answers every connection on a thread of its own: the greeting, then each command (or
+// whole command list) with what `answer` returns for its lines; an answer
+// of "CLOSE" closes the connection instead.
+class FakeMpd {
+public:
+    using Answer = std::function<std::string(const std::vector<std::string>& lines)>;
+
+    FakeMpd(std::string greeting, Answer answer)
+        : greeting_(std::move(greeting)), answer_(std::move(answer)) {
+        listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        ::bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address);
+        ::listen(listener_, 4);
+        ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length);
+        port_ = ntohs(address.sin_port);
+        thread_ = std::thread([this] { Serve(); });
+    }
+    ~FakeMpd() {
+        stop_ = true;
+        thread_.join();
+        ::close(listener_);
+    }
+
+    unsigned Port() const { return port_; }
+    std::vector<std::string> Received() {
+        std::lock_guard lock(mutex_);
+        return received_;
+    }
+
+private:
+    void Serve() {
+        while (!stop_) {
+            pollfd polled{listener_, POLLIN, 0};
+            if (::poll(&polled, 1, 20) <= 0) {
+                continue;
+            }
+            const int fd = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+            if (fd >= 0) {
+                talkers_.emplace_back([this, fd] {
+                    Talk(fd);
+                    ::close(fd);
+                });
+            }
+        }
+        for (std::thread& talker : talkers_) {
+            talker.join();
+        }
+    }
+    void Talk(int fd) {
+        (void)!::write(fd, greeting_.data(), greeting_.size());
+        std::string input;
+        std::vector<std::string> list;
+        bool inList = false;
+        char buffer[4096];
+        while (!stop_) {
+            pollfd polled{fd, POLLIN, 0};
+            if (::poll(&polled, 1, 20) <= 0) {
+                continue;
+            }
+            const ssize_t size = ::read(fd, buffer, sizeof buffer);
+            if (size <= 0) {
+                return;
+            }
+            input.append(buffer, static_cast<std::size_t>(size));
+            std::size_t end;
+            while ((end = input.find('\n')) != std::string::npos) {
+                const std::string line = input.substr(0, end);
+                input.erase(0, end + 1);
+                {
+                    std::lock_guard lock(mutex_);
+                    received_.push_back(line);
+                }
+                if (line.rfind("command_list", 0) == 0 && line != "command_list_end") {
+                    inList = true;
+                    list.clear();
+                    continue;
+                }
+                if (inList && line != "command_list_end") {
+                    list.push_back(line);
+                    continue;
+                }
+                const std::string reply = answer_(inList ? list : std::vector<std::string>{line});
+                inList = false;
+                if (reply == "CLOSE") {
+                    return;
+                }
+                (void)!::write(fd, reply.data(), reply.size());
+            }
+        }
+    }
+
+    const std::string greeting_;
+    const Answer answer_;
+    int listener_ = -1;
+    unsigned port_ = 0;
+    std::atomic<bool> stop_{false};
+    std::mutex mutex_;  // guards received_
+    std::vector<std::string> received_;
+    std::vector<std::thread> talkers_;  // the serving thread's own
+    std::thread thread_;
+};
+
+constexpr const char* kGreeting = "OK MPD 0.23.0\n";
+constexpr const char* kPlayingStatus =
+    "volume: 40\nrepeat: 0\nrandom: 0\nsingle: 0\nconsume: 0\nplaylist: 7\n"
+    "playlistlength: 2\nstate: play\nsong: 0\nsongid: 1\nelapsed: 3.5\n";
+constexpr const char* kSong = "file: a/b.flac\nTitle: Night Drive\nArtist: Mira Solen\nTime: 30\n";
+
+MpdOptions Options(unsigned port) {
+    MpdOptions options;
+    options.port = port;
+    options.timeout = std::chrono::milliseconds(1000);
+    return options;
+}
+
+// The usual answers of a healthy MPD.
+std::string Healthy(const std::vector<std::string>& lines) {
+    std::string reply;
+    for (const std::string& line : lines) {
+        if (line == "status") {
+            reply += kPlayingStatus;
+        } else if (line == "currentsong") {
+            reply += kSong;
+        } else if (line.rfind("sticker get", 0) == 0) {
+            return "ACK [50@0] {sticker} no such sticker\n";
+        } else if (line.rfind("count", 0) == 0) {
+            reply += "songs: 2\nplaytime: 60\n";
+        }
+        reply += lines.size() > 1 ? "list_OK\n" : "";
+    }
+    return reply + "OK\n";
+}
+
+std::vector<std::string> Names(const Events& events) {
+    std::vector<std::string> names;
+    for (const auto& event : events) {
+        names.emplace_back(event->TypeName());
+    }
+    return names;
+}
+
+TEST(MpdBackendTest, AnErrorInsideACommandListIsTheClientsCodeAndTheStateIsReadAgain) {
+    FakeMpd mpd(kGreeting, [](const std::vector<std::string>& lines) {
+        if (lines.size() > 1 && lines[1].rfind("findadd", 0) == 0) {
+            return std::string("list_OK\nACK [50@1] {findadd} No such directory\n");
+        }
+        return Healthy(lines);
+    });
+    MpdBackend backend(Options(mpd.Port()));
+    Events events;
+    testing::LogCapture log(kLogError);
+
+    MediaSelector selector;
+    selector.libPath = "/Music/Artists/Mira Solen";
+    EXPECT_EQ(backend.PlayNow(selector, 0, events), kNotFound);
+    ASSERT_FALSE(log.Lines().empty());
+    EXPECT_NE(log.Lines().back().find("MPD refused play now (command 1 of its list): No such "
+                                      "directory"),
+              std::string::npos)
+        << log.Lines().back();
+    // Part of the list ran, so the state was read again and the clients hear
+    // of it: playing "Night Drive".
+    EXPECT_EQ(backend.Status().playingState, PlayingState::Playing);
+    ASSERT_TRUE(backend.Status().current.has_value());
+    EXPECT_EQ(backend.Status().current->title, "Night Drive");
+    EXPECT_EQ(backend.Status().current->rating, -1) << "no sticker: unrated";
+
+    // The connection is still good for the next command.
+    events.clear();
+    EXPECT_EQ(backend.SetVolume(40, events), kSuccess);
+    const auto received = mpd.Received();
+    EXPECT_NE(std::find(received.begin(), received.end(), "count \"(artist == 'Mira Solen')\""),
+              received.end());
+}
+
+TEST(MpdBackendTest, ErrorsMapToTheProtocolsCodes) {
+    struct Case {
+        const char* ack;
+        std::int32_t code;
+    };
+    const Case cases[] = {
+        {"ACK [2@0] {setvol} Invalid volume\n", kBadParameter},
+        {"ACK [50@0] {setvol} No such song\n", kNotFound},
+        {"ACK [5@0] {setvol} unknown command\n", kUnsupported},
+        {"ACK [4@0] {setvol} you don't have permission\n", kUnsupported},
+        {"ACK [52@0] {setvol} problems setting volume\n", kPlayerFailed},
+    };
+    for (const Case& test : cases) {
+        FakeMpd mpd(kGreeting, [&](const std::vector<std::string>& lines) {
+            return lines.size() > 1 && lines[0].rfind("setvol", 0) == 0 ? std::string(test.ack)
+                                                                        : Healthy(lines);
+        });
+        MpdBackend backend(Options(mpd.Port()));
+        Events events;
+        testing::LogCapture log(kLogError);
+        EXPECT_EQ(backend.SetVolume(50, events), test.code) << test.ack;
+    }
+}
+
+TEST(MpdBackendTest, ABrokenGreetingOrACutAnswerShowsThePlayerStopped) {
+    {
+        FakeMpd notMpd("HTTP/1.1 400 Bad Request\n", Healthy);
+        MpdBackend backend(Options(notMpd.Port()));
+        Events events;
+        testing::LogCapture log(kLogError);
+        EXPECT_EQ(backend.Transport(TransportCommand::Play, events), kPlayerFailed);
+        EXPECT_EQ(backend.Status().playingState, PlayingState::Stopped);
+        ASSERT_EQ(log.Lines().size(), 1u) << "one line per outage";
+        EXPECT_NE(log.Lines()[0].find("cannot reach MPD at 127.0.0.1"), std::string::npos);
+        EXPECT_EQ(backend.Transport(TransportCommand::Play, events), kPlayerFailed);
+        EXPECT_EQ(log.Lines().size(), 1u);
+    }
+    std::atomic<bool> cut{false};
+    FakeMpd mpd(kGreeting, [&](const std::vector<std::string>& lines) {
+        return cut && lines.size() > 1 ? std::string("CLOSE") : Healthy(lines);
+    });
+    MpdBackend backend(Options(mpd.Port()));
+    Events events;
+    testing::LogCapture log(kLogError);
+    backend.Tick(events);  // not yet connected: nothing happens
+    EXPECT_EQ(backend.Transport(TransportCommand::Play, events), kSuccess);
+    EXPECT_EQ(backend.Status().playingState, PlayingState::Playing);
+    cut = true;
+    events.clear();
+    EXPECT_EQ(backend.Transport(TransportCommand::Next, events), kPlayerFailed);
+    EXPECT_EQ(backend.Status().playingState, PlayingState::Stopped);
+    EXPECT_EQ(Names(events), std::vector<std::string>{"PlayingStateChangedEvent"});
+    // MPD answers again: the next status is news in full.
+    cut = false;
+    events.clear();
+    backend.OnConnected(events);
+    const auto names = Names(events);
+    for (const char* name : {"PlaylistChangedEvent", "PlayingStateChangedEvent",
+                             "CurrentMediaChangedEvent", "VolumeChangedEvent"}) {
+        EXPECT_NE(std::find(names.begin(), names.end(), name), names.end()) << name;
+    }
+}
+
+TEST(MpdBackendTest, LibraryPathsBecomeFilterExpressions) {
+    MpdBackend backend(Options(1));  // never connects: paths resolve without MPD
+    using Kind = MpdBackend::Selection::Kind;
+    struct Case {
+        const char* path;
+        Kind kind;
+        const char* value;
+    };
+    const Case cases[] = {
+        {"/Music/Artists/Mira Solen", Kind::kFilter, "(artist == 'Mira Solen')"},
+        {"/Music/Artists/AC%2FDB/Live", Kind::kFilter,
+         "((artist == 'AC/DB') AND (album == 'Live'))"},
+        {"/Music/Albums/It's Late/", Kind::kFilter, "(album == 'It\\'s Late')"},
+        {"/Music/Genres/Jazz/A/B", Kind::kFilter,
+         "((genre == 'Jazz') AND (artist == 'A') AND (album == 'B'))"},
+        {"//Music//Songs", Kind::kFilter, "(file != '')"},
+        {"/Music/Playlists/Evening", Kind::kPlaylist, "Evening"},
+        {"/Music/Songs/999", Kind::kNothing, ""},  // a song number never given out
+        {"/Music", Kind::kNothing, ""},
+        {"/Podcasts/Show", Kind::kNothing, ""},
+        {"/Music/Artists/A/B/C/D", Kind::kNothing, ""},
+    };
+    for (const Case& test : cases) {
+        const auto selection = backend.ResolvePath(test.path);
+        EXPECT_EQ(selection.kind, test.kind) << test.path;
+        EXPECT_EQ(selection.value, test.value) << test.path;
+    }
+    EXPECT_EQ(MpdBackend::Quote("a\\b'c"), "'a\\\\b\\'c'");
+}
+
+}  // namespace
+}  // namespace vantor::server
