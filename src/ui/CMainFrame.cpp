@@ -708,8 +708,12 @@ void CMainFrame::OnFrameEvent(const FrameEvent& event) {
             RebuildMenu();
             break;
         case FrameMessage::SessionReady:
-            // The media service is on the server the session runs with.
+            // The media service is on the server the session runs with, and
+            // after a reconnection its queue may be another one.
             media_->SetHost(manager_->Host());
+            if (queue_->IsOpen()) {
+                queue_->Open(playlistPosition_);
+            }
             [[fallthrough]];
         case FrameMessage::Reconnect:
         case FrameMessage::NetworkLost:
