@@ -527,6 +527,7 @@ void CMainFrame::Disconnect() {
     connect_.SetStatus("");
     connect_.SetReady(true);
     RebuildMenu();
+    TellWatchers();
 }
 
 void CMainFrame::ShowNowPlaying() {
@@ -666,11 +667,18 @@ void CMainFrame::RequestAlbumArt() {
 
 void CMainFrame::FetchAlbumArt(const std::string& url) {
     const int generation = ++artGeneration_;
+    snapshot_.artUrl =
+        url.empty() ? std::string()
+                    : "http://" + manager_->Host() + ":" + std::to_string(options_.mediaPort) + url;
+    snapshot_.artFile.clear();
+    TellWatchers();
     art_->Fetch(manager_->Host(), url,
                 [this, mailbox = mailbox_, generation](bool ok, const std::string& file) {
                     mailbox->Post(FrameMessage::WorkerCall, 0, [this, generation, ok, file] {
                         if (generation == artGeneration_) {
                             view_->SetAlbumArt(ok ? QImage(Q(file)) : QImage());
+                            snapshot_.artFile = ok ? file : std::string();
+                            TellWatchers();
                         }
                     });
                 });
@@ -721,6 +729,7 @@ void CMainFrame::OnFrameEvent(const FrameEvent& event) {
             flow_->Handle(static_cast<FlowMessage>(event.Message()));
             connect_.SetReady(!flow_->AttemptRunning());
             RebuildMenu();
+            TellWatchers();
             break;
         case FrameMessage::Quit:
             Exit();
@@ -913,12 +922,29 @@ void CMainFrame::ShowMedia(const CurrentMedia& media) {
     ShowTitle();
     view_->SetMediaLines(media.title, media.artist, media.album);
     clock_->SetLength(media.length);
+    if (snapshot_.media.title != media.title || snapshot_.media.artist != media.artist ||
+        snapshot_.media.album != media.album || snapshot_.media.length != media.length) {
+        ++snapshot_.song;
+        snapshot_.artUrl.clear();
+        snapshot_.artFile.clear();
+    }
+    snapshot_.media = media;
     queue_->SetCurrentRating(media.rating);
     RefreshProgress();
     if (CurrentScreen() == kScreenNowPlaying) {
         timers_.Start(kAlbumArtTimer, milliseconds(200));
     } else {
         artStale_ = true;
+    }
+    TellWatchers();
+}
+
+void CMainFrame::TellWatchers(bool seeked) {
+    snapshot_.connected = manager_ && manager_->IsConnected();
+    snapshot_.positionMs = clock_ ? clock_->PositionMs() : -1;
+    snapshot_.seeked = seeked;
+    for (const PlayerWatcher& watcher : watchers_) {
+        watcher(snapshot_);
     }
 }
 
@@ -932,15 +958,25 @@ void CMainFrame::OnVolumeChanged(std::int32_t volume, std::int32_t /*difference*
         if (!volumeDrag_.Dragging()) {
             view_->SetVolumePercent(volume);
         }
+        snapshot_.volume = volume;
+        TellWatchers();
     });
 }
 
 void CMainFrame::OnShuffleChanged(bool shuffle) {
-    mailbox_->Post(FrameMessage::NowPlaying, 0, [this, shuffle] { view_->SetShuffle(shuffle); });
+    mailbox_->Post(FrameMessage::NowPlaying, 0, [this, shuffle] {
+        view_->SetShuffle(shuffle);
+        snapshot_.shuffle = shuffle;
+        TellWatchers();
+    });
 }
 
 void CMainFrame::OnRepeatChanged(std::int32_t repeat) {
-    mailbox_->Post(FrameMessage::NowPlaying, 0, [this, repeat] { view_->SetRepeat(repeat); });
+    mailbox_->Post(FrameMessage::NowPlaying, 0, [this, repeat] {
+        view_->SetRepeat(repeat);
+        snapshot_.repeat = repeat;
+        TellWatchers();
+    });
 }
 
 void CMainFrame::OnPlayingStateChanged(std::int32_t state) {
@@ -948,6 +984,8 @@ void CMainFrame::OnPlayingStateChanged(std::int32_t state) {
         view_->SetPlayingState(state);
         clock_->SetPlaying(state == PlayingState::Playing);
         RefreshProgress();
+        snapshot_.playingState = state;
+        TellWatchers();
     });
 }
 
@@ -960,8 +998,14 @@ void CMainFrame::OnPlayPositionChanged(std::int32_t seconds) {
         if (positionDrag_.Dragging()) {
             return;
         }
+        const std::int64_t running = clock_->PositionMs();
         clock_->Report(seconds, clock_->Playing(), clock_->Length());
         RefreshProgress();
+        // A position that does not follow from the running one is a jump.
+        const std::int64_t now = clock_->PositionMs();
+        if (running < 0 || now < running || now - running >= 1500) {
+            TellWatchers(true);
+        }
     });
 }
 

@@ -42,6 +42,7 @@
 #include "ui/FrameMessages.h"
 #include "ui/FrameTimers.h"
 #include "ui/PlaybackClock.h"
+#include "ui/PlayerSnapshot.h"
 #include "ui/Prompter.h"
 #include "ui/ScreenView.h"
 #include "ui/Screens.h"
@@ -124,6 +125,11 @@ public:
     // The menu's items as they stand now (run-time items included).
     std::vector<QString> MenuTexts();
 
+    // The player as the window shows it, and those told of every change
+    // (the desktop's media controls).
+    const PlayerSnapshot& Snapshot() const { return snapshot_; }
+    void AddPlayerWatcher(PlayerWatcher watcher) { watchers_.push_back(std::move(watcher)); }
+
     // For screens that plug in: the registry, the menu's run-time items,
     // the server and the media service.
     ScreenRegistry& Screens() { return screens_; }
@@ -169,6 +175,7 @@ private:
     void FetchAlbumArt(const std::string& url);
     void ShowTitle();
     void ShowMedia(const CurrentMedia& media);
+    void TellWatchers(bool seeked = false);
     void SaveAll();
 
     // A worker's question, asked on the window's thread; `ifClosing` when
@@ -285,6 +292,9 @@ private:
     std::string titleText_;
     bool titleShown_ = false;
     std::string mediaTitleLine_;  // what the song alone would show
+
+    PlayerSnapshot snapshot_;
+    std::vector<PlayerWatcher> watchers_;
 
     std::int32_t volume_ = -1;
     std::int32_t playlistPosition_ = -1;
