@@ -277,6 +277,7 @@ void BM_ClickToServer(benchmark::State& state) {
     ui::FrameServices services;
     services.prompter = &prompts;
     services.addresses = std::make_shared<FixedAddress>();
+    services.quit = [](int) {};
     ui::CMainFrame frame(options, services);
     frame.Create();
     frame.show();

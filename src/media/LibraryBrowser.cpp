@@ -1,5 +1,6 @@
 #include "media/LibraryBrowser.h"
 
+#include "core/Text.h"
 #include "protocol/Messages.h"
 
 namespace vantor {
@@ -147,6 +148,18 @@ int LibraryBrowser::RowIcon(int row) const {
     return item ? LibraryIcon(*item) : -1;
 }
 
+std::vector<std::pair<std::string, int>> LibraryBrowser::JumpLabels() const {
+    std::vector<std::pair<std::string, int>> labels;
+    for (std::size_t slot = 0; slot < pages_.Slots() && labels.empty(); ++slot) {
+        if (const auto page = pages_.Slot(slot); page && page->__isset.index) {
+            for (const wire::MediaIndexEntry& entry : page->index) {
+                labels.emplace_back(entry.label, entry.position);
+            }
+        }
+    }
+    return labels;
+}
+
 void LibraryBrowser::FetchFolder(int start, bool withTotal) {
     pagesAsked_.insert(start / kPageSize);
     busy_ = true;
@@ -235,7 +248,7 @@ void LibraryBrowser::SearchTextChanged(const std::string& text) {
         return;
     }
     int count = -1;
-    if (text.size() < 3) {
+    if (Utf16Length(text) < 3) {  // characters, as the box counts them
         count = kShortSearchCount;
         view_.StartSearchTimer();
     }
@@ -329,11 +342,16 @@ void LibraryBrowser::OnFolderPage(const std::string& path,
 void LibraryBrowser::OnSearchPage(const std::string& text,
                                   std::shared_ptr<const wire::MediaList> page) {
     busy_ = false;
-    if (!page) {
+    if (text != searchText_) {
+        // The box moved on while this search was under way, and a search
+        // asked for meanwhile was not sent: ask for what it says now.
+        if (!searchText_.empty() && searchText_ != kSearchPlaceholder) {
+            Search(Utf16Length(searchText_) < 3 ? kShortSearchCount : -1);
+        }
         return;
     }
-    if (text != searchText_) {
-        return;  // the box has moved on
+    if (!page) {
+        return;
     }
     path_ = "/Music/Search/" + text;
     searchMode_ = true;

@@ -101,6 +101,10 @@ public:
     void OnFolderPage(const std::string& path, std::shared_ptr<const wire::MediaList> page);
     void OnSearchPage(const std::string& text, std::shared_ptr<const wire::MediaList> page);
 
+    // The jump labels of the list shown, as its pages carry them: each
+    // label with the first row it stands for. Empty when there are none.
+    std::vector<std::pair<std::string, int>> JumpLabels() const;
+
     const std::string& CurrentPath() const { return path_; }
     bool SearchMode() const { return searchMode_; }
     bool Busy() const { return busy_; }

@@ -1,5 +1,6 @@
 #include "ui/CMainFrame.h"
 
+#include <QActionGroup>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDir>
@@ -17,8 +18,10 @@
 #include "protocol/Messages.h"
 #include "session/NowPlaying.h"
 #include "skin/SkinBar.h"
+#include "ui/EqControls.h"
 #include "ui/PageFetcher.h"
 #include "ui/PlayQueueList.h"
+#include "ui/PlaylistScreen.h"
 
 namespace vantor::ui {
 
@@ -82,6 +85,8 @@ CMainFrame::CMainFrame(FrameOptions options, FrameServices services)
       prompter_(services.prompter),
       launcher_(services.launcher),
       addresses_(std::move(services.addresses)),
+      quit_(services.quit ? std::move(services.quit)
+                          : [](int code) { QCoreApplication::exit(code); }),
       mailbox_(std::make_shared<WindowMailbox>(this)),
       store_(options_.configPath.empty() ? RegistryStore::DefaultPath() : options_.configPath),
       timers_(this, [this](int id) { OnTimer(id); }),
@@ -181,6 +186,18 @@ bool CMainFrame::Create() {
     // Child controls and screens.
     queue_ = new PlayQueueList(view_, *fetcher_, *this);
     queue_->SetMenuHandler([this](bool open) { busy_ += open ? 1 : -1; });
+    PlaylistScreen::Hooks hooks;
+    hooks.searchTimer = [this](bool start) {
+        if (start) {
+            timers_.Start(kSearchSettledTimer, milliseconds(1500));
+        } else {
+            timers_.Kill(kSearchSettledTimer);
+        }
+    };
+    hooks.menuOpen = [this](bool open) { busy_ += open ? 1 : -1; };
+    playlist_ = std::make_unique<PlaylistScreen>(view_, *fetcher_, *this, *queue_, hooks);
+    eq_ = std::make_unique<EqControls>(view_, *this,
+                                       [this](const EqSettings& eq) { view_->SetEq(eq); });
     BuildScreens();
     connect_.SetServers(settings_.servers);
     if (!options_.server.empty()) {
@@ -247,6 +264,9 @@ void CMainFrame::BuildScreens() {
                   nullptr});
     screens_.Add({std::string(kScreenMain), QStringLiteral("Library"), kCommandLibrary,
                   [this](bool shown) {
+                      if (shown) {
+                          queue_->Place(skin_, screenSize_, normalFont_);
+                      }
                       queue_->setVisible(shown);
                       queue_->setEnabled(shown);
                   },
@@ -257,23 +277,43 @@ void CMainFrame::BuildScreens() {
                   }});
     screens_.Add({std::string(kScreenNowPlaying), QStringLiteral("Controls"), kCommandControls,
                   nullptr, nullptr});
+    screens_.Add({std::string(kScreenPlaylist), QStringLiteral("Controls"), kCommandControls,
+                  [this](bool shown) { playlist_->SetShown(shown); },
+                  [this] { playlist_->Entered(); }});
+    screens_.Add({std::string(kScreenEq), QStringLiteral("Controls"), kCommandControls,
+                  [this](bool shown) { eq_->SetShown(shown); }, nullptr});
     queue_->setVisible(false);
 
-    AddMenuItem({kCommandNowPlaying, QStringLiteral("Now Playing"),
-                 [this] {
+    AddMenuItem(
+        {.command = kCommandNowPlaying, .label = QStringLiteral("Now Playing"), .shown = [this] {
+             const std::string screen = CurrentScreen();
+             return screen != kScreenConnect && screen != kScreenNowPlaying;
+         }});
+    AddMenuItem({.command = kCommandLibrary, .label = QStringLiteral("Library"), .shown = [this] {
                      const std::string screen = CurrentScreen();
-                     return screen != kScreenConnect && screen != kScreenNowPlaying;
-                 },
-                 nullptr});
-    AddMenuItem({kCommandLibrary, QStringLiteral("Library"),
-                 [this] {
-                     const std::string screen = CurrentScreen();
-                     return screen != kScreenConnect && screen != kScreenPlaylist &&
-                            screens_.Find(kScreenPlaylist) != nullptr;
-                 },
-                 nullptr});
-    AddMenuItem({kCommandDisconnect, QStringLiteral("Disconnect"),
-                 [this] { return manager_->IsConnected() || flow_->AttemptRunning(); }, nullptr});
+                     return screen != kScreenConnect && screen != kScreenPlaylist;
+                 }});
+    AddMenuItem(
+        {.command = kCommandEqualizer, .label = QStringLiteral("Equalizer"), .shown = [this] {
+             const std::string screen = CurrentScreen();
+             return manager_->IsConnected() && manager_->Snapshot().supportsEq &&
+                    screen != kScreenConnect && screen != kScreenEq;
+         }});
+    AddMenuItem({.command = kCommandSpeakers,
+                 .label = QStringLiteral("Speakers"),
+                 .shown = [this] { return manager_->IsConnected() && !speakers_.empty(); },
+                 .fill = [this](QMenu& menu) { FillSpeakers(menu); }});
+    AddMenuItem({.command = kCommandMultipleSpeakers,
+                 .label = QStringLiteral("Use Multiple Speakers"),
+                 .shown =
+                     [this] {
+                         return manager_->IsConnected() &&
+                                manager_->Snapshot().supportsMultipleSpeakers;
+                     },
+                 .checked = [this] { return settings_.useMultipleSpeakers; }});
+    AddMenuItem({.command = kCommandDisconnect,
+                 .label = QStringLiteral("Disconnect"),
+                 .shown = [this] { return manager_->IsConnected() || flow_->AttemptRunning(); }});
 }
 
 void CMainFrame::ApplyScale(QSize screen) {
@@ -349,6 +389,8 @@ void CMainFrame::PlaceControls() {
     connect_.Place(skin_, normalFont_);
     if (queue_ != nullptr) {
         queue_->Place(skin_, screenSize_, normalFont_);
+        playlist_->Place(skin_, screenSize_, normalFont_);
+        eq_->Place(skin_, screenSize_, normalFont_);
     }
     if (volume_ >= 0) {
         view_->SetVolumePercent(volume_);
@@ -438,6 +480,12 @@ void CMainFrame::RebuildMenu() {
         if (item.shown && !item.shown()) {
             continue;
         }
+        if (item.fill) {
+            QMenu* submenu = menu_->addMenu(item.label);
+            submenu->setObjectName(QStringLiteral("command %1").arg(item.command));
+            item.fill(*submenu);
+            continue;
+        }
         QAction* action = menu_->addAction(item.label);
         action->setObjectName(QStringLiteral("command %1").arg(item.command));
         if (item.checked) {
@@ -505,6 +553,11 @@ void CMainFrame::Command(int id) {
         case kCommandMultipleSpeakers:
             ToggleMultipleSpeakers();
             break;
+        case kCommandEqualizer:
+            if (screen != kScreenConnect && screen != kScreenEq && manager_->IsConnected()) {
+                SwitchScreen(std::string(kScreenEq));
+            }
+            break;
         default:
             break;
     }
@@ -517,13 +570,15 @@ void CMainFrame::Exit() {
     closing_ = true;
     CancelWaits();
     flow_->Exit();
-    QCoreApplication::exit(0);
+    quit_(0);
 }
 
 void CMainFrame::Disconnect() {
     flow_->Disconnect();
     SwitchScreen(std::string(kScreenConnect));
     queue_->Clear();
+    playlist_->Reset();
+    speakers_.clear();
     connect_.SetStatus("");
     connect_.SetReady(true);
     RebuildMenu();
@@ -556,6 +611,40 @@ void CMainFrame::ToggleMultipleSpeakers() {
     settings_.useMultipleSpeakers = !settings_.useMultipleSpeakers;
     RebuildMenu();
     SaveAll();
+}
+
+// The speakers: one chosen at a time, or (with "Use Multiple Speakers")
+// each switched on and off.
+void CMainFrame::FillSpeakers(QMenu& menu) {
+    QActionGroup* one = nullptr;
+    if (!settings_.useMultipleSpeakers) {
+        one = new QActionGroup(&menu);
+        one->setExclusive(true);
+    }
+    for (const Speaker& speaker : speakers_) {
+        QAction* action = menu.addAction(Q(speaker.name.empty() ? speaker.id : speaker.name));
+        action->setObjectName(Q("speaker " + speaker.id));
+        action->setCheckable(true);
+        action->setChecked(speaker.enabled);
+        if (one != nullptr) {
+            one->addAction(action);
+        }
+        connect(action, &QAction::triggered, this,
+                [this, id = speaker.id](bool checked) { ChooseSpeaker(id, checked); });
+    }
+}
+
+void CMainFrame::ChooseSpeaker(const std::string& id, bool enabled) {
+    if (settings_.useMultipleSpeakers) {
+        auto request = std::make_unique<EnableSpeakerRequest>();
+        request->id = id;
+        request->enabled = enabled;
+        SendRequest(std::move(request));
+    } else {
+        auto request = std::make_unique<SelectSpeakerRequest>();
+        request->id = id;
+        SendRequest(std::move(request));
+    }
 }
 
 void CMainFrame::OpenSettings() {
@@ -598,6 +687,10 @@ void CMainFrame::OnTimer(int id) {
             break;
         case kIdleTimer:
             OnIdleTick();
+            break;
+        case kSearchSettledTimer:
+            timers_.Kill(kSearchSettledTimer);
+            playlist_->SearchTimerFired();
             break;
         case kDeferredRequestTimer:
             // A request was refused: what the screen shows may be what was
@@ -722,6 +815,7 @@ void CMainFrame::OnFrameEvent(const FrameEvent& event) {
             if (queue_->IsOpen()) {
                 queue_->Open(playlistPosition_);
             }
+            playlist_->Refresh();
             [[fallthrough]];
         case FrameMessage::Reconnect:
         case FrameMessage::NetworkLost:
@@ -1018,7 +1112,21 @@ void CMainFrame::OnPlaylistChanged(const PlaylistChangedEvent& /*event*/) {
 }
 
 void CMainFrame::OnEqChanged(const EqSettings& eq) {
-    mailbox_->Post(FrameMessage::NowPlaying, 0, [this, eq] { view_->SetEq(eq); });
+    mailbox_->Post(FrameMessage::NowPlaying, 0, [this, eq] {
+        eq_->SetEq(eq);
+        view_->SetEq(eq_->Eq());
+    });
+}
+
+void CMainFrame::OnEqPresets(const std::vector<std::string>& presets) {
+    mailbox_->Post(FrameMessage::NowPlaying, 0, [this, presets] { eq_->SetPresets(presets); });
+}
+
+void CMainFrame::OnSpeakerListChanged(const std::vector<Speaker>& speakers) {
+    mailbox_->Post(FrameMessage::NowPlaying, 0, [this, speakers] {
+        speakers_ = speakers;
+        RebuildMenu();
+    });
 }
 
 void CMainFrame::OnAlbumArtChanged(const AlbumArtChangedEvent& /*event*/) {
@@ -1098,6 +1206,9 @@ void CMainFrame::ShowSkinError(std::string_view text, std::string_view caption) 
 void CMainFrame::OnSkinButton(std::string_view component) {
     const PlayerState player = manager_->Snapshot();
     std::unique_ptr<Message> request;
+    if (eq_->Toggle(component)) {
+        return;
+    }
     if (component == "play") {
         request = std::make_unique<PlayRequest>();
     } else if (component == "pause") {
@@ -1140,6 +1251,12 @@ void CMainFrame::OnBarDragged(std::string_view back, std::int32_t value, std::in
             volumeDrag_.Finish(percent);
         } else {
             volumeDrag_.Update(percent);
+        }
+    } else if (back.rfind("eq.", 0) == 0) {
+        for (int track = 0; track < kEqTracks; ++track) {
+            if (back == EqTrackName(track)) {
+                eq_->TrackDragged(track, EqPixelsToGain(value, extent), finished);
+            }
         }
     } else if (back == kPositionBar.back || back == kNowPlayingPositionBar.back) {
         const std::int32_t length = clock_->Length();

@@ -53,8 +53,10 @@ class QToolButton;
 
 namespace vantor::ui {
 
+class EqControls;
 class PageFetcher;
 class PlayQueueList;
+class PlaylistScreen;
 
 inline constexpr const char* kLandscapeText =
     "Sorry, Vantor does not support landscape screen orientations - please use a portrait "
@@ -81,6 +83,8 @@ struct FrameServices {
     Prompter* prompter = nullptr;                   // null: message boxes
     Launcher* launcher = nullptr;                   // null: xdg-open
     std::shared_ptr<LocalAddressSource> addresses;  // null: the machine's interfaces
+    // Ends the program's event loop with a code; null: QCoreApplication::exit.
+    std::function<void(int code)> quit;
 };
 
 class CMainFrame final : public QMainWindow,
@@ -89,7 +93,7 @@ class CMainFrame final : public QMainWindow,
                          private UpdateUi,
                          private SkinErrorReporter,
                          private ScreenInput,
-                         private RequestSink {
+                         public RequestSink {
 public:
     CMainFrame(FrameOptions options, FrameServices services);
     ~CMainFrame() override;
@@ -120,6 +124,9 @@ public:
     bool Connected() const { return manager_->IsConnected(); }
     bool AttemptRunning() const { return flow_ && flow_->AttemptRunning(); }
     const PlayQueueList& Queue() const { return *queue_; }
+    PlaylistScreen& Playlist() { return *playlist_; }
+    EqControls& Equalizer() { return *eq_; }
+    const std::vector<Speaker>& Speakers() const { return speakers_; }
     const ConnectPanel& Connect() const { return connect_; }
     const CSkin& Skin() const { return skin_; }
     // The menu's items as they stand now (run-time items included).
@@ -164,6 +171,8 @@ private:
     void ShowNowPlaying();
     void ShowLibrary();
     void ToggleMultipleSpeakers();
+    void FillSpeakers(QMenu& menu);
+    void ChooseSpeaker(const std::string& id, bool enabled);
     void OpenSettings();
 
     // Timers and posted messages.
@@ -214,6 +223,8 @@ private:
     void OnCapabilities() override;
     void OnRequestFailed(std::int32_t returnCode, const Message& request) override;
     void OnAlbumArtUrl(const std::string& url) override;
+    void OnSpeakerListChanged(const std::vector<Speaker>& speakers) override;
+    void OnEqPresets(const std::vector<std::string>& presets) override;
 
     // UpdateUi (receiver thread)
     bool AskYesNo(const std::string& caption, const std::string& text) override;
@@ -240,6 +251,7 @@ private:
     std::unique_ptr<Launcher> ownLauncher_;
     Launcher* launcher_;
     std::shared_ptr<LocalAddressSource> addresses_;
+    std::function<void(int)> quit_;
     std::shared_ptr<WindowMailbox> mailbox_;
 
     RegistryStore store_;
@@ -273,6 +285,9 @@ private:
     ScreenView* view_;
     ConnectPanel connect_;
     PlayQueueList* queue_ = nullptr;
+    std::unique_ptr<PlaylistScreen> playlist_;
+    std::unique_ptr<EqControls> eq_;
+    std::vector<Speaker> speakers_;
     QMenu* menu_ = nullptr;
     QToolBar* commandBar_ = nullptr;
     QToolButton* commandButton_ = nullptr;

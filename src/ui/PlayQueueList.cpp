@@ -8,6 +8,8 @@
 #include <QTimer>
 #include <algorithm>
 
+#include "ui/LibraryList.h"
+
 namespace vantor::ui {
 
 namespace {
@@ -205,6 +207,7 @@ void PlayQueueList::ClearRows() {
 }
 
 void PlayQueueList::SetItemCount(int count) {
+    count = ShownRowCount(count, "play queue");
     if (count != RowCount()) {
         model_->SetCount(count);
         if (current_ >= 0 && current_ < count) {

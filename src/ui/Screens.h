@@ -8,6 +8,7 @@
 //
 // Threads: the window's thread only.
 
+#include <QMenu>
 #include <QString>
 #include <functional>
 #include <string>
@@ -24,7 +25,9 @@ inline constexpr int kCommandControls = 32791;
 inline constexpr int kCommandLibrary = 32792;
 inline constexpr int kCommandConnect = 32794;
 inline constexpr int kCommandMultipleSpeakers = 22050;
-inline constexpr int kCommandExit = 57665;  // the application-exit command
+inline constexpr int kCommandEqualizer = 32800;  // shows the "eq" screen
+inline constexpr int kCommandSpeakers = 32801;   // the speakers submenu
+inline constexpr int kCommandExit = 57665;       // the application-exit command
 
 struct ScreenSpec {
     std::string name;
@@ -41,8 +44,9 @@ struct ScreenSpec {
 struct MenuItemSpec {
     int command = 0;
     QString label;
-    std::function<bool()> shown;    // whether the menu holds it now
-    std::function<bool()> checked;  // null: not a check item
+    std::function<bool()> shown = nullptr;       // whether the menu holds it now
+    std::function<bool()> checked = nullptr;     // null: not a check item
+    std::function<void(QMenu&)> fill = nullptr;  // set: a submenu, filled as the menu is built
 };
 
 class ScreenRegistry {

@@ -6,7 +6,9 @@
 #include <cstdio>
 
 #include "ui/CMainFrame.h"
+#include "ui/EqControls.h"
 #include "ui/PlayQueueList.h"
+#include "ui/PlaylistScreen.h"
 
 namespace vantor::ui {
 
@@ -33,6 +35,15 @@ Tour::Tour(CMainFrame& frame, QString folder, std::chrono::milliseconds sessionT
                               return frame_.Screen() == kScreenNowPlaying &&
                                      !frame_.View().Content().albumArt.isNull();
                           }});
+    stops_.push_back(Stop{std::string(kScreenPlaylist), [this] { frame_.Command(kCommandLibrary); },
+                          [this] {
+                              return frame_.Screen() == kScreenPlaylist &&
+                                     frame_.Playlist().List().Count() > 0;
+                          }});
+    stops_.push_back(Stop{
+        std::string(kScreenEq), [this] { frame_.Command(kCommandEqualizer); },
+        [this] { return frame_.Screen() == kScreenEq && !frame_.Equalizer().Presets().empty(); },
+        std::chrono::milliseconds(3000), [this] { return frame_.Player().supportsEq; }});
 }
 
 void Tour::Start() {
@@ -63,6 +74,10 @@ void Tour::Step() {
         return;
     }
     Stop& stop = stops_[next_];
+    if (stop.wanted && !stop.wanted()) {
+        ++next_;
+        return;
+    }
     if (!arrived_) {
         arrived_ = true;
         stopStarted_ = now;

@@ -28,13 +28,13 @@ public:
         std::function<void()> go;
         std::function<bool()> ready;
         std::chrono::milliseconds patience{3000};
+        std::function<bool()> wanted = nullptr;  // set and false: the stop is passed by
     };
 
     Tour(CMainFrame& frame, QString folder,
          std::chrono::milliseconds sessionTimeout = std::chrono::seconds(20));
 
-    // Further stops after "connect" (taken before the session), "main" and
-    // "nowplaying".
+    // Further stops after those of every screen the window has.
     void AddStop(Stop stop) { stops_.push_back(std::move(stop)); }
     // Starts; the program's event loop ends with the tour's result.
     void Start();

@@ -60,9 +60,15 @@ void GuiTest::StartWindow(const std::function<void(ui::FrameOptions&)>& tweak) {
     services.prompter = &prompter_;
     services.launcher = &launcher_;
     services.addresses = addresses_;
+    // The suite's event loops must go on after a window has quit.
+    services.quit = [](int) {};
     frame_ = std::make_unique<ui::CMainFrame>(options, services);
     ASSERT_TRUE(frame_->Create());
     frame_->show();
+    // The window a user works in is the active one (popups, such as the
+    // rows' menus, stay open only in an active application).
+    frame_->activateWindow();
+    Pump([&] { return frame_->isActiveWindow(); }, 1s);
 }
 
 void GuiTest::StopWindow() {

@@ -210,8 +210,8 @@ void PaintEq(QPainter& p) {
         DrawLabel(p, QRectF(226, kEqTop + i * kEqTrackHeight / 2 - 7, 8, 14),
                   QString::fromUtf8(marks[i]), 9, kDim);
     }
-    DrawLabel(p, QRectF(0, 278, kScreenWidth, 20),
-              QStringLiteral("Drag a slider to set a band's gain"), 10, kDim);
+    // Below the bands the program places its presets box ("eq.presets").
+    DrawPanel(p, QRectF(8.5, 272.5, 223, 23), kList, 6);
 }
 
 // A cell that shows a piece of a screen background under its own content,
@@ -515,6 +515,7 @@ Skin BuildSkin() {
         {"nowplaying.position", Rect{16, 207, 208, 14}, {}, kMuted, {}},
         {"playlist.header", Rect{0, 0, 240, 26}, kStrip, kMuted, kAccent},
         {"playlist.search", Rect{32, 32, 194, 18}, kList, kText, kAccent},
+        {"eq.presets", Rect{10, 274, 220, 20}, kList, kText, kAccent},
     };
     skin.fonts = {
         {"songtitle", 10, "bold", kText},    {"title.nowplaying", 12, "bold", kText},

@@ -1,0 +1,336 @@
+// The list screen, the equaliser and the speakers, story by story, against
+// vantor-server on loopback: browsing, searching as you type, the row
+// menus, a long queue, the jump labels, the equaliser's bands and presets,
+// and choosing speakers; and what a media service that misbehaves leaves.
+
+#include <QApplication>
+#include <QContextMenuEvent>
+#include <QKeyEvent>
+#include <QMenu>
+#include <QTimer>
+
+#include "media/MediaPages.h"
+#include "skin/SkinBar.h"
+#include "support/ScriptedHttp.h"
+#include "ui/EqControls.h"
+#include "ui/GuiFixture.h"
+#include "ui/PlaylistScreen.h"
+
+namespace vantor::testing {
+namespace {
+
+class ListScreensTest : public GuiTest {
+protected:
+    // Starts the window and goes to the library.
+    void OpenLibrary() {
+        WriteSettings();
+        StartWindow();
+        ASSERT_TRUE(OnMainWithSong());
+        frame_->Command(ui::kCommandLibrary);
+        ASSERT_EQ(frame_->Screen(), "playlist");
+        ASSERT_TRUE(Pump([&] { return List().Count() > 0; }));
+    }
+    ui::PlaylistScreen& Screen() { return frame_->Playlist(); }
+    ui::LibraryList& List() { return Screen().List(); }
+    std::string Row(int row) { return Screen().Browser().RowText(row); }
+
+    static void MouseOn(QAbstractItemView& view, QEvent::Type type, int row) {
+        view.scrollTo(view.model()->index(row, 0));
+        const QPoint at = view.visualRect(view.model()->index(row, 0)).center();
+        QMouseEvent event(
+            type, QPointF(at), view.viewport()->mapToGlobal(QPointF(at)), Qt::LeftButton,
+            type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(view.viewport(), &event);
+    }
+    static void Tap(QAbstractItemView& view, int row) {
+        MouseOn(view, QEvent::MouseButtonPress, row);
+        MouseOn(view, QEvent::MouseButtonRelease, row);
+    }
+    // Opens a row's menu and chooses the entry with that text, as the user
+    // would with the menu open.
+    static void ChooseFromMenu(QAbstractItemView& view, int row, const QString& entry) {
+        PickWhenOpen(entry, 100);
+        const QPoint at = view.visualRect(view.model()->index(row, 0)).center();
+        QContextMenuEvent event(QContextMenuEvent::Mouse, at, view.viewport()->mapToGlobal(at));
+        QApplication::sendEvent(view.viewport(), &event);
+    }
+    // Waits (turning the menu's own event loop) for a menu to open, then
+    // picks the entry.
+    static void PickWhenOpen(const QString& entry, int tries) {
+        QTimer::singleShot(10, [entry, tries] {
+            auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+            if (menu == nullptr) {
+                if (tries > 0) {
+                    PickWhenOpen(entry, tries - 1);
+                }
+                return;
+            }
+            for (QAction* action : menu->actions()) {
+                if (action->text() == entry) {
+                    menu->setActiveAction(action);
+                }
+            }
+            QKeyEvent enter(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
+            QApplication::sendEvent(menu, &enter);
+        });
+    }
+    int FindRow(const std::string& title) {
+        for (int row = 0; row < List().Count(); ++row) {
+            if (Row(row) == title) {
+                return row;
+            }
+        }
+        return -1;
+    }
+};
+
+TEST_F(ListScreensTest, TheLibraryOpensFoldersAndGoesBack) {
+    OpenLibrary();
+    EXPECT_EQ(Row(0), "Music");
+    EXPECT_EQ(Screen().Header().Texts().front(), "Media Library");
+    Tap(List(), 0);
+    ASSERT_TRUE(Pump([&] { return Row(0) == "Artists"; }));
+    EXPECT_EQ(Screen().Header().Texts().front(), "\u2039 Music");
+
+    const int albums = FindRow("Albums");
+    ASSERT_GE(albums, 0);
+    Tap(List(), albums);
+    ASSERT_TRUE(Pump(
+        [&] { return Screen().Browser().CurrentPath() == "/Music/Albums" && !Row(0).empty(); }));
+    // Back twice: the tab row's library button, then the screen's back key.
+    const QRect back = Screen().Header().ButtonRect(0);
+    QMouseEvent release(QEvent::MouseButtonRelease, QPointF(back.center()),
+                        Screen().Header().mapToGlobal(QPointF(back.center())), Qt::LeftButton,
+                        Qt::NoButton, Qt::NoModifier);
+    QApplication::sendEvent(&Screen().Header(), &release);
+    ASSERT_TRUE(Pump([&] { return Row(0) == "Artists"; }));
+    EXPECT_TRUE(Pump([&] { return List().SelectedRow() == albums; }));  // where it was
+    EXPECT_TRUE(Screen().Back());
+    EXPECT_TRUE(Pump([&] { return Row(0) == "Music"; }));
+    EXPECT_FALSE(Screen().Back());
+
+    // "Controls" goes back to the main screen and its queue.
+    frame_->Command(ui::kCommandControls);
+    EXPECT_EQ(frame_->Screen(), "main");
+    EXPECT_TRUE(frame_->Queue().isVisible());
+    EXPECT_FALSE(List().isVisible());
+}
+
+TEST_F(ListScreensTest, TwoLettersShowTwentyAtOnceAndEverythingWhenTypingStops) {
+    serverOptions_.songs = 500;
+    OpenLibrary();
+    const std::size_t everything = (*server_)->Library().Search("an").size();
+    ASSERT_GT(everything, 20u);
+
+    QLineEdit& box = Screen().SearchField();
+    box.setText(QStringLiteral("a"));
+    box.setText(QStringLiteral("an"));
+    ASSERT_TRUE(Pump([&] { return Screen().Browser().SearchMode() && List().Count() > 0; }));
+    EXPECT_EQ(List().Count(), 20);
+    EXPECT_EQ(Screen().Header().Texts().front(), "\u2039 Search Results");
+    // The full list once the box has rested for a second and a half.
+    EXPECT_TRUE(Pump([&] { return List().Count() == static_cast<int>(everything); }, 4s));
+
+    // Back from the results: "Search" in the box, the library as it was.
+    EXPECT_TRUE(Screen().Back());
+    EXPECT_TRUE(Pump([&] { return Row(0) == "Music"; }));
+    EXPECT_EQ(box.text(), QStringLiteral("Search"));
+    EXPECT_FALSE(Screen().Browser().SearchMode());
+}
+
+TEST_F(ListScreensTest, PlayNowAndAddToQueueReachTheServer) {
+    OpenLibrary();
+    Tap(List(), 0);  // Music
+    ASSERT_TRUE(Pump([&] { return Row(0) == "Artists"; }));
+    const int songs = FindRow("Songs");
+    Tap(List(), songs);
+    ASSERT_TRUE(Pump([&] {
+        return Screen().Browser().CurrentPath() == "/Music/Songs" && List().Count() > 3 &&
+               !Row(3).empty();
+    }));
+
+    // "Play now" plays the song alone; "Add to queue" puts one after it.
+    ChooseFromMenu(List(), 3, QStringLiteral("Play now"));
+    EXPECT_TRUE(Pump([&] { return Received("PlayMediaRequest") == 1; }));
+    const std::string chosen = Row(3);
+    EXPECT_TRUE(Pump([&] { return frame_->View().Content().title == chosen; })) << chosen;
+    ChooseFromMenu(List(), 2, QStringLiteral("Add to queue"));
+    EXPECT_TRUE(Pump([&] { return Received("PlaylistAddRequest") == 1; }));
+
+    // The queue's menu on the same screen: play another entry.
+    const QRect tab = Screen().Header().ButtonRect(1);
+    QMouseEvent release(QEvent::MouseButtonRelease, QPointF(tab.center()),
+                        Screen().Header().mapToGlobal(QPointF(tab.center())), Qt::LeftButton,
+                        Qt::NoButton, Qt::NoModifier);
+    QApplication::sendEvent(&Screen().Header(), &release);
+    auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
+    ASSERT_TRUE(queue.isVisible());
+    ASSERT_TRUE(Pump([&] { return queue.RowCount() == 2 && queue.RowText(1) == Row(2); }));
+    ChooseFromMenu(queue, 1, QStringLiteral("Play"));
+    EXPECT_TRUE(Pump([&] { return Received("SetPlaylistPositionRequest") == 1; }));
+    EXPECT_TRUE(Pump([&] { return frame_->Player().playlistPosition == 1; }));
+}
+
+TEST_F(ListScreensTest, AQueueThousandsLongShowsTheRowsScrolledTo) {
+    serverOptions_.songs = 6000;
+    serverOptions_.queueLength = 6000;
+    OpenLibrary();
+    Screen().ShowMode(ui::PlaylistScreen::Mode::Queue);
+    auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
+    ASSERT_TRUE(Pump([&] { return queue.RowCount() == 6000; }));
+
+    queue.scrollTo(queue.model()->index(4321, 0), QAbstractItemView::PositionAtTop);
+    EXPECT_TRUE(queue.RowText(4321).empty());  // its page is on its way
+    std::string expected;
+    OnServer([&](server::PlayerModel& player) {
+        expected = (*server_)->Library().Find(player.Queue()[4321])->title;
+    });
+    EXPECT_TRUE(Pump([&] { return queue.RowText(4321) == expected; })) << expected;
+    // Only the pages in view were asked for: the first, and the one there.
+    EXPECT_LE(queue.PagesFetched(), 3);
+}
+
+TEST_F(ListScreensTest, AJumpLabelLandsOnTheFirstRowOfItsLetter) {
+    serverOptions_.songs = 500;
+    OpenLibrary();
+    Tap(List(), 0);
+    ASSERT_TRUE(Pump([&] { return Row(0) == "Artists"; }));
+    Tap(List(), FindRow("Albums"));
+    ASSERT_TRUE(Pump([&] { return !List().JumpLabels().empty(); }));
+    const auto labels = List().JumpLabels();
+    const auto& [letter, row] = labels[labels.size() / 2];
+
+    auto* strip = frame_->findChild<QWidget*>(QStringLiteral("Jump Labels"));
+    ASSERT_NE(strip, nullptr);
+    ASSERT_TRUE(strip->isVisible());
+    const int index = static_cast<int>(labels.size() / 2);
+    const QPoint at(strip->width() / 2,
+                    (2 * index + 1) * strip->height() / (2 * static_cast<int>(labels.size())));
+    QMouseEvent press(QEvent::MouseButtonPress, QPointF(at), strip->mapToGlobal(QPointF(at)),
+                      Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(strip, &press);
+    EXPECT_EQ(List().TopRow(), row);
+    EXPECT_EQ(List().SelectedRow(), row);
+    ASSERT_TRUE(Pump([&] { return !Row(row).empty(); }));
+    EXPECT_EQ(QString::fromStdString(Row(row)).left(1).toUpper(), letter);
+    EXPECT_NE(QString::fromStdString(Row(row - 1)).left(1).toUpper(), letter);
+}
+
+TEST_F(ListScreensTest, EqualiserBandsAndPresetsReachTheServer) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    ASSERT_TRUE(Pump([&] { return frame_->Player().supportsEq; }));
+    frame_->Command(ui::kCommandEqualizer);
+    ASSERT_EQ(frame_->Screen(), "eq");
+    ui::EqControls& eq = frame_->Equalizer();
+    ASSERT_TRUE(Pump([&] { return !eq.Presets().empty(); }));
+
+    // Band 4 dragged up to a quarter below the top: a gain of +50.
+    const QRect band = frame_->View().ComponentRect(EqTrackName(3));
+    const int x = band.center().x();
+    Mouse(QEvent::MouseButtonPress, QPoint(x, band.bottom() - 2), Qt::LeftButton);
+    for (int step = 1; step <= 20; ++step) {
+        Mouse(QEvent::MouseMove, QPoint(x, band.bottom() - step * band.height() * 3 / 80),
+              Qt::LeftButton);
+    }
+    const int y = band.top() + band.height() / 4;
+    Mouse(QEvent::MouseButtonRelease, QPoint(x, y), Qt::NoButton);
+    const int gain = EqPixelsToGain(band.top() + band.height() - y, band.height());
+    EXPECT_TRUE(Pump([&] {
+        EqSettings now;
+        OnServer([&](server::PlayerModel& player) { now = player.Eq(); });
+        return now.bands[3] == gain;
+    })) << gain;
+    EXPECT_LE(Received("SetEqRequest"), 4);
+
+    // A tap on "eq.enabled" switches the equaliser.
+    const bool enabled = frame_->Player().eq.enabled;
+    Click("eq.enabled");
+    EXPECT_TRUE(Pump([&] { return frame_->Player().eq.enabled != enabled; }));
+
+    // A preset from the box.
+    const std::string preset = eq.Presets().back();
+    Q_EMIT eq.PresetsBox().activated(eq.PresetsBox().count() - 1);
+    EXPECT_TRUE(Pump([&] { return Received("SetEqPresetRequest") == 1; })) << preset;
+}
+
+TEST_F(ListScreensTest, SpeakersAreChosenOneOrSeveralAndTheFlagIsSaved) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    ASSERT_TRUE(Pump([&] { return frame_->Speakers().size() >= 2; }));
+    const std::string second = frame_->Speakers()[1].id;
+
+    const auto speakerAction = [&](const std::string& id) {
+        frame_->MenuTexts();  // builds the menu as it would show
+        return frame_->findChild<QAction*>(QString::fromStdString("speaker " + id));
+    };
+    ASSERT_NE(speakerAction(second), nullptr);
+    speakerAction(second)->trigger();
+    EXPECT_TRUE(Pump([&] { return Received("SelectSpeakerRequest") == 1; }));
+    EXPECT_TRUE(
+        Pump([&] { return frame_->Speakers()[1].enabled && !frame_->Speakers()[0].enabled; }));
+
+    frame_->Command(ui::kCommandMultipleSpeakers);
+    EXPECT_TRUE(frame_->CurrentSettings().useMultipleSpeakers);
+    RegistryStore saved(settingsFile_);
+    saved.Load();
+    EXPECT_EQ(saved.QueryDword(kSettingsKey, "UseMultipleSpeakers").value_or(0), 1u);
+    // Several now: the first switched on beside the second.
+    const std::string first = frame_->Speakers()[0].id;
+    speakerAction(first)->trigger();
+    EXPECT_TRUE(Pump([&] { return Received("EnableSpeakerRequest") == 1; }));
+    EXPECT_TRUE(
+        Pump([&] { return frame_->Speakers()[0].enabled && frame_->Speakers()[1].enabled; }));
+}
+
+TEST_F(ListScreensTest, BrokenPagesAndASlowSearchLeaveTheListUsable) {
+    // A media service that answers every folder with a page that claims a
+    // billion rows and carries two, and every search slowly with one row
+    // named after what was asked.
+    const auto page = [](const std::string& path, const std::string& text) {
+        wire::MediaList list;
+        list.__set_path(path);
+        list.__set_start(0);
+        list.__set_totalCount(1'000'000'000);
+        wire::MediaItem item;
+        item.__set_title(text);
+        item.__set_container(false);
+        list.__set_items({item, item});
+        return EncodeMediaList(list);
+    };
+    ScriptedHttp media([&](const std::string& head) {
+        const std::size_t search = head.find("/search/");
+        const std::string body =
+            search == std::string::npos
+                ? page("/", "row")
+                : page("/", head.substr(search + 8, head.find(".thrift") - search - 8));
+        const std::string reply =
+            "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+        if (search != std::string::npos) {
+            std::this_thread::sleep_for(150ms);
+        }
+        return ScriptedReply{reply, 0ms, false};
+    });
+    WriteSettings();
+    StartWindow([&](ui::FrameOptions& options) { options.mediaPort = media.Port(); });
+    ASSERT_TRUE(OnMainWithSong());
+    frame_->Command(ui::kCommandLibrary);
+    ASSERT_TRUE(Pump([&] { return List().Count() > 0; }));
+    EXPECT_EQ(Row(0), "row");
+    EXPECT_EQ(Row(5000), "");  // pending: never more than the rows that came
+
+    // Typed faster than the search answers: what the box says in the end is
+    // what is asked for and shown.
+    QLineEdit& box = Screen().SearchField();
+    for (const char* text : {"j", "ja", "jaz", "jazz"}) {
+        box.setText(QString::fromLatin1(text));
+        PumpFor(20ms);
+    }
+    EXPECT_TRUE(Pump([&] { return Screen().Browser().SearchMode() && Row(0) == "jazz"; }, 4s));
+    EXPECT_EQ(frame_->Screen(), "playlist");
+}
+
+}  // namespace
+}  // namespace vantor::testing
