@@ -196,9 +196,21 @@ void MediaHttpServer::Stop() {
     http_.reset();
 }
 
+std::vector<std::string> MediaHttpServer::ServedPaths() const {
+    std::lock_guard lock(servedMutex_);
+    return served_;
+}
+
 void MediaHttpServer::Serve(const httplib::Request& request, httplib::Response& response) {
     const std::string target = request.target.substr(0, request.target.find('?'));
     const std::string path = DecodePath(target);
+    {
+        std::lock_guard lock(servedMutex_);
+        if (served_.size() == 1000) {
+            served_.erase(served_.begin());
+        }
+        served_.push_back(path);
+    }
     const auto endsWith = [&](const std::string& suffix) {
         return path.size() >= suffix.size() &&
                path.compare(path.size() - suffix.size(), suffix.size(), suffix) == 0;

@@ -62,6 +62,9 @@ public:
     // The URL path the update file is served at, empty without one.
     std::string UpdatePath() const;
 
+    // The paths of the latest 1000 requests, in order (any thread).
+    std::vector<std::string> ServedPaths() const;
+
     // A body compressed for the client, which inflates each 1024 bytes it
     // reads into at most 30720: full compression when every chunk stays
     // within that, Huffman coding alone (never above eightfold) otherwise.
@@ -76,6 +79,8 @@ private:
     std::unique_ptr<httplib::Server> http_;
     std::thread thread_;
     std::uint16_t port_ = 0;
+    mutable std::mutex servedMutex_;  // guards served_
+    std::vector<std::string> served_;
 };
 
 }  // namespace vantor::server

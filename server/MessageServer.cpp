@@ -580,6 +580,10 @@ std::uint16_t MessageServer::MediaPort() const {
     return media_ ? media_->Port() : 0;
 }
 
+std::vector<std::string> MessageServer::MediaRequests() const {
+    return media_ ? media_->ServedPaths() : std::vector<std::string>();
+}
+
 std::optional<ListPage> MessageServer::QueuePage(std::int32_t start, std::int32_t count) {
     auto answer = std::make_shared<std::promise<std::optional<ListPage>>>();
     auto future = answer->get_future();

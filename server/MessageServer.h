@@ -93,6 +93,8 @@ public:
     int RequestCount() const { return stats_->requests.load(); }
     // The type names of the latest 1000 requests received, in order.
     std::vector<std::string> ReceivedRequests() const;
+    // The paths the media service was asked for lately, in order.
+    std::vector<std::string> MediaRequests() const;
 
     // Runs `task` on the loop thread with the player; the events it adds
     // are pushed to every client. Returns at once.

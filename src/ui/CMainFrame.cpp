@@ -18,6 +18,7 @@
 #include "protocol/Messages.h"
 #include "session/NowPlaying.h"
 #include "skin/SkinBar.h"
+#include "ui/AlbumArtCache.h"
 #include "ui/EqControls.h"
 #include "ui/PageFetcher.h"
 #include "ui/PlayQueueList.h"
@@ -171,6 +172,7 @@ bool CMainFrame::Create() {
     media_ = std::make_shared<MediaService>(mediaPort, http);
     fetcher_ = std::make_unique<PageFetcher>(media_, mediaAbort_, mailbox_);
     art_ = std::make_unique<AlbumArtDownloader>(options_.dataDir + "albumart.jpg", mediaPort);
+    artCache_ = std::make_unique<AlbumArtCache>(options_.dataDir + "art");
     clock_ = std::make_unique<PlaybackClock>(
         [mailbox = mailbox_] { mailbox->Post(FrameMessage::Progress); });
 
@@ -765,16 +767,28 @@ void CMainFrame::FetchAlbumArt(const std::string& url) {
                     : "http://" + manager_->Host() + ":" + std::to_string(options_.mediaPort) + url;
     snapshot_.artFile.clear();
     TellWatchers();
-    art_->Fetch(manager_->Host(), url,
-                [this, mailbox = mailbox_, generation](bool ok, const std::string& file) {
-                    mailbox->Post(FrameMessage::WorkerCall, 0, [this, generation, ok, file] {
-                        if (generation == artGeneration_) {
-                            view_->SetAlbumArt(ok ? QImage(Q(file)) : QImage());
-                            snapshot_.artFile = ok ? file : std::string();
-                            TellWatchers();
-                        }
-                    });
-                });
+    const auto show = [this](const std::string& file) {
+        view_->SetAlbumArt(file.empty() ? QImage() : QImage(Q(file)));
+        snapshot_.artFile = file;
+        TellWatchers();
+    };
+    // A picture shown before comes from its kept copy.
+    if (const std::string kept = artCache_->Find(snapshot_.artUrl); !kept.empty()) {
+        show(kept);
+        return;
+    }
+    art_->Fetch(
+        manager_->Host(), url,
+        [this, mailbox = mailbox_, generation, show, artUrl = snapshot_.artUrl](
+            bool ok, const std::string& file) {
+            mailbox->Post(FrameMessage::WorkerCall, 0, [this, generation, ok, file, show, artUrl] {
+                if (generation != artGeneration_) {
+                    return;
+                }
+                const std::string kept = ok ? artCache_->Keep(artUrl, file) : std::string();
+                show(ok ? (kept.empty() ? file : kept) : std::string());
+            });
+        });
 }
 
 bool CMainFrame::event(QEvent* event) {

@@ -53,6 +53,7 @@ class QToolButton;
 
 namespace vantor::ui {
 
+class AlbumArtCache;
 class EqControls;
 class PageFetcher;
 class PlayQueueList;
@@ -278,6 +279,7 @@ private:
     std::shared_ptr<MediaService> media_;
     std::unique_ptr<PageFetcher> fetcher_;
     std::unique_ptr<AlbumArtDownloader> art_;
+    std::unique_ptr<AlbumArtCache> artCache_;
     int artGeneration_ = 0;
     std::unique_ptr<PlaybackClock> clock_;
 

@@ -255,6 +255,12 @@ void LibraryList::SetShown(bool shown) {
 }
 
 void LibraryList::SetCount(int count) {
+    // Every page repeats the folder's total; resetting the model for the
+    // same count would drop the selection and ask for the rows again.
+    if (count == claimed_) {
+        return;
+    }
+    claimed_ = count;
     model_->SetCount(ShownRowCount(count, "library"));
     if (handlers_.rowsWanted) {
         QTimer::singleShot(0, this, [this] { handlers_.rowsWanted(); });

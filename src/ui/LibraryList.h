@@ -82,7 +82,8 @@ private:
     std::unique_ptr<Delegate> delegate_;
     ListIcons icons_;
     JumpStrip* strip_;
-    QRect area_;  // the list and the strip together
+    QRect area_;       // the list and the strip together
+    int claimed_ = 0;  // the count the browser last gave, before any cap
 };
 
 }  // namespace vantor::ui

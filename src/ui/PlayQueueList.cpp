@@ -192,6 +192,7 @@ void PlayQueueList::Clear() {
     ++generation_;
     opened_ = false;
     current_ = -1;
+    claimed_ = 0;
     model_->SetCount(0);
 }
 
@@ -203,10 +204,15 @@ void PlayQueueList::SetCurrent(int position) {
 }
 
 void PlayQueueList::ClearRows() {
+    claimed_ = 0;
     model_->SetCount(0);
 }
 
 void PlayQueueList::SetItemCount(int count) {
+    if (count == claimed_) {
+        return;
+    }
+    claimed_ = count;
     count = ShownRowCount(count, "play queue");
     if (count != RowCount()) {
         model_->SetCount(count);

@@ -82,6 +82,7 @@ private:
     std::function<void(bool)> menuOpen_;
     int currentRating_ = -1;
     int current_ = -1;
+    int claimed_ = 0;  // the count the queue last gave, before any cap
     bool opened_ = false;
     int pagesFetched_ = 0;
     // Bumped whenever the queue is opened again: pages asked for an earlier

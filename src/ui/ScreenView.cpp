@@ -233,7 +233,9 @@ QRect ScreenView::OverlayRect(Element element) const {
         case Element::EqTracks: {
             QRect rect;
             for (int track = 0; track < kEqTracks; ++track) {
-                rect |= ComponentRect(EqTrackName(track));
+                if (const SkinComponent* back = EqTrack(track)) {
+                    rect |= ToQRect(back->norm.destination);
+                }
             }
             return rect;
         }
@@ -260,6 +262,7 @@ QRect ScreenView::OverlayRect(Element element) const {
 
 void ScreenView::BuildOverlays() {
     overlays_.clear();
+    BuildDefaultEq();
     // Read once a screen, not on every animation step.
     positionWidth_ = FrontWidth(kPositionBar.front);
     nowPlayingWidth_ = FrontWidth(kNowPlayingPositionBar.front);
@@ -388,8 +391,55 @@ std::int32_t ScreenView::PositionPixels(std::int32_t width) const {
     }
     return PositionToPixels(content_.positionMs, std::int64_t{content_.length} * 1000, width);
 }
-std::int32_t ScreenView::EqTrackValue(int track) const {
+const SkinComponent* ScreenView::EqTrack(int track) const {
+    if (!defaultEq_.empty()) {
+        return &defaultEq_[static_cast<std::size_t>(track)];
+    }
     const SkinComponent* back = skin_.FindComponent(EqTrackName(track));
+    return back && back->norm.present && IsShownIn(*back, screen_) ? back : nullptr;
+}
+
+// A skin without the equaliser's band graphics gets the frame's own layout:
+// the preamplifier and the ten bands as plain tracks across the screen.
+void ScreenView::BuildDefaultEq() {
+    defaultEq_.clear();
+    if (screen_ != kScreenEq || skin_.FindBitmap("eqbar") != nullptr) {
+        return;
+    }
+    constexpr int kTop = 44, kHeight = 200, kWidth = 14;
+    for (int track = 0; track < kEqTracks; ++track) {
+        const int x = track == kEqTracks - 1 ? 14 : 46 + track * 18;
+        const QRect rect = Scaled(x, kTop, kWidth, kHeight);
+        SkinComponent component;
+        component.name = EqTrackName(track);
+        component.mode = std::string(kScreenEq);
+        component.norm.present = true;
+        component.norm.destination = SkinRect{rect.left(), rect.top(), rect.left() + rect.width(),
+                                              rect.top() + rect.height()};
+        defaultEq_.push_back(component);
+    }
+}
+
+void ScreenView::DrawDefaultEq() {
+    QPainter painter(&buffer_);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const int knob = skin_.Scale().Y(10);
+    for (int track = 0; track < kEqTracks; ++track) {
+        const QRect rect = ToQRect(defaultEq_[static_cast<std::size_t>(track)].norm.destination);
+        const int line = std::max(rect.width() / 4, 2);
+        painter.fillRect(QRect(rect.center().x() - line / 2, rect.top(), line, rect.height()),
+                         QColor(255, 255, 255, 70));
+        // The knob centred on the value, kept inside the track.
+        const int y = std::clamp(rect.bottom() + 1 - EqTrackValue(track) - knob / 2, rect.top(),
+                                 rect.bottom() + 1 - knob);
+        painter.setBrush(QColor(240, 244, 250));
+        painter.setPen(Qt::NoPen);
+        painter.drawRoundedRect(QRectF(rect.left(), y, rect.width(), knob), knob / 3.0, knob / 3.0);
+    }
+}
+
+std::int32_t ScreenView::EqTrackValue(int track) const {
+    const SkinComponent* back = EqTrack(track);
     if (back == nullptr) {
         return 0;
     }
@@ -462,6 +512,10 @@ void ScreenView::Draw(const Overlay& overlay) {
             }
             break;
         case Element::EqTracks:
+            if (!defaultEq_.empty()) {
+                DrawDefaultEq();
+                break;
+            }
             for (int track = 0; track < kEqTracks; ++track) {
                 DrawBarOverlay(EqTrackName(track), kEqKnob, EqTrackValue(track), true);
             }
@@ -659,8 +713,7 @@ void ScreenView::leaveEvent(QEvent* event) {
 }
 
 const SkinComponent* ScreenView::BarAt(int x, int y) const {
-    const auto within = [&](std::string_view name) -> const SkinComponent* {
-        const SkinComponent* back = skin_.FindComponent(name);
+    const auto within = [&](const SkinComponent* back) -> const SkinComponent* {
         if (back == nullptr || !back->norm.present || !IsShownIn(*back, screen_)) {
             return nullptr;
         }
@@ -676,12 +729,12 @@ const SkinComponent* ScreenView::BarAt(int x, int y) const {
     };
     for (const std::string_view name :
          {kVolumeBar.back, kPositionBar.back, kNowPlayingPositionBar.back}) {
-        if (const SkinComponent* back = within(name)) {
+        if (const SkinComponent* back = within(skin_.FindComponent(name))) {
             return back;
         }
     }
     for (int track = 0; track < kEqTracks; ++track) {
-        if (const SkinComponent* back = within(EqTrackName(track))) {
+        if (const SkinComponent* back = within(EqTrack(track))) {
             return back;
         }
     }

@@ -186,6 +186,11 @@ private:
     std::int32_t FrontWidth(std::string_view front) const;
     std::int32_t PositionPixels(std::int32_t width) const;
     std::int32_t EqTrackValue(int track) const;
+    // A band's track (9 the last band, 10 the preamplifier): the skin's, or
+    // the frame's own when the skin has no equaliser.
+    const SkinComponent* EqTrack(int track) const;
+    void BuildDefaultEq();
+    void DrawDefaultEq();
     QString TimeText() const;
 
     // Stylus.
@@ -210,6 +215,7 @@ private:
     QImage base_;
     QImage buffer_;
     std::vector<Overlay> overlays_;
+    std::vector<SkinComponent> defaultEq_;  // the frame's own tracks, for a skin without any
 
     std::int32_t positionWidth_ = 0;    // of the "positionbar" fill
     std::int32_t nowPlayingWidth_ = 0;  // of the "positionbar.nowplaying" fill

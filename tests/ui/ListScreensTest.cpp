@@ -8,6 +8,7 @@
 #include <QKeyEvent>
 #include <QMenu>
 #include <QTimer>
+#include <fstream>
 
 #include "media/MediaPages.h"
 #include "skin/SkinBar.h"
@@ -253,6 +254,37 @@ TEST_F(ListScreensTest, EqualiserBandsAndPresetsReachTheServer) {
     const std::string preset = eq.Presets().back();
     Q_EMIT eq.PresetsBox().activated(eq.PresetsBox().count() - 1);
     EXPECT_TRUE(Pump([&] { return Received("SetEqPresetRequest") == 1; })) << preset;
+}
+
+TEST_F(ListScreensTest, ASkinWithoutAnEqualiserGetsTheWindowsOwn) {
+    std::filesystem::remove(installDir_ / "skins");
+    std::filesystem::copy(VANTOR_SKINS_DIR, installDir_ / "skins",
+                          std::filesystem::copy_options::recursive);
+    const std::filesystem::path xml = installDir_ / "skins" / "default" / "default.xml";
+    std::ifstream in(xml);
+    std::string text, line;
+    while (std::getline(in, line)) {
+        if (line.find("<bitmap name=\"eqbar\"") == std::string::npos) {
+            text += line + "\n";
+        }
+    }
+    in.close();
+    std::ofstream(xml) << text;
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    frame_->Command(ui::kCommandEqualizer);
+    ASSERT_EQ(frame_->Screen(), "eq");
+
+    // The preamplifier's track is the leftmost; a drag on it goes out.
+    const QRect preamp = frame_->View().Scaled(14, 44, 14, 200);
+    Mouse(QEvent::MouseButtonPress, QPoint(preamp.center().x(), preamp.top() + 4), Qt::LeftButton);
+    Mouse(QEvent::MouseButtonRelease, QPoint(preamp.center().x(), preamp.top() + 4), Qt::NoButton);
+    EXPECT_TRUE(Pump([&] {
+        EqSettings now;
+        OnServer([&](server::PlayerModel& player) { now = player.Eq(); });
+        return now.preamp > 90;
+    }));
 }
 
 TEST_F(ListScreensTest, SpeakersAreChosenOneOrSeveralAndTheFlagIsSaved) {

@@ -38,7 +38,6 @@ TEST_F(GuiTest, ConnectsAutomaticallyAndDrawsTheServersSongTimeAndVolume) {
         player.SetQueuePosition(7, events);
     });
     StartWindow();
-    EXPECT_EQ(frame_->Screen(), "connect");
     ASSERT_TRUE(OnMainWithSong());
 
     const std::string line = ServerTitleLine();
@@ -276,12 +275,27 @@ TEST_F(GuiTest, TheNowPlayingScreenFollowsTheSongWithItsArt) {
     EXPECT_EQ(content.artist, next.artist);
     EXPECT_EQ(content.album, next.album);
     EXPECT_TRUE(Pump([&] { return !content.albumArt.isNull() && content.albumArt != first; }));
+    const auto artFetches = [&] {
+        int fetches = 0;
+        for (const std::string& path : (*server_)->MediaRequests()) {
+            fetches += path.rfind("/art/", 0) == 0;
+        }
+        return fetches;
+    };
+    EXPECT_EQ(artFetches(), 2);
     // The art is drawn in its place.
     const QRect box = frame_->View().WindowRect("albumart");
     const QImage& image = frame_->View().Frame();
     const QImage drawn =
         content.albumArt.scaled(box.size(), Qt::KeepAspectRatio, Qt::SmoothTransformation);
     EXPECT_EQ(image.pixelColor(box.center()), drawn.pixelColor(drawn.rect().center()));
+
+    // Back to the first song: its art is shown again without a new fetch.
+    (*server_)->Post([](server::PlayerModel& model, server::Events& events) {
+        model.SetQueuePosition(0, events);
+    });
+    EXPECT_TRUE(Pump([&] { return content.albumArt == first; }));
+    EXPECT_EQ(artFetches(), 2);
 }
 
 TEST_F(GuiTest, DisconnectingReturnsToTheConnectScreenAndConnectPicksTheTypedServer) {
