@@ -98,6 +98,8 @@ public:
         std::string pattern =
             (std::filesystem::temp_directory_path() / "vantor-bench-XXXXXX").string();
         dir_ = mkdtemp(pattern.data());
+        // The clients stay off the machine's session bus.
+        setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + (dir_ / "no-bus").string()).c_str(), 1);
         RegistryStore store(Settings());
         store.CreateKey(kSettingsKey);
         store.SetString(kSettingsKey, "InstallDir", VANTOR_SOURCE_DIR "/");

@@ -25,6 +25,7 @@
 #include "core/Logger.h"
 #include "session/Settings.h"
 #include "ui/CMainFrame.h"
+#include "ui/MprisService.h"
 #include "ui/SingleInstance.h"
 #include "ui/Tour.h"
 
@@ -277,6 +278,12 @@ int main(int argc, char** argv) {
     }
     ExitOnSignals(frame, &application);
     frame.show();
+    // The desktop's media keys, lock screen and panel applets steer the
+    // remote player over the session bus; the tour stays off the bus.
+    std::unique_ptr<vantor::ui::MprisService> mpris;
+    if (!touring) {
+        mpris = vantor::ui::MprisService::Offer(frame);
+    }
 
     std::unique_ptr<vantor::ui::Tour> tour;
     if (touring) {

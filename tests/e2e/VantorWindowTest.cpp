@@ -24,6 +24,9 @@ protected:
             (std::filesystem::temp_directory_path() / "vantor-e2e-XXXXXX").string();
         dir_ = mkdtemp(pattern.data());
         settings_ = (dir_ / "settings.reg").string();
+        // The client offers its player on the session bus: here there is
+        // none to reach, and never the machine's.
+        setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + (dir_ / "no-bus").string()).c_str(), 1);
         std::ofstream(settings_) << "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane\\Vantor]\n"
                                     "\"AutoConnect\"=dword:00000001\n";
         server_ = std::make_unique<Process>(std::vector<std::string>{
@@ -71,6 +74,7 @@ TEST_F(VantorWindowTest, ASecondStartRaisesTheFirstWindowAndEnds) {
     EXPECT_EQ(second.Wait(5s), 0) << second.Output();
     EXPECT_EQ(second.Output().find("window mapped"), std::string::npos) << second.Output();
     EXPECT_TRUE(first.WaitForOutput("a later start asked for the window")) << first.Output();
+    EXPECT_NE(first.Output().find("MPRIS: no session bus"), std::string::npos) << first.Output();
 
     // SIGTERM ends it the way Exit does: threads stopped, settings saved.
     first.Signal(SIGTERM);
@@ -85,6 +89,7 @@ TEST_F(VantorWindowTest, TheTourPicturesEveryScreenOrSaysWhyNot) {
     const std::filesystem::path pictures = dir_ / "tour";
     Process tour(Client({"--tour", pictures.string()}));
     ASSERT_EQ(tour.Wait(30s), 0) << tour.Output();
+    EXPECT_EQ(tour.Output().find("MPRIS"), std::string::npos) << tour.Output();
     for (const char* screen : {"connect", "main", "nowplaying"}) {
         const std::filesystem::path picture = pictures / (std::string(screen) + ".png");
         ASSERT_TRUE(std::filesystem::exists(picture)) << screen << "\n" << tour.Output();
