@@ -1,16 +1,20 @@
 // The function table between the settings file and the window: rows in
 // their order, bindings as the file holds them (however odd), a settings
-// file edited by hand that saves back unchanged, and the volume step's arithmetic.
+// file edited by hand that opens in the Buttons page and saves back
+// unchanged, and the volume step's arithmetic.
 
 #include <gtest/gtest.h>
 
+#include <QTreeWidget>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
 #include "session/RegistryStore.h"
 #include "session/Settings.h"
+#include "ui/ButtonsPage.h"
 #include "ui/FunctionTable.h"
+#include "ui/GuiFixture.h"
 #include "ui/KeyNames.h"
 
 namespace vantor::ui {
@@ -44,7 +48,7 @@ std::string ReadFile(const std::filesystem::path& path) {
 // A file as a person might leave it: a code no key gives, a negative one,
 // two functions on "A", "Decrease Volume" missing, a skin that is gone,
 // and values and keys this program does not know.
-TEST(FunctionTableTest, AHandEditedFileSavesBackTheSame) {
+TEST(FunctionTableTest, AHandEditedFileOpensInThePageAndSavesBackTheSame) {
     const std::filesystem::path file =
         std::filesystem::path(::testing::TempDir()) / "hand-edited.reg";
     {
@@ -74,6 +78,19 @@ TEST(FunctionTableTest, AHandEditedFileSavesBackTheSame) {
     EXPECT_EQ(table.Row(kFunctionPause).key, -5);
     EXPECT_EQ(table.Row(kFunctionVolumeDown).key, kUnboundKey);
     EXPECT_EQ(table.Find('A'), kFunctionPlayPause);  // the first of the two fires
+
+    // The page shows every binding it can name.
+    testing::RecordingPrompter prompter;
+    ButtonsPage page(table, prompter, &store);
+    const std::pair<int, const char*> shown[] = {
+        {kFunctionPlay, "Button 11170"}, {kFunctionPause, "Button FFFFFFFB"},
+        {kFunctionPlayPause, "A"},       {kFunctionStop, "A"},
+        {kFunctionNextSong, "Calendar"}, {kFunctionVolumeUp, ""},  // 0: no key
+        {kFunctionVolumeDown, ""},
+    };
+    for (const auto& [row, text] : shown) {
+        EXPECT_EQ(page.KeyText(row).toStdString(), text) << row;
+    }
 
     // Saved as the window saves after OK, and read back.
     table.Store(settings);
