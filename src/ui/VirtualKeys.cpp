@@ -20,99 +20,47 @@ constexpr std::int32_t kVkSemicolon = 186, kVkEquals = 187, kVkComma = 188, kVkM
                        kVkBackslash = 220, kVkCloseBracket = 221, kVkQuote = 222;
 
 // The keypad's operators; its digits are 96-105.
-constexpr KeyNumber kKeypad[] = {
-    {Qt::Key_Asterisk, 106}, {Qt::Key_Plus, 107},  {Qt::Key_Minus, 109},
-    {Qt::Key_Period, 110},   {Qt::Key_Comma, 110},  // where the decimal key writes a comma
-    {Qt::Key_Slash, 111},
-};
+constexpr KeyNumber kKeypad[] = {{Qt::Key_Asterisk, 106}, {Qt::Key_Plus, 107},
+                                 {Qt::Key_Minus, 109},    {Qt::Key_Period, 110},
+                                 {Qt::Key_Comma, 110},  // where the decimal key writes a comma
+                                 {Qt::Key_Slash, 111}};
 
+// clang-format off
 constexpr KeyNumber kNamed[] = {
-    {Qt::Key_Backspace, 8},
-    {Qt::Key_Tab, 9},
-    {Qt::Key_Backtab, 9},
-    {Qt::Key_Clear, 12},
-    {Qt::Key_Return, kVkReturn},
-    {Qt::Key_Enter, kVkReturn},
-    {Qt::Key_Shift, 16},
-    {Qt::Key_Control, 17},
-    {Qt::Key_Alt, 18},
-    {Qt::Key_Pause, 19},
-    {Qt::Key_CapsLock, 20},
-    {Qt::Key_Escape, 27},
-    {Qt::Key_Space, 32},
-    {Qt::Key_PageUp, 33},
-    {Qt::Key_PageDown, 34},
-    {Qt::Key_End, 35},
-    {Qt::Key_Home, 36},
-    {Qt::Key_Left, kVkLeft},
-    {Qt::Key_Up, kVkUp},
-    {Qt::Key_Right, kVkRight},
-    {Qt::Key_Down, kVkDown},
-    {Qt::Key_Print, 44},
-    {Qt::Key_Insert, 45},
-    {Qt::Key_Delete, 46},
-    {Qt::Key_Meta, 91},
-    {Qt::Key_Menu, 93},
-    {Qt::Key_Select, kVkCenter},
-    {Qt::Key_NumLock, 144},
-    {Qt::Key_ScrollLock, 145},
-    {Qt::Key_Back, 0xA6},
-    {Qt::Key_Forward, 0xA7},
-    {Qt::Key_Refresh, 0xA8},
-    {Qt::Key_Stop, 0xA9},
-    {Qt::Key_Search, 0xAA},
-    {Qt::Key_Favorites, 0xAB},
-    {Qt::Key_HomePage, 0xAC},
-    {Qt::Key_VolumeMute, 0xAD},
-    {Qt::Key_VolumeDown, 0xAE},
-    {Qt::Key_VolumeUp, 0xAF},
-    {Qt::Key_MediaNext, 0xB0},
-    {Qt::Key_MediaPrevious, 0xB1},
-    {Qt::Key_MediaStop, 0xB2},
-    {Qt::Key_MediaTogglePlayPause, 0xB3},
-    {Qt::Key_MediaPlay, 0xB3},
-    {Qt::Key_MediaPause, 0xB3},
-    {Qt::Key_LaunchMail, 0xB4},
-    {Qt::Key_LaunchMedia, 0xB5},
-    {Qt::Key_Launch0, 0xB6},
-    {Qt::Key_Launch1, 0xB7},
-    {Qt::Key_Semicolon, kVkSemicolon},
-    {Qt::Key_Equal, kVkEquals},
-    {Qt::Key_Comma, kVkComma},
-    {Qt::Key_Minus, kVkMinus},
-    {Qt::Key_Period, kVkPeriod},
-    {Qt::Key_Slash, kVkSlash},
-    {Qt::Key_QuoteLeft, kVkBackquote},
-    {Qt::Key_BracketLeft, kVkOpenBracket},
-    {Qt::Key_Backslash, kVkBackslash},
-    {Qt::Key_BracketRight, kVkCloseBracket},
+    {Qt::Key_Backspace, 8}, {Qt::Key_Tab, 9}, {Qt::Key_Backtab, 9}, {Qt::Key_Clear, 12},
+    {Qt::Key_Return, kVkReturn}, {Qt::Key_Enter, kVkReturn}, {Qt::Key_Shift, 16},
+    {Qt::Key_Control, 17}, {Qt::Key_Alt, 18}, {Qt::Key_Pause, 19}, {Qt::Key_CapsLock, 20},
+    {Qt::Key_Escape, 27}, {Qt::Key_Space, 32}, {Qt::Key_PageUp, 33}, {Qt::Key_PageDown, 34},
+    {Qt::Key_End, 35}, {Qt::Key_Home, 36}, {Qt::Key_Left, kVkLeft}, {Qt::Key_Up, kVkUp},
+    {Qt::Key_Right, kVkRight}, {Qt::Key_Down, kVkDown}, {Qt::Key_Print, 44}, {Qt::Key_Insert, 45},
+    {Qt::Key_Delete, 46}, {Qt::Key_Meta, 91}, {Qt::Key_Menu, 93}, {Qt::Key_Select, kVkCenter},
+    {Qt::Key_NumLock, 144}, {Qt::Key_ScrollLock, 145}, {Qt::Key_Back, 0xA6},
+    {Qt::Key_Forward, 0xA7}, {Qt::Key_Refresh, 0xA8}, {Qt::Key_Stop, 0xA9}, {Qt::Key_Search, 0xAA},
+    {Qt::Key_Favorites, 0xAB}, {Qt::Key_HomePage, 0xAC}, {Qt::Key_VolumeMute, 0xAD},
+    {Qt::Key_VolumeDown, 0xAE}, {Qt::Key_VolumeUp, 0xAF}, {Qt::Key_MediaNext, 0xB0},
+    {Qt::Key_MediaPrevious, 0xB1}, {Qt::Key_MediaStop, 0xB2}, {Qt::Key_MediaTogglePlayPause, 0xB3},
+    {Qt::Key_MediaPlay, 0xB3}, {Qt::Key_MediaPause, 0xB3}, {Qt::Key_LaunchMail, 0xB4},
+    {Qt::Key_LaunchMedia, 0xB5}, {Qt::Key_Launch0, 0xB6}, {Qt::Key_Launch1, 0xB7},
+    {Qt::Key_Semicolon, kVkSemicolon}, {Qt::Key_Equal, kVkEquals}, {Qt::Key_Comma, kVkComma},
+    {Qt::Key_Minus, kVkMinus}, {Qt::Key_Period, kVkPeriod}, {Qt::Key_Slash, kVkSlash},
+    {Qt::Key_QuoteLeft, kVkBackquote}, {Qt::Key_BracketLeft, kVkOpenBracket},
+    {Qt::Key_Backslash, kVkBackslash}, {Qt::Key_BracketRight, kVkCloseBracket},
     {Qt::Key_Apostrophe, kVkQuote},
 };
+// clang-format on
 
 // Shifted symbols, by the key that carries them on a US keyboard.
+// clang-format off
 constexpr KeyNumber kUsShifted[] = {
-    {Qt::Key_Exclam, '1'},
-    {Qt::Key_At, '2'},
-    {Qt::Key_NumberSign, '3'},
-    {Qt::Key_Dollar, '4'},
-    {Qt::Key_Percent, '5'},
-    {Qt::Key_AsciiCircum, '6'},
-    {Qt::Key_Ampersand, '7'},
-    {Qt::Key_Asterisk, '8'},
-    {Qt::Key_ParenLeft, '9'},
-    {Qt::Key_ParenRight, '0'},
-    {Qt::Key_Underscore, kVkMinus},
-    {Qt::Key_Plus, kVkEquals},
-    {Qt::Key_BraceLeft, kVkOpenBracket},
-    {Qt::Key_BraceRight, kVkCloseBracket},
-    {Qt::Key_Bar, kVkBackslash},
-    {Qt::Key_Colon, kVkSemicolon},
-    {Qt::Key_QuoteDbl, kVkQuote},
-    {Qt::Key_AsciiTilde, kVkBackquote},
-    {Qt::Key_Less, kVkComma},
-    {Qt::Key_Greater, kVkPeriod},
-    {Qt::Key_Question, kVkSlash},
+    {Qt::Key_Exclam, '1'}, {Qt::Key_At, '2'}, {Qt::Key_NumberSign, '3'}, {Qt::Key_Dollar, '4'},
+    {Qt::Key_Percent, '5'}, {Qt::Key_AsciiCircum, '6'}, {Qt::Key_Ampersand, '7'},
+    {Qt::Key_Asterisk, '8'}, {Qt::Key_ParenLeft, '9'}, {Qt::Key_ParenRight, '0'},
+    {Qt::Key_Underscore, kVkMinus}, {Qt::Key_Plus, kVkEquals}, {Qt::Key_BraceLeft, kVkOpenBracket},
+    {Qt::Key_BraceRight, kVkCloseBracket}, {Qt::Key_Bar, kVkBackslash},
+    {Qt::Key_Colon, kVkSemicolon}, {Qt::Key_QuoteDbl, kVkQuote}, {Qt::Key_AsciiTilde, kVkBackquote},
+    {Qt::Key_Less, kVkComma}, {Qt::Key_Greater, kVkPeriod}, {Qt::Key_Question, kVkSlash},
 };
+// clang-format on
 
 template <std::size_t N>
 std::int32_t Look(const KeyNumber (&table)[N], int qtKey) {
@@ -132,12 +80,14 @@ struct Row {
     const char* keys;
 };
 constexpr Row kRows[] = {{2, "1234567890"}, {16, "QWERTYUIOP"}, {30, "ASDFGHJKL"}, {44, "ZXCVBNM"}};
+// The punctuation keys by kernel code.
+// clang-format off
 constexpr KeyNumber kPlacedPunctuation[] = {
-    // kernel code, number
-    {12, kVkMinus},     {13, kVkEquals}, {26, kVkOpenBracket}, {27, kVkCloseBracket},
-    {39, kVkSemicolon}, {40, kVkQuote},  {41, kVkBackquote},   {43, kVkBackslash},
-    {51, kVkComma},     {52, kVkPeriod}, {53, kVkSlash},
+    {12, kVkMinus}, {13, kVkEquals}, {26, kVkOpenBracket}, {27, kVkCloseBracket},
+    {39, kVkSemicolon}, {40, kVkQuote}, {41, kVkBackquote}, {43, kVkBackslash}, {51, kVkComma},
+    {52, kVkPeriod}, {53, kVkSlash},
 };
+// clang-format on
 
 std::int32_t KeyAtPlace(std::uint32_t scanCode) {
     if (scanCode < 8) {
