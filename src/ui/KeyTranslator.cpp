@@ -1,7 +1,10 @@
 #include "ui/KeyTranslator.h"
 
+#include <QKeyEvent>
+
 #include "skin/CSkin.h"
 #include "ui/KeyNames.h"
+#include "ui/VirtualKeys.h"
 
 namespace vantor::ui {
 
@@ -80,6 +83,16 @@ bool KeyTranslator::KeyUp(std::int32_t vk) {
         Fire(id);
     }
     return true;
+}
+
+bool KeyTranslator::Translate(const QKeyEvent& event) {
+    if (event.type() == QEvent::KeyPress) {
+        return KeyDown(VirtualKeyOf(event));
+    }
+    if (event.type() == QEvent::KeyRelease && !event.isAutoRepeat()) {
+        return KeyUp(VirtualKeyOf(event));
+    }
+    return false;
 }
 
 bool KeyTranslator::RecentlyFired() const {

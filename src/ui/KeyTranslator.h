@@ -26,6 +26,8 @@
 
 #include "ui/FunctionTable.h"
 
+class QKeyEvent;
+
 namespace vantor::ui {
 
 // What the rules need of the window.
@@ -70,6 +72,12 @@ public:
     // was used here and must not reach the focused control.
     bool KeyDown(std::int32_t vk);
     bool KeyUp(std::int32_t vk);
+
+    // A key event as Qt delivers it to the window: presses (auto-repeats
+    // too) go down, releases up, except the release Linux sends before
+    // each auto-repeated press, which is no key going up. Other events are
+    // not keys. True when the event was used here.
+    bool Translate(const QKeyEvent& event);
 
     static constexpr std::chrono::milliseconds kReleaseGap{100};
 
