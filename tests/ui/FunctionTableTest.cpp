@@ -4,6 +4,7 @@
 // unchanged, and the volume step's arithmetic.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <QTreeWidget>
 #include <filesystem>
@@ -49,8 +50,8 @@ std::string ReadFile(const std::filesystem::path& path) {
 // two functions on "A", "Decrease Volume" missing, a skin that is gone,
 // and values and keys this program does not know.
 TEST(FunctionTableTest, AHandEditedFileOpensInThePageAndSavesBackTheSame) {
-    const std::filesystem::path file =
-        std::filesystem::path(::testing::TempDir()) / "hand-edited.reg";
+    const std::filesystem::path file = std::filesystem::path(::testing::TempDir()) /
+                                       ("hand-edited-" + std::to_string(::getpid()) + ".reg");
     {
         std::ofstream out(file);
         out << "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane\\Vantor]\n"
@@ -114,6 +115,7 @@ TEST(FunctionTableTest, AHandEditedFileOpensInThePageAndSavesBackTheSame) {
     SaveSettings(again, reread);
     ASSERT_EQ(again.Save(), 0);
     EXPECT_EQ(ReadFile(file), saved);
+    std::filesystem::remove(file);
 }
 
 TEST(FunctionTableTest, VolumeStepsByFiveFromTheBarsFill) {

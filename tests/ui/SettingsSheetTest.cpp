@@ -5,6 +5,7 @@
 // not fit.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -51,10 +52,9 @@ void WritePreview(const fs::path& file, QColor colour, QSize size) {
 class SettingsSheetTest : public ::testing::Test {
 protected:
     SettingsSheetTest() {
-        installDir_ =
-            fs::path(::testing::TempDir()) /
-            ("sheet-" +
-             std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
+        installDir_ = fs::path(::testing::TempDir()) /
+                      ("sheet-" + std::to_string(::getpid()) + "-" +
+                       ::testing::UnitTest::GetInstance()->current_test_info()->name());
         fs::remove_all(installDir_);
         const fs::path skins = installDir_ / "skins";
         Touch(skins / "aqua" / "aqua.xml");
@@ -66,6 +66,11 @@ protected:
         fs::create_directories(skins / "empty");
         WritePreview(skins / "default" / "default.gif", QColor(200, 40, 40), QSize(96, 48));
         WritePreview(skins / "aqua" / "aquamarine.gif", QColor(40, 200, 200), QSize(64, 64));
+    }
+
+    ~SettingsSheetTest() override {
+        sheet_.reset();
+        fs::remove_all(installDir_);
     }
 
     std::string Install() const { return installDir_.string() + "/"; }
