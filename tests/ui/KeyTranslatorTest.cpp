@@ -1,0 +1,225 @@
+// The window's key rules against a fake window and clock: which presses
+// and releases fire which functions, which drive the lists, and which go
+// on to the focused control.
+
+#include <gtest/gtest.h>
+
+#include <QKeyEvent>
+#include <string>
+#include <vector>
+
+#include "ui/KeyNames.h"
+#include "ui/KeyTranslator.h"
+
+namespace vantor::ui {
+namespace {
+
+using namespace std::chrono_literals;
+
+class FakeWindow final : public KeyWindow {
+public:
+    std::string CurrentScreen() const override { return screen; }
+    bool SearchFieldHasFocus() const override { return searchFocused; }
+    void FireFunction(int id) override { done.push_back("fire " + std::to_string(id)); }
+    void OpenSelectedEntry() override { done.push_back("open"); }
+    void GoBack() override { done.push_back("back"); }
+    void FocusPlaylist() override { done.push_back("focus playlist"); }
+    bool MainListHasFocus() const override { return mainListFocused; }
+    void FocusCurrentEntry() override { done.push_back("focus current"); }
+    void NoteUserInput() override { ++inputs; }
+    std::chrono::steady_clock::time_point Now() const override { return now; }
+
+    std::string screen = "main";
+    bool searchFocused = false;
+    bool mainListFocused = false;
+    std::vector<std::string> done;
+    int inputs = 0;
+    std::chrono::steady_clock::time_point now{1h};
+};
+
+constexpr std::int32_t kKeyA = 'A', kKeyB = 'B', kKeyC = 'C', kKeyU = 'U';
+
+struct Step {
+    bool down;
+    std::int32_t vk;
+    std::chrono::milliseconds after;  // since the step before
+    bool consumed;
+    const char* done;  // what the window was asked to do, "" for nothing
+};
+
+struct Story {
+    const char* name;
+    const char* screen;
+    bool searchFocused;
+    bool mainListFocused;
+    std::vector<std::pair<int, std::int32_t>> bindings;
+    std::vector<Step> steps;
+};
+
+constexpr bool kDown = true, kUp = false;
+
+TEST(KeyTranslatorTest, Stories) {
+    const Story stories[] = {
+        {"a repeating function fires on every press, auto-repeats included, not on release",
+         "main",
+         false,
+         false,
+         {{kFunctionVolumeUp, kKeyU}},
+         {{kDown, kKeyU, 0ms, true, "fire 6"},
+          {kDown, kKeyU, 30ms, true, "fire 6"},
+          {kDown, kKeyU, 30ms, true, "fire 6"},
+          {kUp, kKeyU, 10ms, true, ""}}},
+        {"any other fires once, on release",
+         "nowplaying",
+         false,
+         false,
+         {{kFunctionNextSong, kKeyA}},
+         {{kDown, kKeyA, 0ms, true, ""},
+          {kDown, kKeyA, 30ms, true, ""},
+          {kUp, kKeyA, 10ms, true, "fire 4"}}},
+        {"two releases within 100 ms fire the first only; later ones fire again",
+         "main",
+         false,
+         false,
+         {{kFunctionPlay, kKeyA}, {kFunctionStop, kKeyB}},
+         {{kUp, kKeyA, 0ms, true, "fire 0"},
+          {kUp, kKeyB, 40ms, false, ""},
+          {kUp, kKeyB, 60ms, false, ""},  // 100 ms after "Play": still within
+          {kUp, kKeyB, 1ms, true, "fire 3"},
+          {kUp, kKeyA, 101ms, true, "fire 0"}}},
+        {"a release within 100 ms of a repeating function's press is not held back",
+         "main",
+         false,
+         false,
+         {{kFunctionVolumeUp, kKeyU}, {kFunctionPlay, kKeyA}},
+         {{kDown, kKeyU, 0ms, true, "fire 6"}, {kUp, kKeyA, 10ms, true, "fire 0"}}},
+        {"keys bound to nothing go on to the control",
+         "main",
+         false,
+         false,
+         {{kFunctionPlay, kKeyA}},
+         {{kDown, kKeyC, 0ms, false, ""},
+          {kUp, kKeyC, 10ms, false, ""},
+          {kDown, 0, 10ms, false, ""},
+          {kUp, 0, 10ms, false, ""}}},
+        {"the play queue's keys drive its list, bound or not",
+         "playlist",
+         false,
+         false,
+         {{kFunctionVolumeUp, kVkUp}, {kFunctionPlay, kVkReturn}},
+         {{kUp, kVkReturn, 0ms, true, "open"},
+          {kUp, kVkCenter, 0ms, true, "open"},
+          {kUp, kVkRight, 0ms, true, "open"},
+          {kUp, kVkLeft, 0ms, true, "back"},
+          {kDown, kVkUp, 0ms, true, "fire 6"},
+          {kUp, kVkUp, 0ms, true, "focus playlist"},
+          {kUp, kVkDown, 0ms, true, "focus playlist"}}},
+        {"other keys on the play queue follow the table",
+         "playlist",
+         false,
+         false,
+         {{kFunctionStop, kKeyA}},
+         {{kDown, kKeyA, 0ms, true, ""}, {kUp, kKeyA, 0ms, true, "fire 3"}}},
+        {"the search field keeps every key",
+         "playlist",
+         true,
+         false,
+         {{kFunctionVolumeUp, kKeyU}, {kFunctionPlay, kKeyA}},
+         {{kDown, kKeyU, 0ms, false, ""},
+          {kDown, kKeyA, 0ms, false, ""},
+          {kUp, kKeyA, 0ms, false, ""},
+          {kUp, kVkReturn, 0ms, false, ""},
+          {kUp, kVkUp, 0ms, false, ""}}},
+        {"Up and Down on main bring its list in at the song playing when unbound",
+         "main",
+         false,
+         false,
+         {},
+         {{kDown, kVkUp, 0ms, false, ""},
+          {kUp, kVkUp, 0ms, true, "focus current"},
+          {kUp, kVkDown, 0ms, true, "focus current"}}},
+        {"... and are only swallowed once the list has the focus",
+         "main",
+         false,
+         true,
+         {},
+         {{kUp, kVkDown, 0ms, true, ""}}},
+        {"Up and Down bound on main fire, but not within 100 ms of another",
+         "main",
+         false,
+         false,
+         {{kFunctionNextSong, kVkDown}, {kFunctionPlay, kKeyA}},
+         {{kUp, kVkDown, 0ms, true, "fire 4"},
+          {kUp, kKeyA, 50ms, false, ""},
+          {kUp, kVkDown, 20ms, false, ""},
+          {kUp, kVkUp, 0ms, false, ""},  // unbound, yet within 100 ms: the list's
+          {kUp, kVkUp, 100ms, true, "focus current"}}},
+        {"Up and Down unbound elsewhere are the control's",
+         "nowplaying",
+         false,
+         false,
+         {{kFunctionVolumeDown, kVkDown}},
+         {{kUp, kVkUp, 0ms, false, ""},
+          {kDown, kVkDown, 0ms, true, "fire 7"},
+          {kUp, kVkDown, 0ms, true, ""}}},
+        {"of two functions on one key, the first fires",
+         "main",
+         false,
+         false,
+         {{kFunctionStop, kKeyA}, {kFunctionPlay, kKeyA}},
+         {{kUp, kKeyA, 0ms, true, "fire 0"}}},
+    };
+    for (const Story& story : stories) {
+        SCOPED_TRACE(story.name);
+        FunctionTable table;
+        for (const auto& [id, key] : story.bindings) {
+            table.Bind(id, key);
+        }
+        FakeWindow window;
+        window.screen = story.screen;
+        window.searchFocused = story.searchFocused;
+        window.mainListFocused = story.mainListFocused;
+        KeyTranslator translator(table, window);
+        int index = 0;
+        for (const Step& step : story.steps) {
+            SCOPED_TRACE("step " + std::to_string(index++));
+            window.now += step.after;
+            window.done.clear();
+            const int inputs = window.inputs;
+            const bool consumed =
+                step.down ? translator.KeyDown(step.vk) : translator.KeyUp(step.vk);
+            EXPECT_EQ(consumed, step.consumed);
+            EXPECT_EQ(window.done.empty() ? std::string() : window.done.front(), step.done);
+            EXPECT_LE(window.done.size(), 1u);
+            EXPECT_EQ(window.inputs, inputs + 1);  // every key message is input
+        }
+    }
+}
+
+// Holding a key, as Linux reports it: each repeated press comes after a
+// release that is marked as a repeat too.
+TEST(KeyTranslatorTest, HeldKeysRepeatOrFireOnceAsQtDeliversThem) {
+    FunctionTable table;
+    table.Bind(kFunctionVolumeUp, kVkUp);
+    table.Bind(kFunctionNextSong, 'N');
+    FakeWindow window;
+    window.screen = "nowplaying";
+    KeyTranslator translator(table, window);
+    for (const Qt::Key key : {Qt::Key_Up, Qt::Key_N}) {
+        EXPECT_TRUE(translator.Translate(QKeyEvent(QEvent::KeyPress, key, {})));
+        for (int repeat = 0; repeat < 3; ++repeat) {
+            window.now += 30ms;
+            translator.Translate(QKeyEvent(QEvent::KeyRelease, key, {}, QString(), true));
+            EXPECT_TRUE(
+                translator.Translate(QKeyEvent(QEvent::KeyPress, key, {}, QString(), true)));
+        }
+        window.now += 200ms;
+        EXPECT_TRUE(translator.Translate(QKeyEvent(QEvent::KeyRelease, key, {})));
+    }
+    EXPECT_EQ(window.done,
+              (std::vector<std::string>{"fire 6", "fire 6", "fire 6", "fire 6", "fire 4"}));
+    EXPECT_FALSE(translator.Translate(QKeyEvent(QEvent::KeyPress, Qt::Key_Q, {})));
+}
+
+}  // namespace
+}  // namespace vantor::ui

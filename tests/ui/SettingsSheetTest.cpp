@@ -1,0 +1,433 @@
+// The settings sheet driven as a user drives it, with synthetic taps and
+// key presses on Qt's offscreen platform: binding keys on the Buttons
+// page, choosing a skin, OK and Cancel; and each page drawn at the
+// window's two sizes (build/sheet-*.png) and checked for text that does
+// not fit.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QCheckBox>
+#include <QDialogButtonBox>
+#include <QLabel>
+#include <QMenu>
+#include <QPainter>
+#include <QPushButton>
+#include <QStyleHints>
+#include <QTabBar>
+#include <QTabWidget>
+#include <QTest>
+#include <QTimer>
+#include <QTreeWidget>
+#include <filesystem>
+#include <fstream>
+
+#include "ui/AboutPage.h"
+#include "ui/ButtonsPage.h"
+#include "ui/GeneralPage.h"
+#include "ui/GuiFixture.h"
+#include "ui/KeyNames.h"
+#include "ui/SettingsSheet.h"
+#include "ui/SkinsPage.h"
+
+namespace vantor::ui {
+namespace {
+
+namespace fs = std::filesystem;
+
+void Touch(const fs::path& file) {
+    fs::create_directories(file.parent_path());
+    std::ofstream(file) << "<skin/>";
+}
+
+// A preview: Qt reads the picture by its content, whatever the name says.
+void WritePreview(const fs::path& file, QColor colour, QSize size) {
+    QImage image(size, QImage::Format_RGB32);
+    image.fill(colour);
+    ASSERT_TRUE(image.save(QString::fromStdString(file.string()), "PNG"));
+}
+
+class SettingsSheetTest : public ::testing::Test {
+protected:
+    SettingsSheetTest() {
+        installDir_ = fs::path(::testing::TempDir()) /
+                      ("sheet-" + std::to_string(::getpid()) + "-" +
+                       ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::remove_all(installDir_);
+        const fs::path skins = installDir_ / "skins";
+        Touch(skins / "aqua" / "aqua.xml");
+        Touch(skins / "aqua" / "aquamarine.xml");
+        Touch(skins / "default" / "default.xml");
+        Touch(skins / "default" / "notes.txt");
+        Touch(skins / "night" / "Night.xml");
+        Touch(skins / "loose.xml");  // not in a skin's folder
+        fs::create_directories(skins / "empty");
+        WritePreview(skins / "default" / "default.gif", QColor(200, 40, 40), QSize(96, 48));
+        WritePreview(skins / "aqua" / "aquamarine.gif", QColor(40, 200, 200), QSize(64, 64));
+    }
+
+    ~SettingsSheetTest() override {
+        sheet_.reset();
+        fs::remove_all(installDir_);
+    }
+
+    std::string Install() const { return installDir_.string() + "/"; }
+    std::string SkinPath(const char* relative) const { return Install() + "skins/" + relative; }
+
+    // The sheet as the window opens it, shown but not run.
+    void Open(const std::string& currentSkin = {}) {
+        sheet_ = std::make_unique<SettingsSheet>(table_, prompter_, nullptr);
+        sheet_->SetGeneral(true, false);
+        sheet_->SetServerVersion("");
+        sheet_->SetSkins(Install(),
+                         currentSkin.empty() ? SkinPath("default/default.xml") : currentSkin);
+        sheet_->resize(480, 640);
+        sheet_->Prepare();
+        sheet_->show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(sheet_.get()));
+    }
+
+    QTreeWidget* Functions() { return sheet_->Buttons().List(); }
+    QPoint RowCenter(QTreeWidget* list, int row) {
+        return list->visualItemRect(list->topLevelItem(row)).center();
+    }
+    void DoubleTap(int row) {
+        sheet_->Tabs()->setCurrentWidget(&sheet_->Buttons());
+        QApplication::processEvents();  // the page is laid out once shown
+        // As the platform reports a double tap: a click, then a second
+        // press that is the double click, and its release.
+        const QPoint at = RowCenter(Functions(), row);
+        QTest::mouseClick(Functions()->viewport(), Qt::LeftButton, {}, at);
+        QTest::mouseDClick(Functions()->viewport(), Qt::LeftButton, {}, at);
+        QTest::mouseRelease(Functions()->viewport(), Qt::LeftButton, {}, at);
+    }
+    // A key pressed and let go, delivered as the platform delivers it: to
+    // the control with the focus.
+    void Press(int key, Qt::KeyboardModifiers modifiers = {}) {
+        QWidget* focus = QApplication::focusWidget();
+        QWidget* target = focus != nullptr ? focus : Functions();
+        for (QEvent::Type type : {QEvent::KeyPress, QEvent::KeyRelease}) {
+            QKeyEvent event(type, key, modifiers);
+            QApplication::sendEvent(target, &event);
+        }
+    }
+    std::string KeyText(int row) { return sheet_->Buttons().KeyText(row).toStdString(); }
+
+    fs::path installDir_;
+    FunctionTable table_;
+    testing::RecordingPrompter prompter_;
+    std::unique_ptr<SettingsSheet> sheet_;
+};
+
+TEST_F(SettingsSheetTest, PagesInOrderWithTheirTexts) {
+    Open();
+    QTabWidget* tabs = sheet_->Tabs();
+    ASSERT_EQ(tabs->count(), 4);
+    const char* const titles[] = {"General", "Buttons", "About", "Skins"};
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(tabs->tabText(i).toStdString(), titles[i]);
+    }
+    EXPECT_EQ(sheet_->windowTitle().toStdString(), "Vantor Settings");
+    QTreeWidget* list = Functions();
+    EXPECT_EQ(list->headerItem()->text(0).toStdString(), "Name");
+    EXPECT_EQ(list->headerItem()->text(1).toStdString(), "Button");
+    EXPECT_EQ(list->topLevelItem(2)->text(0).toStdString(), "Play/Pause (Toggle)");
+    EXPECT_EQ(sheet_->About().ProductVersionText().toStdString(), "Vantor");
+    EXPECT_EQ(sheet_->About().ClientVersionText().toStdString(), "Client Version 1.5.0.1");
+    sheet_->SetServerVersion("3.2.0.7");
+    sheet_->Prepare();
+    EXPECT_EQ(sheet_->About().ProductVersionText().toStdString(), "Vantor Version 3.2.0.7");
+
+    // "Button" takes 0.3 of the list, "Name" the rest less a scroll bar.
+    tabs->setCurrentWidget(&sheet_->Buttons());
+    const int client = list->contentsRect().width();
+    EXPECT_EQ(list->columnWidth(1), static_cast<int>(std::lround(client * 0.3)));
+    EXPECT_EQ(list->columnWidth(0) + list->columnWidth(1),
+              client - list->style()->pixelMetric(QStyle::PM_ScrollBarExtent, nullptr, list));
+}
+
+TEST_F(SettingsSheetTest, ADoubleTapWaitsAndTheNextKeyIsBoundByName) {
+    Open();
+    DoubleTap(kFunctionNextSong);
+    EXPECT_EQ(sheet_->Buttons().WaitingRow(), kFunctionNextSong);
+    EXPECT_EQ(KeyText(kFunctionNextSong), "Waiting...");
+    Press(Qt::Key_N);
+    EXPECT_EQ(table_.Row(kFunctionNextSong).key, 'N');
+    EXPECT_EQ(KeyText(kFunctionNextSong), "N");
+    EXPECT_EQ(sheet_->Buttons().WaitingRow(), -1);
+
+    // Enter and Escape are bound like any key, and leave the sheet open.
+    DoubleTap(kFunctionPlay);
+    Press(Qt::Key_Return);
+    DoubleTap(kFunctionStop);
+    Press(Qt::Key_Escape);
+    EXPECT_EQ(KeyText(kFunctionPlay), "Enter");
+    EXPECT_EQ(KeyText(kFunctionStop), "Esc");
+    EXPECT_TRUE(sheet_->isVisible());
+    // A second double tap moves the wait; the first row keeps its key.
+    DoubleTap(kFunctionPlay);
+    DoubleTap(kFunctionPause);
+    EXPECT_EQ(KeyText(kFunctionPlay), "Enter");
+    EXPECT_EQ(KeyText(kFunctionPause), "Waiting...");
+    // A key with no number is refused, and the row goes on waiting.
+    Press(Qt::Key_Calculator);
+    EXPECT_EQ(prompter_.shown,
+              std::vector<std::string>{"Invalid Key: Please press a valid hardware button"});
+    EXPECT_EQ(KeyText(kFunctionPause), "Waiting...");
+    Press(Qt::Key_5, Qt::KeypadModifier);
+    EXPECT_EQ(KeyText(kFunctionPause), "Num 5");
+    EXPECT_EQ(table_.Row(kFunctionPause).key, 101);
+}
+
+TEST_F(SettingsSheetTest, AKeyInUseMovesOnYesStaysOnNoAndCenterNeverAsks) {
+    table_.Bind(kFunctionPlay, 'A');
+    table_.Bind(kFunctionPause, 'B');
+    table_.Bind(kFunctionNowPlaying, kVkCenter);
+    Open();
+
+    prompter_.yes = true;
+    DoubleTap(kFunctionStop);
+    Press(Qt::Key_A);
+    ASSERT_EQ(prompter_.shown.size(), 1u);
+    EXPECT_EQ(prompter_.shown[0],
+              "Key Already In Use? A is already bound to Play. Would you like to replace this "
+              "association?");
+    EXPECT_EQ(table_.Row(kFunctionStop).key, 'A');
+    EXPECT_EQ(table_.Row(kFunctionPlay).key, kUnboundKey);
+    EXPECT_EQ(KeyText(kFunctionPlay), "");
+    EXPECT_EQ(KeyText(kFunctionStop), "A");
+
+    prompter_.yes = false;
+    DoubleTap(kFunctionStop);
+    Press(Qt::Key_B);
+    EXPECT_EQ(prompter_.shown.size(), 2u);
+    EXPECT_EQ(table_.Row(kFunctionStop).key, 'A');
+    EXPECT_EQ(table_.Row(kFunctionPause).key, 'B');
+    EXPECT_EQ(KeyText(kFunctionStop), "A");
+    EXPECT_EQ(sheet_->Buttons().WaitingRow(), -1);
+
+    // The row's own key again: nothing to ask.
+    DoubleTap(kFunctionStop);
+    Press(Qt::Key_A);
+    EXPECT_EQ(prompter_.shown.size(), 2u);
+    EXPECT_EQ(table_.Row(kFunctionStop).key, 'A');
+
+    // Center takes over without a question, whatever the answer would be.
+    DoubleTap(kFunctionPlay);
+    Press(Qt::Key_Select);
+    EXPECT_EQ(prompter_.shown.size(), 2u);
+    EXPECT_EQ(table_.Row(kFunctionPlay).key, kVkCenter);
+    EXPECT_EQ(KeyText(kFunctionPlay), "Center");
+    EXPECT_EQ(table_.Row(kFunctionNowPlaying).key, kUnboundKey);
+}
+
+TEST_F(SettingsSheetTest, TapAndHoldOffersReleaseButton) {
+    table_.Bind(kFunctionRewind, 'R');
+    Open();
+    sheet_->Tabs()->setCurrentWidget(&sheet_->Buttons());
+    QApplication::processEvents();
+    QTreeWidget* list = Functions();
+    list->scrollToItem(list->topLevelItem(kFunctionRewind));
+    const QPoint at = RowCenter(list, kFunctionRewind);
+
+    QTest::mousePress(list->viewport(), Qt::LeftButton, {}, at);
+    QMenu* menu = sheet_->Buttons().ReleaseMenu();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return menu->isVisible(); }));
+    QTest::mouseRelease(list->viewport(), Qt::LeftButton, {}, at);
+    ASSERT_EQ(menu->actions().size(), 1);
+    EXPECT_EQ(menu->actions().front()->text().toStdString(), "Release Button");
+    menu->actions().front()->trigger();
+    menu->close();
+    EXPECT_EQ(table_.Row(kFunctionRewind).key, kUnboundKey);
+    EXPECT_EQ(KeyText(kFunctionRewind), "");
+}
+
+TEST_F(SettingsSheetTest, SkinsListInReverseOrderWithThePrefixSelectedAndItsPreview) {
+    Open(SkinPath("aqua/aqua.xml"));
+    SkinsPage& skins = sheet_->Skins();
+    EXPECT_EQ(skins.Names(), (std::vector<std::string>{"Night", "default", "aquamarine", "aqua"}));
+    EXPECT_EQ(skins.List()->columnWidth(0), 200);
+    // "aqua" is a prefix of "aquamarine", which comes first.
+    EXPECT_EQ(skins.ChosenIndex(), 1);
+    EXPECT_EQ(skins.ChosenPath(), SkinPath("aqua/aquamarine.xml"));
+    EXPECT_EQ(sheet_->NewSkin(), SkinPath("aqua/aquamarine.xml"));
+    EXPECT_EQ(skins.Preview().size(), QSize(64, 64));
+
+    // A tap chooses and shows the preview below the list, at its own size.
+    sheet_->Tabs()->setCurrentWidget(&skins);
+    QApplication::processEvents();
+    QTest::mouseClick(skins.List()->viewport(), Qt::LeftButton, {}, RowCenter(skins.List(), 3));
+    EXPECT_EQ(skins.ChosenPath(), SkinPath("aqua/aqua.xml"));
+    EXPECT_EQ(sheet_->NewSkin(), std::nullopt) << "the skin in use";
+    QTest::mouseClick(skins.List()->viewport(), Qt::LeftButton, {}, RowCenter(skins.List(), 1));
+    EXPECT_EQ(sheet_->NewSkin(), SkinPath("default/default.xml"));
+    const QImage page = skins.grab().toImage();
+    const QPoint corner = skins.PreviewPosition();
+    EXPECT_EQ(page.pixelColor(corner + QPoint(2, 2)), QColor(200, 40, 40));
+    EXPECT_EQ(page.pixelColor(corner + QPoint(94, 46)), QColor(200, 40, 40));
+    EXPECT_NE(page.pixelColor(corner + QPoint(97, 2)), QColor(200, 40, 40));
+    // A skin without a preview draws none.
+    QTest::mouseClick(skins.List()->viewport(), Qt::LeftButton, {}, RowCenter(skins.List(), 0));
+    EXPECT_EQ(skins.ChosenPath(), SkinPath("night/Night.xml"));
+    EXPECT_TRUE(skins.Preview().isNull());
+
+    // The prefix ignores case; a skin that is gone selects nothing.
+    skins.Fill(Install(), SkinPath("night/night.xml"));
+    EXPECT_EQ(skins.ChosenPath(), SkinPath("night/Night.xml"));
+    skins.Fill(Install(), "/nowhere/skins/gone/gone.xml");
+    EXPECT_EQ(skins.ChosenIndex(), -1);
+    EXPECT_TRUE(skins.List()->selectedItems().isEmpty());
+    skins.Fill(Install() + "missing/", SkinPath("aqua/aqua.xml"));
+    EXPECT_TRUE(skins.Names().empty());
+    EXPECT_EQ(skins.ChosenIndex(), -1);
+}
+
+TEST_F(SettingsSheetTest, AtMostAHundredSkinsAreListed) {
+    for (int i = 0; i < 101; ++i) {
+        const std::string name = "s" + std::to_string(1000 + i);
+        Touch(installDir_ / "many" / "skins" / name / (name + ".xml"));
+    }
+    SkinsPage page;
+    page.Fill((installDir_ / "many").string() + "/", {});
+    EXPECT_EQ(page.Paths().size(), 100u);
+    EXPECT_EQ(page.Names().front(), "s1099");
+    EXPECT_EQ(page.Names().back(), "s1000");
+}
+
+TEST_F(SettingsSheetTest, OkTakesTheGeneralValuesCancelLeavesThemButNotTheBindings) {
+    Open();
+    QDialogButtonBox* box = sheet_->ButtonBox();
+    EXPECT_TRUE(sheet_->General().AutoConnectBox()->isChecked());
+    sheet_->General().NowPlayingOnIdleBox()->setChecked(true);
+    sheet_->General().AutoConnectBox()->setChecked(false);
+    DoubleTap(kFunctionStop);
+    Press(Qt::Key_S);
+    QTest::mouseClick(box->button(QDialogButtonBox::Cancel), Qt::LeftButton);
+    EXPECT_EQ(sheet_->result(), QDialog::Rejected);
+    EXPECT_TRUE(sheet_->AutoConnect());
+    EXPECT_FALSE(sheet_->NowPlayingOnIdle());
+    EXPECT_EQ(table_.Row(kFunctionStop).key, 'S');
+
+    sheet_->Prepare();
+    sheet_->show();
+    EXPECT_TRUE(sheet_->General().AutoConnectBox()->isChecked());
+    sheet_->General().NowPlayingOnIdleBox()->setChecked(true);
+    QTest::mouseClick(box->button(QDialogButtonBox::Ok), Qt::LeftButton);
+    EXPECT_EQ(sheet_->result(), QDialog::Accepted);
+    EXPECT_TRUE(sheet_->AutoConnect());
+    EXPECT_TRUE(sheet_->NowPlayingOnIdle());
+    EXPECT_EQ(sheet_->NewSkin(), std::nullopt);
+}
+
+// --- Pictures ---------------------------------------------------------------
+
+QFont FrameFont(int dpi) {
+    QFont font(QStringLiteral("Arial"));
+    font.setStyleHint(QFont::SansSerif);
+    font.setPixelSize(dpi * 10 / 72);
+    return font;
+}
+
+// The window's colours from the default skin's header and lists.
+QPalette WindowPalette() {
+    const QColor back(26, 32, 44), text(226, 231, 239), accent(46, 196, 182), base(15, 19, 25);
+    QPalette palette;
+    palette.setColor(QPalette::Window, back);
+    palette.setColor(QPalette::WindowText, text);
+    palette.setColor(QPalette::Button, back.lighter(135));
+    palette.setColor(QPalette::ButtonText, text);
+    palette.setColor(QPalette::Base, base);
+    palette.setColor(QPalette::AlternateBase, base.lighter(115));
+    palette.setColor(QPalette::Text, text);
+    palette.setColor(QPalette::Highlight, accent);
+    palette.setColor(QPalette::HighlightedText, base);
+    palette.setColor(QPalette::Light, back.lighter(160));
+    palette.setColor(QPalette::Midlight, back.lighter(145));
+    palette.setColor(QPalette::Mid, back.lighter(120));
+    palette.setColor(QPalette::Dark, back.darker(120));
+    palette.setColor(QPalette::Shadow, Qt::black);
+    return palette;
+}
+
+// Whether every text of the page shows whole: labels wrap within their
+// height, other texts fit their width, and nothing lies outside the sheet.
+void ExpectReadable(QWidget* page, const QWidget* sheet, const std::string& where) {
+    for (const QWidget* child : page->findChildren<QWidget*>()) {
+        if (!child->isVisible()) {
+            continue;
+        }
+        const QRect inSheet(child->mapTo(sheet, QPoint(0, 0)), child->size());
+        EXPECT_TRUE(sheet->rect().contains(inSheet))
+            << where << ": " << child->metaObject()->className() << " outside the sheet";
+        if (const auto* label = qobject_cast<const QLabel*>(child)) {
+            if (label->wordWrap()) {
+                EXPECT_LE(label->heightForWidth(label->width()), label->height())
+                    << where << ": " << label->text().toStdString();
+            } else if (label->pixmap().isNull()) {
+                EXPECT_LE(label->sizeHint().width(), label->width())
+                    << where << ": " << label->text().toStdString();
+            }
+        }
+    }
+}
+
+TEST_F(SettingsSheetTest, EveryPageReadsWholeAtBothWindowSizes) {
+    table_.Bind(kFunctionPlayPause, kVkCenter);
+    table_.Bind(kFunctionVolumeUp, 0xAF);
+    table_.Bind(kFunctionFastForward, 'F');
+    struct Size {
+        const char* name;
+        QSize window;
+        int dpi;
+    };
+    for (const Size& size : {Size{"480x640", {480, 640}, 192}, Size{"240x320", {240, 320}, 96}}) {
+        QWidget window;
+        window.setPalette(WindowPalette());
+        window.resize(size.window);
+        SettingsSheet sheet(table_, prompter_, nullptr, &window);
+        sheet.setFont(FrameFont(size.dpi));
+        sheet.SetGeneral(true, false);
+        sheet.SetServerVersion("3.2.0.7");
+        sheet.SetSkins(Install(), SkinPath("default/default.xml"));
+        QImage icon(QString::fromLatin1(VANTOR_SKINS_DIR) +
+                    (size.dpi >= 192 ? QStringLiteral("/default/icon@2x.png")
+                                     : QStringLiteral("/default/icon.png")));
+        sheet.SetProductIcon(icon);
+        sheet.Prepare();
+        sheet.resize(size.window);
+        sheet.show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&sheet));
+        EXPECT_EQ(sheet.size(), size.window) << "the sheet needs more room than the window";
+        EXPECT_EQ(sheet.palette().color(QPalette::Window), QColor(26, 32, 44));
+        for (int i = 0; i < sheet.Tabs()->count(); ++i) {
+            sheet.Tabs()->setCurrentIndex(i);
+            QTest::qWait(10);
+            const std::string where =
+                std::string(size.name) + " " + sheet.Tabs()->tabText(i).toStdString();
+            EXPECT_LE(sheet.Tabs()->tabBar()->tabRect(i).right(), sheet.Tabs()->width()) << where;
+            EXPECT_EQ(sheet.Tabs()->tabBar()->fontMetrics().elidedText(
+                          sheet.Tabs()->tabText(i), Qt::ElideRight,
+                          sheet.Tabs()->tabBar()->tabRect(i).width()),
+                      sheet.Tabs()->tabText(i))
+                << where;
+            ExpectReadable(sheet.Tabs()->currentWidget(), &sheet, where);
+            const std::string file = std::string(VANTOR_SHOTS_DIR) + "/sheet-" +
+                                     sheet.Tabs()->tabText(i).toLower().toStdString() + "-" +
+                                     size.name + ".png";
+            EXPECT_TRUE(sheet.grab().save(QString::fromStdString(file))) << file;
+        }
+        // The Buttons page's columns show whole names and key names.
+        QTreeWidget* list = sheet.Buttons().List();
+        const QFontMetrics metrics(list->font());
+        for (int row = 0; row < list->topLevelItemCount(); ++row) {
+            EXPECT_LE(metrics.horizontalAdvance(list->topLevelItem(row)->text(0)) + 8,
+                      list->columnWidth(0))
+                << size.name << " " << list->topLevelItem(row)->text(0).toStdString();
+        }
+    }
+}
+
+}  // namespace
+}  // namespace vantor::ui
