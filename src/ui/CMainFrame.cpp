@@ -153,6 +153,7 @@ bool CMainFrame::Create() {
     store_.Load();
     EnsureInstalled(store_);
     LoadSettings(store_, settings_);
+    functions_.Load(settings_);
 
     // The connection and its helpers.
     manager_ = std::make_unique<ConnectionManager>(addresses_, options_.discovery);
@@ -649,12 +650,6 @@ void CMainFrame::ChooseSpeaker(const std::string& id, bool enabled) {
     }
 }
 
-void CMainFrame::OpenSettings() {
-    ++busy_;
-    prompter_->Inform("Vantor Settings", "The settings are not available in this version.");
-    --busy_;
-}
-
 void CMainFrame::SaveAll() {
     // The history comes from the connect screen's box; a server given for
     // this run only leaves the saved history as it is.
@@ -855,6 +850,9 @@ bool CMainFrame::eventFilter(QObject* watched, QEvent* event) {
             titleTold_ = true;
             milestone_("title shown");
         }
+    }
+    if (TranslateKey(watched, event)) {
+        return true;
     }
     switch (event->type()) {
         case QEvent::MouseButtonPress:

@@ -41,6 +41,8 @@
 #include "ui/DragCoalescer.h"
 #include "ui/FrameMessages.h"
 #include "ui/FrameTimers.h"
+#include "ui/FunctionTable.h"
+#include "ui/KeyTranslator.h"
 #include "ui/PlaybackClock.h"
 #include "ui/PlayerSnapshot.h"
 #include "ui/Prompter.h"
@@ -94,6 +96,7 @@ class CMainFrame final : public QMainWindow,
                          private UpdateUi,
                          private SkinErrorReporter,
                          private ScreenInput,
+                         private KeyWindow,
                          public RequestSink {
 public:
     CMainFrame(FrameOptions options, FrameServices services);
@@ -129,6 +132,8 @@ public:
     EqControls& Equalizer() { return *eq_; }
     const std::vector<Speaker>& Speakers() const { return speakers_; }
     const ConnectPanel& Connect() const { return connect_; }
+    // The keys bound to the remote's functions, as the settings sheet left them.
+    const FunctionTable& Functions() const { return functions_; }
     const CSkin& Skin() const { return skin_; }
     // The menu's items as they stand now (run-time items included).
     std::vector<QString> MenuTexts();
@@ -175,6 +180,7 @@ private:
     void FillSpeakers(QMenu& menu);
     void ChooseSpeaker(const std::string& id, bool enabled);
     void OpenSettings();
+    void ApplySkin(const std::string& path);
 
     // Timers and posted messages.
     void OnTimer(int id);
@@ -246,6 +252,20 @@ private:
                       bool finished) override;
     void OnNowPlayingTapped() override;
 
+    // KeyWindow (the keys' rules; the functions they fire)
+    bool SearchFieldHasFocus() const override;
+    void FireFunction(int id) override;
+    void OpenSelectedEntry() override;
+    void GoBack() override;
+    void FocusPlaylist() override;
+    bool MainListHasFocus() const override;
+    void FocusCurrentEntry() override;
+    void NoteUserInput() override;
+    std::chrono::steady_clock::time_point Now() const override;
+    bool TranslateKey(QObject* watched, QEvent* event);
+    void SkipBy(std::int32_t seconds);
+    void OnClientVersion(const GetClientVersionResponse& response) override;
+
     FrameOptions options_;
     std::unique_ptr<Prompter> ownPrompter_;
     Prompter* prompter_;
@@ -295,6 +315,9 @@ private:
     QToolButton* commandButton_ = nullptr;
     int buttonCommand_ = 0;
     ScreenRegistry screens_;
+    FunctionTable functions_;
+    KeyTranslator keys_{functions_, *this};
+    std::string serverVersion_;  // the connected server's, for the About page
     std::vector<MenuItemSpec> menuItems_;
 
     mutable std::mutex screenMutex_;  // guards screen_ (read by other threads)

@@ -203,6 +203,22 @@ void PlayQueueList::SetCurrent(int position) {
     }
 }
 
+void PlayQueueList::FocusEntry(int position) {
+    position = std::max(position, 0);
+    if (position < RowCount()) {
+        const QModelIndex index = model_->index(position);
+        selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect);
+        scrollTo(index, QAbstractItemView::PositionAtCenter);
+    }
+    setFocus();
+}
+
+void PlayQueueList::PlaySelected() {
+    if (SelectedRow() >= 0) {
+        RunCommand(kCommandPlayEntry);
+    }
+}
+
 void PlayQueueList::ClearRows() {
     claimed_ = 0;
     model_->SetCount(0);

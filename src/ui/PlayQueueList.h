@@ -39,6 +39,11 @@ public:
     void Clear();
     // The entry now playing, selected and scrolled to.
     void SetCurrent(int position);
+    // The entry at `position` (0 when negative) selected, in view and
+    // focused, as Up or Down on the main screen bring the list into play.
+    void FocusEntry(int position);
+    // Plays the selected entry, as a double tap on it does.
+    void PlaySelected();
     void SetCurrentRating(int rating) { currentRating_ = rating; }
     void SetMenuHandler(std::function<void(bool open)> menuOpen) {
         menuOpen_ = std::move(menuOpen);

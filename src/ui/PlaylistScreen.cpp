@@ -172,11 +172,13 @@ bool PlaylistScreen::Back() {
 }
 
 void PlaylistScreen::OpenSelected() {
-    if (mode_ == Mode::Library) {
-        const int row = list_->SelectedRow();
-        if (row >= 0) {
-            Tapped(row);
-        }
+    if (mode_ == Mode::Queue) {
+        queue_.PlaySelected();
+        return;
+    }
+    const int row = list_->SelectedRow();
+    if (row >= 0) {
+        Tapped(row);
     }
 }
 

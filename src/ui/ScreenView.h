@@ -103,6 +103,8 @@ public:
     void SetVolumePixels(std::int32_t pixels);
     // The width of the "volumebar" fill at 100 %; 0 without one.
     std::int32_t VolumeWidth() const;
+    // The product icon the connect screen shows (null when none was found).
+    const QImage& Icon() const { return icon_; }
     // Cheap when nothing visible changes: called every animation step.
     void SetPosition(std::int64_t positionMs, std::int32_t length);
     // How long, at playing speed from `positionMs`, until a position bar on

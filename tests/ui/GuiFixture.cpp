@@ -3,10 +3,28 @@
 #include <stdlib.h>
 
 #include <QCoreApplication>
+#include <QTest>
+#include <QTimer>
 
 #include "session/NowPlaying.h"
 
 namespace vantor::testing {
+
+void DoubleTapRow(QTreeWidget* list, int row) {
+    QApplication::processEvents();  // a page is laid out once shown
+    const QPoint at = list->visualItemRect(list->topLevelItem(row)).center();
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, at);
+    QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, at);
+    QTest::mouseRelease(list->viewport(), Qt::LeftButton, {}, at);
+}
+
+void PressKey(QWidget* window, int key, Qt::KeyboardModifiers modifiers) {
+    QWidget* target = window->focusWidget() != nullptr ? window->focusWidget() : window;
+    for (QEvent::Type type : {QEvent::KeyPress, QEvent::KeyRelease}) {
+        QKeyEvent event(type, key, modifiers);
+        QApplication::sendEvent(target, &event);
+    }
+}
 
 GuiTest::GuiTest() {
     std::string pattern = (std::filesystem::temp_directory_path() / "vantor-gui-XXXXXX").string();
@@ -121,6 +139,45 @@ void GuiTest::Mouse(QEvent::Type type, QPoint at, Qt::MouseButtons buttons) {
 void GuiTest::Click(QPoint at) {
     Mouse(QEvent::MouseButtonPress, at, Qt::LeftButton);
     Mouse(QEvent::MouseButtonRelease, at, Qt::NoButton);
+}
+
+void GuiTest::Key(QEvent::Type type, int key, bool autoRepeat) {
+    QWidget* target = frame_->focusWidget() != nullptr ? frame_->focusWidget() : frame_.get();
+    QKeyEvent event(type, key, Qt::NoModifier, QString(), autoRepeat);
+    QApplication::sendEvent(target, &event);
+}
+
+void GuiTest::WithSettings(const std::function<void(ui::SettingsSheet&)>& act,
+                           const std::function<void()>& open) {
+    // The sheet runs its own event loop inside the command; a timer of the
+    // test's finds it there.
+    QTimer watch;
+    bool acted = false;
+    QObject::connect(&watch, &QTimer::timeout, &watch, [&] {
+        auto* sheet = dynamic_cast<ui::SettingsSheet*>(QApplication::activeModalWidget());
+        if (sheet != nullptr && sheet->isVisible()) {
+            watch.stop();
+            acted = true;
+            act(*sheet);
+        }
+    });
+    watch.start(10);
+    // A sheet left open by a failed step still closes in time.
+    QTimer guard;
+    guard.setSingleShot(true);
+    QObject::connect(&guard, &QTimer::timeout, &guard, [] {
+        if (QWidget* sheet = QApplication::activeModalWidget()) {
+            ADD_FAILURE() << "the settings sheet was left open";
+            sheet->close();
+        }
+    });
+    guard.start(10s);
+    if (open) {
+        open();
+    } else {
+        frame_->Command(ui::kCommandOptions);
+    }
+    EXPECT_TRUE(acted) << "the settings sheet did not open";
 }
 
 int GuiTest::Received(const std::string& name) const {

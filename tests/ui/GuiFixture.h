@@ -9,6 +9,7 @@
 
 #include <QApplication>
 #include <QMouseEvent>
+#include <QTreeWidget>
 #include <QWidget>
 #include <chrono>
 #include <condition_variable>
@@ -24,6 +25,7 @@
 #include "session/Settings.h"
 #include "support/TestServer.h"
 #include "ui/CMainFrame.h"
+#include "ui/SettingsSheet.h"
 
 namespace vantor::testing {
 
@@ -86,6 +88,13 @@ private:
     std::string address_ = "192.0.2.10";
 };
 
+// A double tap on a row of a tree list, as the platform reports one: a
+// click, then a second press that is the double click, and its release.
+void DoubleTapRow(QTreeWidget* list, int row);
+// A key pressed and let go, delivered as the platform delivers it: to the
+// control with the focus in `window` (the window itself when none has it).
+void PressKey(QWidget* window, int key, Qt::KeyboardModifiers modifiers = {});
+
 class GuiTest : public ::testing::Test {
 protected:
     GuiTest();
@@ -108,6 +117,13 @@ protected:
     void Mouse(QEvent::Type type, QPoint at, Qt::MouseButtons buttons);
     void Click(QPoint at);
     void Click(std::string_view component) { Click(Center(component)); }
+    // A key event for the window, auto-repeated or not.
+    void Key(QEvent::Type type, int key, bool autoRepeat = false);
+
+    // Opens the settings sheet as "Options..." does (or by `open`) and,
+    // once it shows, runs `act` on it; `act` ends the sheet (OK or Cancel).
+    void WithSettings(const std::function<void(ui::SettingsSheet&)>& act,
+                      const std::function<void()>& open = nullptr);
 
     // What the server has been asked, by request name.
     int Received(const std::string& name) const;

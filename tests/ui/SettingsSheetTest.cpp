@@ -95,23 +95,10 @@ protected:
     }
     void DoubleTap(int row) {
         sheet_->Tabs()->setCurrentWidget(&sheet_->Buttons());
-        QApplication::processEvents();  // the page is laid out once shown
-        // As the platform reports a double tap: a click, then a second
-        // press that is the double click, and its release.
-        const QPoint at = RowCenter(Functions(), row);
-        QTest::mouseClick(Functions()->viewport(), Qt::LeftButton, {}, at);
-        QTest::mouseDClick(Functions()->viewport(), Qt::LeftButton, {}, at);
-        QTest::mouseRelease(Functions()->viewport(), Qt::LeftButton, {}, at);
+        testing::DoubleTapRow(Functions(), row);
     }
-    // A key pressed and let go, delivered as the platform delivers it: to
-    // the control with the focus.
     void Press(int key, Qt::KeyboardModifiers modifiers = {}) {
-        QWidget* focus = QApplication::focusWidget();
-        QWidget* target = focus != nullptr ? focus : Functions();
-        for (QEvent::Type type : {QEvent::KeyPress, QEvent::KeyRelease}) {
-            QKeyEvent event(type, key, modifiers);
-            QApplication::sendEvent(target, &event);
-        }
+        testing::PressKey(sheet_.get(), key, modifiers);
     }
     std::string KeyText(int row) { return sheet_->Buttons().KeyText(row).toStdString(); }
 

@@ -1,0 +1,209 @@
+// The settings sheet opened from the window against vantor-server: keys
+// bound on the Buttons page drive the player from the window, OK keeps
+// them for the next run and Cancel for this one only, and a skin chosen on
+// the Skins page redraws the window.
+
+#include <QCheckBox>
+#include <QDialogButtonBox>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QTest>
+#include <fstream>
+#include <set>
+
+#include "ui/AboutPage.h"
+#include "ui/ButtonsPage.h"
+#include "ui/GeneralPage.h"
+#include "ui/GuiFixture.h"
+#include "ui/SkinsPage.h"
+
+namespace vantor::testing {
+namespace {
+
+namespace fs = std::filesystem;
+using ui::SettingsSheet;
+
+void Close(SettingsSheet& sheet, QDialogButtonBox::StandardButton button) {
+    QTest::mouseClick(sheet.ButtonBox()->button(button), Qt::LeftButton);
+}
+
+void Bind(SettingsSheet& sheet, int function, int key) {
+    sheet.Tabs()->setCurrentWidget(&sheet.Buttons());
+    DoubleTapRow(sheet.Buttons().List(), function);
+    PressKey(&sheet, key);
+}
+
+std::int32_t SavedKey(const std::string& settingsFile, int function) {
+    RegistryStore store(settingsFile);
+    store.Load();
+    const std::string name = "FunctionKey" + std::to_string(function + 1);
+    return static_cast<std::int32_t>(store.QueryDword(kSettingsKey, name).value_or(0));
+}
+
+class KeysTest : public GuiTest {
+protected:
+    std::int32_t ServerVolume() {
+        std::int32_t volume = -1;
+        OnServer([&](server::PlayerModel& player) { volume = player.Volume(); });
+        return volume;
+    }
+    void Tap(int key) {
+        Key(QEvent::KeyPress, key);
+        Key(QEvent::KeyRelease, key);
+    }
+};
+
+TEST_F(KeysTest, KeysBoundInTheSheetDriveThePlayerAndOkKeepsThemForTheNextRun) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    WithSettings([&](SettingsSheet& sheet) {
+        EXPECT_EQ(sheet.About().ProductVersionText().toStdString().rfind("Vantor Version ", 0), 0u);
+        Bind(sheet, ui::kFunctionNextSong, Qt::Key_N);
+        Bind(sheet, ui::kFunctionVolumeUp, Qt::Key_Up);  // the direction pad's
+        Bind(sheet, ui::kFunctionPlay, Qt::Key_P);
+        Close(sheet, QDialogButtonBox::Ok);
+    });
+    EXPECT_EQ(SavedKey(settingsFile_, ui::kFunctionNextSong), 'N');
+
+    // "Next Song" waits for the key to be let go, and fires once.
+    Key(QEvent::KeyPress, Qt::Key_N);
+    PumpFor(100ms);
+    EXPECT_EQ(Received("NextItemRequest"), 0);
+    Key(QEvent::KeyRelease, Qt::Key_N);
+    EXPECT_TRUE(Pump([&] { return Received("NextItemRequest") == 1; }));
+
+    // "Increase Volume" steps by five on the press and on every repeat,
+    // each step from the bar's fill (whole pixels: a step may fall short).
+    const std::int32_t before = ServerVolume();
+    ASSERT_LE(before, 80);
+    std::int32_t expected = before;
+    std::int32_t fill = frame_->View().Content().volumePixels;
+    for (int step = 0; step < 4; ++step) {
+        const auto next = ui::StepVolume(fill, frame_->View().VolumeWidth(), 5);
+        ASSERT_TRUE(next);
+        expected = next->volume;
+        fill = next->fillPixels;
+    }
+    EXPECT_GE(expected, before + 18);
+    Key(QEvent::KeyPress, Qt::Key_Up);
+    for (int repeat = 0; repeat < 3; ++repeat) {
+        Key(QEvent::KeyRelease, Qt::Key_Up, true);
+        Key(QEvent::KeyPress, Qt::Key_Up, true);
+    }
+    Key(QEvent::KeyRelease, Qt::Key_Up);
+    EXPECT_TRUE(Pump([&] { return ServerVolume() == expected; })) << ServerVolume();
+    EXPECT_EQ(frame_->View().Content().volumePixels, fill);
+    EXPECT_EQ(Received("SetVolumeRequest"), 4);
+
+    // Two keys let go together fire the first only.
+    PumpFor(120ms);
+    Tap(Qt::Key_N);
+    Tap(Qt::Key_P);
+    PumpFor(150ms);
+    EXPECT_EQ(Received("NextItemRequest"), 2);
+    EXPECT_EQ(Received("PlayRequest"), 0);
+    Tap(Qt::Key_P);
+    EXPECT_TRUE(Pump([&] { return Received("PlayRequest") == 1; }));
+
+    // The next run has them.
+    StopWindow();
+    StartWindow();
+    EXPECT_EQ(frame_->Functions().Row(ui::kFunctionNextSong).key, 'N');
+    EXPECT_EQ(frame_->Functions().Row(ui::kFunctionVolumeUp).key, 38);
+}
+
+TEST_F(KeysTest, CancelKeepsBindingsForThisRunOnlyAndAConflictMovesAKeyOnlyOnYes) {
+    WriteSettings([](RegistryStore& store) { store.SetDword(kSettingsKey, "FunctionKey5", 'N'); });
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    WithSettings([&](SettingsSheet& sheet) {
+        prompter_.yes = false;
+        Bind(sheet, ui::kFunctionStop, Qt::Key_N);  // "Next Song" has it: No
+        EXPECT_TRUE(prompter_.Showed("Key Already In Use"));
+        prompter_.yes = true;
+        Bind(sheet, ui::kFunctionPause, Qt::Key_N);  // Yes
+        QTest::mouseClick(sheet.General().AutoConnectBox(), Qt::LeftButton);
+        Close(sheet, QDialogButtonBox::Cancel);
+    });
+    EXPECT_TRUE(frame_->CurrentSettings().autoConnect);
+    Tap(Qt::Key_N);
+    EXPECT_TRUE(Pump([&] { return Received("PauseRequest") == 1; }));
+    EXPECT_EQ(Received("NextItemRequest"), 0);
+    EXPECT_EQ(Received("StopRequest"), 0);
+
+    // Exit saves the settings, but not what was cancelled.
+    StopWindow();
+    EXPECT_EQ(SavedKey(settingsFile_, ui::kFunctionNextSong), 'N');
+    EXPECT_EQ(SavedKey(settingsFile_, ui::kFunctionPause), -1);
+    StartWindow();
+    EXPECT_EQ(frame_->Functions().Row(ui::kFunctionNextSong).key, 'N');
+    EXPECT_EQ(frame_->Functions().Row(ui::kFunctionPause).key, -1);
+    EXPECT_TRUE(frame_->CurrentSettings().autoConnect);
+}
+
+TEST_F(KeysTest, TheSkinsPageListsEverySkinAndTheOneChosenRedrawsTheWindow) {
+    // The shipped skin and a copy of it whose song title is orange.
+    const fs::path skins = installDir_ / "skins";
+    fs::remove(skins);
+    fs::copy(VANTOR_SKINS_DIR, skins, fs::copy_options::recursive);
+    fs::copy(skins / "default", skins / "ember", fs::copy_options::recursive);
+    fs::rename(skins / "ember" / "default.xml", skins / "ember" / "ember.xml");
+    {
+        std::ifstream in(skins / "ember" / "ember.xml");
+        std::string xml((std::istreambuf_iterator<char>(in)), {});
+        const std::string from = R"(name="songtitle" face="Arial" size="10" weight="bold" )"
+                                 R"(quality="antialiased" color="238,242,248")";
+        const std::size_t at = xml.find(from);
+        ASSERT_NE(at, std::string::npos);
+        const std::string colour = R"(color="238,242,248")";
+        xml.replace(at + from.size() - colour.size(), colour.size(), R"(color="255,140,0")");
+        std::ofstream(skins / "ember" / "ember.xml") << xml;
+    }
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    const auto orange = [&] {
+        const QImage& image = frame_->View().Frame();
+        const QRect title = frame_->View().ComponentRect("songback");
+        int count = 0;
+        for (int y = title.top(); y <= title.bottom(); ++y) {
+            for (int x = title.left(); x <= title.right(); ++x) {
+                const QColor pixel = image.pixelColor(x, y);
+                count += pixel.red() > 230 && pixel.green() > 110 && pixel.green() < 170 &&
+                         pixel.blue() < 40;
+            }
+        }
+        return count;
+    };
+    EXPECT_LT(orange(), 5);
+
+    WithSettings([&](SettingsSheet& sheet) {
+        sheet.Tabs()->setCurrentWidget(&sheet.Skins());
+        const std::vector<std::string> names = sheet.Skins().Names();
+        EXPECT_EQ(std::set<std::string>(names.begin(), names.end()),
+                  (std::set<std::string>{"default", "ember"}));
+        QTreeWidget* list = sheet.Skins().List();
+        QApplication::processEvents();
+        for (int row = 0; row < list->topLevelItemCount(); ++row) {
+            if (list->topLevelItem(row)->text(0) == QStringLiteral("ember")) {
+                QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
+                                  list->visualItemRect(list->topLevelItem(row)).center());
+            }
+        }
+        Close(sheet, QDialogButtonBox::Ok);
+    });
+    EXPECT_TRUE(Pump([&] { return orange() > 50; }));
+    EXPECT_EQ(frame_->Screen(), "main");
+    RegistryStore saved(settingsFile_);
+    saved.Load();
+    EXPECT_EQ(saved.QueryString(kSettingsKey, "SkinFilePath", 400).value_or(""),
+              (skins / "ember" / "ember.xml").string());
+
+    // OK without a choice leaves the skin as it is.
+    WithSettings([&](SettingsSheet& sheet) { Close(sheet, QDialogButtonBox::Ok); });
+    EXPECT_GT(orange(), 50);
+}
+
+}  // namespace
+}  // namespace vantor::testing
