@@ -378,7 +378,15 @@ void CMainFrame::ApplyChromeLook() {
     chrome.setColor(QPalette::Shadow, Qt::black);
     chrome.setColor(QPalette::ToolTipBase, base);
     chrome.setColor(QPalette::ToolTipText, text);
+    // Menus and message boxes are windows of their own, which take
+    // nothing from the window unless given it.
     setPalette(chrome);
+    if (menu_ != nullptr) {
+        menu_->setPalette(chrome);
+    }
+    if (auto* boxes = dynamic_cast<MessageBoxPrompter*>(prompter_)) {
+        boxes->SetLook(chrome, normalFont_);
+    }
     for (QWidget* bar :
          {static_cast<QWidget*>(menuBar()), static_cast<QWidget*>(menu_),
           static_cast<QWidget*>(commandBar_), static_cast<QWidget*>(commandButton_)}) {
@@ -485,6 +493,8 @@ void CMainFrame::RebuildMenu() {
         }
         if (item.fill) {
             QMenu* submenu = menu_->addMenu(item.label);
+            submenu->setPalette(menu_->palette());
+            submenu->setFont(menu_->font());
             submenu->setObjectName(QStringLiteral("command %1").arg(item.command));
             item.fill(*submenu);
             continue;

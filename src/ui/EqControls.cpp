@@ -64,6 +64,10 @@ void EqControls::Place(const CSkin& skin, QSize screen, const QFont& fallback) {
         if (box->foreColor) {
             colours.setColor(QPalette::ButtonText, box->foreColor->ToQColor());
             colours.setColor(QPalette::Text, box->foreColor->ToQColor());
+            // "Presets" until one is chosen, dimmed but readable on the box.
+            QColor hint = box->foreColor->ToQColor();
+            hint.setAlpha(150);
+            colours.setColor(QPalette::PlaceholderText, hint);
         }
         if (box->selectColor) {
             colours.setColor(QPalette::Highlight, box->selectColor->ToQColor());

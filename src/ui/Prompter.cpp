@@ -15,16 +15,25 @@ QString Q(const std::string& text) {
 
 }  // namespace
 
+void MessageBoxPrompter::Style(QWidget& box) const {
+    if (styled_) {
+        box.setPalette(palette_);
+        box.setFont(font_);
+    }
+}
+
 void MessageBoxPrompter::Inform(const std::string& caption, const std::string& text,
                                 PromptIcon icon) {
     QMessageBox box(icon == PromptIcon::Warning ? QMessageBox::Warning : QMessageBox::Information,
                     Q(caption), Q(text), QMessageBox::Ok, parent_);
+    Style(box);
     box.exec();
 }
 
 bool MessageBoxPrompter::AskYesNo(const std::string& caption, const std::string& text) {
     QMessageBox box(QMessageBox::Question, Q(caption), Q(text), QMessageBox::Yes | QMessageBox::No,
                     parent_);
+    Style(box);
     return box.exec() == QMessageBox::Yes;
 }
 

@@ -7,6 +7,8 @@
 // Threads: the window's thread only. A worker that needs an answer asks the
 // window to ask (CMainFrame::AskOnWindowThread).
 
+#include <QFont>
+#include <QPalette>
 #include <string>
 
 class QWidget;
@@ -29,11 +31,22 @@ public:
 class MessageBoxPrompter final : public Prompter {
 public:
     explicit MessageBoxPrompter(QWidget* parent) : parent_(parent) {}
+    // The window's colours and font, for boxes that look like its own.
+    void SetLook(const QPalette& palette, const QFont& font) {
+        palette_ = palette;
+        font_ = font;
+        styled_ = true;
+    }
     void Inform(const std::string& caption, const std::string& text, PromptIcon icon) override;
     bool AskYesNo(const std::string& caption, const std::string& text) override;
 
 private:
+    void Style(QWidget& box) const;
+
     QWidget* parent_;
+    QPalette palette_;
+    QFont font_;
+    bool styled_ = false;
 };
 
 // Answers without showing anything, and logs what it was asked: for runs

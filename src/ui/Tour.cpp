@@ -1,14 +1,16 @@
 #include "ui/Tour.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QDir>
 #include <QPixmap>
+#include <QTabWidget>
 #include <cstdio>
 
 #include "ui/CMainFrame.h"
 #include "ui/EqControls.h"
 #include "ui/PlayQueueList.h"
 #include "ui/PlaylistScreen.h"
+#include "ui/SettingsSheet.h"
 
 namespace vantor::ui {
 
@@ -44,6 +46,38 @@ Tour::Tour(CMainFrame& frame, QString folder, std::chrono::milliseconds sessionT
         std::string(kScreenEq), [this] { frame_.Command(kCommandEqualizer); },
         [this] { return frame_.Screen() == kScreenEq && !frame_.Equalizer().Presets().empty(); },
         std::chrono::milliseconds(3000), [this] { return frame_.Player().supportsEq; }});
+
+    // The settings sheet, a page at a time. The sheet runs modally inside
+    // the command that opens it; the tour's timer goes on in its loop.
+    const auto sheet = [] {
+        return dynamic_cast<SettingsSheet*>(QApplication::activeModalWidget());
+    };
+    const char* pages[] = {"general", "buttons", "about", "skins"};
+    for (int page = 0; page < 4; ++page) {
+        Stop stop{"settings-" + std::string(pages[page]),
+                  [this, sheet, page] {
+                      if (page == 0) {
+                          // From the loop, not this timer's step: Qt holds a
+                          // timer back while its own step runs.
+                          QTimer::singleShot(0, &frame_,
+                                             [this] { frame_.Command(kCommandOptions); });
+                      } else if (sheet() != nullptr) {
+                          sheet()->Tabs()->setCurrentIndex(page);
+                      }
+                  },
+                  [sheet, page] {
+                      return sheet() != nullptr && sheet()->isVisible() &&
+                             sheet()->Tabs()->currentIndex() == page;
+                  }};
+        if (page == 3) {
+            stop.after = [sheet] {
+                if (sheet() != nullptr) {
+                    sheet()->reject();
+                }
+            };
+        }
+        stops_.push_back(std::move(stop));
+    }
 }
 
 void Tour::Start() {
@@ -94,12 +128,17 @@ void Tour::Step() {
     }
     ++next_;
     arrived_ = false;
+    if (stop.after) {
+        stop.after();
+    }
 }
 
 bool Tour::Capture(const std::string& screen) {
     const QString file =
         folder_ + QLatin1Char('/') + QString::fromStdString(screen) + QStringLiteral(".png");
-    if (!frame_.grab().save(file, "PNG")) {
+    // A dialog over the window is what the user sees.
+    QWidget* shown = QApplication::activeModalWidget();
+    if (!(shown != nullptr ? shown : &frame_)->grab().save(file, "PNG")) {
         Finish(1, "cannot write " + file.toStdString());
         return false;
     }

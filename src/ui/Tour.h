@@ -1,7 +1,8 @@
 #pragma once
 
 // The tour: the client, started against a server, visits every screen of a
-// live session and writes a picture of each (<folder>/<screen>.png), then
+// live session and every page of the settings sheet, and writes a picture
+// of each (<folder>/<screen>.png, <folder>/settings-<page>.png), then
 // ends the program: 0 when every picture was written, 1 with a message when
 // no session could be started in time or a picture could not be written.
 //
@@ -29,6 +30,7 @@ public:
         std::function<bool()> ready;
         std::chrono::milliseconds patience{3000};
         std::function<bool()> wanted = nullptr;  // set and false: the stop is passed by
+        std::function<void()> after = nullptr;   // once the picture is taken
     };
 
     Tour(CMainFrame& frame, QString folder,

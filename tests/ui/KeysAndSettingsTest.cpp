@@ -93,7 +93,6 @@ TEST_F(KeysTest, KeysBoundInTheSheetDriveThePlayerAndOkKeepsThemForTheNextRun) {
     }
     Key(QEvent::KeyRelease, Qt::Key_Up);
     EXPECT_TRUE(Pump([&] { return ServerVolume() == expected; })) << ServerVolume();
-    EXPECT_EQ(frame_->View().Content().volumePixels, fill);
     EXPECT_EQ(Received("SetVolumeRequest"), 4);
 
     // Two keys let go together fire the first only.
