@@ -25,6 +25,7 @@
 #include "session/Settings.h"
 #include "support/BenchReport.h"
 #include "support/Process.h"
+#include "support/WindowDoubles.h"
 #include "ui/CMainFrame.h"
 #include "ui/PlayQueueList.h"
 #include "ui/PlaylistScreen.h"
@@ -33,32 +34,13 @@ namespace vantor {
 namespace {
 
 using namespace std::chrono_literals;
+using bench::FixedAddress;
+using bench::NoPrompts;
+using bench::Pump;
 using testing::Process;
 
 constexpr int kSongs = 100000;
 constexpr int kStep = 500;
-
-class NoPrompts final : public ui::Prompter {
-public:
-    void Inform(const std::string&, const std::string&, ui::PromptIcon) override {}
-    bool AskYesNo(const std::string&, const std::string&) override { return false; }
-};
-
-class FixedAddress final : public LocalAddressSource {
-public:
-    std::vector<std::string> LocalAddresses() override { return {"192.0.2.5"}; }
-};
-
-bool Pump(const std::function<bool()>& done, std::chrono::milliseconds timeout = 20s) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-    }
-    return true;
-}
 
 double PeakRssMb() {
     rusage usage{};

@@ -39,12 +39,16 @@
 #include "session/Settings.h"
 #include "support/BenchReport.h"
 #include "support/Process.h"
+#include "support/WindowDoubles.h"
 #include "ui/CMainFrame.h"
 
 namespace vantor {
 namespace {
 
 using namespace std::chrono_literals;
+using bench::FixedAddress;
+using bench::NoPrompts;
+using bench::Pump;
 using testing::Process;
 
 double MonotonicMs() {
@@ -242,24 +246,6 @@ void BM_BareWindowPeakRss(benchmark::State& state) {
 }
 
 // --- The click, in this process -----------------------------------------------------
-
-class NoPrompts final : public ui::Prompter {
-public:
-    void Inform(const std::string&, const std::string&, ui::PromptIcon) override {}
-    bool AskYesNo(const std::string&, const std::string&) override { return false; }
-};
-
-class FixedAddress final : public LocalAddressSource {
-public:
-    std::vector<std::string> LocalAddresses() override { return {"192.0.2.5"}; }
-};
-
-void Pump(const std::function<bool()>& done) {
-    const auto deadline = std::chrono::steady_clock::now() + 10s;
-    while (!done() && std::chrono::steady_clock::now() < deadline) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-    }
-}
 
 // The server has received one more request than it had.
 void AwaitRequest(server::MessageServer& server, int before) {

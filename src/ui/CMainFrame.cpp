@@ -19,6 +19,7 @@
 #include "session/NowPlaying.h"
 #include "skin/SkinBar.h"
 #include "ui/AlbumArtCache.h"
+#include "ui/ChromeLook.h"
 #include "ui/EqControls.h"
 #include "ui/PageFetcher.h"
 #include "ui/PlayQueueList.h"
@@ -361,23 +362,7 @@ void CMainFrame::ApplyChromeLook() {
     const QColor text = colour(lists, &SkinWinComponent::foreColor, QColor(Qt::white));
     const QColor accent = colour(header, &SkinWinComponent::selectColor, QColor(Qt::white));
     const QColor base = colour(lists, &SkinWinComponent::backColor, back.darker(130));
-    QPalette chrome;
-    chrome.setColor(QPalette::Window, back);
-    chrome.setColor(QPalette::WindowText, text);
-    chrome.setColor(QPalette::Button, back.lighter(135));
-    chrome.setColor(QPalette::ButtonText, text);
-    chrome.setColor(QPalette::Base, base);
-    chrome.setColor(QPalette::AlternateBase, base.lighter(115));
-    chrome.setColor(QPalette::Text, text);
-    chrome.setColor(QPalette::Highlight, accent);
-    chrome.setColor(QPalette::HighlightedText, base);
-    chrome.setColor(QPalette::Light, back.lighter(160));
-    chrome.setColor(QPalette::Midlight, back.lighter(145));
-    chrome.setColor(QPalette::Mid, back.lighter(120));
-    chrome.setColor(QPalette::Dark, back.darker(120));
-    chrome.setColor(QPalette::Shadow, Qt::black);
-    chrome.setColor(QPalette::ToolTipBase, base);
-    chrome.setColor(QPalette::ToolTipText, text);
+    const QPalette chrome = ChromePalette(back, text, accent, base);
     // Menus and message boxes are windows of their own, which take
     // nothing from the window unless given it.
     setPalette(chrome);

@@ -26,6 +26,7 @@
 
 #include "ui/AboutPage.h"
 #include "ui/ButtonsPage.h"
+#include "ui/ChromeLook.h"
 #include "ui/GeneralPage.h"
 #include "ui/GuiFixture.h"
 #include "ui/KeyNames.h"
@@ -319,23 +320,8 @@ QFont FrameFont(int dpi) {
 
 // The window's colours from the default skin's header and lists.
 QPalette WindowPalette() {
-    const QColor back(26, 32, 44), text(226, 231, 239), accent(46, 196, 182), base(15, 19, 25);
-    QPalette palette;
-    palette.setColor(QPalette::Window, back);
-    palette.setColor(QPalette::WindowText, text);
-    palette.setColor(QPalette::Button, back.lighter(135));
-    palette.setColor(QPalette::ButtonText, text);
-    palette.setColor(QPalette::Base, base);
-    palette.setColor(QPalette::AlternateBase, base.lighter(115));
-    palette.setColor(QPalette::Text, text);
-    palette.setColor(QPalette::Highlight, accent);
-    palette.setColor(QPalette::HighlightedText, base);
-    palette.setColor(QPalette::Light, back.lighter(160));
-    palette.setColor(QPalette::Midlight, back.lighter(145));
-    palette.setColor(QPalette::Mid, back.lighter(120));
-    palette.setColor(QPalette::Dark, back.darker(120));
-    palette.setColor(QPalette::Shadow, Qt::black);
-    return palette;
+    return ChromePalette(QColor(26, 32, 44), QColor(226, 231, 239), QColor(46, 196, 182),
+                         QColor(15, 19, 25));
 }
 
 // Whether every text of the page shows whole: labels wrap within their
