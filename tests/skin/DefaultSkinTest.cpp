@@ -1,6 +1,6 @@
 // The default skin as shipped: every name the program looks up is there, at
-// every resolution every image loads, every screen is covered, and each
-// button takes the taps on its own face.
+// every resolution every image loads (in every shipped skin), every screen
+// is covered, and each button takes the taps on its own face.
 
 #include <gtest/gtest.h>
 
@@ -26,10 +26,10 @@ struct Device {
 constexpr Device kDevices[] = {
     {240, 320, 96, ""}, {320, 480, 125, "@1.3x"}, {480, 640, 192, "@2x"}};
 
-CSkin LoadDefault(const Device& device) {
+CSkin LoadDefault(const Device& device, const char* path = VANTOR_DEFAULT_SKIN) {
     CSkin skin;
     skin.SetScale(SkinScale{device.dpi, device.dpi});
-    EXPECT_TRUE(skin.LoadSkin(VANTOR_DEFAULT_SKIN, SkinRect{0, 0, device.width, device.height}));
+    EXPECT_TRUE(skin.LoadSkin(path, SkinRect{0, 0, device.width, device.height})) << path;
     return skin;
 }
 
@@ -91,9 +91,12 @@ TEST(DefaultSkinTest, HasEveryNameTheProgramLooksUp) {
 }
 
 TEST(DefaultSkinTest, EveryResolutionLoadsAndCoversEveryScreen) {
-    for (const Device& device : kDevices) {
+    for (const auto& [path, device] :
+         {std::pair{VANTOR_DEFAULT_SKIN, kDevices[0]}, std::pair{VANTOR_DEFAULT_SKIN, kDevices[1]},
+          std::pair{VANTOR_DEFAULT_SKIN, kDevices[2]}, std::pair{VANTOR_EMBER_SKIN, kDevices[0]},
+          std::pair{VANTOR_EMBER_SKIN, kDevices[1]}, std::pair{VANTOR_EMBER_SKIN, kDevices[2]}}) {
         LogCapture capture(kLogError);
-        const CSkin skin = LoadDefault(device);
+        const CSkin skin = LoadDefault(device, path);
         EXPECT_EQ(skin.ResolutionSuffix(), device.suffix);
         for (const SkinBitmap& bitmap : skin.Bitmaps()) {
             EXPECT_NE(bitmap.filePath.find(std::string(device.suffix) + ".png"), std::string::npos)

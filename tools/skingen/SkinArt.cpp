@@ -12,6 +12,20 @@ namespace vantor::skingen {
 
 using namespace palette;
 
+bool UseTheme(const QString& name) {
+    if (name == QStringLiteral("default")) {
+        return true;  // the palette as declared
+    }
+    if (name == QStringLiteral("ember")) {
+        kAccent = QColor(0xF0, 0x8A, 0x24);
+        kAccentDark = QColor(0xB0, 0x5E, 0x12);
+        kAccentWash = QColor(0x40, 0x2C, 0x18);
+        kGlow = QColor(0x38, 0x24, 0x14);
+        return true;
+    }
+    return false;
+}
+
 namespace {
 
 void FillArrowHead(QPainter& painter, QPointF tip, double angleDegrees, double size,
@@ -220,7 +234,7 @@ void DrawToggle(QPainter& painter, const QRectF& box, Glyph glyph, Look look) {
         glyphColor = kText;
     } else if (look == Look::Push) {
         painter.setPen(Qt::NoPen);
-        painter.setBrush(QColor(0x1E, 0x3A, 0x40));
+        painter.setBrush(kAccentWash);
         painter.drawEllipse(inner);
         glyphColor = kAccent;
         painter.setBrush(kAccent);

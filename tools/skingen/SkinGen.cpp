@@ -1,7 +1,9 @@
-// vantor-skingen: draws the default skin.
+// vantor-skingen: draws the shipped skins.
 //
-//   vantor-skingen OUTDIR     writes OUTDIR/default.xml, every image at 1x,
-//                             @1.3x and @2x, and the product icon
+//   vantor-skingen OUTDIR [THEME]   writes OUTDIR/THEME.xml, every image at
+//                                   1x, @1.3x and @2x, and the product icon;
+//                                   THEME is "default" (teal, the default)
+//                                   or "ember" (amber)
 //
 // The layout (in 96-DPI skin units, for a 240 x 320 portrait screen) lives
 // here beside the drawing, and the XML is written from it, so the images
@@ -138,7 +140,7 @@ void PaintMain(QPainter& p) {
 void PaintGlow(QPainter& p, double height) {
     p.fillRect(QRectF(0, 0, kScreenWidth, kScreenHeight), kBase);
     QLinearGradient glow(0, 0, 0, height);
-    glow.setColorAt(0, QColor(0x17, 0x33, 0x38));
+    glow.setColorAt(0, kGlow);
     glow.setColorAt(1, kBase);
     p.fillRect(QRectF(0, 0, kScreenWidth, height), glow);
 }
@@ -601,10 +603,12 @@ std::string Source(const Sheet& sheet, const std::string& id, bool withSize) {
     return source + "/>";
 }
 
-std::string WriteXml(const Skin& skin) {
+std::string WriteXml(const Skin& skin, const std::string& theme) {
     std::string xml =
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-        "<!-- Vantor's default skin, laid out for a 240 x 320 portrait screen in\n"
+        "<!-- Vantor's " +
+        theme +
+        " skin, laid out for a 240 x 320 portrait screen in\n"
         "     96-DPI units. Written by vantor-skingen (tools/skingen): change the\n"
         "     generator and run it again rather than editing this file. -->\n"
         "<skin name=\"Vantor\">\n\n  <!-- images -->\n";
@@ -650,7 +654,7 @@ bool Save(const QImage& image, const QString& path) {
     return true;
 }
 
-int Run(const QString& out) {
+int Run(const QString& out, const QString& theme) {
     if (!QDir().mkpath(out)) {
         std::fprintf(stderr, "vantor-skingen: cannot create %s\n", qPrintable(out));
         return 1;
@@ -675,14 +679,15 @@ int Run(const QString& out) {
             return 1;
         }
     }
-    std::ofstream xml((out + QStringLiteral("/default.xml")).toStdString(), std::ios::binary);
-    xml << WriteXml(skin);
+    const QString file = theme + QStringLiteral(".xml");
+    std::ofstream xml((out + QLatin1Char('/') + file).toStdString(), std::ios::binary);
+    xml << WriteXml(skin, theme.toStdString());
     if (!xml) {
-        std::fprintf(stderr, "vantor-skingen: cannot write default.xml\n");
+        std::fprintf(stderr, "vantor-skingen: cannot write %s\n", qPrintable(file));
         return 1;
     }
-    std::printf("wrote %zu images at 3 resolutions, the icon and default.xml to %s\n",
-                skin.sheets.size(), qPrintable(out));
+    std::printf("wrote %zu images at 3 resolutions, the icon and %s to %s\n", skin.sheets.size(),
+                qPrintable(file), qPrintable(out));
     return 0;
 }
 
@@ -694,9 +699,12 @@ int main(int argc, char** argv) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
     }
     QGuiApplication application(argc, argv);
-    if (argc != 2) {
-        std::fprintf(stderr, "usage: vantor-skingen OUTDIR   (the source tree's skins/default)\n");
+    const QString theme = argc == 3 ? QString::fromLocal8Bit(argv[2]) : QStringLiteral("default");
+    if ((argc != 2 && argc != 3) || !vantor::skingen::UseTheme(theme)) {
+        std::fprintf(stderr,
+                     "usage: vantor-skingen OUTDIR [default|ember]   (skins/default or "
+                     "skins/ember of the source tree)\n");
         return 2;
     }
-    return vantor::skingen::Run(QString::fromLocal8Bit(argv[1]));
+    return vantor::skingen::Run(QString::fromLocal8Bit(argv[1]), theme);
 }
