@@ -40,11 +40,14 @@ SkinsPage::SkinsPage(QWidget* parent)
     list_->header()->setSectionResizeMode(QHeaderView::Fixed);
     list_->setColumnWidth(0, kNameColumnWidth);
 
-    // The preview is painted under the list, in the room left below it.
+    // The preview is painted under the list, in the room left below it;
+    // the list gives up height on a small screen so the preview fits.
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(help_);
     layout->addWidget(list_, 3);
-    layout->addStretch(2);
+    room_ = new QSpacerItem(0, 0, QSizePolicy::Minimum, QSizePolicy::Expanding);
+    layout->addSpacerItem(room_);
+    layout->setStretch(2, 2);
 
     QObject::connect(list_, &QTreeWidget::currentItemChanged, this,
                      [this](QTreeWidgetItem* current) { Choose(current); });
@@ -98,6 +101,9 @@ void SkinsPage::Choose(QTreeWidgetItem* item) {
     // A missing or unreadable preview leaves the place empty.
     preview_ = QImage(path.left(path.size() - 4) + QStringLiteral(".gif"));
     preview_.setDevicePixelRatio(1.0);
+    room_->changeSize(0, preview_.isNull() ? 0 : preview_.height() + 3, QSizePolicy::Minimum,
+                      QSizePolicy::MinimumExpanding);
+    layout()->invalidate();
     list_->scrollToItem(item);
     update();
 }

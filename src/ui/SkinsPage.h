@@ -22,6 +22,7 @@
 #include <vector>
 
 class QLabel;
+class QSpacerItem;
 class QTreeWidget;
 class QTreeWidgetItem;
 
@@ -66,6 +67,7 @@ private:
     std::vector<std::string> paths_;
     int chosen_ = -1;
     QImage preview_;
+    QSpacerItem* room_;  // below the list: at least the preview's height
 };
 
 }  // namespace vantor::ui
