@@ -10,6 +10,7 @@
 #include <algorithm>
 
 #include "core/Logger.h"
+#include "ui/BusyIndicator.h"
 
 namespace vantor::ui {
 
@@ -183,7 +184,8 @@ LibraryList::LibraryList(QWidget* parent, const LibraryBrowser& browser, Handler
       handlers_(std::move(handlers)),
       model_(std::make_unique<Model>(browser)),
       delegate_(std::make_unique<Delegate>(icons_)),
-      strip_(new JumpStrip(parent, [this](int row) { JumpTo(row); })) {
+      strip_(new JumpStrip(parent, [this](int row) { JumpTo(row); })),
+      busy_(new BusyIndicator(this)) {
     setObjectName(QStringLiteral("Library List"));
     setModel(model_.get());
     setItemDelegate(delegate_.get());
@@ -262,9 +264,19 @@ void LibraryList::SetCount(int count) {
     }
     claimed_ = count;
     model_->SetCount(ShownRowCount(count, "library"));
+    busy_->SetBusy(loading_);
     if (handlers_.rowsWanted) {
         QTimer::singleShot(0, this, [this] { handlers_.rowsWanted(); });
     }
+}
+
+void LibraryList::SetLoading(bool loading) {
+    loading_ = loading;
+    busy_->SetBusy(loading_);
+}
+
+bool LibraryList::ShowsBusy() const {
+    return busy_->Busy();
 }
 
 int LibraryList::Count() const {

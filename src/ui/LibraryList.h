@@ -31,6 +31,8 @@ inline constexpr int kMaxListRows = 1'000'000;
 // A row count as a list may show it, with a log line when it is cut.
 int ShownRowCount(int count, const char* list);
 
+class BusyIndicator;
+
 class LibraryList final : public QListView {
 public:
     struct Handlers {
@@ -52,6 +54,9 @@ public:
 
     void SetCount(int count);
     int Count() const;
+    // Whether a page of the list is on its way (an empty list shows it).
+    void SetLoading(bool loading);
+    bool ShowsBusy() const;
     // Rows first to last of a page arrived; the labels of the folder, if any.
     void RowsArrived(int first, int count);
     void SetJumpLabels(std::vector<std::pair<QString, int>> labels);
@@ -82,6 +87,8 @@ private:
     std::unique_ptr<Delegate> delegate_;
     ListIcons icons_;
     JumpStrip* strip_;
+    BusyIndicator* busy_;
+    bool loading_ = false;
     QRect area_;       // the list and the strip together
     int claimed_ = 0;  // the count the browser last gave, before any cap
 };

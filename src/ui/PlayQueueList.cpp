@@ -8,6 +8,7 @@
 #include <QTimer>
 #include <algorithm>
 
+#include "ui/BusyIndicator.h"
 #include "ui/LibraryList.h"
 
 namespace vantor::ui {
@@ -125,7 +126,8 @@ PlayQueueList::PlayQueueList(QWidget* parent, PageFetcher& fetcher, RequestSink&
       requests_(requests),
       queue_(*this, *this),
       model_(std::make_unique<Model>(queue_)),
-      delegate_(std::make_unique<Delegate>()) {
+      delegate_(std::make_unique<Delegate>()),
+      busy_(new BusyIndicator(this)) {
     setObjectName(QStringLiteral("Play Queue"));
     setModel(model_.get());
     setItemDelegate(delegate_.get());
@@ -188,8 +190,14 @@ void PlayQueueList::Open(int position) {
     queue_.Open(position, VisibleRows());
 }
 
+bool PlayQueueList::ShowsBusy() const {
+    return busy_->Busy();
+}
+
 void PlayQueueList::Clear() {
     ++generation_;
+    fetching_ = 0;
+    busy_->SetBusy(false);
     opened_ = false;
     current_ = -1;
     claimed_ = 0;
@@ -257,16 +265,20 @@ int PlayQueueList::SelectedRow() const {
 
 void PlayQueueList::FetchPlaylist(int start, int count, bool withTotal) {
     ++pagesFetched_;
+    ++fetching_;
+    busy_->SetBusy(true);
     fetcher_.FetchPlaylist(
         start, count, withTotal,
         [this, generation = generation_](std::shared_ptr<const wire::PlaylistPage> page) {
             if (generation != generation_) {
                 return;  // asked for a queue shown before
             }
+            --fetching_;
             const int first = page ? page->start : 0;
             const int items = page ? static_cast<int>(page->items.size()) : 0;
             queue_.OnPage(std::move(page));
             model_->RowsArrived(first, items);
+            busy_->SetBusy(fetching_ > 0);
             HintVisibleRows();
         });
 }

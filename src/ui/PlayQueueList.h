@@ -21,6 +21,8 @@
 
 namespace vantor::ui {
 
+class BusyIndicator;
+
 class PlayQueueList final : public QListView, private PlayQueueView, private PlayQueueFetcher {
 public:
     // `menuOpen` is told when the entry menu opens and closes (the window
@@ -57,6 +59,8 @@ public:
     bool IsOpen() const { return opened_; }
     // Pages asked of the server since the list was made.
     int PagesFetched() const { return pagesFetched_; }
+    // Whether the empty list shows that its rows are on their way.
+    bool ShowsBusy() const;
 
 protected:
     void contextMenuEvent(QContextMenuEvent* event) override;
@@ -90,6 +94,8 @@ private:
     int claimed_ = 0;  // the count the queue last gave, before any cap
     bool opened_ = false;
     int pagesFetched_ = 0;
+    int fetching_ = 0;  // this queue's fetches on their way
+    BusyIndicator* busy_;
     // Bumped whenever the queue is opened again: pages asked for an earlier
     // opening are dropped when they arrive.
     int generation_ = 0;

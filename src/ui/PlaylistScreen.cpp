@@ -287,9 +287,16 @@ void PlaylistScreen::PagesArrived(int first, int count) {
     UpdateHeader();
 }
 
+void PlaylistScreen::Fetching(int change) {
+    fetching_ += change;
+    list_->SetLoading(fetching_ > 0);
+}
+
 void PlaylistScreen::FetchFolder(const std::string& path, int start, int count, bool withTotal) {
+    Fetching(+1);
     fetcher_.FetchFolder(path, start, count, withTotal,
                          [this, path](std::shared_ptr<const wire::MediaList> page) {
+                             Fetching(-1);
                              const int first = page ? page->start : 0;
                              const int items = page ? static_cast<int>(page->items.size()) : 0;
                              browser_->OnFolderPage(path, std::move(page));
@@ -298,7 +305,9 @@ void PlaylistScreen::FetchFolder(const std::string& path, int start, int count, 
 }
 
 void PlaylistScreen::Search(const std::string& text, int start, int count) {
+    Fetching(+1);
     fetcher_.Search(text, start, count, [this, text](std::shared_ptr<const wire::MediaList> page) {
+        Fetching(-1);
         const int items = page ? static_cast<int>(page->items.size()) : 0;
         browser_->OnSearchPage(text, std::move(page));
         PagesArrived(0, items);

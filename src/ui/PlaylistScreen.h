@@ -83,6 +83,7 @@ private:
     void HeaderTapped(int button);
     void UpdateHeader();
     void PagesArrived(int first, int count);
+    void Fetching(int change);  // a fetch went out (+1) or came back (-1)
     void StyleSearchText();
 
     PageFetcher& fetcher_;
@@ -95,6 +96,7 @@ private:
     LibraryList* list_;
     Mode mode_ = Mode::Library;
     bool shown_ = false;
+    int fetching_ = 0;  // the library's fetches on their way
     std::string title_ = kLibraryRootTitle;
     QRect listArea_;
     QRect queueArea_;

@@ -10,7 +10,9 @@
 #include "skin/SkinBar.h"
 #include "support/ScriptedHttp.h"
 #include "ui/GuiFixture.h"
+#include "ui/LibraryList.h"
 #include "ui/PlayQueueList.h"
+#include "ui/PlaylistScreen.h"
 
 namespace vantor::testing {
 namespace {
@@ -360,7 +362,9 @@ TEST_F(GuiTest, GarbageStallsAndMissingImagesLeaveTheWindowWorking) {
     WriteSettings();
     StartWindow([&](ui::FrameOptions& options) { options.mediaPort = stalled.Port(); });
     ASSERT_TRUE(OnMainWithSong());
-    EXPECT_EQ(frame_->Queue().RowCount(), 0);  // its page is on its way
+    // Its page is on its way, and the list says so.
+    EXPECT_EQ(frame_->Queue().RowCount(), 0);
+    EXPECT_TRUE(Pump([&] { return frame_->Queue().ShowsBusy(); }));
 
     // Garbage from the server is dropped; the session goes on.
     (*server_)->SendRaw(std::string("<Bogus>1</Bogus>\0not xml at all\0<PlayRequest>\0", 46));
@@ -370,6 +374,11 @@ TEST_F(GuiTest, GarbageStallsAndMissingImagesLeaveTheWindowWorking) {
     EXPECT_EQ(frame_->Screen(), "main");
     frame_->Command(ui::kCommandNowPlaying);
     EXPECT_EQ(frame_->Screen(), "nowplaying");
+    // The library waits as visibly, and the window goes on meanwhile.
+    frame_->Command(ui::kCommandLibrary);
+    EXPECT_TRUE(Pump([&] { return frame_->Playlist().List().ShowsBusy(); }));
+    frame_->Command(ui::kCommandControls);
+    EXPECT_EQ(frame_->Screen(), "main");
 }
 
 }  // namespace
