@@ -10,6 +10,20 @@
 
 namespace vantor::testing {
 
+int PixelsNear(const QImage& image, const QRect& region, QColor colour) {
+    int count = 0;
+    for (int y = region.top(); y <= region.bottom(); ++y) {
+        for (int x = region.left(); x <= region.right(); ++x) {
+            const QColor pixel = image.pixelColor(x, y);
+            count += std::abs(pixel.red() - colour.red()) +
+                         std::abs(pixel.green() - colour.green()) +
+                         std::abs(pixel.blue() - colour.blue()) <
+                     12;
+        }
+    }
+    return count;
+}
+
 void DoubleTapRow(QTreeWidget* list, int row) {
     QApplication::processEvents();  // a page is laid out once shown
     const QPoint at = list->visualItemRect(list->topLevelItem(row)).center();

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QImage>
 #include <QMouseEvent>
 #include <QTreeWidget>
 #include <QWidget>
@@ -87,6 +88,10 @@ private:
     std::mutex mutex_;
     std::string address_ = "192.0.2.10";
 };
+
+// How many pixels of the region are within a few steps of the colour:
+// text drawn in that colour leaves some.
+int PixelsNear(const QImage& image, const QRect& region, QColor colour);
 
 // A double tap on a row of a tree list, as the platform reports one: a
 // click, then a second press that is the double click, and its release.

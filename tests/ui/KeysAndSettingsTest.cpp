@@ -146,19 +146,8 @@ TEST_F(KeysTest, TheSkinsPageListsEverySkinAndTheOneChosenRedrawsTheWindow) {
     // The time under the title is drawn in the skin's accent: teal in the
     // default skin, amber in "ember".
     const auto accent = [&](QColor colour) {
-        const QImage& image = frame_->View().Frame();
-        const QRect time = frame_->View().ComponentRect("positionback");
-        int count = 0;
-        for (int y = time.top(); y <= time.bottom(); ++y) {
-            for (int x = time.left(); x <= time.right(); ++x) {
-                const QColor pixel = image.pixelColor(x, y);
-                count += std::abs(pixel.red() - colour.red()) +
-                             std::abs(pixel.green() - colour.green()) +
-                             std::abs(pixel.blue() - colour.blue()) <
-                         12;
-            }
-        }
-        return count;
+        return PixelsNear(frame_->View().Frame(), frame_->View().ComponentRect("positionback"),
+                          colour);
     };
     const QColor teal(46, 196, 182);
     const QColor amber(240, 138, 36);

@@ -17,22 +17,6 @@
 namespace vantor::testing {
 namespace {
 
-// How many pixels of the region are within a few steps of the colour:
-// text drawn in that colour leaves some.
-int PixelsNear(const QImage& image, const QRect& region, QColor colour) {
-    int count = 0;
-    for (int y = region.top(); y <= region.bottom(); ++y) {
-        for (int x = region.left(); x <= region.right(); ++x) {
-            const QColor pixel = image.pixelColor(x, y);
-            count += std::abs(pixel.red() - colour.red()) +
-                         std::abs(pixel.green() - colour.green()) +
-                         std::abs(pixel.blue() - colour.blue()) <
-                     12;
-        }
-    }
-    return count;
-}
-
 TEST_F(GuiTest, ConnectsAutomaticallyAndDrawsTheServersSongTimeAndVolume) {
     WriteSettings([](RegistryStore& store) { store.SetString(kSettingsKey, "Server1", "nas"); });
     server_ = std::make_unique<TestServer>(serverOptions_);
