@@ -11,6 +11,7 @@
 
 #include "core/Logger.h"
 #include "ui/BusyIndicator.h"
+#include "ui/PagedRowsModel.h"
 
 namespace vantor::ui {
 
@@ -90,11 +91,10 @@ private:
     std::vector<std::pair<QString, int>> labels_;
 };
 
-class LibraryList::Model final : public QAbstractListModel {
+class LibraryList::Model final : public PagedRowsModel {
 public:
     explicit Model(const LibraryBrowser& browser) : browser_(browser) {}
 
-    int rowCount(const QModelIndex& parent) const override { return parent.isValid() ? 0 : count_; }
     QVariant data(const QModelIndex& index, int role) const override {
         const wire::MediaItem* item = browser_.Item(index.row());
         switch (role) {
@@ -110,21 +110,9 @@ public:
                 return {};
         }
     }
-    void SetCount(int count) {
-        beginResetModel();
-        count_ = std::max(count, 0);
-        endResetModel();
-    }
-    void RowsArrived(int first, int count) {
-        const int last = std::min(first + count, count_) - 1;
-        if (first >= 0 && first <= last) {
-            Q_EMIT dataChanged(index(first), index(last));
-        }
-    }
 
 private:
     const LibraryBrowser& browser_;
-    int count_ = 0;
 };
 
 // A row: the kind's icon, the title, and "›" when it opens.

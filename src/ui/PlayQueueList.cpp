@@ -10,6 +10,7 @@
 
 #include "ui/BusyIndicator.h"
 #include "ui/LibraryList.h"
+#include "ui/PagedRowsModel.h"
 
 namespace vantor::ui {
 
@@ -34,11 +35,9 @@ QString LengthText(int seconds) {
 }  // namespace
 
 // Rows straight from the queue's page cache: nothing is copied.
-class PlayQueueList::Model final : public QAbstractListModel {
+class PlayQueueList::Model final : public PagedRowsModel {
 public:
     explicit Model(const PlayQueue& queue) : queue_(queue) {}
-
-    int rowCount(const QModelIndex& parent) const override { return parent.isValid() ? 0 : count_; }
 
     QVariant data(const QModelIndex& index, int role) const override {
         const wire::MediaItem* item = queue_.Item(index.row());
@@ -54,22 +53,8 @@ public:
         }
     }
 
-    void SetCount(int count) {
-        beginResetModel();
-        count_ = std::max(count, 0);
-        endResetModel();
-    }
-
-    void RowsArrived(int first, int count) {
-        const int last = std::min(first + count, count_) - 1;
-        if (first >= 0 && first <= last) {
-            Q_EMIT dataChanged(index(first), index(last));
-        }
-    }
-
 private:
     const PlayQueue& queue_;
-    int count_ = 0;
 };
 
 // A row: the title on the left, the length on the right, a faint line

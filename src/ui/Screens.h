@@ -51,7 +51,7 @@ struct MenuItemSpec {
 
 class ScreenRegistry {
 public:
-    void Add(ScreenSpec spec) { screens_.push_back(std::move(spec)); }
+    void Add(ScreenSpec screen) { screens_.push_back(std::move(screen)); }
     const ScreenSpec* Find(std::string_view name) const {
         for (const ScreenSpec& screen : screens_) {
             if (screen.name == name) {
