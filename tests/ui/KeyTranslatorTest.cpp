@@ -196,30 +196,5 @@ TEST(KeyTranslatorTest, Stories) {
     }
 }
 
-// Holding a key, as Linux reports it: each repeated press comes after a
-// release that is marked as a repeat too.
-TEST(KeyTranslatorTest, HeldKeysRepeatOrFireOnceAsQtDeliversThem) {
-    FunctionTable table;
-    table.Bind(kFunctionVolumeUp, kVkUp);
-    table.Bind(kFunctionNextSong, 'N');
-    FakeWindow window;
-    window.screen = "nowplaying";
-    KeyTranslator translator(table, window);
-    for (const Qt::Key key : {Qt::Key_Up, Qt::Key_N}) {
-        EXPECT_TRUE(translator.Translate(QKeyEvent(QEvent::KeyPress, key, {})));
-        for (int repeat = 0; repeat < 3; ++repeat) {
-            window.now += 30ms;
-            translator.Translate(QKeyEvent(QEvent::KeyRelease, key, {}, QString(), true));
-            EXPECT_TRUE(
-                translator.Translate(QKeyEvent(QEvent::KeyPress, key, {}, QString(), true)));
-        }
-        window.now += 200ms;
-        EXPECT_TRUE(translator.Translate(QKeyEvent(QEvent::KeyRelease, key, {})));
-    }
-    EXPECT_EQ(window.done,
-              (std::vector<std::string>{"fire 6", "fire 6", "fire 6", "fire 6", "fire 4"}));
-    EXPECT_FALSE(translator.Translate(QKeyEvent(QEvent::KeyPress, Qt::Key_Q, {})));
-}
-
 }  // namespace
 }  // namespace vantor::ui
