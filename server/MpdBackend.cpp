@@ -889,21 +889,25 @@ std::vector<MpdBackend::Send> MpdBackend::AddCommands(const Selection& selection
     return {};
 }
 
-std::int32_t MpdBackend::PlayNow(const MediaSelector& selector, std::int32_t startingItem,
-                                 Events& events) {
-    const Selection selection = Resolve(selector);
+std::int32_t MpdBackend::CountSongs(const Selection& selection, std::size_t* count,
+                                    Events& events) {
     mpd_connection* connection = command_.Get(!connected_);
     if (connection == nullptr) {
         MarkLost(events);
         return kPlayerFailed;
     }
-    std::size_t count = 0;
-    const std::int32_t code = CountMatches(connection, selection, &count);
-    if (code != kSuccess) {
+    if (const std::int32_t code = CountMatches(connection, selection, count); code != kSuccess) {
         return code;
     }
-    if (count == 0) {
-        return kNotFound;  // and the queue stays as it is
+    return *count == 0 ? kNotFound : kSuccess;
+}
+
+std::int32_t MpdBackend::PlayNow(const MediaSelector& selector, std::int32_t startingItem,
+                                 Events& events) {
+    const Selection selection = Resolve(selector);
+    std::size_t count = 0;
+    if (const std::int32_t code = CountSongs(selection, &count, events); code != kSuccess) {
+        return code;  // nothing found leaves the queue as it is
     }
     const auto first = static_cast<unsigned>(
         std::clamp<std::int64_t>(startingItem, 0, static_cast<std::int64_t>(count) - 1));
@@ -923,18 +927,9 @@ std::int32_t MpdBackend::Add(const MediaSelector& selector, std::int32_t positio
     if (position < -1 || position > status_.queueLength) {
         return kBadParameter;
     }
-    mpd_connection* connection = command_.Get(!connected_);
-    if (connection == nullptr) {
-        MarkLost(events);
-        return kPlayerFailed;
-    }
     std::size_t count = 0;
-    const std::int32_t code = CountMatches(connection, selection, &count);
-    if (code != kSuccess) {
+    if (const std::int32_t code = CountSongs(selection, &count, events); code != kSuccess) {
         return code;
-    }
-    if (count == 0) {
-        return kNotFound;
     }
     return Run("add", AddCommands(selection, position), events);
 }

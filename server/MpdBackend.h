@@ -137,6 +137,9 @@ private:
     std::int32_t ReadRating(mpd_connection* connection, const std::string& uri);
     std::int32_t CountMatches(mpd_connection* connection, const Selection& selection,
                               std::size_t* count);
+    // The songs a selection names, on the command connection: kNotFound for
+    // none, kPlayerFailed (MPD marked lost) without a connection.
+    std::int32_t CountSongs(const Selection& selection, std::size_t* count, Events& events);
     std::vector<Send> AddCommands(const Selection& selection, std::int32_t position);
 
     // Library (under libraryMutex_).
