@@ -21,6 +21,7 @@
 #include "AlbumArtImage.h"
 #include "support/MpdInstance.h"
 #include "support/Process.h"
+#include "support/SilentWav.h"
 #include "support/Wait.h"
 
 namespace vantor {
@@ -32,28 +33,6 @@ using testing::FreePort;
 using testing::Mpd;
 using testing::Process;
 using testing::WaitUntil;
-
-// Seconds of silence as a 16-bit mono WAV file at 8 kHz.
-void WriteWav(const fs::path& path, int seconds) {
-    const std::uint32_t rate = 8000;
-    const std::uint32_t data = rate * 2 * static_cast<std::uint32_t>(seconds);
-    std::ofstream out(path, std::ios::binary);
-    const auto u32 = [&](std::uint32_t v) { out.write(reinterpret_cast<const char*>(&v), 4); };
-    const auto u16 = [&](std::uint16_t v) { out.write(reinterpret_cast<const char*>(&v), 2); };
-    out.write("RIFF", 4);
-    u32(36 + data);
-    out.write("WAVEfmt ", 8);
-    u32(16);
-    u16(1);
-    u16(1);
-    u32(rate);
-    u32(rate * 2);
-    u16(2);
-    u16(16);
-    out.write("data", 4);
-    u32(data);
-    out << std::string(data, '\0');
-}
 
 struct Song {
     const char* file;
@@ -83,7 +62,7 @@ protected:
         folder_ = pattern;
         fs::create_directories(folder_ / "playlists");
         const fs::path wav = folder_ / "silence.wav";
-        WriteWav(wav, 30);
+        testing::WriteSilentWav(wav, 30);
         for (const Song& song : kSongs) {
             const fs::path file = folder_ / "music" / song.file;
             fs::create_directories(file.parent_path());

@@ -6,6 +6,7 @@
 
 #include "MusicFolder.h"
 #include "support/LogCapture.h"
+#include "support/SilentWav.h"
 
 namespace vantor::server {
 namespace {
@@ -15,25 +16,7 @@ namespace fs = std::filesystem;
 // A second of silence as a WAV file, tagged when a title is given.
 void WriteSong(const fs::path& path, const char* title, const char* artist, const char* album) {
     fs::create_directories(path.parent_path());
-    {
-        const std::uint32_t data = 8000 * 2;
-        std::ofstream out(path, std::ios::binary);
-        const auto u32 = [&](std::uint32_t v) { out.write(reinterpret_cast<const char*>(&v), 4); };
-        const auto u16 = [&](std::uint16_t v) { out.write(reinterpret_cast<const char*>(&v), 2); };
-        out.write("RIFF", 4);
-        u32(36 + data);
-        out.write("WAVEfmt ", 8);
-        u32(16);
-        u16(1);
-        u16(1);
-        u32(8000);
-        u32(16000);
-        u16(2);
-        u16(16);
-        out.write("data", 4);
-        u32(data);
-        out << std::string(data, '\0');
-    }
+    testing::WriteSilentWav(path, 1);
     if (title != nullptr) {
         TagLib::RIFF::WAV::File file(path.c_str());
         file.tag()->setTitle(title);
