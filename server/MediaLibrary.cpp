@@ -81,7 +81,14 @@ LibraryEntry Folder(const std::string& parent, const std::string& title, MediaTy
     return entry;
 }
 
-LibraryEntry Item(const std::string& parent, const Track& track, std::int32_t rating) {
+bool Numeric(const std::string& text) {
+    return !text.empty() && text.size() < 10 &&
+           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+}  // namespace
+
+LibraryEntry TrackEntry(const std::string& parent, const Track& track, std::int32_t rating) {
     LibraryEntry entry;
     entry.id = track.id;
     entry.type = track.type;
@@ -94,13 +101,6 @@ LibraryEntry Item(const std::string& parent, const Track& track, std::int32_t ra
     entry.path = (parent == "/" ? "" : parent) + "/" + std::to_string(track.id);
     return entry;
 }
-
-bool Numeric(const std::string& text) {
-    return !text.empty() && text.size() < 10 &&
-           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-}
-
-}  // namespace
 
 std::string MediaLibrary::EscapeName(const std::string& name) {
     std::string escaped;
@@ -247,7 +247,7 @@ std::optional<std::vector<LibraryEntry>> MediaLibrary::BrowseSegments(
         for (int i = 0; i < songs_; ++i) {
             const Track& track = tracks_[static_cast<std::size_t>(i)];
             if (wanted(track)) {
-                entries.push_back(Item(path, track, track.rating));
+                entries.push_back(TrackEntry(path, track, track.rating));
             }
         }
     };
@@ -276,7 +276,7 @@ std::optional<std::vector<LibraryEntry>> MediaLibrary::BrowseSegments(
             if (at.size() == 1 && shows.insert(tracks_[i].album).second) {
                 entries.push_back(Folder(path, tracks_[i].album, MediaType::PodcastShow));
             } else if (at.size() == 2 && tracks_[i].album == at[1]) {
-                entries.push_back(Item(path, tracks_[i], -1));
+                entries.push_back(TrackEntry(path, tracks_[i], -1));
             }
         }
         return at.size() <= 1 || !entries.empty() ? std::optional(entries) : std::nullopt;
@@ -335,7 +335,7 @@ std::optional<std::vector<LibraryEntry>> MediaLibrary::BrowseSegments(
                 return std::nullopt;
             }
             for (const std::int32_t id : found->second) {
-                entries.push_back(Item(path, *Find(id), Find(id)->rating));
+                entries.push_back(TrackEntry(path, *Find(id), Find(id)->rating));
             }
             return entries;
         }
@@ -414,7 +414,7 @@ std::vector<LibraryEntry> MediaLibrary::Search(const std::string& text) const {
     for (int i = 0; i < songs_; ++i) {
         const Track& track = tracks_[static_cast<std::size_t>(i)];
         if (matches(track.title)) {
-            results.push_back(Item("/Music/Songs", track, track.rating));
+            results.push_back(TrackEntry("/Music/Songs", track, track.rating));
         }
     }
     return results;

@@ -53,6 +53,10 @@ struct LibraryEntry {
     std::string path;
 };
 
+// The row of a track in the folder `parent` ("/" for the root), with the
+// rating given.
+LibraryEntry TrackEntry(const std::string& parent, const Track& track, std::int32_t rating);
+
 class MediaLibrary {
 public:
     // About `songs` songs plus a few podcasts; the same for the same arguments.

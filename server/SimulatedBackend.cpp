@@ -20,17 +20,7 @@ std::int32_t Result(bool ok, std::int32_t failure) {
 }
 
 LibraryEntry EntryOf(const Track& track, std::int32_t rating) {
-    LibraryEntry entry;
-    entry.id = track.id;
-    entry.type = track.type;
-    entry.title = track.title;
-    entry.artist = track.artist;
-    entry.album = track.album;
-    entry.genre = track.genre;
-    entry.length = track.length;
-    entry.rating = rating;
-    entry.path = "/Music/Songs/" + std::to_string(track.id);
-    return entry;
+    return TrackEntry("/Music/Songs", track, rating);
 }
 
 }  // namespace
