@@ -39,6 +39,21 @@ std::unique_ptr<M> Make() {
     return std::make_unique<M>();
 }
 
+// The song now playing as the event that tells of it (an empty one when
+// nothing plays).
+std::unique_ptr<CurrentMediaChangedEvent> MediaEvent(const std::optional<LibraryEntry>& current) {
+    auto media = Make<CurrentMediaChangedEvent>();
+    if (current) {
+        media->type = MediaType::Music;
+        media->artist = current->artist;
+        media->album = current->album;
+        media->title = current->title;
+        media->length = current->length;
+        media->rating = current->rating;
+    }
+    return media;
+}
+
 std::string Lower(std::string text) {
     for (char& c : text) {
         c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
@@ -416,16 +431,7 @@ void MpdBackend::Apply(const mpd_status* status, Events& events) {
         events.push_back(std::move(event));
     }
     if (songChanged) {
-        auto media = Make<CurrentMediaChangedEvent>();
-        if (next.current) {
-            media->type = MediaType::Music;
-            media->artist = next.current->artist;
-            media->album = next.current->album;
-            media->title = next.current->title;
-            media->length = next.current->length;
-            media->rating = next.current->rating;
-        }
-        events.push_back(std::move(media));
+        events.push_back(MediaEvent(next.current));
         events.push_back(Make<AlbumArtChangedEvent>());
     }
     if (songChanged || before.playbackPosition != next.playbackPosition) {
@@ -498,14 +504,7 @@ void MpdBackend::OnIdle(unsigned subsystems, const mpd_status* status, unsigned 
         const std::int32_t rating = ReadRating(command_.Get(), currentUri_);
         if (rating != status_.current->rating) {
             status_.current->rating = rating;
-            auto media = Make<CurrentMediaChangedEvent>();
-            media->type = MediaType::Music;
-            media->artist = status_.current->artist;
-            media->album = status_.current->album;
-            media->title = status_.current->title;
-            media->length = status_.current->length;
-            media->rating = rating;
-            events.push_back(std::move(media));
+            events.push_back(MediaEvent(status_.current));
         }
     }
 }
@@ -661,14 +660,7 @@ std::int32_t MpdBackend::SetRating(std::int32_t rating, Events& events) {
         return code;
     }
     status_.current->rating = rating;
-    auto media = Make<CurrentMediaChangedEvent>();
-    media->type = MediaType::Music;
-    media->artist = status_.current->artist;
-    media->album = status_.current->album;
-    media->title = status_.current->title;
-    media->length = status_.current->length;
-    media->rating = rating;
-    events.push_back(std::move(media));
+    events.push_back(MediaEvent(status_.current));
     return kSuccess;
 }
 
