@@ -165,8 +165,9 @@ void PaintList(QPainter& p) {
     p.fillRect(QRectF(0, 0, kScreenWidth, 26), kStrip);
     p.fillRect(QRectF(0, 26, kScreenWidth, 30), kStrip2);
     p.fillRect(QRectF(0, 55, kScreenWidth, 1), kLine);
-    DrawPanel(p, QRectF(8.5, 31.5, 223, 19), kList, 9.5);
-    DrawGlyph(p, Glyph::Search, QRectF(12, 33, 16, 16), 13, kMuted);
+    // The search box is a component ("playlist.searchback"), not part of
+    // this picture: the picture stretches to the screen, the program's
+    // search field does not, and the two must stay together.
 }
 
 void PaintConnect(QPainter& p) {
@@ -369,6 +370,11 @@ Skin BuildSkin() {
     }
     controls.Add("songback", 206, 30, Flat(kStrip));
     controls.Add("positionback", 50, 20, Flat(kStrip2));
+    controls.Add("searchback", 226, 22, Over(PaintList, 7, 30, [](QPainter& p, const QRectF& box) {
+                     DrawPanel(p, QRectF(box.x() + 1.5, box.y() + 1.5, 223, 19), kList, 9.5);
+                     DrawGlyph(p, Glyph::Search, QRectF(box.x() + 5, box.y() + 3, 16, 16), 13,
+                               kMuted);
+                 }));
     controls.Add("titleback", 240, 22, Flat(kBase));
     controls.Add("artistback", 240, 18, Flat(kBase));
     controls.Add("albumback", 240, 18, Flat(kBase));
@@ -461,6 +467,8 @@ Skin BuildSkin() {
     skin.Add("positionbar.back", "main", false, "controls", "pos.track", Rect{62, 39, 170, 6});
     skin.Add("positionbar", "", false, "controls", "pos.fill", Rect{62, 39, 170, 6});
 
+    skin.Add("playlist.searchback", "playlist", true, "controls", "searchback",
+             Rect{7, 30, 226, 22});
     skin.Add("albumart.placeholder", "nowplaying", true, "noart", "full", Rect{60, 12, 120, 120});
     skin.Add("titleback", "nowplaying", true, "controls", "titleback", Rect{0, 138, 240, 22});
     skin.Add("artistback", "nowplaying", true, "controls", "artistback", Rect{0, 160, 240, 18});
