@@ -333,6 +333,10 @@ void CMainFrame::ApplyScale(QSize screen) {
     skin_.SetScale(SkinScale{dpi, dpi});
     normalFont_ = FrameFont(dpi, 10);
     largeFont_ = FrameFont(dpi, 16);
+    // Below 320 pixels the skin's smallest images are read, which only a
+    // scale of 1 draws right; a handheld's screen never shrank, but a
+    // desktop window could, so one drawn larger stops at 320.
+    view_->setMinimumWidth(displayScale_ > 1.0 ? 320 : 1);
 }
 
 bool CMainFrame::LoadSkin() {
