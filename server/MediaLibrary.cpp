@@ -5,6 +5,8 @@
 #include <random>
 #include <set>
 
+#include "LibraryPath.h"
+
 namespace vantor::server {
 
 namespace {
@@ -42,31 +44,7 @@ std::string Lower(std::string text) {
 
 }  // namespace
 
-std::vector<std::string> MediaLibrary::SplitPath(const std::string& path) {
-    std::vector<std::string> segments;
-    std::size_t start = 0;
-    while (start < path.size()) {
-        std::size_t slash = path.find('/', start);
-        if (slash == std::string::npos) {
-            slash = path.size();
-        }
-        if (slash > start) {
-            segments.push_back(MediaLibrary::UnescapeName(path.substr(start, slash - start)));
-        }
-        start = slash + 1;
-    }
-    return segments;
-}
-
 namespace {
-
-std::string Join(const std::vector<std::string>& at) {
-    std::string path;
-    for (const std::string& name : at) {
-        path += "/" + MediaLibrary::EscapeName(name);
-    }
-    return path.empty() ? "/" : path;
-}
 
 std::string Child(const std::string& parent, const std::string& name) {
     return (parent == "/" ? "" : parent) + "/" + MediaLibrary::EscapeName(name);
@@ -79,11 +57,6 @@ LibraryEntry Folder(const std::string& parent, const std::string& title, MediaTy
     entry.title = title;
     entry.path = Child(parent, title);
     return entry;
-}
-
-bool Numeric(const std::string& text) {
-    return !text.empty() && text.size() < 10 &&
-           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
 }  // namespace
@@ -231,18 +204,13 @@ std::vector<std::string> MediaLibrary::Artists(const std::string& genre) const {
 }
 
 std::optional<std::vector<LibraryEntry>> MediaLibrary::Browse(const std::string& path) const {
-    const std::vector<std::string> at = SplitPath(path);
-    return BrowseSegments(at, Join(at));
+    return BrowseFolder(LibraryPath::Parse(path));
 }
 
-std::optional<std::vector<LibraryEntry>> MediaLibrary::BrowseSegments(
-    const std::vector<std::string>& at, const std::string& path) const {
+std::optional<std::vector<LibraryEntry>> MediaLibrary::BrowseFolder(const LibraryPath& at) const {
+    using Kind = LibraryPath::Kind;
+    const std::string& path = at.text;
     std::vector<LibraryEntry> entries;
-    if (at.empty()) {
-        entries.push_back(Folder(path, "Music", MediaType::Folder));
-        entries.push_back(Folder(path, "Podcasts", MediaType::Folder));
-        return entries;
-    }
     const auto songs = [&](auto&& wanted) {
         for (int i = 0; i < songs_; ++i) {
             const Track& track = tracks_[static_cast<std::size_t>(i)];
@@ -270,67 +238,74 @@ std::optional<std::vector<LibraryEntry>> MediaLibrary::BrowseSegments(
     const auto genre = [](const Track& t) -> const std::string& { return t.genre; };
     const auto any = [](const Track&) { return true; };
 
-    if (at[0] == "Podcasts") {
-        std::set<std::string> shows;
-        for (std::size_t i = static_cast<std::size_t>(songs_); i < tracks_.size(); ++i) {
-            if (at.size() == 1 && shows.insert(tracks_[i].album).second) {
-                entries.push_back(Folder(path, tracks_[i].album, MediaType::PodcastShow));
-            } else if (at.size() == 2 && tracks_[i].album == at[1]) {
-                entries.push_back(TrackEntry(path, tracks_[i], -1));
+    switch (at.kind) {
+        case Kind::kRoot:
+            entries.push_back(Folder(path, "Music", MediaType::Folder));
+            entries.push_back(Folder(path, "Podcasts", MediaType::Folder));
+            return entries;
+        case Kind::kMusic:
+            for (const char* name : {"Artists", "Albums", "Genres", "Songs", "Playlists"}) {
+                entries.push_back(Folder(path, name, MediaType::Folder));
             }
+            return entries;
+        case Kind::kPodcasts:
+        case Kind::kShow: {
+            std::set<std::string> shows;
+            for (std::size_t i = static_cast<std::size_t>(songs_); i < tracks_.size(); ++i) {
+                if (at.kind == Kind::kPodcasts && shows.insert(tracks_[i].album).second) {
+                    entries.push_back(Folder(path, tracks_[i].album, MediaType::PodcastShow));
+                } else if (at.kind == Kind::kShow && tracks_[i].album == at.show) {
+                    entries.push_back(TrackEntry(path, tracks_[i], -1));
+                }
+            }
+            if (entries.empty() && at.kind == Kind::kShow) {
+                return std::nullopt;
+            }
+            return entries;
         }
-        return at.size() <= 1 || !entries.empty() ? std::optional(entries) : std::nullopt;
-    }
-    if (at[0] != "Music") {
-        return std::nullopt;
-    }
-    if (at.size() == 1) {
-        for (const char* name : {"Artists", "Albums", "Genres", "Songs", "Playlists"}) {
-            entries.push_back(Folder(path, name, MediaType::Folder));
-        }
-        return entries;
-    }
-    const std::string& kind = at[1];
-    const std::size_t depth = at.size() - 2;  // names below the category
-    if (kind == "Artists" && depth <= 2) {
-        if (depth == 0) {
+        case Kind::kArtists:
             folders(artist, any, MediaType::Artist);
-        } else if (depth == 1) {
+            break;
+        case Kind::kArtist:
             folders(
-                album, [&](const Track& t) { return t.artist == at[2]; }, MediaType::Album);
-        } else {
-            songs([&](const Track& t) { return t.artist == at[2] && t.album == at[3]; });
-        }
-    } else if (kind == "Albums" && depth <= 1) {
-        if (depth == 0) {
+                album, [&](const Track& t) { return t.artist == at.artist; }, MediaType::Album);
+            break;
+        case Kind::kArtistAlbum:
+            songs([&](const Track& t) { return t.artist == at.artist && t.album == at.album; });
+            break;
+        case Kind::kAlbums:
             folders(album, any, MediaType::Album);
-        } else {
-            songs([&](const Track& t) { return t.album == at[2]; });
-        }
-    } else if (kind == "Genres" && depth <= 3) {
-        if (depth == 0) {
+            break;
+        case Kind::kAlbum:
+            songs([&](const Track& t) { return t.album == at.album; });
+            break;
+        case Kind::kGenres:
             folders(genre, any, MediaType::Genre);
-        } else if (depth == 1) {
+            break;
+        case Kind::kGenre:
             folders(
-                artist, [&](const Track& t) { return t.genre == at[2]; }, MediaType::Artist);
-        } else if (depth == 2) {
+                artist, [&](const Track& t) { return t.genre == at.genre; }, MediaType::Artist);
+            break;
+        case Kind::kGenreArtist:
             folders(
-                album, [&](const Track& t) { return t.genre == at[2] && t.artist == at[3]; },
+                album, [&](const Track& t) { return t.genre == at.genre && t.artist == at.artist; },
                 MediaType::Album);
-        } else {
+            break;
+        case Kind::kGenreArtistAlbum:
             songs([&](const Track& t) {
-                return t.genre == at[2] && t.artist == at[3] && t.album == at[4];
+                return t.genre == at.genre && t.artist == at.artist && t.album == at.album;
             });
-        }
-    } else if (kind == "Songs" && depth == 0) {
-        songs(any);
-    } else if (kind == "Playlists" && depth <= 1) {
-        if (depth == 0) {
+            break;
+        case Kind::kSongs:
+            songs(any);
+            break;
+        case Kind::kPlaylists:
             for (const auto& [name, ids] : playlists_) {
                 entries.push_back(Folder(path, name, MediaType::Playlist));
             }
-        } else {
-            const auto found = playlists_.find(at[2]);
+            break;
+        case Kind::kPlaylist: {
+            const auto found = playlists_.find(at.playlist);
             if (found == playlists_.end()) {
                 return std::nullopt;
             }
@@ -339,20 +314,20 @@ std::optional<std::vector<LibraryEntry>> MediaLibrary::BrowseSegments(
             }
             return entries;
         }
-    } else {
-        return std::nullopt;
+        case Kind::kUnknown:
+            return std::nullopt;
     }
     // A named folder that holds nothing does not exist.
-    if (entries.empty() && depth > 0) {
+    if (entries.empty() && at.names.size() > 2) {
         return std::nullopt;
     }
     return entries;
 }
 
 std::vector<std::int32_t> MediaLibrary::SongsAt(const std::string& path) const {
-    std::vector<std::string> at = SplitPath(path);
+    const LibraryPath at = LibraryPath::Parse(path);
     std::vector<std::int32_t> found;
-    if (const auto entries = BrowseSegments(at, Join(at))) {
+    if (const auto entries = BrowseFolder(at)) {
         for (const LibraryEntry& entry : *entries) {
             if (entry.container) {
                 const auto inner = SongsAt(entry.path);
@@ -364,10 +339,8 @@ std::vector<std::int32_t> MediaLibrary::SongsAt(const std::string& path) const {
         return found;
     }
     // An item's own path: its folder's path and its id.
-    if (at.size() >= 2 && Numeric(at.back())) {
-        const std::int32_t id = std::stoi(at.back());
-        at.pop_back();
-        if (const auto entries = BrowseSegments(at, Join(at))) {
+    if (const std::int32_t id = at.ItemId(); id >= 0) {
+        if (const auto entries = BrowseFolder(at.Parent())) {
             for (const LibraryEntry& entry : *entries) {
                 if (!entry.container && entry.id == id) {
                     found.push_back(id);

@@ -2,19 +2,7 @@
 
 // The simulated player's media library: a generated collection of songs with
 // genres, artists and albums, playlists and podcasts, browsed by library
-// path. Paths are the ones the client builds: a container's path is its
-// folder's path, "/" and its title (a "/" in the title written "%2F"), an
-// item's is its folder's path, "/" and its id; "//" and a trailing "/" mean
-// nothing.
-//
-//   /                                   Music, Podcasts
-//   /Music                              Artists, Albums, Genres, Songs, Playlists
-//   /Music/Artists/<artist>/<album>     songs
-//   /Music/Albums/<album>               songs
-//   /Music/Genres/<genre>/<artist>/<album>
-//   /Music/Songs                        every song
-//   /Music/Playlists/<playlist>         its songs
-//   /Podcasts/<show>                    its episodes
+// path (LibraryPath.h has the folders a path names).
 //
 // Immutable once generated, so any thread may read it.
 
@@ -27,6 +15,8 @@
 #include "protocol/MediaType.h"
 
 namespace vantor::server {
+
+struct LibraryPath;
 
 struct Track {
     std::int32_t id = 0;
@@ -81,15 +71,12 @@ public:
     // text, any case.
     std::vector<LibraryEntry> Search(const std::string& text) const;
 
+    // A name in a path: "/" written "%2F" (read in either case).
     static std::string EscapeName(const std::string& name);
     static std::string UnescapeName(const std::string& name);
-    // The names of a path: empty pieces ("//", a trailing "/") are dropped
-    // and "%2F" inside a name is a "/".
-    static std::vector<std::string> SplitPath(const std::string& path);
 
 private:
-    std::optional<std::vector<LibraryEntry>> BrowseSegments(const std::vector<std::string>& at,
-                                                            const std::string& path) const;
+    std::optional<std::vector<LibraryEntry>> BrowseFolder(const LibraryPath& at) const;
 
     std::vector<Track> tracks_;
     int songs_ = 0;

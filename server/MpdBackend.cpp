@@ -10,6 +10,7 @@
 #include <cctype>
 #include <climits>
 
+#include "LibraryPath.h"
 #include "core/Logger.h"
 
 namespace vantor::server {
@@ -84,6 +85,21 @@ std::string Is(const char* tag, const std::string& value) {
     return std::string("(") + tag + " == " + MpdBackend::Quote(value) + ")";
 }
 
+// The songs in a folder of the library, as a filter.
+std::string FilterOf(const LibraryPath& at) {
+    std::vector<std::string> terms;
+    if (!at.genre.empty()) {
+        terms.push_back(Is("genre", at.genre));
+    }
+    if (!at.artist.empty()) {
+        terms.push_back(Is("artist", at.artist));
+    }
+    if (!at.album.empty()) {
+        terms.push_back(Is("album", at.album));
+    }
+    return And(terms);
+}
+
 std::string Tag(const mpd_song* song, mpd_tag_type tag) {
     const char* value = mpd_song_get_tag(song, tag, 0);
     return value ? value : "";
@@ -140,14 +156,6 @@ std::vector<LibraryEntry> Folders(const std::string& parent, const std::vector<s
         entries.push_back(FolderEntry(parent, name, type));
     }
     return entries;
-}
-
-std::string JoinPath(const std::vector<std::string>& at) {
-    std::string path;
-    for (const std::string& name : at) {
-        path += "/" + MediaLibrary::EscapeName(name);
-    }
-    return path.empty() ? "/" : path;
 }
 
 }  // namespace
@@ -734,48 +742,34 @@ std::int32_t MpdBackend::EnableSpeaker(const std::string& id, bool enabled, Even
 }
 
 MpdBackend::Selection MpdBackend::ResolvePath(const std::string& path) {
-    std::vector<std::string> at = MediaLibrary::SplitPath(path);
+    using Kind = LibraryPath::Kind;
+    const LibraryPath at = LibraryPath::Parse(path);
     Selection selection;
-    if (at.size() >= 2 && Numeric(at.back())) {
-        const std::string uri = UriOf(std::stoi(at.back()));
-        if (!uri.empty()) {
+    if (const std::int32_t id = at.ItemId(); id >= 0) {
+        selection.value = UriOf(id);
+        if (!selection.value.empty()) {
             selection.kind = Selection::Kind::kSong;
-            selection.value = uri;
         }
         return selection;
     }
-    if (at.size() < 2 || at[0] != "Music") {
-        return selection;
+    switch (at.kind) {
+        case Kind::kArtist:
+        case Kind::kArtistAlbum:
+        case Kind::kAlbum:
+        case Kind::kGenre:
+        case Kind::kGenreArtist:
+        case Kind::kGenreArtistAlbum:
+        case Kind::kSongs:
+            selection.kind = Selection::Kind::kFilter;
+            selection.value = FilterOf(at);
+            break;
+        case Kind::kPlaylist:
+            selection.kind = Selection::Kind::kPlaylist;
+            selection.value = at.playlist;
+            break;
+        default:
+            break;
     }
-    const std::string& kind = at[1];
-    const std::size_t depth = at.size() - 2;
-    std::vector<std::string> terms;
-    if (kind == "Artists" && depth >= 1 && depth <= 2) {
-        terms.push_back(Is("artist", at[2]));
-        if (depth == 2) {
-            terms.push_back(Is("album", at[3]));
-        }
-    } else if (kind == "Albums" && depth == 1) {
-        terms.push_back(Is("album", at[2]));
-    } else if (kind == "Genres" && depth >= 1 && depth <= 3) {
-        terms.push_back(Is("genre", at[2]));
-        if (depth >= 2) {
-            terms.push_back(Is("artist", at[3]));
-        }
-        if (depth == 3) {
-            terms.push_back(Is("album", at[4]));
-        }
-    } else if (kind == "Songs" && depth == 0) {
-        // every song: no terms
-    } else if (kind == "Playlists" && depth == 1) {
-        selection.kind = Selection::Kind::kPlaylist;
-        selection.value = at[2];
-        return selection;
-    } else {
-        return selection;
-    }
-    selection.kind = Selection::Kind::kFilter;
-    selection.value = And(terms);
     return selection;
 }
 
@@ -1145,34 +1139,19 @@ std::int32_t MpdBackend::PlaylistNames(std::vector<std::string>* names) {
 
 std::int32_t MpdBackend::Browse(const std::string& path, std::int32_t start, std::int32_t count,
                                 ListPage* page) {
-    const std::vector<std::string> at = MediaLibrary::SplitPath(path);
-    const std::string folder = JoinPath(at);
-    if (at.empty()) {
-        *page = PageOf({FolderEntry("/", "Music", MediaType::Folder)}, start, count);
-        return kSuccess;
-    }
-    if (at[0] != "Music") {
-        return kNotFound;
-    }
-    if (at.size() == 1) {
-        std::vector<LibraryEntry> entries;
-        for (const char* name : {"Artists", "Albums", "Genres", "Songs", "Playlists"}) {
-            entries.push_back(FolderEntry(folder, name, MediaType::Folder));
-        }
-        *page = PageOf(entries, start, count);
-        return kSuccess;
-    }
-    const std::string& kind = at[1];
-    const std::size_t depth = at.size() - 2;
-    // Names of one tag over the songs that match, as folders.
+    using Kind = LibraryPath::Kind;
+    const LibraryPath at = LibraryPath::Parse(path);
+    const std::string& folder = at.text;
+    // Names of one tag over the songs that match, as folders; a named folder
+    // that holds nothing does not exist.
     const auto names = [&](mpd_tag_type tag, const std::string& filter, MediaType type) {
         std::vector<std::string> found;
         const std::int32_t code = TagList(tag, filter, &found);
         if (code != kSuccess) {
             return code;
         }
-        if (found.empty() && depth > 0) {
-            return kNotFound;  // a named folder that holds nothing does not exist
+        if (found.empty() && at.names.size() > 2) {
+            return kNotFound;
         }
         *page = PageOf(Folders(folder, found, type), start, count);
         return kSuccess;
@@ -1181,61 +1160,74 @@ std::int32_t MpdBackend::Browse(const std::string& path, std::int32_t start, std
         const std::int32_t code = Songs(filter, start, count, folder, page);
         return code == kSuccess && page->total == 0 ? kNotFound : code;
     };
-    std::lock_guard lock(libraryMutex_);
-    if (kind == "Artists" && depth <= 2) {
-        if (depth == 0) {
-            return names(MPD_TAG_ARTIST, "", MediaType::Artist);
-        }
-        if (depth == 1) {
-            return names(MPD_TAG_ALBUM, Is("artist", at[2]), MediaType::Album);
-        }
-        return songs(And({Is("artist", at[2]), Is("album", at[3])}));
-    }
-    if (kind == "Albums" && depth <= 1) {
-        return depth == 0 ? names(MPD_TAG_ALBUM, "", MediaType::Album) : songs(Is("album", at[2]));
-    }
-    if (kind == "Genres" && depth <= 3) {
-        switch (depth) {
-            case 0:
-                return names(MPD_TAG_GENRE, "", MediaType::Genre);
-            case 1:
-                return names(MPD_TAG_ARTIST, Is("genre", at[2]), MediaType::Artist);
-            case 2:
-                return names(MPD_TAG_ALBUM, And({Is("genre", at[2]), Is("artist", at[3])}),
-                             MediaType::Album);
-            default:
-                return songs(And({Is("genre", at[2]), Is("artist", at[3]), Is("album", at[4])}));
-        }
-    }
-    if (kind == "Songs" && depth == 0) {
-        const std::int32_t code = Songs(kEverything, start, count, folder, page);
-        return code;
-    }
-    if (kind == "Playlists" && depth == 0) {
-        std::vector<std::string> playlists;
-        const std::int32_t code = PlaylistNames(&playlists);
-        if (code == kSuccess) {
-            *page = PageOf(Folders(folder, playlists, MediaType::Playlist), start, count);
-        }
-        return code;
-    }
-    if (kind == "Playlists" && depth == 1) {
-        mpd_connection* connection = library_.Get(true);
-        if (connection == nullptr || !mpd_send_list_playlist_meta(connection, at[2].c_str())) {
-            return library_.Check("listplaylistinfo");
-        }
-        std::vector<LibraryEntry> entries;
-        while (mpd_song* song = mpd_recv_song(connection)) {
-            entries.push_back(SongEntry(folder, Entry(song)));
-            mpd_song_free(song);
-        }
-        const std::int32_t code = library_.Finish("listplaylistinfo", true);
-        if (code == kSuccess) {
+    switch (at.kind) {
+        case Kind::kRoot:
+            *page = PageOf({FolderEntry("/", "Music", MediaType::Folder)}, start, count);
+            return kSuccess;
+        case Kind::kMusic: {
+            std::vector<LibraryEntry> entries;
+            for (const char* name : {"Artists", "Albums", "Genres", "Songs", "Playlists"}) {
+                entries.push_back(FolderEntry(folder, name, MediaType::Folder));
+            }
             *page = PageOf(entries, start, count);
+            return kSuccess;
         }
-        return code;
+        case Kind::kPodcasts:
+        case Kind::kShow:
+        case Kind::kUnknown:
+            return kNotFound;
+        default:
+            break;
     }
-    return kNotFound;
+    std::lock_guard lock(libraryMutex_);
+    switch (at.kind) {
+        case Kind::kArtists:
+            return names(MPD_TAG_ARTIST, "", MediaType::Artist);
+        case Kind::kArtist:
+            return names(MPD_TAG_ALBUM, Is("artist", at.artist), MediaType::Album);
+        case Kind::kAlbums:
+            return names(MPD_TAG_ALBUM, "", MediaType::Album);
+        case Kind::kGenres:
+            return names(MPD_TAG_GENRE, "", MediaType::Genre);
+        case Kind::kGenre:
+            return names(MPD_TAG_ARTIST, Is("genre", at.genre), MediaType::Artist);
+        case Kind::kGenreArtist:
+            return names(MPD_TAG_ALBUM, And({Is("genre", at.genre), Is("artist", at.artist)}),
+                         MediaType::Album);
+        case Kind::kArtistAlbum:
+        case Kind::kAlbum:
+        case Kind::kGenreArtistAlbum:
+            return songs(FilterOf(at));
+        case Kind::kSongs:
+            return Songs(kEverything, start, count, folder, page);
+        case Kind::kPlaylists: {
+            std::vector<std::string> playlists;
+            const std::int32_t code = PlaylistNames(&playlists);
+            if (code == kSuccess) {
+                *page = PageOf(Folders(folder, playlists, MediaType::Playlist), start, count);
+            }
+            return code;
+        }
+        case Kind::kPlaylist: {
+            mpd_connection* connection = library_.Get(true);
+            if (connection == nullptr ||
+                !mpd_send_list_playlist_meta(connection, at.playlist.c_str())) {
+                return library_.Check("listplaylistinfo");
+            }
+            std::vector<LibraryEntry> entries;
+            while (mpd_song* song = mpd_recv_song(connection)) {
+                entries.push_back(SongEntry(folder, Entry(song)));
+                mpd_song_free(song);
+            }
+            const std::int32_t code = library_.Finish("listplaylistinfo", true);
+            if (code == kSuccess) {
+                *page = PageOf(entries, start, count);
+            }
+            return code;
+        }
+        default:
+            return kNotFound;
+    }
 }
 
 std::int32_t MpdBackend::Search(const std::string& text, std::int32_t start, std::int32_t count,
