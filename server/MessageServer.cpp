@@ -16,11 +16,11 @@
 #include <fstream>
 #include <future>
 
-#include "MpdBackend.h"
 #include "MusicFolder.h"
 #include "SimulatedBackend.h"
 #include "core/Logger.h"
 #include "core/Text.h"
+#include "mpd/MpdBackend.h"
 #include "net/LocalAddressSource.h"
 #include "protocol/MessageFactory.h"
 #include "protocol/XmlReader.h"

@@ -14,7 +14,7 @@
 #include <mutex>
 #include <thread>
 
-#include "MpdBackend.h"
+#include "mpd/MpdBackend.h"
 #include "support/LogCapture.h"
 
 namespace vantor::server {
