@@ -3,57 +3,53 @@
 // A Music Player Daemon as the player behind vantor-server, through
 // libmpdclient. The play queue, transport, volume, shuffle and repeat
 // ("single" is repeat one) are MPD's own; outputs are the speakers; a
-// song's rating is its "rating" sticker (0..100); cover pictures come from
-// "albumart" (a cover file beside the song) or "readpicture" (a picture in
-// the file). The library pages are MPD's database, asked a page at a time
-// ("find"/"search" with a window, "list" for names), so a large database is
-// never loaded whole. MPD has no equaliser and no video mode: those
-// requests are answered as unsupported, and the capabilities say so.
+// song's rating is its "rating" sticker (0..100). MPD has no equaliser and
+// no video mode: those requests are answered as unsupported, and the
+// capabilities say so.
 //
-// Songs are known to clients by a number: the first song the server names
-// gets 1, the next 2, and so on for as long as the server runs.
+// The rooms, one job each:
+//   MpdBackend (this file, MpdQueue.cpp)   the player on the loop thread: commands
+//                                          and the status they leave
+//   MpdStatus      status -> state, and two states -> the events (pure)
+//   MpdIdle        the "MPD Idle" thread and reconnection
+//   MpdLibrary     library pages and search
+//   MpdPictures    cover pictures
+//   MpdSelection   what a path or selector names in MPD's terms
+//   MpdFilter      filter expressions and their quoting
+//   MpdSongs       the song numbers clients know songs by
+//   MpdConnection  one connection that comes back by itself
 //
-// Changes that others make (another client, a song that ends) arrive on a
-// third connection, held in "idle" by the "MPD Idle" thread, which posts
+// Changes that others make arrive through the idle thread, which posts
 // them to the server loop; the loop compares MPD's status with the last one
 // it saw and pushes the difference as events. When MPD goes away the idle
 // thread posts that too: the player shows stopped, requests fail with
 // kPlayerFailed, and the idle thread connects again every half second; once
 // MPD is back, the loop reads its state anew.
 //
-// Threads and locks:
-// - loop thread: every loop-thread method of PlayerBackend, and the
-//   command connection with the status it last saw (no lock: only the loop
-//   touches them, and Start()/Stop() run while it does not);
-// - any thread (loop and HTTP workers): library pages and album art, on the
-//   library connection and its caches, under libraryMutex_;
-// - the song numbers are shared by both, under idsMutex_, which is taken
-//   after libraryMutex_ when both are held and never the other way round;
-// - "MPD Idle": its own connection and the shared IdleState only.
+// Threads, connections and locks:
+// - loop thread: every loop-thread method of PlayerBackend, on the command
+//   connection, with the status it last saw (no lock: only the loop touches
+//   them, and Start()/Stop() run while it does not);
+// - any thread: library pages on the library connection (MpdLibrary's
+//   locks), pictures on the pictures connection (MpdPictures' lock); the
+//   loop never waits for a picture, and waits for a page only to ping;
+// - the song numbers are shared by all, under MpdSongs' lock, taken last;
+// - "MPD Idle": its own connection only.
 
 #include <chrono>
-#include <list>
-#include <mutex>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "MpdConnection.h"
+#include "MpdIdle.h"
+#include "MpdLibrary.h"
+#include "MpdPictures.h"
+#include "MpdSelection.h"
+#include "MpdSongs.h"
+#include "MpdStatus.h"
 #include "PlayerBackend.h"
-#include "core/NamedThread.h"
-
-struct mpd_song;
-struct mpd_status;
 
 namespace vantor::server {
-
-struct MpdOptions {
-    std::string host = "127.0.0.1";
-    unsigned port = 6600;
-    // How long one answer from MPD may take before the connection counts
-    // as broken.
-    std::chrono::milliseconds timeout{2000};
-};
 
 class MpdBackend final : public PlayerBackend {
 public:
@@ -66,7 +62,7 @@ public:
     std::string PlayerType() const override { return "Music Player Daemon"; }
     std::string LibraryId() const override { return "mpd"; }
     PlayerCapabilities Capabilities() const override { return {false, true}; }
-    PlayerStatus Status() override { return status_; }
+    PlayerStatus Status() override { return state_.player; }
     std::int32_t Transport(TransportCommand command, Events& events) override;
     std::int32_t SetVolume(std::int32_t volume, Events& events) override;
     std::int32_t SetPlaybackPosition(std::int32_t seconds, Events& events) override;
@@ -101,85 +97,44 @@ public:
     std::int32_t Item(std::int32_t id, const std::string& path, LibraryEntry* entry) override;
     std::int32_t AlbumArt(std::int32_t id, std::string* bytes, std::string* type) override;
 
-    // What the idle thread posts (loop thread): the subsystems that changed
-    // and, when their changes show there, MPD's status read just after, when
-    // the loop had read it `reads` times; a status the loop has read since
-    // is at least as new.
-    void OnIdle(unsigned subsystems, const mpd_status* status, unsigned reads, Events& events);
-    void OnLost(Events& events);
-    void OnConnected(Events& events);
-
-    // A filter expression's quoted value: 'text' with ' and \ escaped.
-    static std::string Quote(const std::string& text);
-
-    // What a library path or a selector names in MPD's terms.
-    struct Selection {
-        enum class Kind { kNothing, kSong, kFilter, kPlaylist } kind = Kind::kNothing;
-        std::string value;  // the song's URI, the filter expression or the playlist's name
-    };
-    Selection Resolve(const MediaSelector& selector);
-    Selection ResolvePath(const std::string& path);
+    // What the idle thread tells (loop thread).
+    void OnIdle(const MpdIdleNotice& notice, Events& events);
 
 private:
-    struct IdleState;
     using Send = std::function<bool(mpd_connection*)>;
 
+    // The command connection; null (and MPD marked lost) when MPD cannot be
+    // reached.
+    mpd_connection* Commands(Events& events);
     // Sends `commands` and "status" in one command list and applies the
-    // status (loop thread).
+    // status.
     std::int32_t Run(const char* what, const std::vector<Send>& commands, Events& events);
     void Refresh(Events& events);
     void Apply(const mpd_status* status, Events& events);
+    void OnChanged(unsigned subsystems, const mpd_status* status, unsigned reads, Events& events);
     void MarkLost(Events& events);
-    void CountStatusRead();
-    unsigned StatusReads() const;
+    std::int32_t ReadRating(const std::string& uri);
     std::int32_t ReadSpeakers(std::vector<Speaker>* speakers);
     void RefreshSpeakers(Events& events);
-    std::int32_t ReadRating(mpd_connection* connection, const std::string& uri);
-    std::int32_t CountMatches(mpd_connection* connection, const Selection& selection,
-                              std::size_t* count);
-    // The songs a selection names, on the command connection: kNotFound for
-    // none, kPlayerFailed (MPD marked lost) without a connection.
-    std::int32_t CountSongs(const Selection& selection, std::size_t* count, Events& events);
-    std::vector<Send> AddCommands(const Selection& selection, std::int32_t position);
-
-    // Library (under libraryMutex_).
-    LibraryEntry Entry(const mpd_song* song);
-    std::int32_t TagList(int tag, const std::string& filter, std::vector<std::string>* names);
-    std::int32_t Songs(const std::string& filter, std::int32_t start, std::int32_t count,
-                       const std::string& folder, ListPage* page);
-    std::int32_t PlaylistNames(std::vector<std::string>* names);
-    std::int32_t ReadPicture(mpd_connection* connection, const std::string& uri, std::size_t limit,
-                             std::string* bytes);
-    void ForgetLibrary();
-
-    // Song numbers (any thread).
-    std::int32_t IdOf(const std::string& uri);
-    std::string UriOf(std::int32_t id);
+    // The songs a selection names: kNotFound for none.
+    std::int32_t CountSongs(const MpdSelection& selection, std::size_t* count, Events& events);
+    static std::vector<Send> AddCommands(const MpdSelection& selection, std::int32_t position);
 
     const MpdOptions options_;
+    MpdSongs songs_;
+    MpdLibrary library_;
+    MpdPictures pictures_;
 
     // Loop thread.
     MpdConnection command_;
-    PlayerStatus status_;
+    mpd::State state_;
     bool connected_ = false;  // the last status was read from MPD
     bool haveStatus_ = false;
-    int songId_ = -1;  // MPD's queue id of the current song
-    unsigned queueVersion_ = 0;
     std::string currentUri_;
     std::vector<Speaker> speakers_;
     std::chrono::steady_clock::time_point lastPing_{};
 
-    std::mutex libraryMutex_;  // guards library_ and the name lists below
-    MpdConnection library_;
-    std::list<std::pair<std::string, std::vector<std::string>>>
-        names_;  // recent lists, newest first
-
-    std::mutex idsMutex_;            // guards uris_ and ids_
-    std::vector<std::string> uris_;  // by id - 1
-    std::unordered_map<std::string, std::int32_t> ids_;
-
-    std::shared_ptr<IdleState> idle_;
-    NamedThread idleThread_;
+    MpdIdleWatch idle_;
 };
 
 }  // namespace vantor::server

@@ -35,9 +35,8 @@ std::int32_t ResultForMpdError(int serverError) {
     }
 }
 
-MpdConnection::MpdConnection(std::string host, unsigned port, std::chrono::milliseconds timeout,
-                             std::string role)
-    : host_(std::move(host)), port_(port), timeout_(timeout), role_(std::move(role)) {}
+MpdConnection::MpdConnection(const MpdOptions& options, std::string role)
+    : host_(options.host), port_(options.port), timeout_(options.timeout), role_(std::move(role)) {}
 
 MpdConnection::~MpdConnection() {
     Close();
@@ -59,8 +58,7 @@ mpd_connection* MpdConnection::Get(bool now) {
         return nullptr;
     }
     nextAttempt_ = clock + kRetryInterval;
-    mpd_connection* connection =
-        mpd_connection_new(host_.c_str(), port_, static_cast<unsigned>(timeout_.count()));
+    mpd_connection* connection = mpd_connection_new(host_.c_str(), port_, MpdTimeoutMs(timeout_));
     if (connection == nullptr) {
         Log(kLogError, "vantor-server: out of memory for an MPD connection");
         return nullptr;

@@ -16,11 +16,19 @@ struct mpd_connection;
 
 namespace vantor::server {
 
+// Where MPD is, for every connection to it.
+struct MpdOptions {
+    std::string host = "127.0.0.1";
+    unsigned port = 6600;
+    // How long one answer from MPD may take before the connection counts
+    // as broken.
+    std::chrono::milliseconds timeout{2000};
+};
+
 class MpdConnection {
 public:
-    // `role` names the connection in the log ("commands", "library").
-    MpdConnection(std::string host, unsigned port, std::chrono::milliseconds timeout,
-                  std::string role);
+    // `role` names the connection in the log ("commands", "library", "pictures").
+    MpdConnection(const MpdOptions& options, std::string role);
     ~MpdConnection();
     MpdConnection(const MpdConnection&) = delete;
     MpdConnection& operator=(const MpdConnection&) = delete;
@@ -38,9 +46,6 @@ public:
     std::int32_t Check(const char* what, bool quiet = false);
     // Reads the rest of the response, then Check().
     std::int32_t Finish(const char* what, bool quiet = false);
-
-    const std::string& Host() const { return host_; }
-    unsigned Port() const { return port_; }
 
 private:
     const std::string host_;

@@ -253,42 +253,14 @@ TEST(MpdBackendTest, ABrokenGreetingOrACutAnswerShowsThePlayerStopped) {
     // MPD answers again: the next status is news in full.
     cut = false;
     events.clear();
-    backend.OnConnected(events);
+    MpdIdleNotice back;
+    back.kind = MpdIdleNotice::Kind::kConnected;
+    backend.OnIdle(back, events);
     const auto names = Names(events);
     for (const char* name : {"PlaylistChangedEvent", "PlayingStateChangedEvent",
                              "CurrentMediaChangedEvent", "VolumeChangedEvent"}) {
         EXPECT_NE(std::find(names.begin(), names.end(), name), names.end()) << name;
     }
-}
-
-TEST(MpdBackendTest, LibraryPathsBecomeFilterExpressions) {
-    MpdBackend backend(Options(1));  // never connects: paths resolve without MPD
-    using Kind = MpdBackend::Selection::Kind;
-    struct Case {
-        const char* path;
-        Kind kind;
-        const char* value;
-    };
-    const Case cases[] = {
-        {"/Music/Artists/Mira Solen", Kind::kFilter, "(artist == 'Mira Solen')"},
-        {"/Music/Artists/AC%2FDB/Live", Kind::kFilter,
-         "((artist == 'AC/DB') AND (album == 'Live'))"},
-        {"/Music/Albums/It's Late/", Kind::kFilter, "(album == 'It\\'s Late')"},
-        {"/Music/Genres/Jazz/A/B", Kind::kFilter,
-         "((genre == 'Jazz') AND (artist == 'A') AND (album == 'B'))"},
-        {"//Music//Songs", Kind::kFilter, "(file != '')"},
-        {"/Music/Playlists/Evening", Kind::kPlaylist, "Evening"},
-        {"/Music/Songs/999", Kind::kNothing, ""},  // a song number never given out
-        {"/Music", Kind::kNothing, ""},
-        {"/Podcasts/Show", Kind::kNothing, ""},
-        {"/Music/Artists/A/B/C/D", Kind::kNothing, ""},
-    };
-    for (const Case& test : cases) {
-        const auto selection = backend.ResolvePath(test.path);
-        EXPECT_EQ(selection.kind, test.kind) << test.path;
-        EXPECT_EQ(selection.value, test.value) << test.path;
-    }
-    EXPECT_EQ(MpdBackend::Quote("a\\b'c"), "'a\\\\b\\'c'");
 }
 
 }  // namespace
