@@ -10,12 +10,14 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <thread>
 
 #include "mpd/MpdBackend.h"
 #include "support/LogCapture.h"
+#include "support/Wait.h"
 
 namespace vantor::server {
 namespace {
@@ -261,6 +263,81 @@ TEST(MpdBackendTest, ABrokenGreetingOrACutAnswerShowsThePlayerStopped) {
                              "CurrentMediaChangedEvent", "VolumeChangedEvent"}) {
         EXPECT_NE(std::find(names.begin(), names.end(), name), names.end()) << name;
     }
+}
+
+// A worker reading a large cover holds only the pictures' connection: the
+// loop's status and commands, the library's pages and the loop's question
+// for the cover's kind all go on meanwhile. MPD here holds the worker's
+// first picture chunk until the test lets it go (or a watchdog does, so a
+// regression fails instead of hanging).
+TEST(MpdBackendTest, APictureBeingReadHoldsUpNeitherTheLoopNorThePages) {
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool release = false;
+    std::atomic<int> pictureAsks{0};
+    FakeMpd mpd(kGreeting, [&](const std::vector<std::string>& lines) {
+        if (lines.size() == 1 && lines[0].rfind("albumart", 0) == 0) {
+            const std::string& ask = lines[0];
+            const bool first = ask.ends_with(" 0") || ask.ends_with(" \"0\"");
+            if (!first) {
+                return std::string("size: 4\nbinary: 0\n\nOK\n");  // past the end
+            }
+            if (pictureAsks++ == 0) {
+                std::unique_lock lock(mutex);
+                changed.wait(lock, [&] { return release; });
+            }
+            return std::string("size: 4\nbinary: 4\n\x89PNG\nOK\n");
+        }
+        return Healthy(lines);
+    });
+    MpdOptions options = Options(mpd.Port());
+    options.timeout = std::chrono::minutes(1);  // the held answer is no broken connection
+    MpdBackend backend(options);
+    Events events;
+    ASSERT_EQ(backend.Transport(TransportCommand::Play, events), kSuccess);
+    ASSERT_TRUE(backend.Status().current.has_value());
+    const std::int32_t song = backend.Status().current->id;
+
+    std::atomic<bool> pictureDone{false};
+    std::string bytes;
+    std::string type;
+    std::int32_t pictureCode = -1;
+    std::thread worker([&] {
+        pictureCode = backend.AlbumArt(song, &bytes, &type);
+        pictureDone = true;
+    });
+    std::thread watchdog([&] {
+        std::unique_lock lock(mutex);
+        changed.wait_for(lock, std::chrono::seconds(30), [&] { return release; });
+        release = true;
+        changed.notify_all();
+    });
+    const auto finish = [&] {
+        {
+            std::lock_guard lock(mutex);
+            release = true;
+        }
+        changed.notify_all();
+        worker.join();
+        watchdog.join();
+    };
+    if (!testing::WaitUntil([&] { return pictureAsks.load() == 1; })) {
+        finish();
+        FAIL() << "the picture was never asked for";
+    }
+
+    ListPage page;
+    EXPECT_EQ(backend.Browse("/Music/Artists", 0, -1, &page), kSuccess);
+    EXPECT_EQ(backend.SetVolume(30, events), kSuccess);
+    std::string path;
+    EXPECT_EQ(backend.AlbumArtPath(&path), kSuccess);
+    EXPECT_EQ(path, "/art/" + std::to_string(song) + ".png");
+    EXPECT_FALSE(pictureDone) << "the page and the loop waited for the picture";
+
+    finish();
+    EXPECT_EQ(pictureCode, kSuccess);
+    EXPECT_EQ(bytes, "\x89PNG");
+    EXPECT_EQ(type, "image/png");
 }
 
 }  // namespace
