@@ -24,20 +24,6 @@ TEST(LoggerTest, InitialThresholdPassesOnlyErrors) {
     EXPECT_EQ(capture.Levels(), (std::vector<int>{0, 1}));
 }
 
-TEST(LoggerTest, RaisedThresholdShowsVerboseLines) {
-    LogCapture capture(kLogVerbose);
-    Log(kLogVerbose, "Thread[\"%s\"] has started", "x");
-    EXPECT_EQ(capture.Lines(), std::vector<std::string>{"Thread[\"x\"] has started\r\n"});
-}
-
-TEST(LoggerTest, LongLinesAreFormattedWhole) {
-    LogCapture capture;
-    const std::string long_text(5000, 'z');
-    Log(kLogError, "<%s>", long_text.c_str());
-    ASSERT_EQ(capture.Lines().size(), 1u);
-    EXPECT_EQ(capture.Lines()[0], "<" + long_text + ">\r\n");
-}
-
 TEST(LoggerTest, SinksAreCalledInSlotOrderAndSlotsAreBounded) {
     struct Recorder final : LogSink {
         Recorder(std::vector<int>& order, int id) : order_(order), id_(id) {}

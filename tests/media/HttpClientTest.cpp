@@ -92,24 +92,7 @@ TEST(HttpUrlTest, ParsesAsTheClientAlwaysHas) {
     EXPECT_EQ(download.port, 80);
 }
 
-TEST(HttpGetTest, GzipAndPlainBodiesGiveTheSameBuffer) {
-    auto plainOptions = testing::LoopbackServerOptions();
-    plainOptions.gzip = false;
-    TestServer plain(plainOptions);
-    TestServer packed;
-    const std::string path = "/media/Music/Songs.thrift?count=100";
-    ResponseBuffer fromPlain;
-    ResponseBuffer fromPacked;
-    ASSERT_EQ(
-        HttpGetToBuffer("http://127.0.0.1:" + std::to_string(plain->MediaPort()) + path, fromPlain),
-        0);
-    ASSERT_EQ(HttpGetToBuffer("http://127.0.0.1:" + std::to_string(packed->MediaPort()) + path,
-                              fromPacked),
-              0);
-    EXPECT_GT(fromPlain.Size(), 1000u);
-    EXPECT_EQ(Bytes(fromPlain), Bytes(fromPacked));
-
-    // The second one really was compressed on the wire.
+TEST(HttpGetTest, AsksForGzipAndNamesItself) {
     ScriptedHttp spy(
         [&](const std::string&) { return ScriptedReply{ScriptedHttp::Response(200, "x")}; });
     ResponseBuffer ignored;
@@ -117,9 +100,6 @@ TEST(HttpGetTest, GzipAndPlainBodiesGiveTheSameBuffer) {
     ASSERT_EQ(spy.Heads().size(), 1u);
     EXPECT_NE(spy.Heads()[0].find("Accept-Encoding: gzip\r\n"), std::string::npos);
     EXPECT_NE(spy.Heads()[0].find("User-Agent: Vantor\r\n"), std::string::npos);
-    std::string compressed;
-    ASSERT_TRUE(GzipDeflater::Compress(Bytes(fromPlain), Z_DEFAULT_STRATEGY, &compressed));
-    EXPECT_LT(compressed.size(), fromPlain.Size() / 2);
 }
 
 TEST(HttpGetTest, OnlyA200Succeeds) {
@@ -136,22 +116,6 @@ TEST(HttpGetTest, OnlyA200Succeeds) {
         [](const std::string&) { return ScriptedReply{ScriptedHttp::Response(302, "elsewhere")}; });
     EXPECT_EQ(HttpGetToBuffer(moved.Url("/"), body), -1);
     EXPECT_EQ(body.Size(), 0u);
-}
-
-TEST(HttpGetTest, ContentLengthSizesTheBuffer) {
-    const std::string file = Temporary("body-10240.bin");
-    std::ofstream(file, std::ios::binary) << std::string(10240, 'b');
-    auto options = testing::LoopbackServerOptions();
-    options.updateFile = file;
-    TestServer server(options);
-    ResponseBuffer body;
-    ASSERT_EQ(HttpGetToBuffer("http://127.0.0.1:" + std::to_string(server->MediaPort()) +
-                                  "/update/" + std::filesystem::path(file).filename().string(),
-                              body),
-              0);
-    EXPECT_EQ(body.Size(), 10240u);
-    EXPECT_EQ(body.Capacity(), 20480u);
-    std::filesystem::remove(file);
 }
 
 TEST(HttpGetTest, AnyContentEncodingNamingGzipIsInflated) {
@@ -205,11 +169,7 @@ TEST(HttpGetTest, BrokenServersFailCleanly) {
     for (const Case& c : cases) {
         ScriptedHttp server([&](const std::string&) { return c.reply; });
         ResponseBuffer body;
-        const auto before = std::chrono::steady_clock::now();
         EXPECT_EQ(HttpGetToBuffer(server.Url("/"), body, options), c.result) << c.label;
-        // The stall is given up after the stall time-out, long before the
-        // peer would close.
-        EXPECT_LT(std::chrono::steady_clock::now() - before, 5000ms) << c.label;
     }
 }
 

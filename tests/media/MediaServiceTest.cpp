@@ -31,37 +31,6 @@ TEST(MediaServiceTest, UrlsFollowTheServersForms) {
     EXPECT_EQ(media.SearchUrl(std::string(2000, 'a'), 0, -1), "") << "too long to canonicalise";
 }
 
-TEST(MediaServiceTest, PagesComeFromTheServer) {
-    TestServer server;
-    MediaService media(server->MediaPort());
-    media.SetHost("127.0.0.1");
-
-    const auto root = media.FetchFolderPage("/", 0, 1000, true);
-    ASSERT_NE(root, nullptr);
-    EXPECT_EQ(root->totalCount, 2);
-    ASSERT_EQ(root->items.size(), 2u);
-    EXPECT_EQ(root->items[0].title, "Music");
-
-    const auto songs = media.FetchFolderPage("/Music/Songs", 100, 10, false);
-    ASSERT_NE(songs, nullptr);
-    EXPECT_EQ(songs->start, 100);
-    EXPECT_EQ(songs->totalCount, -1) << "not asked for";
-    EXPECT_EQ(songs->items.size(), 10u);
-    EXPECT_EQ(songs->items[0].mediaId, 101);
-
-    const auto queue = media.FetchPlaylistPage(0, 1000, true);
-    ASSERT_NE(queue, nullptr);
-    EXPECT_EQ(queue->totalCount, 25);
-    EXPECT_EQ(queue->items.size(), 25u);
-
-    const std::string artist = server->Library().Tracks()[0].artist;
-    const auto found = media.Search(artist.substr(0, 4), 0, -1);
-    ASSERT_NE(found, nullptr);
-    ASSERT_FALSE(found->items.empty());
-
-    EXPECT_EQ(media.FetchFolderPage("/No/Such/Folder", 0, 1000, true), nullptr);
-}
-
 TEST(MediaServiceTest, UndecodableBodiesGiveNoPage) {
     ScriptedHttp server([](const std::string&) {
         return ScriptedReply{ScriptedHttp::Response(200, "\x0c\x00\x04 definitely not thrift")};

@@ -170,12 +170,10 @@ TEST(ServerDiscoveryTest, RepliesAreReadAsTheyStand) {
     }
 }
 
-TEST(ServerDiscoveryTest, NoLocalAddressReturnsAtOnce) {
+TEST(ServerDiscoveryTest, NoLocalAddressFindsNothing) {
     ServerDiscovery discovery(std::make_shared<FixedAddresses>(std::vector<std::string>{}),
                               LoopbackOptions(9));
-    const auto before = std::chrono::steady_clock::now();
     EXPECT_EQ(discovery.Discover(), "");
-    EXPECT_LT(std::chrono::steady_clock::now() - before, 200ms);
 }
 
 TEST(ServerDiscoveryTest, EachAddressIsProbedBothWaysBeforeTheNext) {
@@ -207,27 +205,7 @@ TEST(ServerDiscoveryTest, TheCableLinkPeerIsTriedWhenNoReplyComes) {
     };
     ServerDiscovery discovery(
         std::make_shared<FixedAddresses>(std::vector<std::string>{"127.0.0.1"}), options);
-    const auto before = std::chrono::steady_clock::now();
     EXPECT_EQ(discovery.Discover(), "127.0.0.1");
-    // The unanswered probe is given up after its wait, not the probe-done one.
-    EXPECT_LT(std::chrono::steady_clock::now() - before, 2000ms);
-}
-
-TEST(ServerDiscoveryTest, EachUnansweredProbeEndsAfterItsWait) {
-    ScriptedResponder silent([](const std::string&) { return std::string(); });
-    auto options = LoopbackOptions(silent.Port());
-    options.foundWait = 500ms;
-    ServerDiscovery discovery(
-        std::make_shared<FixedAddresses>(std::vector<std::string>{"127.0.0.1"}), options);
-    ::testing::internal::CaptureStdout();
-    const auto before = std::chrono::steady_clock::now();
-    EXPECT_EQ(discovery.Discover(), "");
-    const auto took = std::chrono::steady_clock::now() - before;
-    ::testing::internal::GetCapturedStdout();
-    // Two probes (broadcast, then cable link), each given its whole wait for
-    // a result and then cut short.
-    EXPECT_GE(took, 1000ms);
-    EXPECT_LT(took, 2500ms);
 }
 
 }  // namespace

@@ -66,19 +66,6 @@ TEST_F(RequestHandlerTest, BadValuesFailWithACodeTheServerCanDescribe) {
     EXPECT_EQ(Handle(nothing)->returnCode, kNotFound);
 }
 
-TEST_F(RequestHandlerTest, CurrentStateDescribesThePlayer) {
-    SetVolumeRequest volume;
-    volume.volume = 64;
-    Handle(volume);
-    const auto state = Handle(GetCurrentStateRequest());
-    const auto* current = As<GetCurrentStateResponse>(*state);
-    ASSERT_NE(current, nullptr);
-    EXPECT_EQ(current->volume, 64);
-    EXPECT_EQ(current->playingState, PlayingState::Stopped);
-    EXPECT_EQ(current->title, player_.Current()->title);
-    EXPECT_EQ(current->length, player_.Current()->length);
-}
-
 TEST_F(RequestHandlerTest, LibraryRequestsArePaged) {
     BrowseLibraryRequest browse;
     browse.path = "/Music/Songs/";

@@ -125,13 +125,6 @@ protected:
     FakeLauncher launcher_;
 };
 
-TEST_F(SelfUpdateTest, TheServerOffersItsFile) {
-    EXPECT_EQ(offer_.version, "1.6.0.0");
-    EXPECT_EQ(offer_.url, "/update/vantor-1.6.0.0.deb");
-    EXPECT_EQ(offer_.parameters, "--quiet");
-    EXPECT_EQ(offer_.checksum.size(), 32u);
-}
-
 TEST_F(SelfUpdateTest, AVerifiedUpdateIsOpenedAndTheClientQuits) {
     SelfUpdate update = Update();
     EXPECT_TRUE(update.Run(offer_));
