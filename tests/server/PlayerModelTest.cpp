@@ -28,16 +28,6 @@ TEST_F(PlayerModelTest, VolumeIsClampedAndOnlyChangesAreReported) {
     EXPECT_EQ(player_.Volume(), 0);
 }
 
-TEST_F(PlayerModelTest, PlayingMovesThePositionOnceASecond) {
-    EXPECT_TRUE(player_.Tick().empty()) << "stopped: nothing moves";
-    EXPECT_EQ(Names(player_.Play()), std::vector<std::string>{"PlayingStateChangedEvent"});
-    const Events tick = player_.Tick();
-    ASSERT_EQ(Names(tick), std::vector<std::string>{"PlayPositionChangedEvent"});
-    EXPECT_EQ(As<PlayPositionChangedEvent>(*tick[0])->playbackPosition, 1);
-    player_.Pause();
-    EXPECT_TRUE(player_.Tick().empty());
-}
-
 TEST_F(PlayerModelTest, TheEndOfASongStartsTheNext) {
     player_.Play();
     Events events;
@@ -101,20 +91,6 @@ TEST_F(PlayerModelTest, PlayNowReplacesTheQueueAndPlays) {
     player_.Clear();
     EXPECT_EQ(player_.Current(), nullptr);
     EXPECT_TRUE(player_.Play().empty()) << "an empty queue cannot play";
-}
-
-TEST_F(PlayerModelTest, SpeakersAndPresets) {
-    Events events;
-    ASSERT_TRUE(player_.SelectSpeaker("kitchen", events));
-    for (const Speaker& speaker : player_.Speakers()) {
-        EXPECT_EQ(speaker.enabled, speaker.id == "kitchen");
-    }
-    EXPECT_FALSE(player_.SelectSpeaker("attic", events));
-    ASSERT_TRUE(player_.SetEqPreset("Rock", events));
-    EXPECT_TRUE(player_.Eq().enabled);
-    EXPECT_EQ(player_.Eq().bands[0], 5);
-    EXPECT_EQ(Names(events).back(), "EqChangedEvent");
-    EXPECT_FALSE(player_.SetEqPreset("Polka", events));
 }
 
 }  // namespace
