@@ -44,22 +44,14 @@ std::string Lower(std::string text) {
 
 }  // namespace
 
-namespace {
-
-std::string Child(const std::string& parent, const std::string& name) {
-    return (parent == "/" ? "" : parent) + "/" + MediaLibrary::EscapeName(name);
-}
-
-LibraryEntry Folder(const std::string& parent, const std::string& title, MediaType type) {
+LibraryEntry FolderEntry(const std::string& parent, const std::string& title, MediaType type) {
     LibraryEntry entry;
     entry.type = type;
     entry.container = true;
     entry.title = title;
-    entry.path = Child(parent, title);
+    entry.path = (parent == "/" ? "" : parent) + "/" + MediaLibrary::EscapeName(title);
     return entry;
 }
-
-}  // namespace
 
 LibraryEntry TrackEntry(const std::string& parent, const Track& track, std::int32_t rating) {
     LibraryEntry entry;
@@ -230,7 +222,7 @@ std::optional<std::vector<LibraryEntry>> MediaLibrary::BrowseFolder(const Librar
             }
         }
         for (const std::string& name : names) {
-            entries.push_back(Folder(path, name, type));
+            entries.push_back(FolderEntry(path, name, type));
         }
     };
     const auto artist = [](const Track& t) -> const std::string& { return t.artist; };
@@ -240,12 +232,12 @@ std::optional<std::vector<LibraryEntry>> MediaLibrary::BrowseFolder(const Librar
 
     switch (at.kind) {
         case Kind::kRoot:
-            entries.push_back(Folder(path, "Music", MediaType::Folder));
-            entries.push_back(Folder(path, "Podcasts", MediaType::Folder));
+            entries.push_back(FolderEntry(path, "Music", MediaType::Folder));
+            entries.push_back(FolderEntry(path, "Podcasts", MediaType::Folder));
             return entries;
         case Kind::kMusic:
             for (const char* name : {"Artists", "Albums", "Genres", "Songs", "Playlists"}) {
-                entries.push_back(Folder(path, name, MediaType::Folder));
+                entries.push_back(FolderEntry(path, name, MediaType::Folder));
             }
             return entries;
         case Kind::kPodcasts:
@@ -253,7 +245,7 @@ std::optional<std::vector<LibraryEntry>> MediaLibrary::BrowseFolder(const Librar
             std::set<std::string> shows;
             for (std::size_t i = static_cast<std::size_t>(songs_); i < tracks_.size(); ++i) {
                 if (at.kind == Kind::kPodcasts && shows.insert(tracks_[i].album).second) {
-                    entries.push_back(Folder(path, tracks_[i].album, MediaType::PodcastShow));
+                    entries.push_back(FolderEntry(path, tracks_[i].album, MediaType::PodcastShow));
                 } else if (at.kind == Kind::kShow && tracks_[i].album == at.show) {
                     entries.push_back(TrackEntry(path, tracks_[i], -1));
                 }
@@ -301,7 +293,7 @@ std::optional<std::vector<LibraryEntry>> MediaLibrary::BrowseFolder(const Librar
             break;
         case Kind::kPlaylists:
             for (const auto& [name, ids] : playlists_) {
-                entries.push_back(Folder(path, name, MediaType::Playlist));
+                entries.push_back(FolderEntry(path, name, MediaType::Playlist));
             }
             break;
         case Kind::kPlaylist: {
@@ -368,20 +360,20 @@ std::vector<LibraryEntry> MediaLibrary::Search(const std::string& text) const {
     for (const Track& track : tracks_) {
         if (track.type == MediaType::Podcast) {
             if (matches(track.album) && shows.insert(track.album).second) {
-                results.push_back(Folder("/Podcasts", track.album, MediaType::PodcastShow));
+                results.push_back(FolderEntry("/Podcasts", track.album, MediaType::PodcastShow));
             }
             continue;
         }
         if (matches(track.artist) && artists.insert(track.artist).second) {
-            results.push_back(Folder("/Music/Artists", track.artist, MediaType::Artist));
+            results.push_back(FolderEntry("/Music/Artists", track.artist, MediaType::Artist));
         }
         if (matches(track.album) && albums.insert(track.album).second) {
-            results.push_back(Folder("/Music/Albums", track.album, MediaType::Album));
+            results.push_back(FolderEntry("/Music/Albums", track.album, MediaType::Album));
         }
     }
     for (const auto& [name, ids] : playlists_) {
         if (matches(name)) {
-            results.push_back(Folder("/Music/Playlists", name, MediaType::PlaylistFolder));
+            results.push_back(FolderEntry("/Music/Playlists", name, MediaType::PlaylistFolder));
         }
     }
     for (int i = 0; i < songs_; ++i) {

@@ -43,6 +43,9 @@ struct LibraryEntry {
     std::string path;
 };
 
+// The row of a folder named `title` in the folder `parent` ("/" for the root).
+LibraryEntry FolderEntry(const std::string& parent, const std::string& title, MediaType type);
+
 // The row of a track in the folder `parent` ("/" for the root), with the
 // rating given.
 LibraryEntry TrackEntry(const std::string& parent, const Track& track, std::int32_t rating);

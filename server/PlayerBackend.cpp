@@ -42,15 +42,6 @@ std::vector<IndexLabel> JumpLabels(const std::vector<LibraryEntry>& entries) {
     return index;
 }
 
-LibraryEntry FolderEntry(const std::string& parent, const std::string& title, MediaType type) {
-    LibraryEntry entry;
-    entry.type = type;
-    entry.container = true;
-    entry.title = title;
-    entry.path = (parent == "/" ? "" : parent) + "/" + MediaLibrary::EscapeName(title);
-    return entry;
-}
-
 LibraryEntry SongEntry(const std::string& parent, LibraryEntry song) {
     song.container = false;
     song.path = (parent == "/" ? "" : parent) + "/" + std::to_string(song.id);

@@ -26,19 +26,12 @@
 #include <vector>
 
 #include "MediaLibrary.h"
+#include "ResultCode.h"
 #include "protocol/Messages.h"
 
 namespace vantor::server {
 
 using Events = std::vector<std::unique_ptr<Message>>;
-
-// Result codes the server puts in returnCode.
-inline constexpr std::int32_t kSuccess = 0;
-inline constexpr std::int32_t kUnsupported = 1;
-inline constexpr std::int32_t kBadParameter = 2;
-inline constexpr std::int32_t kNotFound = 3;
-// The player could not be reached, or failed to carry out the request.
-inline constexpr std::int32_t kPlayerFailed = 4;
 
 struct PlayerStatus {
     std::int32_t playingState = PlayingState::Stopped;
@@ -94,51 +87,51 @@ public:
     virtual std::string LibraryId() const = 0;
     virtual PlayerCapabilities Capabilities() const = 0;
     virtual PlayerStatus Status() = 0;
-    virtual std::int32_t Transport(TransportCommand command, Events& events) = 0;
-    virtual std::int32_t SetVolume(std::int32_t volume, Events& events) = 0;  // 0..100
-    virtual std::int32_t SetPlaybackPosition(std::int32_t seconds, Events& events) = 0;
-    virtual std::int32_t SetQueuePosition(std::int32_t position, Events& events) = 0;
-    virtual std::int32_t SetShuffle(bool shuffle, Events& events) = 0;
-    virtual std::int32_t SetRepeat(std::int32_t repeat, Events& events) = 0;
-    virtual std::int32_t SetRating(std::int32_t rating, Events& events) = 0;  // 0..100
-    virtual std::int32_t GetEq(EqSettings* eq) = 0;
-    virtual std::int32_t SetEq(const EqSettings& eq, Events& events) = 0;
-    virtual std::int32_t EqPresets(std::vector<std::string>* names) = 0;
-    virtual std::int32_t SetEqPreset(const std::string& name, Events& events) = 0;
-    virtual std::int32_t GetFullScreen(bool* enabled) = 0;
-    virtual std::int32_t SetFullScreen(bool enabled, Events& events) = 0;
-    virtual std::int32_t Speakers(std::vector<Speaker>* speakers) = 0;
-    virtual std::int32_t SelectSpeaker(const std::string& id, Events& events) = 0;
-    virtual std::int32_t EnableSpeaker(const std::string& id, bool enabled, Events& events) = 0;
+    virtual ResultCode Transport(TransportCommand command, Events& events) = 0;
+    virtual ResultCode SetVolume(std::int32_t volume, Events& events) = 0;  // 0..100
+    virtual ResultCode SetPlaybackPosition(std::int32_t seconds, Events& events) = 0;
+    virtual ResultCode SetQueuePosition(std::int32_t position, Events& events) = 0;
+    virtual ResultCode SetShuffle(bool shuffle, Events& events) = 0;
+    virtual ResultCode SetRepeat(std::int32_t repeat, Events& events) = 0;
+    virtual ResultCode SetRating(std::int32_t rating, Events& events) = 0;  // 0..100
+    virtual ResultCode GetEq(EqSettings* eq) = 0;
+    virtual ResultCode SetEq(const EqSettings& eq, Events& events) = 0;
+    virtual ResultCode EqPresets(std::vector<std::string>* names) = 0;
+    virtual ResultCode SetEqPreset(const std::string& name, Events& events) = 0;
+    virtual ResultCode GetFullScreen(bool* enabled) = 0;
+    virtual ResultCode SetFullScreen(bool enabled, Events& events) = 0;
+    virtual ResultCode Speakers(std::vector<Speaker>* speakers) = 0;
+    virtual ResultCode SelectSpeaker(const std::string& id, Events& events) = 0;
+    virtual ResultCode EnableSpeaker(const std::string& id, bool enabled, Events& events) = 0;
     // Replaces the queue with what `selector` names and plays from
     // `startingItem`.
-    virtual std::int32_t PlayNow(const MediaSelector& selector, std::int32_t startingItem,
-                                 Events& events) = 0;
+    virtual ResultCode PlayNow(const MediaSelector& selector, std::int32_t startingItem,
+                               Events& events) = 0;
     // Inserts what `selector` names at `position` (-1: at the end).
-    virtual std::int32_t Add(const MediaSelector& selector, std::int32_t position,
-                             Events& events) = 0;
-    virtual std::int32_t Remove(std::int32_t position, Events& events) = 0;
-    virtual std::int32_t Move(std::int32_t from, std::int32_t to, Events& events) = 0;
-    virtual std::int32_t Clear(Events& events) = 0;
+    virtual ResultCode Add(const MediaSelector& selector, std::int32_t position,
+                           Events& events) = 0;
+    virtual ResultCode Remove(std::int32_t position, Events& events) = 0;
+    virtual ResultCode Move(std::int32_t from, std::int32_t to, Events& events) = 0;
+    virtual ResultCode Clear(Events& events) = 0;
     // count -1: to the end.
-    virtual std::int32_t QueuePage(std::int32_t start, std::int32_t count, ListPage* page) = 0;
+    virtual ResultCode QueuePage(std::int32_t start, std::int32_t count, ListPage* page) = 0;
     // The media side's URL path of the current song's cover picture.
-    virtual std::int32_t AlbumArtPath(std::string* path) = 0;
-    virtual std::int32_t UpdateLibrary(Events& events) = 0;
+    virtual ResultCode AlbumArtPath(std::string* path) = 0;
+    virtual ResultCode UpdateLibrary(Events& events) = 0;
     // Once a second: what moved on its own (the playing position).
     virtual void Tick(Events& events) = 0;
 
     // --- any thread
     // A page of a library folder by its path (see MediaLibrary.h); count -1:
     // to the end. kNotFound when the path names no folder.
-    virtual std::int32_t Browse(const std::string& path, std::int32_t start, std::int32_t count,
-                                ListPage* page) = 0;
-    virtual std::int32_t Search(const std::string& text, std::int32_t start, std::int32_t count,
-                                ListPage* page) = 0;
+    virtual ResultCode Browse(const std::string& path, std::int32_t start, std::int32_t count,
+                              ListPage* page) = 0;
+    virtual ResultCode Search(const std::string& text, std::int32_t start, std::int32_t count,
+                              ListPage* page) = 0;
     // One song by its id or, when the id is -1, by its library path.
-    virtual std::int32_t Item(std::int32_t id, const std::string& path, LibraryEntry* entry) = 0;
+    virtual ResultCode Item(std::int32_t id, const std::string& path, LibraryEntry* entry) = 0;
     // The cover picture of the song with this id, and its MIME type.
-    virtual std::int32_t AlbumArt(std::int32_t id, std::string* bytes, std::string* type) = 0;
+    virtual ResultCode AlbumArt(std::int32_t id, std::string* bytes, std::string* type) = 0;
 };
 
 // The slice [start, start + count) of a list (count -1: to the end), with
@@ -150,9 +143,7 @@ ListPage PageOf(const std::vector<LibraryEntry>& all, std::int32_t start, std::i
 // songs in them.
 std::vector<IndexLabel> JumpLabels(const std::vector<LibraryEntry>& entries);
 
-// A folder row and a song row of a library page; a song's path is its
-// folder's and its id.
-LibraryEntry FolderEntry(const std::string& parent, const std::string& title, MediaType type);
+// A song row of a library page: its path is its folder's and its id.
 LibraryEntry SongEntry(const std::string& parent, LibraryEntry song);
 
 }  // namespace vantor::server

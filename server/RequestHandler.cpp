@@ -78,7 +78,7 @@ std::unique_ptr<Message> RequestHandler::Handle(const Message& request, Events& 
         response = std::make_unique<BareResponse>(
             static_cast<MessageType>(static_cast<std::uint32_t>(type) + 1));
     }
-    std::int32_t code = kSuccess;
+    ResultCode code = kSuccess;
 
     switch (type) {
         case MessageType::GetErrorDetailsRequest:

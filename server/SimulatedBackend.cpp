@@ -15,7 +15,7 @@ void Append(T& to, M&& from) {
     std::move(from.begin(), from.end(), std::back_inserter(to));
 }
 
-std::int32_t Result(bool ok, std::int32_t failure) {
+ResultCode Outcome(bool ok, ResultCode failure) {
     return ok ? kSuccess : failure;
 }
 
@@ -43,7 +43,7 @@ PlayerStatus SimulatedBackend::Status() {
     return status;
 }
 
-std::int32_t SimulatedBackend::Transport(TransportCommand command, Events& events) {
+ResultCode SimulatedBackend::Transport(TransportCommand command, Events& events) {
     switch (command) {
         case TransportCommand::Play:
             Append(events, player_.Play());
@@ -73,75 +73,75 @@ std::int32_t SimulatedBackend::Transport(TransportCommand command, Events& event
     return kSuccess;
 }
 
-std::int32_t SimulatedBackend::SetVolume(std::int32_t volume, Events& events) {
+ResultCode SimulatedBackend::SetVolume(std::int32_t volume, Events& events) {
     Append(events, player_.SetVolume(volume));
     return kSuccess;
 }
 
-std::int32_t SimulatedBackend::SetPlaybackPosition(std::int32_t seconds, Events& events) {
-    return Result(player_.SetPlaybackPosition(seconds, events), kBadParameter);
+ResultCode SimulatedBackend::SetPlaybackPosition(std::int32_t seconds, Events& events) {
+    return Outcome(player_.SetPlaybackPosition(seconds, events), kBadParameter);
 }
 
-std::int32_t SimulatedBackend::SetQueuePosition(std::int32_t position, Events& events) {
-    return Result(player_.SetQueuePosition(position, events), kBadParameter);
+ResultCode SimulatedBackend::SetQueuePosition(std::int32_t position, Events& events) {
+    return Outcome(player_.SetQueuePosition(position, events), kBadParameter);
 }
 
-std::int32_t SimulatedBackend::SetShuffle(bool shuffle, Events& events) {
+ResultCode SimulatedBackend::SetShuffle(bool shuffle, Events& events) {
     Append(events, player_.SetShuffle(shuffle));
     return kSuccess;
 }
 
-std::int32_t SimulatedBackend::SetRepeat(std::int32_t repeat, Events& events) {
+ResultCode SimulatedBackend::SetRepeat(std::int32_t repeat, Events& events) {
     Append(events, player_.SetRepeat(repeat));
     return kSuccess;
 }
 
-std::int32_t SimulatedBackend::SetRating(std::int32_t rating, Events& events) {
-    return Result(player_.SetRating(rating, events), kBadParameter);
+ResultCode SimulatedBackend::SetRating(std::int32_t rating, Events& events) {
+    return Outcome(player_.SetRating(rating, events), kBadParameter);
 }
 
-std::int32_t SimulatedBackend::GetEq(EqSettings* eq) {
+ResultCode SimulatedBackend::GetEq(EqSettings* eq) {
     *eq = player_.Eq();
     return kSuccess;
 }
 
-std::int32_t SimulatedBackend::SetEq(const EqSettings& eq, Events& events) {
+ResultCode SimulatedBackend::SetEq(const EqSettings& eq, Events& events) {
     Append(events, player_.SetEq(eq));
     return kSuccess;
 }
 
-std::int32_t SimulatedBackend::EqPresets(std::vector<std::string>* names) {
+ResultCode SimulatedBackend::EqPresets(std::vector<std::string>* names) {
     for (const EqPreset& preset : player_.Presets()) {
         names->push_back(preset.name);
     }
     return kSuccess;
 }
 
-std::int32_t SimulatedBackend::SetEqPreset(const std::string& name, Events& events) {
-    return Result(player_.SetEqPreset(name, events), kNotFound);
+ResultCode SimulatedBackend::SetEqPreset(const std::string& name, Events& events) {
+    return Outcome(player_.SetEqPreset(name, events), kNotFound);
 }
 
-std::int32_t SimulatedBackend::GetFullScreen(bool* enabled) {
+ResultCode SimulatedBackend::GetFullScreen(bool* enabled) {
     *enabled = player_.FullScreen();
     return kSuccess;
 }
 
-std::int32_t SimulatedBackend::SetFullScreen(bool enabled, Events& events) {
+ResultCode SimulatedBackend::SetFullScreen(bool enabled, Events& events) {
     Append(events, player_.SetFullScreen(enabled));
     return kSuccess;
 }
 
-std::int32_t SimulatedBackend::Speakers(std::vector<Speaker>* speakers) {
+ResultCode SimulatedBackend::Speakers(std::vector<Speaker>* speakers) {
     *speakers = player_.Speakers();
     return kSuccess;
 }
 
-std::int32_t SimulatedBackend::SelectSpeaker(const std::string& id, Events& events) {
-    return Result(player_.SelectSpeaker(id, events), kNotFound);
+ResultCode SimulatedBackend::SelectSpeaker(const std::string& id, Events& events) {
+    return Outcome(player_.SelectSpeaker(id, events), kNotFound);
 }
 
-std::int32_t SimulatedBackend::EnableSpeaker(const std::string& id, bool enabled, Events& events) {
-    return Result(player_.EnableSpeaker(id, enabled, events), kNotFound);
+ResultCode SimulatedBackend::EnableSpeaker(const std::string& id, bool enabled, Events& events) {
+    return Outcome(player_.EnableSpeaker(id, enabled, events), kNotFound);
 }
 
 std::vector<std::int32_t> SimulatedBackend::Select(const MediaSelector& selector) const {
@@ -173,34 +173,34 @@ std::vector<std::int32_t> SimulatedBackend::Select(const MediaSelector& selector
     return songs;
 }
 
-std::int32_t SimulatedBackend::PlayNow(const MediaSelector& selector, std::int32_t startingItem,
-                                       Events& events) {
-    return Result(player_.PlayNow(Select(selector), startingItem, events), kNotFound);
+ResultCode SimulatedBackend::PlayNow(const MediaSelector& selector, std::int32_t startingItem,
+                                     Events& events) {
+    return Outcome(player_.PlayNow(Select(selector), startingItem, events), kNotFound);
 }
 
-std::int32_t SimulatedBackend::Add(const MediaSelector& selector, std::int32_t position,
-                                   Events& events) {
+ResultCode SimulatedBackend::Add(const MediaSelector& selector, std::int32_t position,
+                                 Events& events) {
     const auto songs = Select(selector);
     if (songs.empty()) {
         return kNotFound;
     }
-    return Result(player_.Add(songs, position, events), kBadParameter);
+    return Outcome(player_.Add(songs, position, events), kBadParameter);
 }
 
-std::int32_t SimulatedBackend::Remove(std::int32_t position, Events& events) {
-    return Result(player_.Remove(position, events), kBadParameter);
+ResultCode SimulatedBackend::Remove(std::int32_t position, Events& events) {
+    return Outcome(player_.Remove(position, events), kBadParameter);
 }
 
-std::int32_t SimulatedBackend::Move(std::int32_t from, std::int32_t to, Events& events) {
-    return Result(player_.Move(from, to, events), kBadParameter);
+ResultCode SimulatedBackend::Move(std::int32_t from, std::int32_t to, Events& events) {
+    return Outcome(player_.Move(from, to, events), kBadParameter);
 }
 
-std::int32_t SimulatedBackend::Clear(Events& events) {
+ResultCode SimulatedBackend::Clear(Events& events) {
     Append(events, player_.Clear());
     return kSuccess;
 }
 
-std::int32_t SimulatedBackend::QueuePage(std::int32_t start, std::int32_t count, ListPage* page) {
+ResultCode SimulatedBackend::QueuePage(std::int32_t start, std::int32_t count, ListPage* page) {
     const auto& queue = player_.Queue();
     page->total = queue.size();
     const std::size_t first = std::min<std::size_t>(std::max(start, 0), queue.size());
@@ -216,7 +216,7 @@ std::int32_t SimulatedBackend::QueuePage(std::int32_t start, std::int32_t count,
     return kSuccess;
 }
 
-std::int32_t SimulatedBackend::AlbumArtPath(std::string* path) {
+ResultCode SimulatedBackend::AlbumArtPath(std::string* path) {
     const Track* track = player_.Current();
     if (track == nullptr) {
         return kNotFound;
@@ -225,7 +225,7 @@ std::int32_t SimulatedBackend::AlbumArtPath(std::string* path) {
     return kSuccess;
 }
 
-std::int32_t SimulatedBackend::UpdateLibrary(Events& events) {
+ResultCode SimulatedBackend::UpdateLibrary(Events& events) {
     events.push_back(std::make_unique<MediaLibraryChangedEvent>());
     return kSuccess;
 }
@@ -257,8 +257,8 @@ std::shared_ptr<const std::vector<LibraryEntry>> SimulatedBackend::Folder(const 
     return shared;
 }
 
-std::int32_t SimulatedBackend::Browse(const std::string& path, std::int32_t start,
-                                      std::int32_t count, ListPage* page) {
+ResultCode SimulatedBackend::Browse(const std::string& path, std::int32_t start, std::int32_t count,
+                                    ListPage* page) {
     const auto entries = Folder(path.empty() ? "/" : path);
     if (!entries) {
         return kNotFound;
@@ -267,14 +267,14 @@ std::int32_t SimulatedBackend::Browse(const std::string& path, std::int32_t star
     return kSuccess;
 }
 
-std::int32_t SimulatedBackend::Search(const std::string& text, std::int32_t start,
-                                      std::int32_t count, ListPage* page) {
+ResultCode SimulatedBackend::Search(const std::string& text, std::int32_t start, std::int32_t count,
+                                    ListPage* page) {
     *page = PageOf(library_->Search(text), start, count);
     page->index.clear();
     return kSuccess;
 }
 
-std::int32_t SimulatedBackend::Item(std::int32_t id, const std::string& path, LibraryEntry* entry) {
+ResultCode SimulatedBackend::Item(std::int32_t id, const std::string& path, LibraryEntry* entry) {
     std::vector<std::int32_t> songs;
     if (id != -1) {
         songs.push_back(id);
@@ -289,7 +289,7 @@ std::int32_t SimulatedBackend::Item(std::int32_t id, const std::string& path, Li
     return kSuccess;
 }
 
-std::int32_t SimulatedBackend::AlbumArt(std::int32_t id, std::string* bytes, std::string* type) {
+ResultCode SimulatedBackend::AlbumArt(std::int32_t id, std::string* bytes, std::string* type) {
     const Track* track = library_->Find(id);
     if (track == nullptr) {
         return kNotFound;

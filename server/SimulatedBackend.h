@@ -27,39 +27,39 @@ public:
     std::string LibraryId() const override { return "simulated"; }
     PlayerCapabilities Capabilities() const override { return {true, true}; }
     PlayerStatus Status() override;
-    std::int32_t Transport(TransportCommand command, Events& events) override;
-    std::int32_t SetVolume(std::int32_t volume, Events& events) override;
-    std::int32_t SetPlaybackPosition(std::int32_t seconds, Events& events) override;
-    std::int32_t SetQueuePosition(std::int32_t position, Events& events) override;
-    std::int32_t SetShuffle(bool shuffle, Events& events) override;
-    std::int32_t SetRepeat(std::int32_t repeat, Events& events) override;
-    std::int32_t SetRating(std::int32_t rating, Events& events) override;
-    std::int32_t GetEq(EqSettings* eq) override;
-    std::int32_t SetEq(const EqSettings& eq, Events& events) override;
-    std::int32_t EqPresets(std::vector<std::string>* names) override;
-    std::int32_t SetEqPreset(const std::string& name, Events& events) override;
-    std::int32_t GetFullScreen(bool* enabled) override;
-    std::int32_t SetFullScreen(bool enabled, Events& events) override;
-    std::int32_t Speakers(std::vector<Speaker>* speakers) override;
-    std::int32_t SelectSpeaker(const std::string& id, Events& events) override;
-    std::int32_t EnableSpeaker(const std::string& id, bool enabled, Events& events) override;
-    std::int32_t PlayNow(const MediaSelector& selector, std::int32_t startingItem,
-                         Events& events) override;
-    std::int32_t Add(const MediaSelector& selector, std::int32_t position, Events& events) override;
-    std::int32_t Remove(std::int32_t position, Events& events) override;
-    std::int32_t Move(std::int32_t from, std::int32_t to, Events& events) override;
-    std::int32_t Clear(Events& events) override;
-    std::int32_t QueuePage(std::int32_t start, std::int32_t count, ListPage* page) override;
-    std::int32_t AlbumArtPath(std::string* path) override;
-    std::int32_t UpdateLibrary(Events& events) override;
+    ResultCode Transport(TransportCommand command, Events& events) override;
+    ResultCode SetVolume(std::int32_t volume, Events& events) override;
+    ResultCode SetPlaybackPosition(std::int32_t seconds, Events& events) override;
+    ResultCode SetQueuePosition(std::int32_t position, Events& events) override;
+    ResultCode SetShuffle(bool shuffle, Events& events) override;
+    ResultCode SetRepeat(std::int32_t repeat, Events& events) override;
+    ResultCode SetRating(std::int32_t rating, Events& events) override;
+    ResultCode GetEq(EqSettings* eq) override;
+    ResultCode SetEq(const EqSettings& eq, Events& events) override;
+    ResultCode EqPresets(std::vector<std::string>* names) override;
+    ResultCode SetEqPreset(const std::string& name, Events& events) override;
+    ResultCode GetFullScreen(bool* enabled) override;
+    ResultCode SetFullScreen(bool enabled, Events& events) override;
+    ResultCode Speakers(std::vector<Speaker>* speakers) override;
+    ResultCode SelectSpeaker(const std::string& id, Events& events) override;
+    ResultCode EnableSpeaker(const std::string& id, bool enabled, Events& events) override;
+    ResultCode PlayNow(const MediaSelector& selector, std::int32_t startingItem,
+                       Events& events) override;
+    ResultCode Add(const MediaSelector& selector, std::int32_t position, Events& events) override;
+    ResultCode Remove(std::int32_t position, Events& events) override;
+    ResultCode Move(std::int32_t from, std::int32_t to, Events& events) override;
+    ResultCode Clear(Events& events) override;
+    ResultCode QueuePage(std::int32_t start, std::int32_t count, ListPage* page) override;
+    ResultCode AlbumArtPath(std::string* path) override;
+    ResultCode UpdateLibrary(Events& events) override;
     void Tick(Events& events) override;
 
-    std::int32_t Browse(const std::string& path, std::int32_t start, std::int32_t count,
-                        ListPage* page) override;
-    std::int32_t Search(const std::string& text, std::int32_t start, std::int32_t count,
-                        ListPage* page) override;
-    std::int32_t Item(std::int32_t id, const std::string& path, LibraryEntry* entry) override;
-    std::int32_t AlbumArt(std::int32_t id, std::string* bytes, std::string* type) override;
+    ResultCode Browse(const std::string& path, std::int32_t start, std::int32_t count,
+                      ListPage* page) override;
+    ResultCode Search(const std::string& text, std::int32_t start, std::int32_t count,
+                      ListPage* page) override;
+    ResultCode Item(std::int32_t id, const std::string& path, LibraryEntry* entry) override;
+    ResultCode AlbumArt(std::int32_t id, std::string* bytes, std::string* type) override;
 
 private:
     std::vector<std::int32_t> Select(const MediaSelector& selector) const;

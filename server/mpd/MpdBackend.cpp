@@ -63,7 +63,7 @@ mpd_connection* MpdBackend::Commands(Events& events) {
     return connection;
 }
 
-std::int32_t MpdBackend::Run(const char* what, const std::vector<Send>& commands, Events& events) {
+ResultCode MpdBackend::Run(const char* what, const std::vector<Send>& commands, Events& events) {
     mpd_connection* connection = Commands(events);
     if (connection == nullptr) {
         return kPlayerFailed;
@@ -79,7 +79,7 @@ std::int32_t MpdBackend::Run(const char* what, const std::vector<Send>& commands
         answered = mpd_response_next(connection);
     }
     mpd_status* status = answered ? mpd_recv_status(connection) : nullptr;
-    const std::int32_t code = command_.Finish(what);
+    const ResultCode code = command_.Finish(what);
     if (status != nullptr) {
         if (code == kSuccess) {
             Apply(status, events);
@@ -240,7 +240,7 @@ std::int32_t MpdBackend::ReadRating(const std::string& uri) {
     return rating;
 }
 
-std::int32_t MpdBackend::Transport(TransportCommand command, Events& events) {
+ResultCode MpdBackend::Transport(TransportCommand command, Events& events) {
     const PlayerStatus& now = state_.player;
     const std::int32_t state = now.playingState;
     switch (command) {
@@ -286,7 +286,7 @@ std::int32_t MpdBackend::Transport(TransportCommand command, Events& events) {
     return kUnsupported;
 }
 
-std::int32_t MpdBackend::SetVolume(std::int32_t volume, Events& events) {
+ResultCode MpdBackend::SetVolume(std::int32_t volume, Events& events) {
     if (connected_ && state_.player.volume < 0) {
         return kUnsupported;  // no mixer
     }
@@ -296,7 +296,7 @@ std::int32_t MpdBackend::SetVolume(std::int32_t volume, Events& events) {
                events);
 }
 
-std::int32_t MpdBackend::SetPlaybackPosition(std::int32_t seconds, Events& events) {
+ResultCode MpdBackend::SetPlaybackPosition(std::int32_t seconds, Events& events) {
     const PlayerStatus& now = state_.player;
     if (!now.current || seconds < 0 ||
         (now.current->length >= 0 && seconds > now.current->length)) {
@@ -311,12 +311,12 @@ std::int32_t MpdBackend::SetPlaybackPosition(std::int32_t seconds, Events& event
                events);
 }
 
-std::int32_t MpdBackend::SetShuffle(bool shuffle, Events& events) {
+ResultCode MpdBackend::SetShuffle(bool shuffle, Events& events) {
     return Run("random", {[shuffle](mpd_connection* c) { return mpd_send_random(c, shuffle); }},
                events);
 }
 
-std::int32_t MpdBackend::SetRepeat(std::int32_t repeat, Events& events) {
+ResultCode MpdBackend::SetRepeat(std::int32_t repeat, Events& events) {
     repeat = std::clamp(repeat, RepeatState::Off, RepeatState::All);
     return Run(
         "repeat",
@@ -325,7 +325,7 @@ std::int32_t MpdBackend::SetRepeat(std::int32_t repeat, Events& events) {
         events);
 }
 
-std::int32_t MpdBackend::SetRating(std::int32_t rating, Events& events) {
+ResultCode MpdBackend::SetRating(std::int32_t rating, Events& events) {
     std::optional<LibraryEntry>& current = state_.player.current;
     if (!current || rating < 0 || rating > 100) {
         return kBadParameter;
@@ -336,7 +336,7 @@ std::int32_t MpdBackend::SetRating(std::int32_t rating, Events& events) {
     }
     const std::string value = std::to_string(rating);
     mpd_run_sticker_set(connection, "song", currentUri_.c_str(), kRating, value.c_str());
-    const std::int32_t code = command_.Check("sticker set");
+    const ResultCode code = command_.Check("sticker set");
     if (code != kSuccess) {
         return code;
     }
@@ -345,7 +345,7 @@ std::int32_t MpdBackend::SetRating(std::int32_t rating, Events& events) {
     return kSuccess;
 }
 
-std::int32_t MpdBackend::ReadSpeakers(std::vector<Speaker>* speakers) {
+ResultCode MpdBackend::ReadSpeakers(std::vector<Speaker>* speakers) {
     mpd_connection* connection = command_.Get(!connected_);
     if (connection == nullptr || !mpd_send_outputs(connection)) {
         return command_.Check("outputs");
@@ -369,17 +369,17 @@ void MpdBackend::RefreshSpeakers(Events& events) {
     }
 }
 
-std::int32_t MpdBackend::Speakers(std::vector<Speaker>* speakers) {
-    const std::int32_t code = ReadSpeakers(speakers);
+ResultCode MpdBackend::Speakers(std::vector<Speaker>* speakers) {
+    const ResultCode code = ReadSpeakers(speakers);
     if (code == kSuccess) {
         speakers_ = *speakers;
     }
     return code;
 }
 
-std::int32_t MpdBackend::SelectSpeaker(const std::string& id, Events& events) {
+ResultCode MpdBackend::SelectSpeaker(const std::string& id, Events& events) {
     std::vector<Speaker> speakers;
-    std::int32_t code = ReadSpeakers(&speakers);
+    ResultCode code = ReadSpeakers(&speakers);
     if (code != kSuccess) {
         return code;
     }
@@ -400,12 +400,12 @@ std::int32_t MpdBackend::SelectSpeaker(const std::string& id, Events& events) {
     return code;
 }
 
-std::int32_t MpdBackend::EnableSpeaker(const std::string& id, bool enabled, Events& events) {
+ResultCode MpdBackend::EnableSpeaker(const std::string& id, bool enabled, Events& events) {
     if (!Numeric(id)) {
         return kNotFound;
     }
     const unsigned output = static_cast<unsigned>(std::stoul(id));
-    const std::int32_t code = Run(
+    const ResultCode code = Run(
         enabled ? "enableoutput" : "disableoutput", {[output, enabled](mpd_connection* c) {
             return enabled ? mpd_send_enable_output(c, output) : mpd_send_disable_output(c, output);
         }},
@@ -414,7 +414,7 @@ std::int32_t MpdBackend::EnableSpeaker(const std::string& id, bool enabled, Even
     return code;
 }
 
-std::int32_t MpdBackend::AlbumArtPath(std::string* path) {
+ResultCode MpdBackend::AlbumArtPath(std::string* path) {
     if (!state_.player.current) {
         return kNotFound;
     }
@@ -422,7 +422,7 @@ std::int32_t MpdBackend::AlbumArtPath(std::string* path) {
     // read on the loop's own connection, so no picture a worker streams
     // holds it up.
     std::string picture;
-    const std::int32_t code = ReadMpdPicture(command_, currentUri_, 1, &picture);
+    const ResultCode code = ReadMpdPicture(command_, currentUri_, 1, &picture);
     if (code != kSuccess) {
         return code;
     }
@@ -431,7 +431,7 @@ std::int32_t MpdBackend::AlbumArtPath(std::string* path) {
     return kSuccess;
 }
 
-std::int32_t MpdBackend::UpdateLibrary(Events& events) {
+ResultCode MpdBackend::UpdateLibrary(Events& events) {
     mpd_connection* connection = Commands(events);
     if (connection == nullptr) {
         return kPlayerFailed;
@@ -443,17 +443,17 @@ std::int32_t MpdBackend::UpdateLibrary(Events& events) {
 
 // --- the library and pictures (any thread) ---------------------------------
 
-std::int32_t MpdBackend::Browse(const std::string& path, std::int32_t start, std::int32_t count,
-                                ListPage* page) {
+ResultCode MpdBackend::Browse(const std::string& path, std::int32_t start, std::int32_t count,
+                              ListPage* page) {
     return library_.Browse(path, start, count, page);
 }
 
-std::int32_t MpdBackend::Search(const std::string& text, std::int32_t start, std::int32_t count,
-                                ListPage* page) {
+ResultCode MpdBackend::Search(const std::string& text, std::int32_t start, std::int32_t count,
+                              ListPage* page) {
     return library_.Search(text, start, count, page);
 }
 
-std::int32_t MpdBackend::Item(std::int32_t id, const std::string& path, LibraryEntry* entry) {
+ResultCode MpdBackend::Item(std::int32_t id, const std::string& path, LibraryEntry* entry) {
     std::string uri;
     if (id != -1) {
         uri = songs_.UriOf(id);
@@ -464,7 +464,7 @@ std::int32_t MpdBackend::Item(std::int32_t id, const std::string& path, LibraryE
     return uri.empty() ? kNotFound : library_.Item(uri, entry);
 }
 
-std::int32_t MpdBackend::AlbumArt(std::int32_t id, std::string* bytes, std::string* type) {
+ResultCode MpdBackend::AlbumArt(std::int32_t id, std::string* bytes, std::string* type) {
     const std::string uri = songs_.UriOf(id);
     return uri.empty() ? kNotFound : pictures_.Picture(uri, bytes, type);
 }

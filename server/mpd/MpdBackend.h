@@ -63,39 +63,39 @@ public:
     std::string LibraryId() const override { return "mpd"; }
     PlayerCapabilities Capabilities() const override { return {false, true}; }
     PlayerStatus Status() override { return state_.player; }
-    std::int32_t Transport(TransportCommand command, Events& events) override;
-    std::int32_t SetVolume(std::int32_t volume, Events& events) override;
-    std::int32_t SetPlaybackPosition(std::int32_t seconds, Events& events) override;
-    std::int32_t SetQueuePosition(std::int32_t position, Events& events) override;
-    std::int32_t SetShuffle(bool shuffle, Events& events) override;
-    std::int32_t SetRepeat(std::int32_t repeat, Events& events) override;
-    std::int32_t SetRating(std::int32_t rating, Events& events) override;
-    std::int32_t GetEq(EqSettings*) override { return kUnsupported; }
-    std::int32_t SetEq(const EqSettings&, Events&) override { return kUnsupported; }
-    std::int32_t EqPresets(std::vector<std::string>*) override { return kUnsupported; }
-    std::int32_t SetEqPreset(const std::string&, Events&) override { return kUnsupported; }
-    std::int32_t GetFullScreen(bool*) override { return kUnsupported; }
-    std::int32_t SetFullScreen(bool, Events&) override { return kUnsupported; }
-    std::int32_t Speakers(std::vector<Speaker>* speakers) override;
-    std::int32_t SelectSpeaker(const std::string& id, Events& events) override;
-    std::int32_t EnableSpeaker(const std::string& id, bool enabled, Events& events) override;
-    std::int32_t PlayNow(const MediaSelector& selector, std::int32_t startingItem,
-                         Events& events) override;
-    std::int32_t Add(const MediaSelector& selector, std::int32_t position, Events& events) override;
-    std::int32_t Remove(std::int32_t position, Events& events) override;
-    std::int32_t Move(std::int32_t from, std::int32_t to, Events& events) override;
-    std::int32_t Clear(Events& events) override;
-    std::int32_t QueuePage(std::int32_t start, std::int32_t count, ListPage* page) override;
-    std::int32_t AlbumArtPath(std::string* path) override;
-    std::int32_t UpdateLibrary(Events& events) override;
+    ResultCode Transport(TransportCommand command, Events& events) override;
+    ResultCode SetVolume(std::int32_t volume, Events& events) override;
+    ResultCode SetPlaybackPosition(std::int32_t seconds, Events& events) override;
+    ResultCode SetQueuePosition(std::int32_t position, Events& events) override;
+    ResultCode SetShuffle(bool shuffle, Events& events) override;
+    ResultCode SetRepeat(std::int32_t repeat, Events& events) override;
+    ResultCode SetRating(std::int32_t rating, Events& events) override;
+    ResultCode GetEq(EqSettings*) override { return kUnsupported; }
+    ResultCode SetEq(const EqSettings&, Events&) override { return kUnsupported; }
+    ResultCode EqPresets(std::vector<std::string>*) override { return kUnsupported; }
+    ResultCode SetEqPreset(const std::string&, Events&) override { return kUnsupported; }
+    ResultCode GetFullScreen(bool*) override { return kUnsupported; }
+    ResultCode SetFullScreen(bool, Events&) override { return kUnsupported; }
+    ResultCode Speakers(std::vector<Speaker>* speakers) override;
+    ResultCode SelectSpeaker(const std::string& id, Events& events) override;
+    ResultCode EnableSpeaker(const std::string& id, bool enabled, Events& events) override;
+    ResultCode PlayNow(const MediaSelector& selector, std::int32_t startingItem,
+                       Events& events) override;
+    ResultCode Add(const MediaSelector& selector, std::int32_t position, Events& events) override;
+    ResultCode Remove(std::int32_t position, Events& events) override;
+    ResultCode Move(std::int32_t from, std::int32_t to, Events& events) override;
+    ResultCode Clear(Events& events) override;
+    ResultCode QueuePage(std::int32_t start, std::int32_t count, ListPage* page) override;
+    ResultCode AlbumArtPath(std::string* path) override;
+    ResultCode UpdateLibrary(Events& events) override;
     void Tick(Events& events) override;
 
-    std::int32_t Browse(const std::string& path, std::int32_t start, std::int32_t count,
-                        ListPage* page) override;
-    std::int32_t Search(const std::string& text, std::int32_t start, std::int32_t count,
-                        ListPage* page) override;
-    std::int32_t Item(std::int32_t id, const std::string& path, LibraryEntry* entry) override;
-    std::int32_t AlbumArt(std::int32_t id, std::string* bytes, std::string* type) override;
+    ResultCode Browse(const std::string& path, std::int32_t start, std::int32_t count,
+                      ListPage* page) override;
+    ResultCode Search(const std::string& text, std::int32_t start, std::int32_t count,
+                      ListPage* page) override;
+    ResultCode Item(std::int32_t id, const std::string& path, LibraryEntry* entry) override;
+    ResultCode AlbumArt(std::int32_t id, std::string* bytes, std::string* type) override;
 
     // What the idle thread tells (loop thread).
     void OnIdle(const MpdIdleNotice& notice, Events& events);
@@ -108,16 +108,16 @@ private:
     mpd_connection* Commands(Events& events);
     // Sends `commands` and "status" in one command list and applies the
     // status.
-    std::int32_t Run(const char* what, const std::vector<Send>& commands, Events& events);
+    ResultCode Run(const char* what, const std::vector<Send>& commands, Events& events);
     void Refresh(Events& events);
     void Apply(const mpd_status* status, Events& events);
     void OnChanged(unsigned subsystems, const mpd_status* status, unsigned reads, Events& events);
     void MarkLost(Events& events);
     std::int32_t ReadRating(const std::string& uri);
-    std::int32_t ReadSpeakers(std::vector<Speaker>* speakers);
+    ResultCode ReadSpeakers(std::vector<Speaker>* speakers);
     void RefreshSpeakers(Events& events);
     // The songs a selection names: kNotFound for none.
-    std::int32_t CountSongs(const MpdSelection& selection, std::size_t* count, Events& events);
+    ResultCode CountSongs(const MpdSelection& selection, std::size_t* count, Events& events);
     static std::vector<Send> AddCommands(const MpdSelection& selection, std::int32_t position);
 
     const MpdOptions options_;

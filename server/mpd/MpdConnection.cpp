@@ -20,7 +20,7 @@ unsigned MpdTimeoutMs(std::chrono::milliseconds timeout) {
     return static_cast<unsigned>(seconds * 1000);
 }
 
-std::int32_t ResultForMpdError(int serverError) {
+ResultCode ResultForMpdError(int serverError) {
     switch (serverError) {
         case MPD_SERVER_ERROR_NO_EXIST:
             return kNotFound;
@@ -83,7 +83,7 @@ mpd_connection* MpdConnection::Get(bool now) {
     return connection_;
 }
 
-std::int32_t MpdConnection::Check(const char* what, bool quiet) {
+ResultCode MpdConnection::Check(const char* what, bool quiet) {
     if (connection_ == nullptr) {
         return kPlayerFailed;
     }
@@ -98,7 +98,7 @@ std::int32_t MpdConnection::Check(const char* what, bool quiet) {
                 mpd_connection_get_server_error_location(connection_),
                 mpd_connection_get_error_message(connection_));
         }
-        const std::int32_t code = ResultForMpdError(server);
+        const ResultCode code = ResultForMpdError(server);
         if (!mpd_connection_clear_error(connection_)) {
             Close();
         }
@@ -113,7 +113,7 @@ std::int32_t MpdConnection::Check(const char* what, bool quiet) {
     return kPlayerFailed;
 }
 
-std::int32_t MpdConnection::Finish(const char* what, bool quiet) {
+ResultCode MpdConnection::Finish(const char* what, bool quiet) {
     if (connection_ == nullptr) {
         return kPlayerFailed;
     }

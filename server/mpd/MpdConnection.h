@@ -12,6 +12,8 @@
 #include <cstdint>
 #include <string>
 
+#include "ResultCode.h"
+
 struct mpd_connection;
 
 namespace vantor::server {
@@ -43,9 +45,9 @@ public:
     // After a command: kSuccess, or the result code for the error on the
     // connection. The error is logged with `what` (unless `quiet` and MPD
     // merely refused) and cleared; a broken connection is closed.
-    std::int32_t Check(const char* what, bool quiet = false);
+    ResultCode Check(const char* what, bool quiet = false);
     // Reads the rest of the response, then Check().
-    std::int32_t Finish(const char* what, bool quiet = false);
+    ResultCode Finish(const char* what, bool quiet = false);
 
 private:
     const std::string host_;
@@ -61,6 +63,6 @@ private:
 unsigned MpdTimeoutMs(std::chrono::milliseconds timeout);
 
 // The server's result code for an error MPD answered with (ACK).
-std::int32_t ResultForMpdError(int serverError);
+ResultCode ResultForMpdError(int serverError);
 
 }  // namespace vantor::server

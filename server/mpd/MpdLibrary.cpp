@@ -54,8 +54,8 @@ void MpdLibrary::Close() {
     connection_.Close();
 }
 
-std::int32_t MpdLibrary::TagList(int tag, const std::string& filter,
-                                 std::vector<std::string>* names) {
+ResultCode MpdLibrary::TagList(int tag, const std::string& filter,
+                               std::vector<std::string>* names) {
     const std::string key = std::to_string(tag) + " " + filter;
     {
         std::lock_guard lock(namesMutex_);
@@ -81,7 +81,7 @@ std::int32_t MpdLibrary::TagList(int tag, const std::string& filter,
         }
         mpd_return_pair(connection, pair);
     }
-    const std::int32_t code = connection_.Finish("list");
+    const ResultCode code = connection_.Finish("list");
     if (code != kSuccess) {
         return code;
     }
@@ -95,8 +95,8 @@ std::int32_t MpdLibrary::TagList(int tag, const std::string& filter,
     return kSuccess;
 }
 
-std::int32_t MpdLibrary::Songs(const std::string& filter, std::int32_t start, std::int32_t count,
-                               const std::string& folder, ListPage* page) {
+ResultCode MpdLibrary::Songs(const std::string& filter, std::int32_t start, std::int32_t count,
+                             const std::string& folder, ListPage* page) {
     mpd_connection* connection = connection_.Get(true);
     if (connection == nullptr) {
         return kPlayerFailed;
@@ -110,7 +110,7 @@ std::int32_t MpdLibrary::Songs(const std::string& filter, std::int32_t start, st
         total = std::strtoul(pair->value, nullptr, 10);
         mpd_return_pair(connection, pair);
     }
-    if (const std::int32_t code = connection_.Finish("count"); code != kSuccess) {
+    if (const ResultCode code = connection_.Finish("count"); code != kSuccess) {
         return code;
     }
     page->total = total;
@@ -134,7 +134,7 @@ std::int32_t MpdLibrary::Songs(const std::string& filter, std::int32_t start, st
     return connection_.Finish("find");
 }
 
-std::int32_t MpdLibrary::PlaylistNames(std::vector<std::string>* names) {
+ResultCode MpdLibrary::PlaylistNames(std::vector<std::string>* names) {
     mpd_connection* connection = connection_.Get(true);
     if (connection == nullptr || !mpd_send_list_playlists(connection)) {
         return connection_.Check("listplaylists");
@@ -147,8 +147,8 @@ std::int32_t MpdLibrary::PlaylistNames(std::vector<std::string>* names) {
     return connection_.Finish("listplaylists");
 }
 
-std::int32_t MpdLibrary::PlaylistSongs(const std::string& name, const std::string& folder,
-                                       std::vector<LibraryEntry>* entries) {
+ResultCode MpdLibrary::PlaylistSongs(const std::string& name, const std::string& folder,
+                                     std::vector<LibraryEntry>* entries) {
     mpd_connection* connection = connection_.Get(true);
     if (connection == nullptr || !mpd_send_list_playlist_meta(connection, name.c_str())) {
         return connection_.Check("listplaylistinfo");
@@ -160,8 +160,8 @@ std::int32_t MpdLibrary::PlaylistSongs(const std::string& name, const std::strin
     return connection_.Finish("listplaylistinfo", true);
 }
 
-std::int32_t MpdLibrary::Browse(const std::string& path, std::int32_t start, std::int32_t count,
-                                ListPage* page) {
+ResultCode MpdLibrary::Browse(const std::string& path, std::int32_t start, std::int32_t count,
+                              ListPage* page) {
     using Kind = LibraryPath::Kind;
     using mpd::AllOf;
     using mpd::Equals;
@@ -171,7 +171,7 @@ std::int32_t MpdLibrary::Browse(const std::string& path, std::int32_t start, std
     // that holds nothing does not exist.
     const auto names = [&](mpd_tag_type tag, const std::string& filter, MediaType type) {
         std::vector<std::string> found;
-        const std::int32_t code = TagList(tag, filter, &found);
+        const ResultCode code = TagList(tag, filter, &found);
         if (code != kSuccess) {
             return code;
         }
@@ -219,14 +219,14 @@ std::int32_t MpdLibrary::Browse(const std::string& path, std::int32_t start, std
         case Kind::kArtistAlbum:
         case Kind::kAlbum:
         case Kind::kGenreArtistAlbum: {
-            const std::int32_t code = Songs(mpd::FolderFilter(at), start, count, folder, page);
+            const ResultCode code = Songs(mpd::FolderFilter(at), start, count, folder, page);
             return code == kSuccess && page->total == 0 ? kNotFound : code;
         }
         case Kind::kSongs:
             return Songs(mpd::kEverything, start, count, folder, page);
         case Kind::kPlaylists: {
             std::vector<std::string> playlists;
-            const std::int32_t code = PlaylistNames(&playlists);
+            const ResultCode code = PlaylistNames(&playlists);
             if (code == kSuccess) {
                 *page = PageOf(Folders(folder, playlists, MediaType::Playlist), start, count);
             }
@@ -234,7 +234,7 @@ std::int32_t MpdLibrary::Browse(const std::string& path, std::int32_t start, std
         }
         case Kind::kPlaylist: {
             std::vector<LibraryEntry> entries;
-            const std::int32_t code = PlaylistSongs(at.playlist, folder, &entries);
+            const ResultCode code = PlaylistSongs(at.playlist, folder, &entries);
             if (code == kSuccess) {
                 *page = PageOf(entries, start, count);
             }
@@ -245,8 +245,8 @@ std::int32_t MpdLibrary::Browse(const std::string& path, std::int32_t start, std
     }
 }
 
-std::int32_t MpdLibrary::Search(const std::string& text, std::int32_t start, std::int32_t count,
-                                ListPage* page) {
+ResultCode MpdLibrary::Search(const std::string& text, std::int32_t start, std::int32_t count,
+                              ListPage* page) {
     page->entries.clear();
     page->total = 0;
     const std::string needle = Lower(text);
@@ -262,7 +262,7 @@ std::int32_t MpdLibrary::Search(const std::string& text, std::int32_t start, std
         {MPD_TAG_ALBUM, {"/Music/Albums", MediaType::Album}}};
     for (const auto& [tag, where] : kinds) {
         names.clear();
-        const std::int32_t code = TagList(tag, "", &names);
+        const ResultCode code = TagList(tag, "", &names);
         if (code != kSuccess) {
             return code;
         }
@@ -292,7 +292,7 @@ std::int32_t MpdLibrary::Search(const std::string& text, std::int32_t start, std
     const std::int32_t songCount =
         count < 0 ? -1 : count - static_cast<std::int32_t>(page->entries.size());
     ListPage songs;
-    const std::int32_t code =
+    const ResultCode code =
         Songs(mpd::ContainsAnyCase("title", text), static_cast<std::int32_t>(songFirst), songCount,
               "/Music/Songs", &songs);
     if (code != kSuccess) {
@@ -305,7 +305,7 @@ std::int32_t MpdLibrary::Search(const std::string& text, std::int32_t start, std
     return kSuccess;
 }
 
-std::int32_t MpdLibrary::Item(const std::string& uri, LibraryEntry* entry) {
+ResultCode MpdLibrary::Item(const std::string& uri, LibraryEntry* entry) {
     std::lock_guard lock(mutex_);
     mpd_connection* connection = connection_.Get(true);
     if (connection == nullptr || !mpd_send_list_meta(connection, uri.c_str())) {
@@ -319,7 +319,7 @@ std::int32_t MpdLibrary::Item(const std::string& uri, LibraryEntry* entry) {
         }
         mpd_entity_free(entity);
     }
-    const std::int32_t code = connection_.Finish("lsinfo", true);
+    const ResultCode code = connection_.Finish("lsinfo", true);
     return code == kSuccess && !found ? kNotFound : code;
 }
 

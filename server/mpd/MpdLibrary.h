@@ -24,14 +24,14 @@ class MpdLibrary {
 public:
     MpdLibrary(const MpdOptions& options, MpdSongs& songs);
 
-    std::int32_t Browse(const std::string& path, std::int32_t start, std::int32_t count,
-                        ListPage* page);
+    ResultCode Browse(const std::string& path, std::int32_t start, std::int32_t count,
+                      ListPage* page);
     // Artists, albums and playlists whose names hold the text come first,
     // then the songs whose titles do; any case.
-    std::int32_t Search(const std::string& text, std::int32_t start, std::int32_t count,
-                        ListPage* page);
+    ResultCode Search(const std::string& text, std::int32_t start, std::int32_t count,
+                      ListPage* page);
     // One song by its URI.
-    std::int32_t Item(const std::string& uri, LibraryEntry* entry);
+    ResultCode Item(const std::string& uri, LibraryEntry* entry);
 
     // The database changed: the kept name lists are stale.
     void Forget();
@@ -41,12 +41,12 @@ public:
     void Close();
 
 private:
-    std::int32_t TagList(int tag, const std::string& filter, std::vector<std::string>* names);
-    std::int32_t Songs(const std::string& filter, std::int32_t start, std::int32_t count,
-                       const std::string& folder, ListPage* page);
-    std::int32_t PlaylistNames(std::vector<std::string>* names);
-    std::int32_t PlaylistSongs(const std::string& name, const std::string& folder,
-                               std::vector<LibraryEntry>* entries);
+    ResultCode TagList(int tag, const std::string& filter, std::vector<std::string>* names);
+    ResultCode Songs(const std::string& filter, std::int32_t start, std::int32_t count,
+                     const std::string& folder, ListPage* page);
+    ResultCode PlaylistNames(std::vector<std::string>* names);
+    ResultCode PlaylistSongs(const std::string& name, const std::string& folder,
+                             std::vector<LibraryEntry>* entries);
 
     MpdSongs& songs_;
     std::mutex mutex_;  // guards connection_

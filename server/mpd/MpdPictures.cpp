@@ -46,8 +46,8 @@ std::string PictureExtension(const std::string& type) {
     return ".img";
 }
 
-std::int32_t ReadMpdPicture(MpdConnection& connection, const std::string& uri, std::size_t limit,
-                            std::string* bytes) {
+ResultCode ReadMpdPicture(MpdConnection& connection, const std::string& uri, std::size_t limit,
+                          std::string* bytes) {
     std::vector<char> chunk(64 * 1024);
     // A cover file beside the song first, then a picture inside it.
     for (const bool embedded : {false, true}) {
@@ -66,7 +66,7 @@ std::int32_t ReadMpdPicture(MpdConnection& connection, const std::string& uri, s
             }
             bytes->append(chunk.data(), static_cast<std::size_t>(read));
         }
-        const std::int32_t code =
+        const ResultCode code =
             connection.Check(embedded ? "readpicture" : "albumart", /*quiet=*/true);
         if (code == kPlayerFailed || code == kUnsupported) {
             return code;
@@ -83,9 +83,9 @@ std::int32_t ReadMpdPicture(MpdConnection& connection, const std::string& uri, s
 
 MpdPictures::MpdPictures(const MpdOptions& options) : connection_(options, "pictures") {}
 
-std::int32_t MpdPictures::Picture(const std::string& uri, std::string* bytes, std::string* type) {
+ResultCode MpdPictures::Picture(const std::string& uri, std::string* bytes, std::string* type) {
     std::lock_guard lock(mutex_);
-    const std::int32_t code = ReadMpdPicture(connection_, uri, kMaxPicture, bytes);
+    const ResultCode code = ReadMpdPicture(connection_, uri, kMaxPicture, bytes);
     if (code == kSuccess) {
         *type = PictureType(*bytes);
     }

@@ -12,13 +12,14 @@
 #include <string>
 
 #include "MpdConnection.h"
+#include "ResultCode.h"
 
 namespace vantor::server {
 
 // Reads up to `limit` bytes of the song's picture on `connection`:
 // kNotFound when the song has none.
-std::int32_t ReadMpdPicture(MpdConnection& connection, const std::string& uri, std::size_t limit,
-                            std::string* bytes);
+ResultCode ReadMpdPicture(MpdConnection& connection, const std::string& uri, std::size_t limit,
+                          std::string* bytes);
 
 // The MIME type a picture's first bytes tell, and the file extension for it.
 std::string PictureType(const std::string& bytes);
@@ -29,7 +30,7 @@ public:
     explicit MpdPictures(const MpdOptions& options);
 
     // The whole picture of the song at `uri` and its MIME type (any thread).
-    std::int32_t Picture(const std::string& uri, std::string* bytes, std::string* type);
+    ResultCode Picture(const std::string& uri, std::string* bytes, std::string* type);
 
     // Keeps the connection open while nothing uses it; skipped while a
     // picture is being read.

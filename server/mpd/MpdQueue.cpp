@@ -10,7 +10,7 @@
 
 namespace vantor::server {
 
-std::int32_t MpdBackend::SetQueuePosition(std::int32_t position, Events& events) {
+ResultCode MpdBackend::SetQueuePosition(std::int32_t position, Events& events) {
     if (position < 0 || position >= state_.player.queueLength) {
         return kBadParameter;
     }
@@ -25,14 +25,14 @@ std::int32_t MpdBackend::SetQueuePosition(std::int32_t position, Events& events)
     return Run("play", commands, events);
 }
 
-std::int32_t MpdBackend::CountSongs(const MpdSelection& selection, std::size_t* count,
-                                    Events& events) {
+ResultCode MpdBackend::CountSongs(const MpdSelection& selection, std::size_t* count,
+                                  Events& events) {
     *count = 0;
     mpd_connection* connection = Commands(events);
     if (connection == nullptr) {
         return kPlayerFailed;
     }
-    std::int32_t code = kSuccess;
+    ResultCode code = kSuccess;
     switch (selection.kind) {
         case MpdSelection::Kind::kNothing:
             break;
@@ -103,11 +103,11 @@ std::vector<MpdBackend::Send> MpdBackend::AddCommands(const MpdSelection& select
     return {};
 }
 
-std::int32_t MpdBackend::PlayNow(const MediaSelector& selector, std::int32_t startingItem,
-                                 Events& events) {
+ResultCode MpdBackend::PlayNow(const MediaSelector& selector, std::int32_t startingItem,
+                               Events& events) {
     const MpdSelection selection = MpdSelection::Of(selector, songs_);
     std::size_t count = 0;
-    if (const std::int32_t code = CountSongs(selection, &count, events); code != kSuccess) {
+    if (const ResultCode code = CountSongs(selection, &count, events); code != kSuccess) {
         return code;  // nothing found leaves the queue as it is
     }
     const auto first = static_cast<unsigned>(
@@ -120,7 +120,7 @@ std::int32_t MpdBackend::PlayNow(const MediaSelector& selector, std::int32_t sta
     return Run("play now", commands, events);
 }
 
-std::int32_t MpdBackend::Add(const MediaSelector& selector, std::int32_t position, Events& events) {
+ResultCode MpdBackend::Add(const MediaSelector& selector, std::int32_t position, Events& events) {
     const MpdSelection selection = MpdSelection::Of(selector, songs_);
     if (selection.kind == MpdSelection::Kind::kNothing) {
         return kNotFound;
@@ -129,13 +129,13 @@ std::int32_t MpdBackend::Add(const MediaSelector& selector, std::int32_t positio
         return kBadParameter;
     }
     std::size_t count = 0;
-    if (const std::int32_t code = CountSongs(selection, &count, events); code != kSuccess) {
+    if (const ResultCode code = CountSongs(selection, &count, events); code != kSuccess) {
         return code;
     }
     return Run("add", AddCommands(selection, position), events);
 }
 
-std::int32_t MpdBackend::Remove(std::int32_t position, Events& events) {
+ResultCode MpdBackend::Remove(std::int32_t position, Events& events) {
     if (position < 0 || position >= state_.player.queueLength) {
         return kBadParameter;
     }
@@ -145,7 +145,7 @@ std::int32_t MpdBackend::Remove(std::int32_t position, Events& events) {
                events);
 }
 
-std::int32_t MpdBackend::Move(std::int32_t from, std::int32_t to, Events& events) {
+ResultCode MpdBackend::Move(std::int32_t from, std::int32_t to, Events& events) {
     const std::int32_t length = state_.player.queueLength;
     if (from < 0 || from >= length || to < 0 || to >= length) {
         return kBadParameter;
@@ -156,11 +156,11 @@ std::int32_t MpdBackend::Move(std::int32_t from, std::int32_t to, Events& events
                events);
 }
 
-std::int32_t MpdBackend::Clear(Events& events) {
+ResultCode MpdBackend::Clear(Events& events) {
     return Run("clear", {[](mpd_connection* c) { return mpd_send_clear(c); }}, events);
 }
 
-std::int32_t MpdBackend::QueuePage(std::int32_t start, std::int32_t count, ListPage* page) {
+ResultCode MpdBackend::QueuePage(std::int32_t start, std::int32_t count, ListPage* page) {
     Events ignored;  // the idle thread reports the same changes
     Refresh(ignored);
     if (!connected_) {
