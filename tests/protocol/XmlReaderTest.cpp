@@ -38,34 +38,32 @@ TEST(XmlEscapeTest, EscapesAndDecodesInTheirOrder) {
     }
 }
 
-TEST(XmlReaderTest, ReadsTheFirstElementOfAName) {
-    const std::string text = "<M>\n<title>a&lt;b &amp; c</title>\n<title>second</title>\n</M>";
-    EXPECT_EQ(ReadText(text, "title"), "a<b & c");
-    EXPECT_EQ(ReadText(text, "missing"), "");
-    EXPECT_EQ(ReadText(text, "titl"), "") << "a prefix of a name is another name";
-}
-
-TEST(XmlReaderTest, BlankTerminatedTagIsSearchedFirst) {
-    // An element with an attribute is found, even after a plain one.
-    EXPECT_EQ(ReadText("<M><title>plain</title><title lang=\"en\">attr</title></M>", "title"),
-              "attr");
-    EXPECT_EQ(ReadText("<M><title x>y</title></M>", "title"), "y");
-}
-
-TEST(XmlReaderTest, SelfClosedElementsReadAsMissing) {
-    EXPECT_EQ(ReadText("<M>\n<title/>\n</M>", "title"), "");
+// The search rules a field is found by, kept exactly as the server has them.
+TEST(XmlReaderTest, FieldsAreFoundByTheSearchRules) {
+    struct Case {
+        const char* rule;
+        const char* text;
+        const char* value;
+    };
+    const Case cases[] = {
+        {"the first of a name, decoded", "<M>\n<t>a&lt;b &amp; c</t>\n<t>second</t>\n</M>",
+         "a<b & c"},
+        {"a prefix of a name is another name", "<M><title>x</title></M>", ""},
+        {"a blank-terminated tag is searched first", "<M><t>plain</t><t lang=\"en\">attr</t></M>",
+         "attr"},
+        {"a bare blank ends the name too", "<M><t x>y</t></M>", "y"},
+        {"self-closed reads as missing", "<M>\n<t/>\n</M>", ""},
+        {"self-closed with an attribute is found, and empty", "<M><t a=\"1\"/><t>later</t></M>",
+         ""},
+        {"<t/> never matches a search", "<M><t/><t>later</t></M>", "later"},
+        {"nested same-name elements are skipped", "<M><t>a<t>b</t>c</t><t>d</t></M>", "a<t>b</t>c"},
+        {"a nested opening tag uses up the only closing tag", "<M><t><t>only opened</t></M>", ""},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(ReadText(c.text, "t"), c.value) << c.rule;
+    }
+    EXPECT_EQ(ReadText("<M><t>x</t></M>", "missing"), "");
     EXPECT_EQ(ReadInt("<M>\n<volume/>\n</M>", "volume"), -1);
-    EXPECT_EQ(ReadText("<M><title a=\"1\"/><title>later</title></M>", "title"), "")
-        << "a self-closed element with an attribute is found, and empty";
-    EXPECT_EQ(ReadText("<M><title/><title>later</title></M>", "title"), "later")
-        << "<title/> never matches a search";
-}
-
-TEST(XmlReaderTest, NestedElementsOfTheSameNameAreSkipped) {
-    EXPECT_EQ(ReadText("<M><item>a<item>b</item>c</item><item>d</item></M>", "item"),
-              "a<item>b</item>c");
-    EXPECT_EQ(ReadText("<M><item><item>only opened</item></M>", "item"), "")
-        << "the nested opening tag uses up the only closing tag";
 }
 
 TEST(XmlReaderTest, UnterminatedInputReadsAsMissing) {

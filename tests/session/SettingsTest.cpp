@@ -140,19 +140,6 @@ TEST(SettingsTest, TheServerHistoryIsRebuiltFromTheList) {
     }
 }
 
-TEST(SettingsTest, InstallingRecordsTheFolder) {
-    const auto path = std::filesystem::path(::testing::TempDir()) /
-                      ("install-" + std::to_string(::getpid()) + ".reg");
-    RegistryStore store(path.string());
-    ASSERT_EQ(Install(store, "/srv/vantor/"), 0);
-    RegistryStore loaded(path.string());
-    ASSERT_EQ(loaded.Load(), 0);
-    Settings settings;
-    LoadSettings(loaded, settings);
-    EXPECT_EQ(settings.DefaultSkinPath(), "/srv/vantor/skins/default/default.xml");
-    std::filesystem::remove(path);
-}
-
 TEST(SettingsTest, AFirstRunRecordsWhereTheDataIs) {
     const auto path = std::filesystem::path(::testing::TempDir()) /
                       ("first-run-" + std::to_string(::getpid()) + ".reg");
