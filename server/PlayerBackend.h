@@ -6,7 +6,7 @@
 // players stand behind it: the simulated one (SimulatedBackend) and a Music
 // Player Daemon (MpdBackend).
 //
-// Every operation returns one of the result codes below; what it changed is
+// Every operation returns a ResultCode (ResultCode.h); what it changed is
 // appended to `events` as the protocol's events, which the server pushes to
 // every client. A player may also change on its own (a song ends, another
 // program turns the volume up): such changes reach the server loop through
