@@ -1,0 +1,151 @@
+#pragma once
+
+// The desktop's media players as the player behind vantor-server, over the
+// session bus (MPRIS). Without a name it drives the player a person is
+// using: the one that began playing last, or was chosen last from a client
+// (the players are the speakers; SelectSpeakerRequest switches). With a
+// name (see NameMatches) only the players matching it are followed. The
+// client's own MPRIS service and playerctld are never driven.
+//
+// The play queue is the player's TrackList where it has one, otherwise the
+// current track; the library is a "Playlists" folder where the player has
+// the Playlists interface (its entries play with ActivatePlaylist),
+// otherwise the current track. What the player's Can* properties deny is
+// answered as unsupported. Album art is the picture the driven player
+// names for its current track, served only when it really is one (see
+// MprisArt.h).
+//
+// Threads and locks:
+// - "MPRIS Bus": QtDBus and the MprisBus on it, in a Qt event loop of its
+//   own (a QCoreApplication must exist). It posts each new view of the
+//   driven player to the server loop (LoopPost); the loop hands it calls
+//   with a queued call and waits for the answer at most `answerWait`. While
+//   one call is still unanswered after its wait, further calls fail at once
+//   (kPlayerFailed), so a hung player costs the loop one wait, not one per
+//   request.
+// - loop thread: every loop-thread method of PlayerBackend, and view_ (no
+//   lock: only the loop touches it).
+// - any thread (loop and HTTP workers): the listing, the item numbers given
+//   out and the current art URL, under sharedMutex_; the art cache guards
+//   itself.
+
+#include <QVariant>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "PlayerBackend.h"
+#include "core/NamedThread.h"
+#include "mpris/MprisArt.h"
+#include "mpris/MprisView.h"
+
+namespace vantor::server::mpris {
+
+class MprisBus;
+
+struct MprisOptions {
+    // The player to drive (see NameMatches); empty: the one in use.
+    std::string name;
+    // How long the loop waits for a player's answer to a command.
+    std::chrono::milliseconds answerWait{500};
+};
+
+class MprisBackend final : public PlayerBackend {
+public:
+    explicit MprisBackend(MprisOptions options);
+    ~MprisBackend() override;
+
+    // Whether the user's session bus answers; why not, when it does not.
+    // Needs a QCoreApplication.
+    static bool SessionBusReachable(std::string* reason);
+
+    void Start(LoopPost post) override;
+    void Stop() override;
+
+    std::string PlayerType() const override { return "Desktop media player (MPRIS)"; }
+    std::string LibraryId() const override { return "mpris"; }
+    PlayerCapabilities Capabilities() const override { return {false, true}; }
+    PlayerStatus Status() override;
+    std::int32_t Transport(TransportCommand command, Events& events) override;
+    std::int32_t SetVolume(std::int32_t volume, Events& events) override;
+    std::int32_t SetPlaybackPosition(std::int32_t seconds, Events& events) override;
+    std::int32_t SetQueuePosition(std::int32_t position, Events& events) override;
+    std::int32_t SetShuffle(bool shuffle, Events& events) override;
+    std::int32_t SetRepeat(std::int32_t repeat, Events& events) override;
+    std::int32_t SetRating(std::int32_t, Events&) override { return kUnsupported; }
+    std::int32_t GetEq(EqSettings*) override { return kUnsupported; }
+    std::int32_t SetEq(const EqSettings&, Events&) override { return kUnsupported; }
+    std::int32_t EqPresets(std::vector<std::string>*) override { return kUnsupported; }
+    std::int32_t SetEqPreset(const std::string&, Events&) override { return kUnsupported; }
+    std::int32_t GetFullScreen(bool*) override { return kUnsupported; }
+    std::int32_t SetFullScreen(bool, Events&) override { return kUnsupported; }
+    std::int32_t Speakers(std::vector<Speaker>* speakers) override;
+    std::int32_t SelectSpeaker(const std::string& id, Events& events) override;
+    std::int32_t EnableSpeaker(const std::string& id, bool enabled, Events& events) override;
+    std::int32_t PlayNow(const MediaSelector& selector, std::int32_t startingItem,
+                         Events& events) override;
+    std::int32_t Add(const MediaSelector&, std::int32_t, Events&) override { return kUnsupported; }
+    std::int32_t Remove(std::int32_t, Events&) override { return kUnsupported; }
+    std::int32_t Move(std::int32_t, std::int32_t, Events&) override { return kUnsupported; }
+    std::int32_t Clear(Events&) override { return kUnsupported; }
+    std::int32_t QueuePage(std::int32_t start, std::int32_t count, ListPage* page) override;
+    std::int32_t AlbumArtPath(std::string* path) override;
+    std::int32_t UpdateLibrary(Events& events) override;
+    void Tick(Events& events) override;
+
+    std::int32_t Browse(const std::string& path, std::int32_t start, std::int32_t count,
+                        ListPage* page) override;
+    std::int32_t Search(const std::string& text, std::int32_t start, std::int32_t count,
+                        ListPage* page) override;
+    std::int32_t Item(std::int32_t id, const std::string& path, LibraryEntry* entry) override;
+    std::int32_t AlbumArt(std::int32_t id, std::string* bytes, std::string* type) override;
+
+    // What the bus thread posts (loop thread): the driven player's new view.
+    void Apply(PlayerView view, Events& events);
+
+private:
+    struct Shared;
+    // What a number given to a client stands for.
+    struct Known {
+        std::string busName;
+        bool playlist = false;
+        std::string target;  // the track's or playlist's object path
+        LibraryEntry entry;
+    };
+    using Call = std::function<void(MprisBus&, std::function<void(std::int32_t)>)>;
+
+    // Hands `call` to the bus thread and waits for its answer (loop thread).
+    std::int32_t Command(const char* what, Call call);
+    std::int32_t PlayerCall(const char* method, QVariantList arguments = {});
+    std::int32_t SetProperty(const char* property, QVariant value);
+
+    // Under sharedMutex_.
+    std::int32_t NumberOf(const std::string& busName, bool playlist, const std::string& target,
+                          LibraryEntry entry);
+    LibraryEntry TrackEntryLocked(const Track& track);
+    std::vector<LibraryEntry> QueueLocked();
+    std::vector<LibraryEntry> FolderLocked(const std::string& path, bool* found);
+    const Known* KnownLocked(std::int32_t id) const;
+    const Known* ResolveLocked(const MediaSelector& selector, std::int32_t startingItem);
+
+    const MprisOptions options_;
+    std::shared_ptr<Shared> shared_;
+    NamedThread thread_;
+
+    // Loop thread.
+    PlayerView view_;
+    std::int32_t toldPosition_ = 0;
+
+    std::mutex sharedMutex_;    // guards listed_, known_ and numbers_
+    PlayerView listed_;         // the driven player's view as last applied
+    std::vector<Known> known_;  // by number - 1
+    std::unordered_map<std::string, std::int32_t> numbers_;
+
+    ArtCache art_;
+};
+
+}  // namespace vantor::server::mpris
