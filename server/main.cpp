@@ -189,6 +189,14 @@ int main(int argc, char** argv) {
         }
     }
 
+    // Signals are taken by sigwait below, never by a handler; blocked before
+    // any thread starts (QtDBus starts one), so every thread inherits it.
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+
     if (mpris && !options.mpdHost.empty()) {
         std::fprintf(stderr, "vantor-server: --mpd and --mpris cannot be given together\n");
         return 2;
@@ -214,13 +222,6 @@ int main(int argc, char** argv) {
             return std::make_shared<vantor::server::mpris::MprisBackend>(player);
         };
     }
-
-    // Signals are taken by sigwait below, never by a handler.
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
     MessageServer server(options);
     if (!server.Start()) {
