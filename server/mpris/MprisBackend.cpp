@@ -251,6 +251,9 @@ std::int32_t MprisBackend::SetProperty(const char* property, QVariant value) {
 }
 
 std::int32_t MprisBackend::Transport(TransportCommand command, Events&) {
+    if (view_.busName.empty()) {
+        return kPlayerFailed;  // no player on the bus
+    }
     const Abilities& can = view_.can;
     const bool playing = view_.playingState == PlayingState::Playing;
     switch (command) {
@@ -280,6 +283,9 @@ std::int32_t MprisBackend::Transport(TransportCommand command, Events&) {
 }
 
 std::int32_t MprisBackend::SetVolume(std::int32_t volume, Events&) {
+    if (view_.busName.empty()) {
+        return kPlayerFailed;  // no player on the bus
+    }
     if (!view_.can.control || view_.volume < 0) {
         return kUnsupported;
     }
@@ -287,6 +293,9 @@ std::int32_t MprisBackend::SetVolume(std::int32_t volume, Events&) {
 }
 
 std::int32_t MprisBackend::SetPlaybackPosition(std::int32_t seconds, Events&) {
+    if (view_.busName.empty()) {
+        return kPlayerFailed;  // no player on the bus
+    }
     if (!view_.can.control || !view_.can.seek) {
         return kUnsupported;
     }
@@ -309,6 +318,9 @@ std::int32_t MprisBackend::SetPlaybackPosition(std::int32_t seconds, Events&) {
 }
 
 std::int32_t MprisBackend::SetQueuePosition(std::int32_t position, Events& events) {
+    if (view_.busName.empty()) {
+        return kPlayerFailed;  // no player on the bus
+    }
     if (!view_.can.control) {
         return kUnsupported;
     }
@@ -330,6 +342,9 @@ std::int32_t MprisBackend::SetQueuePosition(std::int32_t position, Events& event
 }
 
 std::int32_t MprisBackend::SetShuffle(bool shuffle, Events&) {
+    if (view_.busName.empty()) {
+        return kPlayerFailed;  // no player on the bus
+    }
     if (!view_.can.control || !view_.shuffle) {
         return kUnsupported;
     }
@@ -337,6 +352,9 @@ std::int32_t MprisBackend::SetShuffle(bool shuffle, Events&) {
 }
 
 std::int32_t MprisBackend::SetRepeat(std::int32_t repeat, Events&) {
+    if (view_.busName.empty()) {
+        return kPlayerFailed;  // no player on the bus
+    }
     if (!view_.can.control || !view_.repeat) {
         return kUnsupported;
     }
