@@ -4,6 +4,7 @@
 #include <QDBusConnection>
 #include <QDBusError>
 #include <QDBusObjectPath>
+#include <QDBusVariant>
 #include <QEventLoop>
 #include <QMetaObject>
 #include <algorithm>
@@ -19,7 +20,8 @@ namespace vantor::server::mpris {
 
 namespace {
 
-const QString kConnectionName = QStringLiteral("vantor-server-mpris");
+// Each backend's bus connection has a name of its own.
+std::atomic<int> connections{0};
 constexpr std::size_t kMaxKnown = 100000;
 constexpr std::int64_t kSkipUs = 10'000'000;
 
@@ -52,14 +54,13 @@ std::string ArtExtension(const std::string& url) {
 // What the bus thread shares with the backend; it holds a share, so a
 // thread abandoned after its stop time-out never reaches freed memory.
 struct MprisBackend::Shared {
+    const QString connectionName = QStringLiteral("vantor-server-mpris-%1").arg(++connections);
     std::string wanted;
     LoopPost post;
     std::mutex mutex;  // guards bus, loop and stop
     MprisBus* bus = nullptr;
     QEventLoop* loop = nullptr;
     bool stop = false;
-    // Commands whose answer the loop stopped waiting for.
-    std::atomic<int> unanswered{0};
 
     void Run();
     // Runs `work` on the bus thread; false when the bus is not running.
@@ -84,7 +85,7 @@ void MprisBackend::Shared::Run() {
     {
         QEventLoop events;
         QDBusConnection connection =
-            QDBusConnection::connectToBus(QDBusConnection::SessionBus, kConnectionName);
+            QDBusConnection::connectToBus(QDBusConnection::SessionBus, connectionName);
         if (!connection.isConnected()) {
             Log(kLogError, "vantor-server: the session bus cannot be reached: %s",
                 connection.lastError().message().toUtf8().constData());
@@ -110,7 +111,7 @@ void MprisBackend::Shared::Run() {
         bus = nullptr;
         loop = nullptr;
     }
-    QDBusConnection::disconnectFromBus(kConnectionName);
+    QDBusConnection::disconnectFromBus(connectionName);
 }
 
 MprisBackend::MprisBackend(MprisOptions options) : options_(std::move(options)) {}
@@ -195,59 +196,53 @@ PlayerStatus MprisBackend::Status() {
     return status;
 }
 
-std::int32_t MprisBackend::Command(const char* what, Call call) {
+std::int32_t MprisBackend::Command(const QString& interface, const char* method,
+                                   QVariantList arguments) {
     if (view_.busName.empty() || !shared_) {
         return kPlayerFailed;  // no player on the bus
     }
-    if (shared_->unanswered > 0) {
+    const auto now = Clock::now();
+    if (now < stalledUntil_) {
         Log(kLogError,
-            "vantor-server: %s not sent: MPRIS player %s has not answered the last "
-            "command yet",
-            what, view_.busName.c_str());
+            "vantor-server: %s not sent: MPRIS player %s has not answered the last command yet",
+            method, view_.busName.c_str());
         return kPlayerFailed;
     }
-    struct Pending {
-        std::promise<std::int32_t> result;
-        std::atomic<bool> settled{false};  // answered, or given up by the loop
-    };
-    auto pending = std::make_shared<Pending>();
-    std::future<std::int32_t> answer = pending->result.get_future();
-    std::shared_ptr<Shared> shared = shared_;
-    const bool sent = shared_->ToBus([call = std::move(call), pending, shared](MprisBus& bus) {
-        call(bus, [pending, shared](std::int32_t code) {
-            pending->result.set_value(code);
-            if (pending->settled.exchange(true)) {
-                --shared->unanswered;  // the loop had given up on it
-            }
-        });
-    });
-    if (!sent) {
-        return kPlayerFailed;
+    // Sent from this thread, on the bus thread's connection (QtDBus
+    // connections may be used from any thread), so the answer comes back
+    // without a hop through the bus thread's event loop.
+    QDBusMessage call = QDBusMessage::createMethodCall(QString::fromStdString(view_.busName),
+                                                       QStringLiteral("/org/mpris/MediaPlayer2"),
+                                                       interface, QString::fromLatin1(method));
+    call.setArguments(arguments);
+    const QDBusMessage reply =
+        QDBusConnection(shared_->connectionName)
+            .call(call, QDBus::Block, static_cast<int>(options_.answerWait.count()));
+    if (reply.type() == QDBusMessage::ReplyMessage) {
+        return kSuccess;
     }
-    if (answer.wait_for(options_.answerWait) != std::future_status::ready) {
-        ++shared_->unanswered;
-        if (!pending->settled.exchange(true)) {
-            Log(kLogError, "vantor-server: MPRIS player %s did not answer %s within %lld ms",
-                view_.busName.c_str(), what, static_cast<long long>(options_.answerWait.count()));
-            return kPlayerFailed;
-        }
-        --shared_->unanswered;  // answered as the wait ended
+    if (reply.errorName() == QStringLiteral("org.freedesktop.DBus.Error.NoReply") ||
+        reply.errorName() == QStringLiteral("org.freedesktop.DBus.Error.Timeout")) {
+        Log(kLogError, "vantor-server: MPRIS player %s did not answer %s within %lld ms",
+            view_.busName.c_str(), method, static_cast<long long>(options_.answerWait.count()));
+        // The player may still be busy with it; the next commands are not
+        // made to wait for it as well.
+        stalledUntil_ = Clock::now() + std::chrono::milliseconds(kCallTimeoutMs);
+    } else {
+        Log(kLogError, "vantor-server: MPRIS player %s refused %s: %s", view_.busName.c_str(),
+            method, reply.errorMessage().toUtf8().constData());
     }
-    return answer.get();
+    return kPlayerFailed;
 }
 
 std::int32_t MprisBackend::PlayerCall(const char* method, QVariantList arguments) {
-    const QString name = QString::fromLatin1(method);
-    return Command(method, [name, arguments = std::move(arguments)](MprisBus& bus, auto done) {
-        bus.Call(kPlayerInterface, name, arguments, std::move(done));
-    });
+    return Command(kPlayerInterface, method, std::move(arguments));
 }
 
 std::int32_t MprisBackend::SetProperty(const char* property, QVariant value) {
-    const QString name = QString::fromLatin1(property);
-    return Command(property, [name, value = std::move(value)](MprisBus& bus, auto done) {
-        bus.Set(kPlayerInterface, name, value, std::move(done));
-    });
+    return Command(QStringLiteral("org.freedesktop.DBus.Properties"), "Set",
+                   {kPlayerInterface, QString::fromLatin1(property),
+                    QVariant::fromValue(QDBusVariant(std::move(value)))});
 }
 
 std::int32_t MprisBackend::Transport(TransportCommand command, Events&) {
@@ -330,10 +325,7 @@ std::int32_t MprisBackend::SetQueuePosition(std::int32_t position, Events& event
         }
         const QString id =
             QString::fromStdString((*view_.tracks)[static_cast<std::size_t>(position)].id);
-        return Command("GoTo", [id](MprisBus& bus, auto done) {
-            bus.Call(kTrackListInterface, QStringLiteral("GoTo"),
-                     {QVariant::fromValue(QDBusObjectPath(id))}, std::move(done));
-        });
+        return Command(kTrackListInterface, "GoTo", {QVariant::fromValue(QDBusObjectPath(id))});
     }
     if (position != 0 || !view_.track) {
         return kBadParameter;
@@ -407,18 +399,12 @@ std::int32_t MprisBackend::PlayNow(const MediaSelector& selector, std::int32_t s
     }
     const QDBusObjectPath target(QString::fromStdString(known.target));
     if (known.playlist) {
-        return Command("ActivatePlaylist", [target](MprisBus& bus, auto done) {
-            bus.Call(kPlaylistsInterface, QStringLiteral("ActivatePlaylist"),
-                     {QVariant::fromValue(target)}, std::move(done));
-        });
+        return Command(kPlaylistsInterface, "ActivatePlaylist", {QVariant::fromValue(target)});
     }
     if (view_.hasTrackList && view_.tracks && !known.target.empty() &&
         std::any_of(view_.tracks->begin(), view_.tracks->end(),
                     [&](const Track& track) { return track.id == known.target; })) {
-        return Command("GoTo", [target](MprisBus& bus, auto done) {
-            bus.Call(kTrackListInterface, QStringLiteral("GoTo"), {QVariant::fromValue(target)},
-                     std::move(done));
-        });
+        return Command(kTrackListInterface, "GoTo", {QVariant::fromValue(target)});
     }
     if (view_.track && known.target == view_.track->id) {
         return Transport(TransportCommand::Play, events);

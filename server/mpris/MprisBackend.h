@@ -18,11 +18,13 @@
 // Threads and locks:
 // - "MPRIS Bus": QtDBus and the MprisBus on it, in a Qt event loop of its
 //   own (a QCoreApplication must exist). It posts each new view of the
-//   driven player to the server loop (LoopPost); the loop hands it calls
-//   with a queued call and waits for the answer at most `answerWait`. While
-//   one call is still unanswered after its wait, further calls fail at once
-//   (kPlayerFailed), so a hung player costs the loop one wait, not one per
-//   request.
+//   driven player to the server loop (LoopPost).
+// - commands: the loop calls the driven player itself, on the bus
+//   thread's connection (QtDBus connections are thread-safe), and waits
+//   for the answer at most `answerWait`. A call left unanswered makes
+//   further commands fail at once (kPlayerFailed) for the bus's own
+//   time-out, so a hung player costs the loop one wait, not one per
+//   request. Choosing a player is handed to the bus thread.
 // - loop thread: every loop-thread method of PlayerBackend, and view_ (no
 //   lock: only the loop touches it).
 // - any thread (loop and HTTP workers): the listing, the item numbers given
@@ -116,10 +118,9 @@ private:
         std::string target;  // the track's or playlist's object path
         LibraryEntry entry;
     };
-    using Call = std::function<void(MprisBus&, std::function<void(std::int32_t)>)>;
-
-    // Hands `call` to the bus thread and waits for its answer (loop thread).
-    std::int32_t Command(const char* what, Call call);
+    // Calls a method of the driven player and waits for its answer, at
+    // most options_.answerWait (loop thread).
+    std::int32_t Command(const QString& interface, const char* method, QVariantList arguments);
     std::int32_t PlayerCall(const char* method, QVariantList arguments = {});
     std::int32_t SetProperty(const char* property, QVariant value);
 
@@ -139,6 +140,9 @@ private:
     // Loop thread.
     PlayerView view_;
     std::int32_t toldPosition_ = 0;
+    // Until then a command the player left unanswered may still keep it
+    // busy: further commands fail at once.
+    Clock::time_point stalledUntil_{};
 
     std::mutex sharedMutex_;    // guards listed_, known_ and numbers_
     PlayerView listed_;         // the driven player's view as last applied

@@ -446,30 +446,6 @@ void MprisBus::Update() {
     publish_(std::move(view));
 }
 
-void MprisBus::Call(const QString& interface, const QString& method, const QVariantList& arguments,
-                    Done done) {
-    Player* player = Driven();
-    if (player == nullptr) {
-        done(kNotFound);
-        return;
-    }
-    QDBusMessage call = MethodCall(*player, interface, method);
-    call.setArguments(arguments);
-    Send(
-        *player, call, [done](Player&, const QDBusMessage&) { done(kSuccess); },
-        [done, busName = player->busName, method](const QString& error) {
-            Log(kLogError, "vantor-server: MPRIS player %s refused %s: %s", busName.c_str(),
-                method.toUtf8().constData(), error.toUtf8().constData());
-            done(kPlayerFailed);
-        });
-}
-
-void MprisBus::Set(const QString& interface, const QString& property, const QVariant& value,
-                   Done done) {
-    Call(kProperties, QStringLiteral("Set"),
-         {interface, property, QVariant::fromValue(QDBusVariant(value))}, std::move(done));
-}
-
 void MprisBus::Select(const std::string& busName, Done done) {
     Player* player = Find(busName);
     if (player == nullptr || !player->ready) {

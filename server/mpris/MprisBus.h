@@ -4,10 +4,10 @@
 // with ListNames, then followed through NameOwnerChanged), each player's
 // properties as they change (PropertiesChanged, Seeked, and Position read
 // once a second while the driven player plays, since MPRIS never signals
-// it), its track list and playlists where it has them, which player is
-// driven, and the calls that steer it.
+// it), its track list and playlists where it has them, and which player is
+// driven.
 //
-// Every call to a player is asynchronous with a bounded wait, so a player
+// Every call made here is asynchronous with a bounded wait, so a player
 // that hangs, answers with errors or leaves mid-call costs a log line, never
 // a stalled thread. Introspection is never asked for: an interface is
 // there when its properties can be read.
@@ -56,10 +56,6 @@ public:
     // Starts following the players on the bus.
     void Begin();
 
-    // Calls a method of the driven player. kNotFound when none is driven.
-    void Call(const QString& interface, const QString& method, const QVariantList& arguments,
-              Done done);
-    void Set(const QString& interface, const QString& property, const QVariant& value, Done done);
     // Drives the player with this bus name from now on (kNotFound: no such
     // player).
     void Select(const std::string& busName, Done done);
