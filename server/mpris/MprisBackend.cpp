@@ -95,21 +95,24 @@ void MprisBackend::Shared::Run() {
                 static_cast<MprisBackend&>(player).Apply(std::move(view), out);
             });
         });
+        bool stopped = false;
         {
             std::lock_guard lock(mutex);
-            if (stop) {
-                return;
+            stopped = stop;
+            if (!stopped) {
+                bus = &mpris;
+                loop = &events;
             }
-            bus = &mpris;
-            loop = &events;
         }
-        if (connection.isConnected()) {
-            mpris.Begin();
+        if (!stopped) {
+            if (connection.isConnected()) {
+                mpris.Begin();
+            }
+            events.exec();
+            std::lock_guard lock(mutex);
+            bus = nullptr;
+            loop = nullptr;
         }
-        events.exec();
-        std::lock_guard lock(mutex);
-        bus = nullptr;
-        loop = nullptr;
     }
     QDBusConnection::disconnectFromBus(connectionName);
 }
