@@ -205,26 +205,29 @@ int main(int argc, char** argv) {
     // thread and an event loop of its own.
     int qtArgc = 1;
     std::unique_ptr<QCoreApplication> application;
+    std::shared_ptr<vantor::server::mpris::MprisBackend> mprisBackend;
     if (mpris) {
         application = std::make_unique<QCoreApplication>(qtArgc, argv);
-        std::string reason;
-        if (!vantor::server::mpris::MprisBackend::SessionBusReachable(&reason)) {
-            std::fprintf(stderr,
-                         "vantor-server: --mpris needs the session bus of the desktop's user, "
-                         "and it cannot be reached (%s)\n",
-                         reason.empty() ? "DBUS_SESSION_BUS_ADDRESS is not set" : reason.c_str());
-            return 1;
-        }
         options.songs = 0;  // no simulated library is needed
-        options.makePlayer = [mprisName] {
+        options.makePlayer = [&mprisBackend, mprisName] {
             vantor::server::mpris::MprisOptions player;
             player.name = mprisName;
-            return std::make_shared<vantor::server::mpris::MprisBackend>(player);
+            mprisBackend = std::make_shared<vantor::server::mpris::MprisBackend>(player);
+            return mprisBackend;
         };
     }
 
     MessageServer server(options);
     if (!server.Start()) {
+        return 1;
+    }
+    if (std::string reason;
+        mprisBackend && !mprisBackend->WaitForBus(std::chrono::seconds(30), &reason)) {
+        std::fprintf(stderr,
+                     "vantor-server: --mpris needs the session bus of the desktop's user, and it "
+                     "cannot be reached (%s)\n",
+                     reason.c_str());
+        server.Stop();
         return 1;
     }
     std::printf("vantor-server: listening on %s:%u", options.bindAddress.c_str(),

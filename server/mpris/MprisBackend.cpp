@@ -61,6 +61,9 @@ struct MprisBackend::Shared {
     MprisBus* bus = nullptr;
     QEventLoop* loop = nullptr;
     bool stop = false;
+    // Set once the bus thread knows whether it reached the bus: empty, or
+    // why not.
+    std::promise<std::string> reached;
 
     void Run();
     // Runs `work` on the bus thread; false when the bus is not running.
@@ -77,19 +80,17 @@ struct MprisBackend::Shared {
 
 void MprisBackend::Shared::Run() {
     if (QCoreApplication::instance() == nullptr) {
-        Log(kLogError,
-            "vantor-server: the MPRIS backend needs a QCoreApplication; no player "
-            "will be driven");
+        reached.set_value("the MPRIS backend needs a QCoreApplication");
         return;
     }
     {
         QEventLoop events;
         QDBusConnection connection =
             QDBusConnection::connectToBus(QDBusConnection::SessionBus, connectionName);
-        if (!connection.isConnected()) {
-            Log(kLogError, "vantor-server: the session bus cannot be reached: %s",
-                connection.lastError().message().toUtf8().constData());
-        }
+        const QString error = connection.lastError().message();
+        reached.set_value(connection.isConnected() ? std::string()
+                          : error.isEmpty()        ? std::string("no session bus")
+                                                   : error.toStdString());
         MprisBus mpris(connection, wanted, [this](PlayerView view) {
             post([view = std::move(view)](PlayerBackend& player, Events& out) mutable {
                 static_cast<MprisBackend&>(player).Apply(std::move(view), out);
@@ -123,18 +124,13 @@ MprisBackend::~MprisBackend() {
     Stop();
 }
 
-bool MprisBackend::SessionBusReachable(std::string* reason) {
-    const QString name = QStringLiteral("vantor-server-probe");
-    bool reachable = false;
-    {
-        QDBusConnection probe = QDBusConnection::connectToBus(QDBusConnection::SessionBus, name);
-        reachable = probe.isConnected();
-        if (!reachable && reason != nullptr) {
-            *reason = probe.lastError().message().toStdString();
-        }
+bool MprisBackend::WaitForBus(std::chrono::milliseconds wait, std::string* reason) {
+    if (!reached_.valid() || reached_.wait_for(wait) != std::future_status::ready) {
+        *reason = "the session bus did not answer";
+        return false;
     }
-    QDBusConnection::disconnectFromBus(name);
-    return reachable;
+    *reason = reached_.get();
+    return reason->empty();
 }
 
 void MprisBackend::Start(LoopPost post) {
@@ -142,6 +138,7 @@ void MprisBackend::Start(LoopPost post) {
     shared_ = std::make_shared<Shared>();
     shared_->wanted = options_.name;
     shared_->post = std::move(post);
+    reached_ = shared_->reached.get_future().share();
     std::shared_ptr<Shared> shared = shared_;
     thread_.Start("MPRIS Bus", [shared] { shared->Run(); });
 }

@@ -34,6 +34,7 @@
 #include <QVariant>
 #include <chrono>
 #include <functional>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -61,9 +62,10 @@ public:
     explicit MprisBackend(MprisOptions options);
     ~MprisBackend() override;
 
-    // Whether the user's session bus answers; why not, when it does not.
-    // Needs a QCoreApplication.
-    static bool SessionBusReachable(std::string* reason);
+    // After Start (owner): waits until the bus thread has reached the
+    // user's session bus; false, with the reason, when it could not (or did
+    // not know within `wait`). Needs a QCoreApplication.
+    bool WaitForBus(std::chrono::milliseconds wait, std::string* reason);
 
     void Start(LoopPost post) override;
     void Stop() override;
@@ -135,6 +137,7 @@ private:
 
     const MprisOptions options_;
     std::shared_ptr<Shared> shared_;
+    std::shared_future<std::string> reached_;
     NamedThread thread_;
 
     // Loop thread.

@@ -102,7 +102,8 @@ protected:
             "--no-discovery",   "--media-port", "0",         "--log-level", "2"};
         command.insert(command.end(), player.begin(), player.end());
         server_ = std::make_unique<Process>(command);
-        ASSERT_TRUE(server_->WaitForOutput(", MPRIS player")) << server_->Output();
+        ASSERT_TRUE(server_->WaitForOutput(", MPRIS player", std::chrono::seconds(30)))
+            << server_->Output();
         unsigned port = 0;
         unsigned media = 0;
         const std::string output = server_->Output();
