@@ -517,7 +517,9 @@ bool MessageServer::Start() {
             options.info.clientChecksum = FileMd5(options.updateFile);
         }
     }
-    if (options.mpdHost.empty()) {
+    if (options.makePlayer) {
+        player_ = options.makePlayer();
+    } else if (options.mpdHost.empty()) {
         player_ = std::make_shared<SimulatedBackend>(library_, options.queueLength);
     } else {
         MpdOptions mpd;

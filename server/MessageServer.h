@@ -54,6 +54,9 @@ struct ServerOptions {
     std::string mpdHost;
     std::uint16_t mpdPort = 6600;
     std::chrono::milliseconds mpdTimeout{2000};
+    // Makes the player instead of the two above (vantor-server's --mpris);
+    // called by each Start().
+    std::function<std::shared_ptr<PlayerBackend>()> makePlayer;
     bool startPlaying = false;
     ServerInfo info;
     // The media service over HTTP, on the same address.

@@ -1,15 +1,18 @@
-// vantor-server: the desktop side of Vantor, over a simulated player or a
-// Music Player Daemon.
+// vantor-server: the desktop side of Vantor, over a simulated player, a
+// Music Player Daemon or the desktop's media players (MPRIS).
 
+#include <QCoreApplication>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <string>
 
 #include "MessageServer.h"
 #include "core/Logger.h"
+#include "mpris/MprisBackend.h"
 
 namespace {
 
@@ -19,8 +22,8 @@ using vantor::server::ServerOptions;
 const char kUsage[] =
     "usage: vantor-server [OPTION...]\n"
     "\n"
-    "Serves the Vantor remote control protocol over a simulated player, or over\n"
-    "a Music Player Daemon with --mpd.\n"
+    "Serves the Vantor remote control protocol over a simulated player, over a\n"
+    "Music Player Daemon with --mpd, or over a desktop media player with --mpris.\n"
     "\n"
     "  --bind ADDR            address to listen on (default 0.0.0.0, every interface;\n"
     "                         use 127.0.0.1 to stay on this machine)\n"
@@ -40,6 +43,10 @@ const char kUsage[] =
     "                         simulated player\n"
     "  --mpd-timeout MS       how long MPD may take to answer (default 2000; whole\n"
     "                         seconds)\n"
+    "  --mpris [NAME]         drive a media player on the desktop's session bus\n"
+    "                         (MPRIS): the one in use, or the one NAME names (mpv,\n"
+    "                         vlc, spotify, or a bus name such as\n"
+    "                         org.mpris.MediaPlayer2.vlc.instance4711)\n"
     "  --play                 start playing\n"
     "  --name TEXT            the server's name\n"
     "  --offer-version V      offer client version V for update (with the three below)\n"
@@ -79,6 +86,8 @@ bool ParseCount(const char* text, int* count) {
 
 int main(int argc, char** argv) {
     ServerOptions options;
+    bool mpris = false;
+    std::string mprisName;
     for (int i = 1; i < argc; ++i) {
         const std::string option = argv[i];
         const auto value = [&]() -> const char* {
@@ -137,6 +146,11 @@ int main(int argc, char** argv) {
             int milliseconds = 0;
             ok = ParseCount(value(), &milliseconds) && milliseconds > 0;
             options.mpdTimeout = std::chrono::milliseconds(milliseconds);
+        } else if (option == "--mpris") {
+            mpris = true;
+            if (i + 1 < argc && argv[i + 1][0] != '-') {
+                mprisName = argv[++i];
+            }
         } else if (option == "--queue") {
             ok = ParseCount(value(), &options.queueLength);
         } else if (option == "--play") {
@@ -175,15 +189,45 @@ int main(int argc, char** argv) {
         }
     }
 
-    // Signals are taken by sigwait below, never by a handler.
+    // Signals are taken by sigwait below, never by a handler; blocked before
+    // any thread starts (QtDBus starts one), so every thread inherits it.
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
+    if (mpris && !options.mpdHost.empty()) {
+        std::fprintf(stderr, "vantor-server: --mpd and --mpris cannot be given together\n");
+        return 2;
+    }
+    // QtDBus wants an application object; it is never run, the bus has a
+    // thread and an event loop of its own.
+    int qtArgc = 1;
+    std::unique_ptr<QCoreApplication> application;
+    std::shared_ptr<vantor::server::mpris::MprisBackend> mprisBackend;
+    if (mpris) {
+        application = std::make_unique<QCoreApplication>(qtArgc, argv);
+        options.songs = 0;  // no simulated library is needed
+        options.makePlayer = [&mprisBackend, mprisName] {
+            vantor::server::mpris::MprisOptions player;
+            player.name = mprisName;
+            mprisBackend = std::make_shared<vantor::server::mpris::MprisBackend>(player);
+            return mprisBackend;
+        };
+    }
+
     MessageServer server(options);
     if (!server.Start()) {
+        return 1;
+    }
+    if (std::string reason;
+        mprisBackend && !mprisBackend->WaitForBus(std::chrono::seconds(30), &reason)) {
+        std::fprintf(stderr,
+                     "vantor-server: --mpris needs the session bus of the desktop's user, and it "
+                     "cannot be reached (%s)\n",
+                     reason.c_str());
+        server.Stop();
         return 1;
     }
     std::printf("vantor-server: listening on %s:%u", options.bindAddress.c_str(),
@@ -192,7 +236,9 @@ int main(int argc, char** argv) {
         std::printf(" (discovery on UDP %u)", static_cast<unsigned>(server.DiscoveryPort()));
     }
     std::printf(", media on %u", static_cast<unsigned>(server.MediaPort()));
-    if (!options.mpdHost.empty()) {
+    if (mpris) {
+        std::printf(", MPRIS player %s\n", mprisName.empty() ? "in use" : mprisName.c_str());
+    } else if (!options.mpdHost.empty()) {
         std::printf(", MPD at %s:%u\n", options.mpdHost.c_str(),
                     static_cast<unsigned>(options.mpdPort));
     } else {

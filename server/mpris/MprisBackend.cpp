@@ -1,0 +1,623 @@
+#include "mpris/MprisBackend.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusError>
+#include <QDBusObjectPath>
+#include <QDBusVariant>
+#include <QEventLoop>
+#include <QMetaObject>
+#include <algorithm>
+#include <atomic>
+#include <cctype>
+#include <future>
+
+#include "core/Logger.h"
+#include "mpris/MprisBus.h"
+#include "mpris/MprisConvert.h"
+
+namespace vantor::server::mpris {
+
+namespace {
+
+// Each backend's bus connection has a name of its own.
+std::atomic<int> connections{0};
+constexpr std::size_t kMaxKnown = 100000;
+constexpr std::int64_t kSkipUs = 10'000'000;
+
+std::string Lower(std::string text) {
+    for (char& c : text) {
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    return text;
+}
+
+// The extension a client sees on the art's path: from a data URL's type or
+// the URL's own ending; the picture's real type goes with its bytes.
+std::string ArtExtension(const std::string& url) {
+    if (url.rfind("data:", 0) == 0) {
+        const std::size_t end = url.find_first_of(";,");
+        return PictureExtension(url.substr(5, end == std::string::npos ? 0 : end - 5));
+    }
+    const std::string path = Lower(url.substr(0, url.find_first_of("?#")));
+    for (const char* ending : {".png", ".gif", ".webp", ".bmp"}) {
+        const std::string e = ending;
+        if (path.size() > e.size() && path.compare(path.size() - e.size(), e.size(), e) == 0) {
+            return e;
+        }
+    }
+    return ".jpg";
+}
+
+}  // namespace
+
+// What the bus thread shares with the backend; it holds a share, so a
+// thread abandoned after its stop time-out never reaches freed memory.
+struct MprisBackend::Shared {
+    const QString connectionName = QStringLiteral("vantor-server-mpris-%1").arg(++connections);
+    std::string wanted;
+    LoopPost post;
+    std::mutex mutex;  // guards bus, loop and stop
+    MprisBus* bus = nullptr;
+    QEventLoop* loop = nullptr;
+    bool stop = false;
+    // Set once the bus thread knows whether it reached the bus: empty, or
+    // why not.
+    std::promise<std::string> reached;
+
+    void Run();
+    // Runs `work` on the bus thread; false when the bus is not running.
+    bool ToBus(std::function<void(MprisBus&)> work) {
+        std::lock_guard lock(mutex);
+        if (bus == nullptr) {
+            return false;
+        }
+        MprisBus* target = bus;
+        return QMetaObject::invokeMethod(
+            target, [target, work = std::move(work)] { work(*target); }, Qt::QueuedConnection);
+    }
+};
+
+void MprisBackend::Shared::Run() {
+    if (QCoreApplication::instance() == nullptr) {
+        reached.set_value("the MPRIS backend needs a QCoreApplication");
+        return;
+    }
+    {
+        QEventLoop events;
+        QDBusConnection connection =
+            QDBusConnection::connectToBus(QDBusConnection::SessionBus, connectionName);
+        const QString error = connection.lastError().message();
+        reached.set_value(connection.isConnected() ? std::string()
+                          : error.isEmpty()        ? std::string("no session bus")
+                                                   : error.toStdString());
+        MprisBus mpris(connection, wanted, [this](PlayerView view) {
+            post([view = std::move(view)](PlayerBackend& player, Events& out) mutable {
+                static_cast<MprisBackend&>(player).Apply(std::move(view), out);
+            });
+        });
+        bool stopped = false;
+        {
+            std::lock_guard lock(mutex);
+            stopped = stop;
+            if (!stopped) {
+                bus = &mpris;
+                loop = &events;
+            }
+        }
+        if (!stopped) {
+            if (connection.isConnected()) {
+                mpris.Begin();
+            }
+            events.exec();
+            std::lock_guard lock(mutex);
+            bus = nullptr;
+            loop = nullptr;
+        }
+    }
+    QDBusConnection::disconnectFromBus(connectionName);
+}
+
+MprisBackend::MprisBackend(MprisOptions options) : options_(std::move(options)) {}
+
+MprisBackend::~MprisBackend() {
+    Stop();
+}
+
+bool MprisBackend::WaitForBus(std::chrono::milliseconds wait, std::string* reason) {
+    if (!reached_.valid() || reached_.wait_for(wait) != std::future_status::ready) {
+        *reason = "the session bus did not answer";
+        return false;
+    }
+    *reason = reached_.get();
+    return reason->empty();
+}
+
+void MprisBackend::Start(LoopPost post) {
+    Stop();
+    shared_ = std::make_shared<Shared>();
+    shared_->wanted = options_.name;
+    shared_->post = std::move(post);
+    reached_ = shared_->reached.get_future().share();
+    std::shared_ptr<Shared> shared = shared_;
+    thread_.Start("MPRIS Bus", [shared] { shared->Run(); });
+}
+
+void MprisBackend::Stop() {
+    if (!shared_) {
+        return;
+    }
+    {
+        std::lock_guard lock(shared_->mutex);
+        shared_->stop = true;
+        if (shared_->loop != nullptr) {
+            QMetaObject::invokeMethod(shared_->loop, "quit", Qt::QueuedConnection);
+        }
+    }
+    thread_.Stop(kCallTimeoutMs + 2000, true);
+    shared_.reset();
+}
+
+// --- the player (loop thread) ------------------------------------------------
+
+void MprisBackend::Apply(PlayerView view, Events& events) {
+    AppendChanges(view_, view, Clock::now(), &toldPosition_, events);
+    view_ = std::move(view);
+    std::lock_guard lock(sharedMutex_);
+    listed_ = view_;
+}
+
+void MprisBackend::Tick(Events& events) {
+    if (view_.playingState != PlayingState::Playing) {
+        return;
+    }
+    const std::int32_t position = PositionSeconds(view_, Clock::now());
+    if (position != toldPosition_) {
+        auto event = std::make_unique<PlayPositionChangedEvent>();
+        event->playbackPosition = position;
+        events.push_back(std::move(event));
+        toldPosition_ = position;
+    }
+}
+
+PlayerStatus MprisBackend::Status() {
+    PlayerStatus status;
+    status.playingState = view_.playingState;
+    status.volume = view_.volume;
+    status.queuePosition = QueuePosition(view_);
+    status.queueLength = QueueLength(view_);
+    status.playbackPosition = PositionSeconds(view_, Clock::now());
+    status.shuffle = view_.shuffle.value_or(false);
+    status.repeat = view_.repeat.value_or(RepeatState::Off);
+    if (view_.track) {
+        std::lock_guard lock(sharedMutex_);
+        status.current = TrackEntryLocked(*view_.track);
+    }
+    return status;
+}
+
+ResultCode MprisBackend::Command(const QString& interface, const char* method,
+                                 QVariantList arguments) {
+    if (view_.busName.empty() || !shared_) {
+        return kPlayerFailed;  // no player on the bus
+    }
+    const auto now = Clock::now();
+    if (now < stalledUntil_) {
+        Log(kLogError,
+            "vantor-server: %s not sent: MPRIS player %s has not answered the last command yet",
+            method, view_.busName.c_str());
+        return kPlayerFailed;
+    }
+    // Sent from this thread, on the bus thread's connection (QtDBus
+    // connections may be used from any thread), so the answer comes back
+    // without a hop through the bus thread's event loop.
+    QDBusMessage call = QDBusMessage::createMethodCall(QString::fromStdString(view_.busName),
+                                                       QStringLiteral("/org/mpris/MediaPlayer2"),
+                                                       interface, QString::fromLatin1(method));
+    call.setArguments(arguments);
+    const QDBusMessage reply =
+        QDBusConnection(shared_->connectionName)
+            .call(call, QDBus::Block, static_cast<int>(options_.answerWait.count()));
+    if (reply.type() == QDBusMessage::ReplyMessage) {
+        return kSuccess;
+    }
+    if (reply.errorName() == QStringLiteral("org.freedesktop.DBus.Error.NoReply") ||
+        reply.errorName() == QStringLiteral("org.freedesktop.DBus.Error.Timeout")) {
+        Log(kLogError, "vantor-server: MPRIS player %s did not answer %s within %lld ms",
+            view_.busName.c_str(), method, static_cast<long long>(options_.answerWait.count()));
+        // The player may still be busy with it; the next commands are not
+        // made to wait for it as well.
+        stalledUntil_ = Clock::now() + std::chrono::milliseconds(kCallTimeoutMs);
+    } else {
+        Log(kLogError, "vantor-server: MPRIS player %s refused %s: %s", view_.busName.c_str(),
+            method, reply.errorMessage().toUtf8().constData());
+    }
+    return kPlayerFailed;
+}
+
+ResultCode MprisBackend::PlayerCall(const char* method, QVariantList arguments) {
+    return Command(kPlayerInterface, method, std::move(arguments));
+}
+
+ResultCode MprisBackend::SetProperty(const char* property, QVariant value) {
+    return Command(QStringLiteral("org.freedesktop.DBus.Properties"), "Set",
+                   {kPlayerInterface, QString::fromLatin1(property),
+                    QVariant::fromValue(QDBusVariant(std::move(value)))});
+}
+
+ResultCode MprisBackend::Transport(TransportCommand command, Events&) {
+    if (view_.busName.empty()) {
+        return kPlayerFailed;  // no player on the bus
+    }
+    const Abilities& can = view_.can;
+    const bool playing = view_.playingState == PlayingState::Playing;
+    switch (command) {
+        case TransportCommand::Play:
+            return can.control && can.play ? PlayerCall("Play") : kUnsupported;
+        case TransportCommand::Pause:
+            return can.control && can.pause ? PlayerCall("Pause") : kUnsupported;
+        case TransportCommand::PlayPause:
+            return can.control && (playing ? can.pause : can.play) ? PlayerCall("PlayPause")
+                                                                   : kUnsupported;
+        case TransportCommand::Stop:
+            return can.control ? PlayerCall("Stop") : kUnsupported;
+        case TransportCommand::Next:
+            return can.control && can.next ? PlayerCall("Next") : kUnsupported;
+        case TransportCommand::Previous:
+            return can.control && can.previous ? PlayerCall("Previous") : kUnsupported;
+        case TransportCommand::FastForward:
+        case TransportCommand::Rewind: {
+            if (!can.control || !can.seek) {
+                return kUnsupported;
+            }
+            const qlonglong offset = command == TransportCommand::FastForward ? kSkipUs : -kSkipUs;
+            return PlayerCall("Seek", {QVariant::fromValue(offset)});
+        }
+    }
+    return kUnsupported;
+}
+
+ResultCode MprisBackend::SetVolume(std::int32_t volume, Events&) {
+    if (view_.busName.empty()) {
+        return kPlayerFailed;  // no player on the bus
+    }
+    if (!view_.can.control || view_.volume < 0) {
+        return kUnsupported;
+    }
+    return SetProperty("Volume", QVariant::fromValue(MprisVolume(volume)));
+}
+
+ResultCode MprisBackend::SetPlaybackPosition(std::int32_t seconds, Events&) {
+    if (view_.busName.empty()) {
+        return kPlayerFailed;  // no player on the bus
+    }
+    if (!view_.can.control || !view_.can.seek) {
+        return kUnsupported;
+    }
+    if (!view_.track) {
+        return kNotFound;
+    }
+    if (seconds < 0 || (view_.track->length > 0 && seconds > view_.track->length)) {
+        return kBadParameter;
+    }
+    const qlonglong target = qlonglong{seconds} * 1'000'000;
+    if (!view_.track->id.empty()) {
+        return PlayerCall(
+            "SetPosition",
+            {QVariant::fromValue(QDBusObjectPath(QString::fromStdString(view_.track->id))),
+             QVariant::fromValue(target)});
+    }
+    // Without a track id only a relative jump can be asked for.
+    const qlonglong offset = target - EstimatePositionUs(view_, Clock::now());
+    return PlayerCall("Seek", {QVariant::fromValue(offset)});
+}
+
+ResultCode MprisBackend::SetQueuePosition(std::int32_t position, Events& events) {
+    if (view_.busName.empty()) {
+        return kPlayerFailed;  // no player on the bus
+    }
+    if (!view_.can.control) {
+        return kUnsupported;
+    }
+    if (view_.hasTrackList && view_.tracks && !view_.tracks->empty()) {
+        if (position < 0 || static_cast<std::size_t>(position) >= view_.tracks->size()) {
+            return kBadParameter;
+        }
+        const QString id =
+            QString::fromStdString((*view_.tracks)[static_cast<std::size_t>(position)].id);
+        return Command(kTrackListInterface, "GoTo", {QVariant::fromValue(QDBusObjectPath(id))});
+    }
+    if (position != 0 || !view_.track) {
+        return kBadParameter;
+    }
+    return Transport(TransportCommand::Play, events);
+}
+
+ResultCode MprisBackend::SetShuffle(bool shuffle, Events&) {
+    if (view_.busName.empty()) {
+        return kPlayerFailed;  // no player on the bus
+    }
+    if (!view_.can.control || !view_.shuffle) {
+        return kUnsupported;
+    }
+    return SetProperty("Shuffle", QVariant::fromValue(shuffle));
+}
+
+ResultCode MprisBackend::SetRepeat(std::int32_t repeat, Events&) {
+    if (view_.busName.empty()) {
+        return kPlayerFailed;  // no player on the bus
+    }
+    if (!view_.can.control || !view_.repeat) {
+        return kUnsupported;
+    }
+    if (repeat < RepeatState::Off || repeat > RepeatState::All) {
+        return kBadParameter;
+    }
+    return SetProperty("LoopStatus", LoopStatusOf(repeat));
+}
+
+ResultCode MprisBackend::Speakers(std::vector<Speaker>* speakers) {
+    *speakers = view_.players;
+    return kSuccess;
+}
+
+ResultCode MprisBackend::SelectSpeaker(const std::string& id, Events&) {
+    if (!shared_) {
+        return kPlayerFailed;
+    }
+    // Answered by the bus thread itself, so no player can hold it up.
+    auto pending = std::make_shared<std::promise<ResultCode>>();
+    std::future<ResultCode> answer = pending->get_future();
+    const bool sent = shared_->ToBus([id, pending](MprisBus& bus) {
+        bus.Select(id, [pending](ResultCode code) { pending->set_value(code); });
+    });
+    if (!sent || answer.wait_for(std::chrono::seconds(2)) != std::future_status::ready) {
+        return kPlayerFailed;
+    }
+    return answer.get();
+}
+
+ResultCode MprisBackend::EnableSpeaker(const std::string& id, bool enabled, Events& events) {
+    // One player is driven at a time: enabling one chooses it; none can be
+    // switched off.
+    return enabled ? SelectSpeaker(id, events) : kUnsupported;
+}
+
+ResultCode MprisBackend::PlayNow(const MediaSelector& selector, std::int32_t startingItem,
+                                 Events& events) {
+    Known known;
+    {
+        std::lock_guard lock(sharedMutex_);
+        const Known* found = ResolveLocked(selector, startingItem);
+        if (found == nullptr || found->busName != view_.busName) {
+            return kNotFound;
+        }
+        known = *found;
+    }
+    if (!view_.can.control) {
+        return kUnsupported;
+    }
+    const QDBusObjectPath target(QString::fromStdString(known.target));
+    if (known.playlist) {
+        return Command(kPlaylistsInterface, "ActivatePlaylist", {QVariant::fromValue(target)});
+    }
+    if (view_.hasTrackList && view_.tracks && !known.target.empty() &&
+        std::any_of(view_.tracks->begin(), view_.tracks->end(),
+                    [&](const Track& track) { return track.id == known.target; })) {
+        return Command(kTrackListInterface, "GoTo", {QVariant::fromValue(target)});
+    }
+    if (view_.track && known.target == view_.track->id) {
+        return Transport(TransportCommand::Play, events);
+    }
+    return kNotFound;
+}
+
+ResultCode MprisBackend::QueuePage(std::int32_t start, std::int32_t count, ListPage* page) {
+    std::lock_guard lock(sharedMutex_);
+    *page = PageOf(QueueLocked(), start, count);
+    return kSuccess;
+}
+
+ResultCode MprisBackend::AlbumArtPath(std::string* path) {
+    if (!view_.track || view_.track->artUrl.empty()) {
+        return kNotFound;
+    }
+    std::lock_guard lock(sharedMutex_);
+    const LibraryEntry entry = TrackEntryLocked(*view_.track);
+    *path = "/art/" + std::to_string(entry.id) + ArtExtension(view_.track->artUrl);
+    return kSuccess;
+}
+
+ResultCode MprisBackend::UpdateLibrary(Events&) {
+    if (!shared_ || !shared_->ToBus([](MprisBus& bus) { bus.Reread(); })) {
+        return kPlayerFailed;
+    }
+    return kSuccess;
+}
+
+// --- the listing (any thread) ----------------------------------------------------
+
+std::int32_t MprisBackend::NumberOf(const std::string& busName, bool playlist,
+                                    const std::string& target, LibraryEntry entry) {
+    std::string key = busName + '\n' + (playlist ? "p" : "t") + '\n' + target + '\n' + entry.title +
+                      '\n' + entry.artist + '\n' + entry.album;
+    if (const auto found = numbers_.find(key); found != numbers_.end()) {
+        return found->second;
+    }
+    if (known_.size() == kMaxKnown) {
+        // Numbers are given out anew rather than without bound.
+        known_.clear();
+        numbers_.clear();
+    }
+    const auto number = static_cast<std::int32_t>(known_.size() + 1);
+    entry.id = number;
+    known_.push_back(Known{busName, playlist, target, std::move(entry)});
+    numbers_.emplace(std::move(key), number);
+    return number;
+}
+
+LibraryEntry MprisBackend::TrackEntryLocked(const Track& track) {
+    LibraryEntry entry;
+    entry.type = MediaType::Music;
+    entry.title = track.title;
+    entry.artist = track.artist;
+    entry.album = track.album;
+    entry.length = track.length;
+    const std::string target = track.id.empty() ? track.url : track.id;
+    entry.id = NumberOf(listed_.busName, false, target, entry);
+    entry.path = "/" + std::to_string(entry.id);
+    known_[static_cast<std::size_t>(entry.id - 1)].entry.path = entry.path;
+    return entry;
+}
+
+std::vector<LibraryEntry> MprisBackend::QueueLocked() {
+    std::vector<LibraryEntry> entries;
+    if (listed_.hasTrackList && listed_.tracks && !listed_.tracks->empty()) {
+        entries.reserve(listed_.tracks->size());
+        for (const Track& track : *listed_.tracks) {
+            entries.push_back(TrackEntryLocked(track));
+        }
+    } else if (listed_.track) {
+        entries.push_back(TrackEntryLocked(*listed_.track));
+    }
+    return entries;
+}
+
+std::vector<LibraryEntry> MprisBackend::FolderLocked(const std::string& path, bool* found) {
+    std::vector<LibraryEntry> entries;
+    *found = true;
+    if (path == "/" || path.empty()) {
+        if (listed_.hasPlaylists) {
+            entries.push_back(FolderEntry("/", "Playlists", MediaType::PlaylistFolder));
+        } else if (listed_.track) {
+            entries.push_back(TrackEntryLocked(*listed_.track));
+        }
+    } else if (path == "/Playlists" && listed_.hasPlaylists && listed_.playlists) {
+        for (const Playlist& playlist : *listed_.playlists) {
+            LibraryEntry entry;
+            entry.type = MediaType::Playlist;
+            entry.title = playlist.name;
+            entry.path = "/Playlists/" + MediaLibrary::EscapeName(playlist.name);
+            entry.id = NumberOf(listed_.busName, true, playlist.id, entry);
+            entries.push_back(std::move(entry));
+        }
+    } else {
+        *found = false;
+    }
+    return entries;
+}
+
+const MprisBackend::Known* MprisBackend::KnownLocked(std::int32_t id) const {
+    if (id < 1 || static_cast<std::size_t>(id) > known_.size()) {
+        return nullptr;
+    }
+    return &known_[static_cast<std::size_t>(id - 1)];
+}
+
+const MprisBackend::Known* MprisBackend::ResolveLocked(const MediaSelector& selector,
+                                                       std::int32_t startingItem) {
+    if (selector.id > 0) {
+        return KnownLocked(selector.id);
+    }
+    const std::string& path = !selector.libPath.empty() ? selector.libPath : selector.path;
+    if (path.empty()) {
+        return nullptr;
+    }
+    bool folder = false;
+    const std::vector<LibraryEntry> entries = FolderLocked(path, &folder);
+    if (folder) {
+        // A folder plays from the entry asked for.
+        const std::size_t row = static_cast<std::size_t>(std::max(startingItem, 0));
+        return row < entries.size() ? KnownLocked(entries[row].id) : nullptr;
+    }
+    // A row's own path: the folder's entries, or a number at the end.
+    const std::size_t slash = path.rfind('/');
+    bool parentFound = false;
+    for (const LibraryEntry& entry :
+         FolderLocked(path.substr(0, std::max<std::size_t>(slash, 1)), &parentFound)) {
+        if (entry.path == path) {
+            return KnownLocked(entry.id);
+        }
+    }
+    const std::string last = path.substr(slash + 1);
+    if (!last.empty() && last.size() < 10 &&
+        std::all_of(last.begin(), last.end(), [](char c) { return c >= '0' && c <= '9'; })) {
+        return KnownLocked(std::stoi(last));
+    }
+    return nullptr;
+}
+
+ResultCode MprisBackend::Browse(const std::string& path, std::int32_t start, std::int32_t count,
+                                ListPage* page) {
+    std::lock_guard lock(sharedMutex_);
+    bool found = false;
+    const std::vector<LibraryEntry> entries = FolderLocked(path, &found);
+    if (!found) {
+        return kNotFound;
+    }
+    *page = PageOf(entries, start, count);
+    return kSuccess;
+}
+
+ResultCode MprisBackend::Search(const std::string& text, std::int32_t start, std::int32_t count,
+                                ListPage* page) {
+    const std::string wanted = Lower(text);
+    const auto matches = [&](const LibraryEntry& entry) {
+        for (const std::string* field : {&entry.title, &entry.artist, &entry.album}) {
+            if (Lower(*field).find(wanted) != std::string::npos) {
+                return true;
+            }
+        }
+        return false;
+    };
+    std::lock_guard lock(sharedMutex_);
+    std::vector<LibraryEntry> all = QueueLocked();
+    bool found = false;
+    for (LibraryEntry& entry : FolderLocked("/Playlists", &found)) {
+        all.push_back(std::move(entry));
+    }
+    std::vector<LibraryEntry> results;
+    for (LibraryEntry& entry : all) {
+        const bool seen = std::any_of(results.begin(), results.end(),
+                                      [&](const LibraryEntry& e) { return e.id == entry.id; });
+        if (!seen && matches(entry)) {
+            results.push_back(std::move(entry));
+        }
+    }
+    *page = PageOf(results, start, count);
+    return kSuccess;
+}
+
+ResultCode MprisBackend::Item(std::int32_t id, const std::string& path, LibraryEntry* entry) {
+    std::lock_guard lock(sharedMutex_);
+    MediaSelector selector;
+    selector.id = id;
+    selector.libPath = path;
+    const Known* known = ResolveLocked(selector, -1);
+    if (known == nullptr) {
+        return kNotFound;
+    }
+    *entry = known->entry;
+    return kSuccess;
+}
+
+ResultCode MprisBackend::AlbumArt(std::int32_t id, std::string* bytes, std::string* type) {
+    std::string url;
+    {
+        std::lock_guard lock(sharedMutex_);
+        if (!listed_.track || listed_.track->artUrl.empty() ||
+            TrackEntryLocked(*listed_.track).id != id) {
+            return kNotFound;  // only the driven player's current picture is served
+        }
+        url = listed_.track->artUrl;
+    }
+    Picture picture;
+    if (art_.Get(url, &picture) != 0) {
+        return kNotFound;
+    }
+    *bytes = std::move(picture.bytes);
+    *type = std::move(picture.type);
+    return kSuccess;
+}
+
+}  // namespace vantor::server::mpris

@@ -1,0 +1,470 @@
+// vantor-server driving real desktop media players over a session bus of
+// the test's own (CTest runs every case under dbus-run-session): mpv with
+// its MPRIS plugin, and VLC's D-Bus control for the track list, with
+// vantorctl as the client. What reaches the player is read back from the
+// player itself (mpv's IPC socket, playerctl); what the player does on its
+// own reaches a watching vantorctl. Skipped, with the reason, where a player
+// is missing or the bus is not the test's own.
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "AlbumArtImage.h"
+#include "protocol/MessageFactory.h"
+#include "protocol/Messages.h"
+#include "protocol/XmlReader.h"
+#include "support/MprisPlayers.h"
+#include "support/Process.h"
+#include "support/Wait.h"
+
+namespace vantor {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::FindProgram;
+using testing::Mpv;
+using testing::Playerctl;
+using testing::Process;
+using testing::TestSong;
+using testing::WaitUntil;
+
+const std::vector<TestSong> kSongs = {
+    {"Mira Solen/Blue Rivers/01.flac", "Mira Solen", "Blue Rivers", "Night Drive"},
+    {"Glass Orchard/Paper Fields/01.flac", "Glass Orchard", "Paper Fields", "Summer Rain"},
+    {"Glass Orchard/Paper Fields/02.flac", "Glass Orchard", "Paper Fields", "Slow Dance"},
+};
+
+std::string SkipReason() {
+    if (!testing::OnPrivateBus()) {
+        return "not on a session bus of its own: run it through ctest, or as "
+               "dbus-run-session -- mpris_e2e_tests";
+    }
+    if (FindProgram("flac").empty() || FindProgram("playerctl").empty()) {
+        return "flac or playerctl is not installed (scripts/install-deps installs them)";
+    }
+    return {};
+}
+
+// Waits until `text` shows in the output after `from`; where it begins.
+std::size_t WaitFor(Process& process, const std::string& text, std::size_t from = 0) {
+    std::size_t at = std::string::npos;
+    WaitUntil(
+        [&] {
+            at = process.Output().find(text, from);
+            return at != std::string::npos;
+        },
+        std::chrono::seconds(10));
+    return at;
+}
+
+class MprisTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (const std::string reason = SkipReason(); !reason.empty()) {
+            GTEST_SKIP() << reason;
+        }
+        if (!Mpv::Available()) {
+            GTEST_SKIP() << "mpv or its MPRIS plugin is not installed (scripts/install-deps "
+                            "installs mpv and mpv-mpris)";
+        }
+        char pattern[] = "/tmp/vantor-mpris-XXXXXX";
+        ASSERT_NE(::mkdtemp(pattern), nullptr);
+        folder_ = pattern;
+        cover_ = server::AlbumArtPng("Blue Rivers");
+        std::string error;
+        ASSERT_TRUE(testing::WriteMusic(folder_, kSongs, cover_, &error)) << error;
+        mpv_ = std::make_unique<Mpv>(folder_ / "list.m3u", folder_ / "mpv.sock");
+        ASSERT_TRUE(mpv_->Start()) << "mpv did not come onto the bus";
+        StartServer({"--mpris"});
+    }
+
+    void TearDown() override {
+        StopServer();
+        mpv_.reset();
+        if (!folder_.empty()) {
+            fs::remove_all(folder_);
+        }
+    }
+
+    void StartServer(const std::vector<std::string>& player) {
+        std::vector<std::string> command = {
+            VANTOR_SERVER_PATH, "--bind",       "127.0.0.1", "--port",      "0",
+            "--no-discovery",   "--media-port", "0",         "--log-level", "2"};
+        command.insert(command.end(), player.begin(), player.end());
+        server_ = std::make_unique<Process>(command);
+        ASSERT_TRUE(server_->WaitForOutput(", MPRIS player", std::chrono::seconds(30)))
+            << server_->Output();
+        unsigned port = 0;
+        unsigned media = 0;
+        const std::string output = server_->Output();
+        const std::size_t line = output.find("vantor-server: listening");
+        ASSERT_EQ(
+            std::sscanf(output.c_str() + line,
+                        "vantor-server: listening on 127.0.0.1:%u, media on %u", &port, &media),
+            2)
+            << output;
+        port_ = std::to_string(port);
+        media_ = std::to_string(media);
+    }
+    void StopServer() {
+        if (server_) {
+            server_->Signal(SIGTERM);
+            EXPECT_EQ(server_->Wait(), 0) << server_->Output();
+            server_.reset();
+        }
+    }
+
+    std::vector<std::string> Ctl(std::vector<std::string> arguments) const {
+        std::vector<std::string> command = {VANTORCTL_PATH, "--server",     "127.0.0.1", "--port",
+                                            port_,          "--media-port", media_};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        return command;
+    }
+    std::pair<int, std::string> Run(std::vector<std::string> arguments) const {
+        Process ctl(Ctl(std::move(arguments)));
+        const int status = ctl.Wait();
+        return {status, ctl.Output()};
+    }
+    bool Says(const std::vector<std::string>& arguments, const std::string& text) const {
+        const auto [status, output] = Run(arguments);
+        return status == 0 && output.find(text) != std::string::npos;
+    }
+    bool EventuallySays(const std::vector<std::string>& arguments, const std::string& text) const {
+        return WaitUntil([&] { return Says(arguments, text); });
+    }
+
+    // One request over a connection of its own, as the client writes it;
+    // its response, or null.
+    std::unique_ptr<Message> Ask(Message& request) const {
+        const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<std::uint16_t>(std::stoi(port_)));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        std::unique_ptr<Message> response;
+        if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
+            request.requestId = 7;
+            std::string bytes = request.ToXml();
+            bytes.push_back('\0');
+            (void)!::write(fd, bytes.data(), bytes.size());
+            timeval wait{5, 0};
+            ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
+            std::string received;
+            char buffer[4096];
+            ssize_t size;
+            while (!response && (size = ::read(fd, buffer, sizeof buffer)) > 0) {
+                received.append(buffer, static_cast<std::size_t>(size));
+                std::size_t end;
+                while (!response && (end = received.find('\0')) != std::string::npos) {
+                    const std::string text =
+                        RemoveProcessingInstructionsAndComments(received.substr(0, end));
+                    received.erase(0, end + 1);
+                    auto message = MessageFactory::Create(MessageTypeFromName(RootName(text)));
+                    if (message &&
+                        message->Type() == static_cast<MessageType>(
+                                               static_cast<std::uint32_t>(request.Type()) + 1)) {
+                        message->FromXml(text);
+                        response = std::move(message);
+                    }
+                }
+            }
+        }
+        ::close(fd);
+        return response;
+    }
+
+    // An HTTP GET on the media side: status line, headers and body.
+    std::string Get(const std::string& path) const {
+        const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<std::uint16_t>(std::stoi(media_)));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        std::string response;
+        if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
+            const std::string request = "GET " + path + " HTTP/1.0\r\n\r\n";
+            (void)!::write(fd, request.data(), request.size());
+            char buffer[4096];
+            ssize_t size;
+            while ((size = ::read(fd, buffer, sizeof buffer)) > 0) {
+                response.append(buffer, static_cast<std::size_t>(size));
+            }
+        }
+        ::close(fd);
+        return response;
+    }
+
+    fs::path folder_;
+    std::string cover_;
+    std::unique_ptr<Mpv> mpv_;
+    std::unique_ptr<Process> server_;
+    std::string port_;
+    std::string media_;
+};
+
+TEST_F(MprisTest, CommandsReachMpvAndComeBackAsEvents) {
+    Process watch(Ctl({"watch"}));
+    ASSERT_TRUE(watch.WaitForOutput("watching")) << watch.Output();
+
+    EXPECT_EQ(Run({"play"}).first, 0);
+    EXPECT_NE(WaitFor(watch, "state playing\n"), std::string::npos) << watch.Output();
+    EXPECT_TRUE(WaitUntil([&] { return mpv_->Get("pause") == "false"; }));
+
+    EXPECT_EQ(Run({"volume", "70"}).first, 0);
+    EXPECT_NE(WaitFor(watch, "volume 70\n"), std::string::npos) << watch.Output();
+    EXPECT_TRUE(WaitUntil([&] { return mpv_->Get("volume").rfind("70.", 0) == 0; }))
+        << mpv_->Get("volume");
+
+    EXPECT_EQ(Run({"next"}).first, 0);
+    const std::size_t second = WaitFor(watch, "now playing: Glass Orchard - Summer Rain");
+    EXPECT_NE(second, std::string::npos) << watch.Output();
+    EXPECT_TRUE(WaitUntil([&] { return mpv_->Get("playlist-pos") == "1"; }));
+    EXPECT_EQ(Run({"prev"}).first, 0);
+    EXPECT_NE(WaitFor(watch, "now playing: Mira Solen - Night Drive", second), std::string::npos)
+        << watch.Output();
+    EXPECT_TRUE(WaitUntil([&] { return mpv_->Get("playlist-pos") == "0"; }));
+
+    EXPECT_EQ(Run({"seek", "12"}).first, 0);
+    EXPECT_NE(WaitFor(watch, "position 00:12\n"), std::string::npos) << watch.Output();
+    EXPECT_GE(std::atof(mpv_->Get("time-pos").c_str()), 12.0);
+
+    EXPECT_EQ(Run({"pause"}).first, 0);
+    EXPECT_NE(WaitFor(watch, "state paused\n"), std::string::npos) << watch.Output();
+    EXPECT_TRUE(WaitUntil([&] { return mpv_->Get("pause") == "true"; }));
+
+    EXPECT_EQ(Run({"repeat", "all"}).first, 0);
+    EXPECT_NE(WaitFor(watch, "repeat all\n"), std::string::npos) << watch.Output();
+    EXPECT_TRUE(WaitUntil([&] { return mpv_->Get("loop-playlist") == "\"inf\""; }))
+        << mpv_->Get("loop-playlist");
+    EXPECT_EQ(Run({"shuffle", "on"}).first, 0) << "mpv has Shuffle";
+
+    const auto [code, output] = Run({"status"});
+    EXPECT_EQ(code, 0) << output;
+    EXPECT_NE(output.find("(Desktop media player (MPRIS))"), std::string::npos) << output;
+    EXPECT_NE(output.find("playing:   Mira Solen - Night Drive (0:30)"), std::string::npos)
+        << output;
+    EXPECT_NE(output.find("album:     Blue Rivers"), std::string::npos) << output;
+    EXPECT_NE(output.find("volume:    70"), std::string::npos) << output;
+
+    // What MPRIS has no way to do is refused as unsupported.
+    for (const std::vector<std::string>& refused :
+         std::vector<std::vector<std::string>>{{"eq"}, {"rate", "60"}, {"add", "/"}}) {
+        const auto answer = Run(refused);
+        EXPECT_EQ(answer.first, 4) << refused[0] << "\n" << answer.second;
+        EXPECT_NE(answer.second.find(": 1 "), std::string::npos) << answer.second;
+    }
+    watch.Signal(SIGINT);
+    EXPECT_EQ(watch.Wait(), 0);
+}
+
+TEST_F(MprisTest, ChangesMadeOnTheDesktopReachAWatchingClient) {
+    Process watch(Ctl({"watch"}));
+    ASSERT_TRUE(watch.WaitForOutput("watching")) << watch.Output();
+
+    Playerctl("mpv", {"volume", "0.33"});
+    EXPECT_NE(WaitFor(watch, "volume 33\n"), std::string::npos) << watch.Output();
+    Playerctl("mpv", {"play"});
+    EXPECT_NE(WaitFor(watch, "state playing\n"), std::string::npos) << watch.Output();
+    Playerctl("mpv", {"next"});
+    EXPECT_NE(WaitFor(watch, "now playing: Glass Orchard - Summer Rain"), std::string::npos)
+        << watch.Output();
+    Playerctl("mpv", {"position", "20"});
+    EXPECT_NE(WaitFor(watch, "position 00:2"), std::string::npos) << watch.Output();
+    Playerctl("mpv", {"loop", "Playlist"});
+    EXPECT_NE(WaitFor(watch, "repeat all\n"), std::string::npos) << watch.Output();
+    Playerctl("mpv", {"pause"});
+    EXPECT_NE(WaitFor(watch, "state paused\n"), std::string::npos) << watch.Output();
+
+    // The play queue and the library hold the current track (mpv has no
+    // track list and no playlists); search finds it there.
+    EXPECT_TRUE(Says({"queue"}, "Summer Rain - Glass Orchard"));
+    EXPECT_TRUE(Says({"browse", "/"}, "Summer Rain"));
+    EXPECT_TRUE(Says({"search", "summer"}, "Summer Rain"));
+    EXPECT_FALSE(Says({"search", "night"}, "Night Drive")) << "only what is listed";
+    watch.Signal(SIGINT);
+    EXPECT_EQ(watch.Wait(), 0);
+}
+
+TEST_F(MprisTest, TheCurrentTracksCoverIsServedAndNothingElse) {
+    ASSERT_TRUE(EventuallySays({"status"}, "Night Drive"));
+    GetAlbumArtRequest ask;
+    const auto answer = Ask(ask);
+    ASSERT_NE(answer, nullptr);
+    ASSERT_EQ(answer->returnCode, 0);
+    const std::string url = As<GetAlbumArtResponse>(*answer)->artURL;
+    ASSERT_EQ(url.rfind("/art/", 0), 0u) << url;
+    const std::string art = Get(url);
+    EXPECT_EQ(art.rfind("HTTP/1.1 200", 0), 0u) << art.substr(0, 200);
+    EXPECT_NE(art.find("Content-Type: image/png"), std::string::npos) << art.substr(0, 200);
+    EXPECT_EQ(art.substr(art.find("\r\n\r\n") + 4), cover_);
+
+    // The next song has no cover; the last one's is no longer served.
+    EXPECT_EQ(Run({"next"}).first, 0);
+    ASSERT_TRUE(EventuallySays({"status"}, "Summer Rain"));
+    GetAlbumArtRequest again;
+    const auto none = Ask(again);
+    ASSERT_NE(none, nullptr);
+    EXPECT_EQ(none->returnCode, 3) << As<GetAlbumArtResponse>(*none)->artURL;
+    EXPECT_EQ(Get(url).rfind("HTTP/1.1 404", 0), 0u);
+    EXPECT_EQ(Get("/art/999.png").rfind("HTTP/1.1 404", 0), 0u);
+}
+
+TEST_F(MprisTest, APlayerLeavingAndComingBackIsFollowed) {
+    Process watch(Ctl({"watch"}));
+    ASSERT_TRUE(watch.WaitForOutput("watching")) << watch.Output();
+    EXPECT_EQ(Run({"play"}).first, 0);
+    EXPECT_NE(WaitFor(watch, "state playing\n"), std::string::npos) << watch.Output();
+
+    mpv_->Stop();
+    const std::size_t gone = WaitFor(watch, "state stopped\n");
+    EXPECT_NE(gone, std::string::npos) << watch.Output();
+    EXPECT_TRUE(EventuallySays({"status"}, "playing:   -"));
+    const auto refused = Run({"play"});
+    EXPECT_EQ(refused.first, 4) << "no player to play: " << refused.second;
+    EXPECT_TRUE(Says({"speakers"}, "")) << "no players listed";
+
+    ASSERT_TRUE(mpv_->Start());
+    EXPECT_NE(WaitFor(watch, "now playing: Mira Solen - Night Drive", gone), std::string::npos)
+        << watch.Output();
+    EXPECT_EQ(Run({"play"}).first, 0) << "the same server drives the new mpv";
+    EXPECT_TRUE(WaitUntil([&] { return mpv_->Get("pause") == "false"; }));
+    EXPECT_EQ(server_->Output().find("vantor-server: lost"), std::string::npos);
+    watch.Signal(SIGINT);
+    EXPECT_EQ(watch.Wait(), 0);
+}
+
+TEST_F(MprisTest, TwoPlayersAreSpeakersAndTheClientSwitchesBetweenThem) {
+    Mpv other(folder_ / "list.m3u", folder_ / "other.sock");
+    ASSERT_TRUE(other.Start());
+    const std::string otherName =
+        "org.mpris.MediaPlayer2.mpv.instance" + std::to_string(other.Pid());
+    ASSERT_TRUE(EventuallySays({"speakers"}, otherName + "\t"));
+    const auto listed = Run({"speakers"}).second;
+    EXPECT_NE(listed.find("org.mpris.MediaPlayer2.mpv\t"), std::string::npos) << listed;
+    EXPECT_NE(listed.find(otherName + "\tmpv (mpv.instance"), std::string::npos)
+        << "players of one name are told apart:\n"
+        << listed;
+    EXPECT_NE(listed.find("off"), std::string::npos) << listed;
+
+    Process watch(Ctl({"watch"}));
+    ASSERT_TRUE(watch.WaitForOutput("watching")) << watch.Output();
+    SelectSpeakerRequest select;
+    select.id = otherName;
+    const auto selected = Ask(select);
+    ASSERT_NE(selected, nullptr);
+    EXPECT_EQ(selected->returnCode, 0);
+    EXPECT_TRUE(EventuallySays(
+        {"speakers"}, otherName + "\tmpv (mpv.instance" + std::to_string(other.Pid()) + ")\ton"));
+    EXPECT_NE(WaitFor(watch, "speakers "), std::string::npos) << watch.Output();
+
+    EXPECT_EQ(Run({"play"}).first, 0);
+    EXPECT_TRUE(WaitUntil([&] { return other.Get("pause") == "false"; }));
+    EXPECT_EQ(mpv_->Get("pause"), "true") << "the first player is left alone";
+    EXPECT_NE(WaitFor(watch, "state playing\n"), std::string::npos) << watch.Output();
+
+    // Without a name the server follows the player a person uses: the first
+    // one starting to play on the desktop is driven again.
+    mpv_->Set("pause", "false");
+    EXPECT_TRUE(EventuallySays({"speakers"}, "org.mpris.MediaPlayer2.mpv\tmpv (mpv)\ton"))
+        << Run({"speakers"}).second << server_->Output();
+
+    SelectSpeakerRequest unknown;
+    unknown.id = "org.mpris.MediaPlayer2.nobody";
+    const auto refused = Ask(unknown);
+    ASSERT_NE(refused, nullptr);
+    EXPECT_EQ(refused->returnCode, 3);
+    watch.Signal(SIGINT);
+    EXPECT_EQ(watch.Wait(), 0);
+}
+
+TEST_F(MprisTest, ANamedPlayerIsTheOnlyOneDriven) {
+    StopServer();
+    StartServer({"--mpris", "vlc"});
+    EXPECT_TRUE(Says({"status"}, "playing:   -")) << "mpv is not vlc";
+    EXPECT_EQ(Run({"play"}).first, 4);
+    StopServer();
+    StartServer({"--mpris", "org.mpris.MediaPlayer2.mpv"});
+    EXPECT_TRUE(EventuallySays({"status"}, "Night Drive"));
+    EXPECT_EQ(Run({"play"}).first, 0);
+    EXPECT_TRUE(WaitUntil([&] { return mpv_->Get("pause") == "false"; }));
+}
+
+TEST(MprisStartTest, WithoutASessionBusTheServerSaysSoAndFails) {
+    const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+    const std::string saved = address ? address : "";
+    ::setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/vantor-test-bus", 1);
+    Process server({VANTOR_SERVER_PATH, "--bind", "127.0.0.1", "--port", "0", "--no-discovery",
+                    "--media-port", "0", "--mpris"});
+    const int status = server.Wait();
+    if (address) {
+        ::setenv("DBUS_SESSION_BUS_ADDRESS", saved.c_str(), 1);
+    } else {
+        ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
+    }
+    EXPECT_EQ(status, 1) << server.Output();
+    EXPECT_NE(server.Output().find("--mpris needs the session bus"), std::string::npos)
+        << server.Output();
+}
+
+// VLC's D-Bus control has a track list: the play queue is VLC's.
+class MprisVlcTest : public MprisTest {
+protected:
+    void SetUp() override {
+        if (const std::string reason = SkipReason(); !reason.empty()) {
+            GTEST_SKIP() << reason;
+        }
+        if (const std::string reason = testing::Vlc::Unavailable(); !reason.empty()) {
+            GTEST_SKIP() << reason << "; the track-list tests against VLC are skipped";
+        }
+        char pattern[] = "/tmp/vantor-mpris-XXXXXX";
+        ASSERT_NE(::mkdtemp(pattern), nullptr);
+        folder_ = pattern;
+        std::string error;
+        ASSERT_TRUE(testing::WriteMusic(folder_, kSongs, "", &error)) << error;
+        std::vector<std::string> files;
+        for (const TestSong& song : kSongs) {
+            files.push_back((folder_ / "music" / song.file).string());
+        }
+        vlc_ = std::make_unique<testing::Vlc>(files);
+        ASSERT_TRUE(vlc_->Start()) << "VLC did not come onto the bus";
+        StartServer({"--mpris", "vlc"});
+    }
+    void TearDown() override {
+        StopServer();
+        vlc_.reset();
+        if (!folder_.empty()) {
+            fs::remove_all(folder_);
+        }
+    }
+
+    std::unique_ptr<testing::Vlc> vlc_;
+};
+
+TEST_F(MprisVlcTest, TheTrackListIsThePlayQueue) {
+    ASSERT_TRUE(EventuallySays({"queue"}, "queue: 3 entries"));
+    const auto queue = Run({"queue"}).second;
+    EXPECT_NE(queue.find("0  Night Drive - Mira Solen"), std::string::npos) << queue;
+    EXPECT_NE(queue.find("2  Slow Dance - Glass Orchard"), std::string::npos) << queue;
+    EXPECT_TRUE(Says({"search", "slow"}, "Slow Dance"));
+
+    SetPlaylistPositionRequest jump;
+    jump.position = 2;
+    const auto jumped = Ask(jump);
+    ASSERT_NE(jumped, nullptr);
+    EXPECT_EQ(jumped->returnCode, 0);
+    EXPECT_TRUE(EventuallySays({"status"}, "Slow Dance"));
+    EXPECT_TRUE(EventuallySays({"status"}, "queue:     position 2"));
+}
+
+}  // namespace
+}  // namespace vantor
