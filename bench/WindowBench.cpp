@@ -40,7 +40,7 @@
 #include "support/BenchReport.h"
 #include "support/Process.h"
 #include "support/WindowDoubles.h"
-#include "ui/CMainFrame.h"
+#include "ui/window/CMainFrame.h"
 
 namespace vantor {
 namespace {

@@ -24,10 +24,10 @@
 
 #include "core/Logger.h"
 #include "session/Settings.h"
-#include "ui/CMainFrame.h"
-#include "ui/MprisService.h"
-#include "ui/SingleInstance.h"
-#include "ui/Tour.h"
+#include "ui/desktop/MprisService.h"
+#include "ui/desktop/SingleInstance.h"
+#include "ui/window/CMainFrame.h"
+#include "ui/window/Tour.h"
 
 namespace {
 

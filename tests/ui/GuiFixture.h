@@ -25,8 +25,8 @@
 #include "session/RegistryStore.h"
 #include "session/Settings.h"
 #include "support/TestServer.h"
-#include "ui/CMainFrame.h"
-#include "ui/SettingsSheet.h"
+#include "ui/settings/SettingsSheet.h"
+#include "ui/window/CMainFrame.h"
 
 namespace vantor::testing {
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "ui/KeyNames.h"
-#include "ui/KeyTranslator.h"
+#include "ui/keys/KeyNames.h"
+#include "ui/keys/KeyTranslator.h"
 
 namespace vantor::ui {
 namespace {
@@ -23,7 +23,7 @@ public:
     void FireFunction(int id) override { done.push_back("fire " + std::to_string(id)); }
     void OpenSelectedEntry() override { done.push_back("open"); }
     void GoBack() override { done.push_back("back"); }
-    void FocusPlaylist() override { done.push_back("focus playlist"); }
+    void FocusLibrary() override { done.push_back("focus library"); }
     bool MainListHasFocus() const override { return mainListFocused; }
     void FocusCurrentEntry() override { done.push_back("focus current"); }
     void NoteUserInput() override { ++inputs; }
@@ -112,8 +112,8 @@ TEST(KeyTranslatorTest, Stories) {
           {kUp, kVkRight, 0ms, true, "open"},
           {kUp, kVkLeft, 0ms, true, "back"},
           {kDown, kVkUp, 0ms, true, "fire 6"},
-          {kUp, kVkUp, 0ms, true, "focus playlist"},
-          {kUp, kVkDown, 0ms, true, "focus playlist"}}},
+          {kUp, kVkUp, 0ms, true, "focus library"},
+          {kUp, kVkDown, 0ms, true, "focus library"}}},
         {"other keys on the play queue follow the table",
          "playlist",
          false,

@@ -24,7 +24,7 @@
 
 #include "support/LogCapture.h"
 #include "ui/GuiFixture.h"
-#include "ui/MprisService.h"
+#include "ui/desktop/MprisService.h"
 
 // Qt's texts in GoogleTest's messages.
 inline void PrintTo(const QString& text, std::ostream* out) {
