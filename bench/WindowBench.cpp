@@ -35,6 +35,7 @@
 
 #include "BenchServer.h"
 #include "protocol/Messages.h"
+#include "session/ConnectionManager.h"
 #include "session/RegistryStore.h"
 #include "session/Settings.h"
 #include "support/BenchReport.h"

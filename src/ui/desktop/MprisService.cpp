@@ -10,14 +10,16 @@
 #include <QFileInfo>
 #include <QPointer>
 #include <QUrl>
+#include <QWidget>
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
 #include "core/Logger.h"
+#include "net/RequestTable.h"
 #include "protocol/PlayerMessages.h"
+#include "ui/player/PlayerPresenter.h"
 #include "ui/screens/Screens.h"
-#include "ui/window/CMainFrame.h"
 
 namespace vantor::ui {
 namespace {
@@ -125,12 +127,12 @@ public:
     bool CanControl() const { return true; }
 
 public Q_SLOTS:
-    void PlayPause() { service_.Send("PlayPause", std::make_unique<PlayPauseRequest>()); }
-    void Play() { service_.Send("Play", std::make_unique<PlayRequest>()); }
-    void Pause() { service_.Send("Pause", std::make_unique<PauseRequest>()); }
-    void Stop() { service_.Send("Stop", std::make_unique<StopRequest>()); }
-    void Next() { service_.Send("Next", std::make_unique<NextItemRequest>()); }
-    void Previous() { service_.Send("Previous", std::make_unique<PreviousItemRequest>()); }
+    void PlayPause() { service_.Act("PlayPause", PlayerAction::PlayPause); }
+    void Play() { service_.Act("Play", PlayerAction::Play); }
+    void Pause() { service_.Act("Pause", PlayerAction::Pause); }
+    void Stop() { service_.Act("Stop", PlayerAction::Stop); }
+    void Next() { service_.Act("Next", PlayerAction::Next); }
+    void Previous() { service_.Act("Previous", PlayerAction::Previous); }
     void Seek(qlonglong offset) { service_.Seek(offset); }
     void SetPosition(const QDBusObjectPath& trackId, qlonglong position) {
         service_.SetPosition(trackId, position);
@@ -149,18 +151,18 @@ private:
 
 // --- Start and end --------------------------------------------------------------------
 
-std::unique_ptr<MprisService> MprisService::Offer(CMainFrame& frame, QDBusConnection bus) {
+std::unique_ptr<MprisService> MprisService::Offer(MprisHost host, QDBusConnection bus) {
     if (!bus.isConnected()) {
         Log(kLogInfo,
             "MPRIS: no session bus (%s); the desktop's media controls will not see the player",
             bus.lastError().message().toUtf8().constData());
         return nullptr;
     }
-    std::unique_ptr<MprisService> service(new MprisService(frame, std::move(bus)));
+    std::unique_ptr<MprisService> service(new MprisService(host, std::move(bus)));
     if (!service->Register()) {
         return nullptr;
     }
-    frame.AddPlayerWatcher(
+    host.player.AddWatcher(
         [self = QPointer<MprisService>(service.get())](const PlayerSnapshot& snapshot) {
             if (self) {
                 self->OnSnapshot(snapshot);
@@ -169,14 +171,14 @@ std::unique_ptr<MprisService> MprisService::Offer(CMainFrame& frame, QDBusConnec
     return service;
 }
 
-MprisService::MprisService(CMainFrame& frame, QDBusConnection bus)
-    : frame_(frame), bus_(std::move(bus)), player_(new MprisPlayerAdaptor(*this)) {
+MprisService::MprisService(MprisHost host, QDBusConnection bus)
+    : host_(std::move(host)), bus_(std::move(bus)), player_(new MprisPlayerAdaptor(*this)) {
     new MprisRootAdaptor(*this);
     artTimer_.setSingleShot(true);
     artTimer_.setInterval(kArtDelay);
     QObject::connect(&artTimer_, &QTimer::timeout, this, [this] { AskForArt(); });
 
-    snapshot_ = frame_.Snapshot();
+    snapshot_ = host_.player.Snapshot();
     snapshotTime_ = std::chrono::steady_clock::now();
     FollowArt(false);
     properties_ = PlayerProperties();
@@ -306,7 +308,7 @@ void MprisService::AskForArt() {
     artAskedSong_ = snapshot_.song;
     // The window takes the answer as its own: it downloads the picture and
     // hands the URL and the file on in its next snapshots.
-    frame_.SendRequest(std::make_unique<GetAlbumArtRequest>());
+    host_.actions.Send(std::make_unique<GetAlbumArtRequest>());
 }
 
 // --- What the bus reads ---------------------------------------------------------------
@@ -418,15 +420,15 @@ std::int64_t MprisService::PositionUs() const {
 // --- What the bus asks ----------------------------------------------------------------
 
 void MprisService::Raise() {
-    frame_.showNormal();
-    frame_.raise();
-    frame_.activateWindow();
+    host_.window.showNormal();
+    host_.window.raise();
+    host_.window.activateWindow();
 }
 
 // Exit ends the event loop; queued, so the caller gets its answer first.
 void MprisService::Quit() {
     QMetaObject::invokeMethod(
-        this, [this] { frame_.Command(kCommandExit); }, Qt::QueuedConnection);
+        this, [this] { host_.quit(); }, Qt::QueuedConnection);
 }
 
 bool MprisService::InSession(const char* what) const {
@@ -440,8 +442,18 @@ void MprisService::Send(const char* what, std::unique_ptr<Message> request) {
     if (!InSession(what)) {
         return;
     }
-    const int result = frame_.SendRequest(std::move(request));
-    if (result != 0) {
+    Sent(what, host_.actions.Send(std::move(request)));
+}
+
+void MprisService::Act(const char* what, PlayerAction action) {
+    if (!InSession(what)) {
+        return;
+    }
+    Sent(what, host_.actions.Do(action));
+}
+
+void MprisService::Sent(const char* what, int result) {
+    if (result != RequestTable::kSent) {
         Log(kLogError, "MPRIS: %s could not be sent (%d)", what, result);
     }
 }
@@ -529,7 +541,7 @@ void MprisService::SetShuffle(bool shuffle) {
 // ask for a pause.
 void MprisService::SetRate(double rate) {
     if (rate == 0.0) {
-        Send("Rate 0 (Pause)", std::make_unique<PauseRequest>());
+        Act("Rate 0 (Pause)", PlayerAction::Pause);
     } else if (rate != 1.0) {
         Log(kLogError, "MPRIS: Rate %g ignored: the player plays at 1.0 only", rate);
     }

@@ -10,8 +10,8 @@
 // It is one of the window's player watchers: every snapshot the window
 // hands over becomes one PropertiesChanged naming exactly the properties
 // it changed (and Seeked when the position jumped). Every call from the
-// bus becomes a request sent through the window, as its own buttons send
-// them. Calls that cannot mean what they say (a volume outside 0..1, a
+// bus becomes a request through the window's PlayerActions, the way its own
+// buttons and keys make them. Calls that cannot mean what they say (a volume outside 0..1, a
 // seek past the song, a position for a song no longer playing) are clamped
 // or ignored with a line in the log; calls while no session runs are
 // ignored.
@@ -38,25 +38,36 @@
 #include <QVariantMap>
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "protocol/Message.h"
+#include "ui/player/PlayerActions.h"
 #include "ui/player/PlayerSnapshot.h"
 
 class QDBusObjectPath;
+class QWidget;
 
 namespace vantor::ui {
 
-class CMainFrame;
 class MprisPlayerAdaptor;
 class MprisRootAdaptor;
+class PlayerPresenter;
+
+// What the service uses of the window.
+struct MprisHost {
+    PlayerPresenter& player;  // the snapshot, and its watchers
+    PlayerActions& actions;   // where the bus's calls go
+    QWidget& window;          // raised on Raise
+    std::function<void()> quit;
+};
 
 class MprisService final : public QObject {
 public:
     // Offers the window's player on `bus`. Null when the bus cannot be
     // reached (one line at info level: many machines have no session bus)
     // or when the player could not be registered on it (an error line).
-    static std::unique_ptr<MprisService> Offer(CMainFrame& frame,
+    static std::unique_ptr<MprisService> Offer(MprisHost host,
                                                QDBusConnection bus = QDBusConnection::sessionBus());
     ~MprisService() override;
 
@@ -70,7 +81,7 @@ private:
     friend class MprisRootAdaptor;
     friend class MprisPlayerAdaptor;
 
-    MprisService(CMainFrame& frame, QDBusConnection bus);
+    MprisService(MprisHost host, QDBusConnection bus);
     bool Register();
 
     // The window's side.
@@ -95,7 +106,9 @@ private:
     // What the bus asks.
     void Raise();
     void Quit();
+    void Act(const char* what, PlayerAction action);
     void Send(const char* what, std::unique_ptr<Message> request);
+    void Sent(const char* what, int result);
     bool InSession(const char* what) const;
     void Seek(std::int64_t offsetUs);
     void SetPosition(const QDBusObjectPath& track, std::int64_t positionUs);
@@ -105,7 +118,7 @@ private:
     void SetShuffle(bool shuffle);
     void SetRate(double rate);
 
-    CMainFrame& frame_;
+    MprisHost host_;
     QDBusConnection bus_;
     QString name_;  // empty until registered
     bool objectRegistered_ = false;

@@ -29,8 +29,30 @@ inline constexpr int kCommandEqualizer = 32800;  // shows the "eq" screen
 inline constexpr int kCommandSpeakers = 32801;   // the speakers submenu
 inline constexpr int kCommandExit = 57665;       // the application-exit command
 
+// The screens. Each is drawn from the skin under its key (SkinKey); the
+// library screen is the skin's "playlist".
+enum class ScreenId { None, Connect, Main, NowPlaying, Library, Eq };
+
+constexpr std::string_view SkinKey(ScreenId id) {
+    switch (id) {
+        case ScreenId::Connect:
+            return "connect";
+        case ScreenId::Main:
+            return "main";
+        case ScreenId::NowPlaying:
+            return "nowplaying";
+        case ScreenId::Library:
+            return "playlist";
+        case ScreenId::Eq:
+            return "eq";
+        case ScreenId::None:
+            break;
+    }
+    return {};
+}
+
 struct ScreenSpec {
-    std::string name;
+    ScreenId id = ScreenId::None;
     QString commandLabel;  // the command bar's one button on this screen
     int command = 0;
     // Shows and enables the screen's child controls, or hides and disables
@@ -52,9 +74,9 @@ struct MenuItemSpec {
 class ScreenRegistry {
 public:
     void Add(ScreenSpec screen) { screens_.push_back(std::move(screen)); }
-    const ScreenSpec* Find(std::string_view name) const {
+    const ScreenSpec* Find(ScreenId id) const {
         for (const ScreenSpec& screen : screens_) {
-            if (screen.name == name) {
+            if (screen.id == id) {
                 return &screen;
             }
         }

@@ -1,29 +1,39 @@
 #include "ui/window/CMainFrame.h"
 
-#include <QActionGroup>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDir>
-#include <QMenu>
 #include <QMenuBar>
 #include <QStandardPaths>
-#include <QToolBar>
-#include <QToolButton>
 #include <algorithm>
 #include <cmath>
-#include <condition_variable>
 #include <filesystem>
 
 #include "core/Logger.h"
+#include "net/RequestTable.h"
 #include "protocol/Messages.h"
-#include "session/NowPlaying.h"
-#include "skin/SkinBar.h"
+#include "session/ConnectionFlow.h"
+#include "session/RegistryStore.h"
+#include "session/SelfUpdate.h"
+#include "session/Settings.h"
+#include "ui/desktop/MprisService.h"
+#include "ui/keys/FunctionTable.h"
 #include "ui/lists/PlayQueueList.h"
-#include "ui/remote/AlbumArtCache.h"
-#include "ui/remote/PageFetcher.h"
+#include "ui/player/PlaybackClock.h"
+#include "ui/player/PlayerActions.h"
+#include "ui/player/PlayerPresenter.h"
+#include "ui/remote/AlbumArtLoader.h"
+#include "ui/remote/FlowFace.h"
+#include "ui/remote/RemoteSession.h"
+#include "ui/screens/ConnectScreen.h"
 #include "ui/screens/EqScreen.h"
 #include "ui/screens/LibraryScreen.h"
+#include "ui/screens/ScreenNavigator.h"
 #include "ui/window/ChromeLook.h"
+#include "ui/window/CommandMenu.h"
+#include "ui/window/FrameTimers.h"
+#include "ui/window/HandOff.h"
+#include "ui/window/Prompter.h"
 
 namespace vantor::ui {
 
@@ -32,10 +42,6 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr QColor kFrameBackground{24, 69, 154};
-
-QString Q(const std::string& text) {
-    return QString::fromStdString(text);
-}
 
 std::string CacheFolder() {
     QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation);
@@ -57,31 +63,6 @@ QFont FrameFont(int dpi, int points) {
 
 }  // namespace
 
-// A worker waiting for the user's answer.
-struct CMainFrame::Wait {
-    std::mutex mutex;  // guards done and answer
-    std::condition_variable finished;
-    bool done = false;
-    bool answer = false;
-
-    void Finish(bool value) {
-        {
-            std::lock_guard lock(mutex);
-            if (done) {
-                return;
-            }
-            done = true;
-            answer = value;
-        }
-        finished.notify_all();
-    }
-    bool Answer() {
-        std::unique_lock lock(mutex);
-        finished.wait(lock, [this] { return done; });
-        return answer;
-    }
-};
-
 CMainFrame::CMainFrame(FrameOptions options, FrameServices services)
     : options_(std::move(options)),
       prompter_(services.prompter),
@@ -89,22 +70,13 @@ CMainFrame::CMainFrame(FrameOptions options, FrameServices services)
       addresses_(std::move(services.addresses)),
       quit_(services.quit ? std::move(services.quit)
                           : [](int code) { QCoreApplication::exit(code); }),
-      mailbox_(std::make_shared<WindowMailbox>(this)),
-      store_(options_.configPath.empty() ? RegistryStore::DefaultPath() : options_.configPath),
-      timers_(this, [this](int id) { OnTimer(id); }),
-      view_(new ScreenView(skin_, *this, this)),
-      connect_(view_, [this] { Command(kCommandConnect); }),
-      volumeDrag_(this,
-                  [this](std::int32_t percent) {
-                      auto request = std::make_unique<SetVolumeRequest>();
-                      request->volume = percent;
-                      SendRequest(std::move(request));
-                  }),
-      positionDrag_(this, [this](std::int32_t seconds) {
-          auto request = std::make_unique<SetPlayPositionRequest>();
-          request->position = seconds;
-          SendRequest(std::move(request));
-      }) {
+      store_(std::make_unique<RegistryStore>(
+          options_.configPath.empty() ? RegistryStore::DefaultPath() : options_.configPath)),
+      settings_(std::make_unique<Settings>()),
+      functions_(std::make_unique<FunctionTable>()),
+      handOff_(std::make_unique<HandOff>(this, [this](int change) { Busy(change); })),
+      timers_(std::make_unique<FrameTimers>(this, [this](int id) { OnTimer(id); })),
+      view_(new ScreenView(skin_, *this, this)) {
     setObjectName(QStringLiteral("Vantor"));
     setWindowTitle(QStringLiteral("Vantor"));
     if (prompter_ == nullptr) {
@@ -127,10 +99,19 @@ CMainFrame::CMainFrame(FrameOptions options, FrameServices services)
     std::error_code ignored;
     std::filesystem::create_directories(options_.dataDir, ignored);
 
+    screens_ = std::make_unique<ScreenNavigator>(
+        *view_, ScreenNavigator::Hooks{.hidden = [this] { return landscape_; },
+                                       .switched =
+                                           [this](const ScreenSpec& screen) {
+                                               menu_->SetButton(screen.commandLabel,
+                                                                screen.command);
+                                               OnScreenSwitched();
+                                           }});
+    connect_ = std::make_unique<ConnectScreen>(view_, [this] { Command(kCommandConnect); });
+    keys_ = std::make_unique<KeyTranslator>(*functions_, static_cast<KeyWindow&>(*this));
     setCentralWidget(view_);
     view_->SetResizeHandler([this](QSize size) { CheckOrientation(size); });
     qApp->installEventFilter(this);
-    lastActivity_ = std::chrono::steady_clock::now();
 }
 
 CMainFrame::~CMainFrame() {
@@ -146,178 +127,205 @@ bool CMainFrame::Create() {
     screenSize_ = options_.screen;
     ApplyScale(screenSize_);
     landscape_ = screenSize_.width() > screenSize_.height();
-    BuildMenu();
+    menu_ = std::make_unique<CommandMenu>(
+        *this, *this,
+        CommandMenu::Hooks{.command = [this](int command) { Command(command); },
+                           .busy = [this](int change) { Busy(change); },
+                           .multipleSpeakers = [this] { return settings_->useMultipleSpeakers; }});
 
     // Settings. A start without a settings file is the first run; the
     // installer's part then records where the program's data is.
-    firstRun_ = !std::filesystem::exists(store_.Path());
-    store_.Load();
-    EnsureInstalled(store_);
-    LoadSettings(store_, settings_);
-    functions_.Load(settings_);
+    const bool firstRun = !std::filesystem::exists(store_->Path());
+    store_->Load();
+    EnsureInstalled(*store_);
+    LoadSettings(*store_, *settings_);
+    functions_->Load(*settings_);
 
-    // The connection and its helpers.
-    manager_ = std::make_unique<ConnectionManager>(addresses_, options_.discovery);
-    const std::uint16_t mediaPort = options_.mediaPort;
-    update_ = std::make_unique<SelfUpdate>(
-        static_cast<UpdateUi&>(*this), *launcher_, [this] { return manager_->Host(); },
-        settings_.installDir, mediaPort);
-    update_->SetAbort(&updateAbort_);
-    FlowOptions flow;
-    flow.port = options_.port;
-    flow_ = std::make_unique<ConnectionFlow>(*manager_, static_cast<ConnectionFrame&>(*this),
-                                             static_cast<PlayerListener*>(this), addresses_,
-                                             update_.get(), flow);
-    mediaAbort_ = std::make_shared<std::atomic<bool>>(false);
-    HttpOptions http;
-    http.abort = mediaAbort_.get();
-    media_ = std::make_shared<MediaService>(mediaPort, http);
-    fetcher_ = std::make_unique<PageFetcher>(media_, mediaAbort_, mailbox_);
-    art_ = std::make_unique<AlbumArtDownloader>(options_.dataDir + "albumart.jpg", mediaPort);
-    artCache_ = std::make_unique<AlbumArtCache>(options_.dataDir + "art");
-    clock_ = std::make_unique<PlaybackClock>(
-        [mailbox = mailbox_] { mailbox->Post(FrameMessage::Progress); });
+    MakeSession();
 
     // Every start uses the default skin; the saved choice is written back
     // on every save all the same.
-    const std::string savedSkin = settings_.skinFilePath;
+    const std::string savedSkin = settings_->skinFilePath;
     skinPath_.clear();
     if (!LoadSkin()) {
         return false;
     }
-    settings_.skinFilePath = savedSkin;
+    settings_->skinFilePath = savedSkin;
 
-    // Child controls and screens.
-    queue_ = new PlayQueueList(view_, *fetcher_, *this);
-    queue_->SetMenuHandler([this](bool open) { busy_ += open ? 1 : -1; });
-    LibraryScreen::Hooks hooks;
-    hooks.searchTimer = [this](bool start) {
-        if (start) {
-            timers_.Start(kSearchSettledTimer, milliseconds(1500));
-        } else {
-            timers_.Kill(kSearchSettledTimer);
-        }
-    };
-    hooks.menuOpen = [this](bool open) { busy_ += open ? 1 : -1; };
-    library_ = std::make_unique<LibraryScreen>(view_, *fetcher_, *this, *queue_, hooks);
-    eq_ = std::make_unique<EqScreen>(view_, *this,
-                                     [this](const EqSettings& eq) { view_->SetEq(eq); });
-    BuildScreens();
-    connect_.SetServers(settings_.servers);
+    MakeScreens();
+    AddMenuItems();
+    connect_->SetServers(settings_->servers);
     if (!options_.server.empty()) {
-        connect_.SetText(options_.server);
+        connect_->SetText(options_.server);
     }
-    view_->SetShowRemaining(settings_.showRemainingTime);
+    view_->SetShowRemaining(settings_->showRemainingTime);
     // The window is the screen with the menu above and the command bar below.
     view_->SetPreferredSize(screenSize_);
     view_->resize(screenSize_);
-    resize(screenSize_.width(), screenSize_.height() + menuBar()->sizeHint().height() +
-                                    commandBar_->sizeHint().height());
+    resize(screenSize_.width(),
+           screenSize_.height() + menuBar()->sizeHint().height() + menu_->BarHeight());
     PlaceControls();
 
     // Threads and timers: the position thread with its animation step,
     // the network watch, then the welcome or the automatic connection.
-    clock_->Start();
-    timers_.Start(kAnimationTimer, milliseconds(30));
-    flow_->Start(firstRun_, settings_.autoConnect);
-    if (firstRun_) {
-        timers_.Start(kWelcomeTimer, milliseconds(10));
+    player_->Clock().Start();
+    timers_->Start(kAnimationTimer, milliseconds(30));
+    session_->Flow().Start(firstRun, settings_->autoConnect);
+    if (firstRun) {
+        timers_->Start(kWelcomeTimer, milliseconds(10));
     }
-    lastActivity_ = std::chrono::steady_clock::now();
-    timers_.Start(kIdleTimer, milliseconds(1000));
+    screens_->NoteInput();
+    timers_->Start(kIdleTimer, milliseconds(1000));
     created_ = true;
 
     if (landscape_) {
-        clock_->Suspend(true);
-        timers_.Kill(kAnimationTimer);
+        player_->Suspend(true);
         view_->SetLandscapeMessage(QString::fromLatin1(kLandscapeText));
     } else {
-        SwitchScreen(std::string(kScreenConnect));
+        screens_->Switch(ScreenId::Connect);
     }
     return true;
 }
 
-void CMainFrame::BuildMenu() {
-    menu_ = menuBar()->addMenu(QStringLiteral("Menu"));
-    menu_->setObjectName(QStringLiteral("Menu"));
-    connect(menu_, &QMenu::aboutToShow, this, [this] {
-        ++busy_;
-        RebuildMenu();
-    });
-    connect(menu_, &QMenu::aboutToHide, this, [this] { --busy_; });
-    RebuildMenu();
+// The session and the rooms that follow it: the player as shown (the
+// session's listener), the flow's view of the window, the album art and
+// the player's actions.
+void CMainFrame::MakeSession() {
+    PlayerPresenter::Hooks hooks;
+    hooks.connected = [this] { return Connected(); };
+    hooks.hidden = [this] { return landscape_; };
+    hooks.showsSongTitleFont = [this] { return skin_.FindFont("songtitle") != nullptr; };
+    hooks.draggingVolume = [this] { return actions_->DraggingVolume(); };
+    hooks.draggingPosition = [this] { return actions_->DraggingPosition(); };
+    hooks.songShown = [this](const CurrentMedia& media) {
+        queue_->SetCurrentRating(media.rating);
+        if (screens_->Current() == ScreenId::NowPlaying) {
+            timers_->Start(kAlbumArtTimer, milliseconds(200));
+        }
+    };
+    hooks.queueChanged = [this] {
+        if (queue_->IsOpen()) {
+            queue_->Open(player_->PlaylistPosition());
+        }
+    };
+    hooks.eq = [this](const EqSettings& eq) {
+        eq_->SetEq(eq);
+        view_->SetEq(eq_->Eq());
+    };
+    hooks.eqPresets = [this](const std::vector<std::string>& presets) { eq_->SetPresets(presets); };
+    hooks.speakers = [this](const std::vector<Speaker>& speakers) {
+        menu_->SetSpeakers(speakers);
+        menu_->Rebuild();
+    };
+    hooks.artChanged = [this] {
+        if (screens_->Current() == ScreenId::NowPlaying) {
+            timers_->Start(kAlbumArtTimer, milliseconds(100));
+        }
+    };
+    hooks.artUrl = [this](const std::string& url) { art_->Fetch(url); };
+    hooks.refused = [this] { timers_->Start(kDeferredRequestTimer, milliseconds(1000)); };
+    hooks.clientVersion = [this](const std::string& version) { serverVersion_ = version; };
+    player_ = std::make_unique<PlayerPresenter>(*handOff_, *view_, *timers_, std::move(hooks));
 
-    auto* bar = new QToolBar(QStringLiteral("Command Bar"), this);
-    commandBar_ = bar;
-    bar->setObjectName(QStringLiteral("Command Bar"));
-    bar->setMovable(false);
-    bar->setFloatable(false);
-    bar->setContextMenuPolicy(Qt::PreventContextMenu);
-    commandButton_ = new QToolButton(bar);
-    commandButton_->setObjectName(QStringLiteral("Command Button"));
-    commandButton_->setToolButtonStyle(Qt::ToolButtonTextOnly);
-    commandButton_->setAutoRaise(false);
-    connect(commandButton_, &QToolButton::clicked, this, [this] { Command(buttonCommand_); });
-    bar->addWidget(commandButton_);
-    addToolBar(Qt::BottomToolBarArea, bar);
+    face_ = std::make_unique<FlowFace>(FlowFaceParts{
+        .handOff = *handOff_,
+        .screens = *screens_,
+        .connect = *connect_,
+        .player = *player_,
+        .timers = *timers_,
+        .prompter = *prompter_,
+        .view = *view_,
+        .menu = *menu_,
+        .save = [this] { SaveAll(); },
+        .busy = [this](int change) { Busy(change); },
+    });
+    SessionOptions session;
+    session.port = options_.port;
+    session.mediaPort = options_.mediaPort;
+    session.discovery = options_.discovery;
+    session.installDir = settings_->installDir;
+    session_ = std::make_unique<RemoteSession>(
+        session, addresses_,
+        SessionWindow{*face_, *player_, *face_, *launcher_, handOff_->Mailbox()});
+    face_->SetFlow(&session_->Flow());
+    art_ = std::make_unique<AlbumArtLoader>(
+        options_.dataDir, options_.mediaPort, *handOff_, *session_,
+        [this] { return session_->Host(); },
+        AlbumArtLoader::Shown{
+            .url = [this](const std::string& url) { player_->SetArtUrl(url); },
+            .file = [this](const std::string& file) { player_->SetArtFile(file); }});
 }
 
-void CMainFrame::BuildScreens() {
-    screens_.Add({std::string(kScreenConnect), QStringLiteral("Connect"), kCommandConnect,
-                  [this](bool shown) { connect_.SetShown(shown, !flow_->AttemptRunning()); },
-                  nullptr});
-    screens_.Add({std::string(kScreenMain), QStringLiteral("Library"), kCommandLibrary,
-                  [this](bool shown) {
-                      if (shown) {
-                          queue_->Place(skin_, screenSize_, normalFont_);
-                      }
-                      queue_->setVisible(shown);
-                      queue_->setEnabled(shown);
-                  },
-                  [this] {
-                      if (!queue_->IsOpen() && manager_->IsConnected()) {
-                          queue_->Open(playlistPosition_);
-                      }
-                  }});
-    screens_.Add({std::string(kScreenNowPlaying), QStringLiteral("Controls"), kCommandControls,
-                  nullptr, nullptr});
-    screens_.Add({std::string(kScreenPlaylist), QStringLiteral("Controls"), kCommandControls,
-                  [this](bool shown) { library_->SetShown(shown); },
-                  [this] { library_->Entered(); }});
-    screens_.Add({std::string(kScreenEq), QStringLiteral("Controls"), kCommandControls,
-                  [this](bool shown) { eq_->SetShown(shown); }, nullptr});
-    queue_->setVisible(false);
+// The screens' controls, and the screens in the navigator.
+void CMainFrame::MakeScreens() {
+    queue_ = new PlayQueueList(view_, session_->Fetcher(), *session_);
+    queue_->SetMenuHandler([this](bool open) { Busy(open ? 1 : -1); });
+    LibraryScreen::Hooks hooks;
+    hooks.searchTimer = [this](bool start) {
+        if (start) {
+            timers_->Start(kSearchSettledTimer, milliseconds(1500));
+        } else {
+            timers_->Kill(kSearchSettledTimer);
+        }
+    };
+    hooks.menuOpen = [this](bool open) { Busy(open ? 1 : -1); };
+    library_ =
+        std::make_unique<LibraryScreen>(view_, session_->Fetcher(), *session_, *queue_, hooks);
+    eq_ = std::make_unique<EqScreen>(view_, *session_,
+                                     [this](const EqSettings& eq) { view_->SetEq(eq); });
+    actions_ = std::make_unique<PlayerActions>(this, *session_, *view_, *player_, *eq_,
+                                               [this] { return Player(); });
 
-    AddMenuItem(
-        {.command = kCommandNowPlaying, .label = QStringLiteral("Now Playing"), .shown = [this] {
-             const std::string screen = CurrentScreen();
-             return screen != kScreenConnect && screen != kScreenNowPlaying;
-         }});
-    AddMenuItem({.command = kCommandLibrary, .label = QStringLiteral("Library"), .shown = [this] {
-                     const std::string screen = CurrentScreen();
-                     return screen != kScreenConnect && screen != kScreenPlaylist;
+    ScreenRegistry& screens = screens_->Registry();
+    screens.Add({ScreenId::Connect, QStringLiteral("Connect"), kCommandConnect,
+                 [this](bool shown) { connect_->SetShown(shown, !AttemptRunning()); }, nullptr});
+    screens.Add({ScreenId::Main, QStringLiteral("Library"), kCommandLibrary,
+                 [this](bool shown) {
+                     if (shown) {
+                         queue_->Place(skin_, screenSize_, normalFont_);
+                     }
+                     queue_->setVisible(shown);
+                     queue_->setEnabled(shown);
+                 },
+                 [this] {
+                     if (!queue_->IsOpen() && Connected()) {
+                         queue_->Open(player_->PlaylistPosition());
+                     }
                  }});
-    AddMenuItem(
-        {.command = kCommandEqualizer, .label = QStringLiteral("Equalizer"), .shown = [this] {
-             const std::string screen = CurrentScreen();
-             return manager_->IsConnected() && manager_->Snapshot().supportsEq &&
-                    screen != kScreenConnect && screen != kScreenEq;
+    screens.Add(
+        {ScreenId::NowPlaying, QStringLiteral("Controls"), kCommandControls, nullptr, nullptr});
+    screens.Add({ScreenId::Library, QStringLiteral("Controls"), kCommandControls,
+                 [this](bool shown) { library_->SetShown(shown); },
+                 [this] { library_->Entered(); }});
+    screens.Add({ScreenId::Eq, QStringLiteral("Controls"), kCommandControls,
+                 [this](bool shown) { eq_->SetShown(shown); }, nullptr});
+    queue_->setVisible(false);
+}
+
+void CMainFrame::AddMenuItems() {
+    const auto on = [this](ScreenId id) { return screens_->Current() == id; };
+    menu_->AddItem({.command = kCommandNowPlaying,
+                    .label = QStringLiteral("Now Playing"),
+                    .shown = [on] { return !on(ScreenId::Connect) && !on(ScreenId::NowPlaying); }});
+    menu_->AddItem({.command = kCommandLibrary, .label = QStringLiteral("Library"), .shown = [on] {
+                        return !on(ScreenId::Connect) && !on(ScreenId::Library);
+                    }});
+    menu_->AddItem(
+        {.command = kCommandEqualizer, .label = QStringLiteral("Equalizer"), .shown = [this, on] {
+             return Connected() && Player().supportsEq && !on(ScreenId::Connect) &&
+                    !on(ScreenId::Eq);
          }});
-    AddMenuItem({.command = kCommandSpeakers,
-                 .label = QStringLiteral("Speakers"),
-                 .shown = [this] { return manager_->IsConnected() && !speakers_.empty(); },
-                 .fill = [this](QMenu& menu) { FillSpeakers(menu); }});
-    AddMenuItem({.command = kCommandMultipleSpeakers,
-                 .label = QStringLiteral("Use Multiple Speakers"),
-                 .shown =
-                     [this] {
-                         return manager_->IsConnected() &&
-                                manager_->Snapshot().supportsMultipleSpeakers;
-                     },
-                 .checked = [this] { return settings_.useMultipleSpeakers; }});
-    AddMenuItem({.command = kCommandDisconnect,
-                 .label = QStringLiteral("Disconnect"),
-                 .shown = [this] { return manager_->IsConnected() || flow_->AttemptRunning(); }});
+    menu_->AddItem({.command = kCommandSpeakers,
+                    .label = QStringLiteral("Speakers"),
+                    .shown = [this] { return Connected() && !menu_->Speakers().empty(); },
+                    .fill = [this](QMenu& menu) { menu_->FillSpeakers(menu); }});
+    menu_->AddItem({.command = kCommandMultipleSpeakers,
+                    .label = QStringLiteral("Use Multiple Speakers"),
+                    .shown = [this] { return Connected() && Player().supportsMultipleSpeakers; },
+                    .checked = [this] { return settings_->useMultipleSpeakers; }});
+    menu_->AddItem({.command = kCommandDisconnect,
+                    .label = QStringLiteral("Disconnect"),
+                    .shown = [this] { return Connected() || AttemptRunning(); }});
 }
 
 void CMainFrame::ApplyScale(QSize screen) {
@@ -341,11 +349,11 @@ void CMainFrame::ApplyScale(QSize screen) {
 
 bool CMainFrame::LoadSkin() {
     const SkinRect screen{0, 0, screenSize_.width(), screenSize_.height()};
-    if (!LoadSkinWithFallback(skin_, skinPath_, settings_.DefaultSkinPath(), screen, *this)) {
+    if (!LoadSkinWithFallback(skin_, skinPath_, settings_->DefaultSkinPath(), screen, *this)) {
         return false;
     }
     const std::string folder = skinPath_.substr(0, skinPath_.rfind('/') + 1);
-    const std::string defaultPath = settings_.DefaultSkinPath();
+    const std::string defaultPath = settings_->DefaultSkinPath();
     view_->SetFrameLook(kFrameBackground, normalFont_, largeFont_,
                         {folder, defaultPath.substr(0, defaultPath.rfind('/') + 1)});
     ApplyChromeLook();
@@ -367,33 +375,24 @@ void CMainFrame::ApplyChromeLook() {
     const QColor accent = colour(header, &SkinWinComponent::selectColor, QColor(Qt::white));
     const QColor base = colour(lists, &SkinWinComponent::backColor, back.darker(130));
     const QPalette chrome = ChromePalette(back, text, accent, base);
-    // Menus and message boxes are windows of their own, which take
-    // nothing from the window unless given it.
     setPalette(chrome);
-    if (menu_ != nullptr) {
-        menu_->setPalette(chrome);
-    }
+    menu_->SetLook(chrome, normalFont_);
+    // Message boxes are windows of their own, which take nothing from the
+    // window unless given it.
     if (auto* boxes = dynamic_cast<MessageBoxPrompter*>(prompter_)) {
         boxes->SetLook(chrome, normalFont_);
-    }
-    for (QWidget* bar :
-         {static_cast<QWidget*>(menuBar()), static_cast<QWidget*>(menu_),
-          static_cast<QWidget*>(commandBar_), static_cast<QWidget*>(commandButton_)}) {
-        if (bar != nullptr) {
-            bar->setFont(normalFont_);
-        }
     }
 }
 
 void CMainFrame::PlaceControls() {
-    connect_.Place(skin_, normalFont_);
+    connect_->Place(skin_, normalFont_);
     if (queue_ != nullptr) {
         queue_->Place(skin_, screenSize_, normalFont_);
         library_->Place(skin_, screenSize_, normalFont_);
         eq_->Place(skin_, screenSize_, normalFont_);
     }
-    if (volume_ >= 0) {
-        view_->SetVolumePercent(volume_);
+    if (player_->Volume() >= 0) {
+        view_->SetVolumePercent(player_->Volume());
     }
 }
 
@@ -405,12 +404,8 @@ void CMainFrame::CheckOrientation(QSize screen) {
     if (screen.width() > screen.height()) {
         if (!landscape_) {
             landscape_ = true;
-            if (const ScreenSpec* current = screens_.Find(CurrentScreen());
-                current && current->showControls) {
-                current->showControls(false);
-            }
-            clock_->Suspend(true);
-            timers_.Kill(kAnimationTimer);
+            screens_->HideControls();
+            player_->Suspend(true);
         }
         view_->SetLandscapeMessage(QString::fromLatin1(kLandscapeText));
         return;
@@ -428,445 +423,11 @@ void CMainFrame::CheckOrientation(QSize screen) {
     PlaceControls();
     view_->SetLandscapeMessage(QString());
     if (wasLandscape) {
-        SwitchScreen(std::string(kScreenMain));
-        clock_->Suspend(false);
-        timers_.Start(kAnimationTimer, milliseconds(30));
+        screens_->Switch(ScreenId::Main);
+        player_->Suspend(false);
     } else {
-        SwitchScreen(CurrentScreen());
+        screens_->Switch(screens_->Current());
     }
-}
-
-// --- Screens ------------------------------------------------------------------------
-
-std::string CMainFrame::CurrentScreen() const {
-    std::lock_guard lock(screenMutex_);
-    return screen_;
-}
-
-void CMainFrame::SetCurrentScreen(const std::string& name) {
-    std::lock_guard lock(screenMutex_);
-    screen_ = name;
-}
-
-void CMainFrame::SwitchScreen(const std::string& name) {
-    if (const ScreenSpec* current = screens_.Find(CurrentScreen());
-        current && current->showControls) {
-        current->showControls(false);
-    }
-    const ScreenSpec* next = screens_.Find(name);
-    if (landscape_ || next == nullptr) {
-        return;
-    }
-    SetCurrentScreen(name);
-    buttonCommand_ = next->command;
-    commandButton_->setText(next->commandLabel);
-    if (next->showControls) {
-        next->showControls(true);
-    }
-    view_->SetScreen(name);
-    if (next->entered) {
-        next->entered();
-    }
-    RefreshProgress();
-    RebuildMenu();
-}
-
-void CMainFrame::RebuildMenu() {
-    if (menu_ == nullptr) {
-        return;
-    }
-    menu_->clear();
-    for (const MenuItemSpec& item : menuItems_) {
-        if (item.shown && !item.shown()) {
-            continue;
-        }
-        if (item.fill) {
-            QMenu* submenu = menu_->addMenu(item.label);
-            submenu->setPalette(menu_->palette());
-            submenu->setFont(menu_->font());
-            submenu->setObjectName(QStringLiteral("command %1").arg(item.command));
-            item.fill(*submenu);
-            continue;
-        }
-        QAction* action = menu_->addAction(item.label);
-        action->setObjectName(QStringLiteral("command %1").arg(item.command));
-        if (item.checked) {
-            action->setCheckable(true);
-            action->setChecked(item.checked());
-        }
-        const int command = item.command;
-        connect(action, &QAction::triggered, this, [this, command] { Command(command); });
-    }
-    if (!menu_->isEmpty()) {
-        menu_->addSeparator();
-    }
-    QAction* options = menu_->addAction(QStringLiteral("Options..."));
-    options->setObjectName(QStringLiteral("command %1").arg(kCommandOptions));
-    connect(options, &QAction::triggered, this, [this] { Command(kCommandOptions); });
-    QAction* exit = menu_->addAction(QStringLiteral("Exit"));
-    exit->setObjectName(QStringLiteral("command %1").arg(kCommandExit));
-    connect(exit, &QAction::triggered, this, [this] { Command(kCommandExit); });
-}
-
-std::vector<QString> CMainFrame::MenuTexts() {
-    RebuildMenu();
-    std::vector<QString> texts;
-    for (const QAction* action : menu_->actions()) {
-        if (!action->isSeparator()) {
-            texts.push_back(action->text());
-        }
-    }
-    return texts;
-}
-
-// --- Commands -------------------------------------------------------------------------
-
-void CMainFrame::Command(int id) {
-    if (!created_ || closing_) {
-        return;
-    }
-    const std::string screen = CurrentScreen();
-    switch (id) {
-        case kCommandOptions:
-            OpenSettings();
-            break;
-        case kCommandExit:
-            Exit();
-            break;
-        case kCommandConnect:
-            flow_->ConnectPressed();
-            connect_.SetServers(settings_.servers);
-            connect_.SetReady(!flow_->AttemptRunning());
-            break;
-        case kCommandDisconnect:
-            Disconnect();
-            break;
-        case kCommandNowPlaying:
-            ShowNowPlaying();
-            break;
-        case kCommandControls:
-            if (screen != kScreenConnect && screen != kScreenMain) {
-                SwitchScreen(std::string(kScreenMain));
-            }
-            break;
-        case kCommandLibrary:
-            ShowLibrary();
-            break;
-        case kCommandMultipleSpeakers:
-            ToggleMultipleSpeakers();
-            break;
-        case kCommandEqualizer:
-            if (screen != kScreenConnect && screen != kScreenEq && manager_->IsConnected()) {
-                SwitchScreen(std::string(kScreenEq));
-            }
-            break;
-        default:
-            break;
-    }
-}
-
-void CMainFrame::Exit() {
-    if (closing_) {
-        return;
-    }
-    closing_ = true;
-    CancelWaits();
-    flow_->Exit();
-    quit_(0);
-}
-
-void CMainFrame::Disconnect() {
-    flow_->Disconnect();
-    SwitchScreen(std::string(kScreenConnect));
-    queue_->Clear();
-    library_->Reset();
-    speakers_.clear();
-    connect_.SetStatus("");
-    connect_.SetReady(true);
-    RebuildMenu();
-    TellWatchers();
-}
-
-void CMainFrame::ShowNowPlaying() {
-    const std::string screen = CurrentScreen();
-    if (screen == kScreenConnect || screen == kScreenNowPlaying) {
-        return;
-    }
-    previousScreen_ = screen;
-    SwitchScreen(std::string(kScreenNowPlaying));
-    timers_.Start(kAlbumArtTimer, milliseconds(100));
-}
-
-void CMainFrame::ShowLibrary() {
-    const std::string screen = CurrentScreen();
-    if (screen == kScreenConnect || screen == kScreenPlaylist || flow_->NetworkDown() ||
-        flow_->AttemptRunning() || screens_.Find(kScreenPlaylist) == nullptr) {
-        return;
-    }
-    if (!queue_->IsOpen()) {
-        queue_->Open(playlistPosition_);
-    }
-    SwitchScreen(std::string(kScreenPlaylist));
-}
-
-void CMainFrame::ToggleMultipleSpeakers() {
-    settings_.useMultipleSpeakers = !settings_.useMultipleSpeakers;
-    RebuildMenu();
-    SaveAll();
-}
-
-// The speakers: one chosen at a time, or (with "Use Multiple Speakers")
-// each switched on and off.
-void CMainFrame::FillSpeakers(QMenu& menu) {
-    QActionGroup* one = nullptr;
-    if (!settings_.useMultipleSpeakers) {
-        one = new QActionGroup(&menu);
-        one->setExclusive(true);
-    }
-    for (const Speaker& speaker : speakers_) {
-        QAction* action = menu.addAction(Q(speaker.name.empty() ? speaker.id : speaker.name));
-        action->setObjectName(Q("speaker " + speaker.id));
-        action->setCheckable(true);
-        action->setChecked(speaker.enabled);
-        if (one != nullptr) {
-            one->addAction(action);
-        }
-        connect(action, &QAction::triggered, this,
-                [this, id = speaker.id](bool checked) { ChooseSpeaker(id, checked); });
-    }
-}
-
-void CMainFrame::ChooseSpeaker(const std::string& id, bool enabled) {
-    if (settings_.useMultipleSpeakers) {
-        auto request = std::make_unique<EnableSpeakerRequest>();
-        request->id = id;
-        request->enabled = enabled;
-        SendRequest(std::move(request));
-    } else {
-        auto request = std::make_unique<SelectSpeakerRequest>();
-        request->id = id;
-        SendRequest(std::move(request));
-    }
-}
-
-void CMainFrame::SaveAll() {
-    // The history comes from the connect screen's box; a server given for
-    // this run only leaves the saved history as it is.
-    const std::string shown = connect_.Text();
-    if (options_.server.empty() || shown != options_.server) {
-        settings_.servers = RebuildServerHistory(shown, connect_.Items());
-    }
-    vantor::SaveSettings(store_, settings_);
-    if (store_.Save() != 0) {
-        Log(kLogError, "Could not save the settings to %s", store_.Path().c_str());
-    }
-}
-
-// --- Timers and posted messages -----------------------------------------------------
-
-void CMainFrame::OnTimer(int id) {
-    switch (id) {
-        case kReconnectPromptTimer:
-        case kAutoConnectTimerId:
-            flow_->OnTimer(id);
-            if (id == kAutoConnectTimerId) {
-                connect_.SetReady(!flow_->AttemptRunning());
-                RebuildMenu();
-            }
-            break;
-        case kWelcomeTimer:
-            timers_.Kill(kWelcomeTimer);
-            ++busy_;
-            prompter_->Inform(kWelcomeCaption, kWelcomeText);
-            --busy_;
-            OpenSettings();
-            break;
-        case kIdleTimer:
-            OnIdleTick();
-            break;
-        case kSearchSettledTimer:
-            timers_.Kill(kSearchSettledTimer);
-            library_->SearchTimerFired();
-            break;
-        case kDeferredRequestTimer:
-            // A request was refused: what the screen shows may be what was
-            // asked for rather than what is; ask the player how it stands.
-            timers_.Kill(kDeferredRequestTimer);
-            SendRequest(std::make_unique<GetCurrentStateRequest>());
-            break;
-        case kAlbumArtTimer:
-            timers_.Kill(kAlbumArtTimer);
-            RequestAlbumArt();
-            break;
-        case kAnimationTimer:
-            RefreshProgress();
-            break;
-        default:
-            break;
-    }
-}
-
-void CMainFrame::OnIdleTick() {
-    const std::string screen = CurrentScreen();
-    if (!settings_.nowPlayingOnIdle || busy_ > 0 || screen == kScreenNowPlaying ||
-        screen == kScreenConnect || flow_->AttemptRunning() ||
-        std::chrono::steady_clock::now() - lastActivity_ < options_.idleTime ||
-        manager_->Snapshot().playingState == PlayingState::Stopped) {
-        return;
-    }
-    previousScreen_ = screen;
-    SwitchScreen(std::string(kScreenNowPlaying));
-    RequestAlbumArt();
-}
-
-void CMainFrame::RefreshProgress() {
-    if (landscape_) {
-        return;
-    }
-    view_->SetPosition(clock_->PositionMs(), clock_->Length());
-    ScheduleAnimation();
-}
-
-// The animation step moves the position bars. It is due when the next
-// pixel of a bar on the screen is (at most every 30 ms), and rests while
-// nothing moves: a step every 30 ms would wake the program 33 times a
-// second to change a pixel twice. The seconds of the time text come from
-// the position thread.
-void CMainFrame::ScheduleAnimation() {
-    const std::int64_t due =
-        clock_->Playing() ? view_->MsUntilNextPixel(clock_->PositionMs(), clock_->Length()) : -1;
-    if (due < 0) {
-        timers_.Kill(kAnimationTimer);
-        return;
-    }
-    timers_.Start(kAnimationTimer, milliseconds(std::clamp<std::int64_t>(due, 30, 1000)));
-}
-
-void CMainFrame::RequestAlbumArt() {
-    const SkinWinComponent* box = skin_.FindWinComponent("albumart");
-    auto request = std::make_unique<GetAlbumArtRequest>();
-    if (box != nullptr) {
-        const SkinRect rect = box->Place(screenSize_.width(), screenSize_.height());
-        request->width = SkinClamp(rect.Width());
-        request->height = SkinClamp(rect.Height());
-    }
-    artStale_ = false;
-    SendRequest(std::move(request));
-}
-
-void CMainFrame::FetchAlbumArt(const std::string& url) {
-    const int generation = ++artGeneration_;
-    snapshot_.artUrl =
-        url.empty() ? std::string()
-                    : "http://" + manager_->Host() + ":" + std::to_string(options_.mediaPort) + url;
-    snapshot_.artFile.clear();
-    TellWatchers();
-    const auto show = [this](const std::string& file) {
-        view_->SetAlbumArt(file.empty() ? QImage() : QImage(Q(file)));
-        snapshot_.artFile = file;
-        TellWatchers();
-    };
-    // A picture shown before comes from its kept copy.
-    if (const std::string kept = artCache_->Find(snapshot_.artUrl); !kept.empty()) {
-        show(kept);
-        return;
-    }
-    art_->Fetch(
-        manager_->Host(), url,
-        [this, mailbox = mailbox_, generation, show, artUrl = snapshot_.artUrl](
-            bool ok, const std::string& file) {
-            mailbox->Post(FrameMessage::WorkerCall, 0, [this, generation, ok, file, show, artUrl] {
-                if (generation != artGeneration_) {
-                    return;
-                }
-                const std::string kept = ok ? artCache_->Keep(artUrl, file) : std::string();
-                show(ok ? (kept.empty() ? file : kept) : std::string());
-            });
-        });
-}
-
-bool CMainFrame::event(QEvent* event) {
-    if (FrameEvent::Is(*event)) {
-        OnFrameEvent(static_cast<const FrameEvent&>(*event));
-        return true;
-    }
-    return QMainWindow::event(event);
-}
-
-void CMainFrame::OnFrameEvent(const FrameEvent& event) {
-    if (closing_ && event.Message() != FrameMessage::Quit) {
-        return;
-    }
-    switch (event.Message()) {
-        case FrameMessage::PlaylistRow:
-            // The list selects the entry now, or once its rows come.
-            playlistPosition_ = event.Parameter();
-            queue_->SetCurrent(playlistPosition_);
-            if (queue_->RowCount() == 0) {
-                RefreshProgress();
-            }
-            break;
-        case FrameMessage::Progress:
-            RefreshProgress();
-            break;
-        case FrameMessage::NowPlaying:
-        case FrameMessage::WorkerCall:
-            event.Run();
-            break;
-        case FrameMessage::MenuItems:
-            RebuildMenu();
-            break;
-        case FrameMessage::SessionReady:
-            // The media service is on the server the session runs with, and
-            // after a reconnection its queue may be another one.
-            media_->SetHost(manager_->Host());
-            if (queue_->IsOpen()) {
-                queue_->Open(playlistPosition_);
-            }
-            library_->Refresh();
-            [[fallthrough]];
-        case FrameMessage::Reconnect:
-        case FrameMessage::NetworkLost:
-        case FrameMessage::NetworkBack:
-            flow_->Handle(static_cast<FlowMessage>(event.Message()));
-            connect_.SetReady(!flow_->AttemptRunning());
-            RebuildMenu();
-            TellWatchers();
-            break;
-        case FrameMessage::Quit:
-            Exit();
-            break;
-    }
-}
-
-bool CMainFrame::eventFilter(QObject* watched, QEvent* event) {
-    if (milestone_ && watched == view_ && event->type() == QEvent::Paint) {
-        if (!mappedTold_) {
-            mappedTold_ = true;
-            milestone_("window mapped");
-        }
-        if (!titleTold_ && CurrentScreen() == kScreenMain && !view_->Content().songTitle.empty()) {
-            titleTold_ = true;
-            milestone_("title shown");
-        }
-    }
-    if (TranslateKey(watched, event)) {
-        return true;
-    }
-    switch (event->type()) {
-        case QEvent::MouseButtonPress:
-        case QEvent::MouseButtonRelease:
-        case QEvent::MouseMove:
-        case QEvent::Wheel:
-        case QEvent::KeyPress:
-        case QEvent::KeyRelease:
-        case QEvent::TouchBegin:
-            lastActivity_ = std::chrono::steady_clock::now();
-            break;
-        default:
-            break;
-    }
-    return QMainWindow::eventFilter(watched, event);
 }
 
 void CMainFrame::closeEvent(QCloseEvent* event) {
@@ -875,437 +436,71 @@ void CMainFrame::closeEvent(QCloseEvent* event) {
     event->accept();
 }
 
-void CMainFrame::PostCall(std::function<void()> work) {
-    mailbox_->Post(FrameMessage::WorkerCall, 0, std::move(work));
-}
-
-bool CMainFrame::AskOnWindowThread(std::function<bool()> ask, bool ifClosing) {
-    auto wait = std::make_shared<Wait>();
-    {
-        std::lock_guard lock(waitsMutex_);
-        if (waitsClosed_) {
-            return ifClosing;
-        }
-        waits_.push_back(wait);
-    }
-    PostCall([this, wait, ask = std::move(ask)] {
-        ++busy_;
-        const bool answer = ask();
-        --busy_;
-        wait->Finish(answer);
-    });
-    const bool answer = wait->Answer();
-    {
-        std::lock_guard lock(waitsMutex_);
-        std::erase(waits_, wait);
-        if (waitsClosed_) {
-            return ifClosing;
-        }
-    }
-    return answer;
-}
-
-void CMainFrame::CancelWaits() {
-    std::lock_guard lock(waitsMutex_);
-    waitsClosed_ = true;
-    for (const std::shared_ptr<Wait>& wait : waits_) {
-        wait->Finish(false);
-    }
-}
-
 void CMainFrame::Shutdown() {
     closing_ = true;
-    mailbox_->Close();
-    CancelWaits();
-    updateAbort_ = true;
-    timers_.Kill(kAnimationTimer);
-    if (manager_) {
-        // The receiver thread may be inside a listener call (the update's
-        // download, say): the answers and the abort above end it, and the
-        // disconnect waits for it before anything it uses goes.
-        manager_->SetListener(nullptr);
-        manager_->Disconnect();
+    handOff_->Close();
+    if (session_) {
+        session_->Shutdown();
     }
-    flow_.reset();
-    manager_.reset();
-    update_.reset();
-    art_.reset();
-    fetcher_.reset();
-    clock_.reset();
-}
-
-// --- ConnectionFrame --------------------------------------------------------------------
-
-void CMainFrame::Post(FlowMessage message) {
-    mailbox_->Post(static_cast<FrameMessage>(message));
-}
-
-void CMainFrame::SetStatus(const std::string& text) {
-    PostCall([this, text] { connect_.SetStatus(text); });
-}
-
-void CMainFrame::SetConnectReady() {
-    PostCall([this] {
-        connect_.SetReady(true);
-        RebuildMenu();
-    });
-}
-
-void CMainFrame::ShowMessage(const std::string& caption, const std::string& text) {
-    PostCall([this, caption, text] {
-        ++busy_;
-        prompter_->Inform(caption, text);
-        --busy_;
-    });
-}
-
-std::pair<std::string, bool> CMainFrame::Title() const {
-    std::lock_guard lock(titleMutex_);
-    return {titleText_, titleShown_};
-}
-
-void CMainFrame::SetTitle(const std::string& text, bool shown) {
-    {
-        std::lock_guard lock(titleMutex_);
-        titleText_ = text;
-        titleShown_ = shown;
+    if (art_) {
+        art_->Stop();
     }
-    PostCall([this] { ShowTitle(); });
-}
-
-void CMainFrame::ShowTitle() {
-    std::string text;
-    bool shown = false;
-    bool status = false;
-    {
-        std::lock_guard lock(titleMutex_);
-        text = titleText_;
-        shown = titleShown_;
-        status = titleText_ != mediaTitleLine_;
+    if (player_) {
+        player_->Stop();
     }
-    view_->SetSongTitle(text, shown, status);
+    timers_->Kill(kAnimationTimer);
 }
 
-std::string CMainFrame::ServerListText() const {
-    return connect_.Text();
+// --- What the window shows, for the tour, the desktop and tests ----------------------------
+
+std::string CMainFrame::Screen() const {
+    return std::string(SkinKey(screens_->Current()));
 }
 
-void CMainFrame::StartTimer(int id, std::chrono::milliseconds period) {
-    timers_.Start(id, period);
+PlayerState CMainFrame::Player() const {
+    return session_ ? session_->Player() : PlayerState{};
 }
 
-void CMainFrame::KillTimer(int id) {
-    timers_.Kill(id);
+bool CMainFrame::Connected() const {
+    return session_ && session_->Connected();
 }
 
-void CMainFrame::SaveSettings() {
-    SaveAll();
+bool CMainFrame::AttemptRunning() const {
+    return session_ && session_->AttemptRunning();
 }
 
-void CMainFrame::RefreshNowPlaying() {
-    RefreshProgress();
-    if (CurrentScreen() == kScreenNowPlaying) {
-        timers_.Start(kAlbumArtTimer, milliseconds(100));
+const std::vector<Speaker>& CMainFrame::Speakers() const {
+    return menu_->Speakers();
+}
+
+std::vector<QString> CMainFrame::MenuTexts() {
+    return menu_->Texts();
+}
+
+const PlayerSnapshot& CMainFrame::Snapshot() const {
+    return player_->Snapshot();
+}
+
+void CMainFrame::AddPlayerWatcher(PlayerWatcher watcher) {
+    player_->AddWatcher(std::move(watcher));
+}
+
+MprisHost CMainFrame::Desktop() {
+    return MprisHost{*player_, *actions_, *this, [this] { Command(kCommandExit); }};
+}
+
+int CMainFrame::SendRequest(std::unique_ptr<Message>&& request) {
+    return session_ ? session_->SendRequest(std::move(request)) : RequestTable::kNotConnected;
+}
+
+void CMainFrame::CancelRequests(MessageType type) {
+    if (session_) {
+        session_->CancelRequests(type);
     }
-}
-
-void CMainFrame::Redraw() {
-    view_->update();
-}
-
-// --- The player, as the receiver thread reports it ---------------------------------------
-
-void CMainFrame::ShowMedia(const CurrentMedia& media) {
-    const std::string line =
-        TitleLine(media.artist, media.title, media.length, skin_.FindFont("songtitle") != nullptr);
-    {
-        std::lock_guard lock(titleMutex_);
-        mediaTitleLine_ = line;
-        titleText_ = line;
-        titleShown_ = !line.empty();
-    }
-    ShowTitle();
-    view_->SetMediaLines(media.title, media.artist, media.album);
-    clock_->SetLength(media.length);
-    if (snapshot_.media.title != media.title || snapshot_.media.artist != media.artist ||
-        snapshot_.media.album != media.album || snapshot_.media.length != media.length) {
-        ++snapshot_.song;
-        snapshot_.artUrl.clear();
-        snapshot_.artFile.clear();
-    }
-    snapshot_.media = media;
-    queue_->SetCurrentRating(media.rating);
-    RefreshProgress();
-    if (CurrentScreen() == kScreenNowPlaying) {
-        timers_.Start(kAlbumArtTimer, milliseconds(200));
-    } else {
-        artStale_ = true;
-    }
-    TellWatchers();
-}
-
-void CMainFrame::TellWatchers(bool seeked) {
-    snapshot_.connected = manager_ && manager_->IsConnected();
-    snapshot_.positionMs = clock_ ? clock_->PositionMs() : -1;
-    snapshot_.seeked = seeked;
-    for (const PlayerWatcher& watcher : watchers_) {
-        watcher(snapshot_);
-    }
-}
-
-void CMainFrame::OnCurrentMediaChanged(const CurrentMedia& media) {
-    mailbox_->Post(FrameMessage::NowPlaying, 0, [this, media] { ShowMedia(media); });
-}
-
-void CMainFrame::OnVolumeChanged(std::int32_t volume, std::int32_t /*difference*/) {
-    mailbox_->Post(FrameMessage::NowPlaying, 0, [this, volume] {
-        volume_ = volume;
-        if (!volumeDrag_.Dragging()) {
-            view_->SetVolumePercent(volume);
-        }
-        snapshot_.volume = volume;
-        TellWatchers();
-    });
-}
-
-void CMainFrame::OnShuffleChanged(bool shuffle) {
-    mailbox_->Post(FrameMessage::NowPlaying, 0, [this, shuffle] {
-        view_->SetShuffle(shuffle);
-        snapshot_.shuffle = shuffle;
-        TellWatchers();
-    });
-}
-
-void CMainFrame::OnRepeatChanged(std::int32_t repeat) {
-    mailbox_->Post(FrameMessage::NowPlaying, 0, [this, repeat] {
-        view_->SetRepeat(repeat);
-        snapshot_.repeat = repeat;
-        TellWatchers();
-    });
-}
-
-void CMainFrame::OnPlayingStateChanged(std::int32_t state) {
-    mailbox_->Post(FrameMessage::NowPlaying, 0, [this, state] {
-        view_->SetPlayingState(state);
-        clock_->SetPlaying(state == PlayingState::Playing);
-        RefreshProgress();
-        snapshot_.playingState = state;
-        TellWatchers();
-    });
-}
-
-void CMainFrame::OnPlaylistPositionChanged(std::int32_t position) {
-    mailbox_->Post(FrameMessage::PlaylistRow, position);
-}
-
-void CMainFrame::OnPlayPositionChanged(std::int32_t seconds) {
-    mailbox_->Post(FrameMessage::NowPlaying, 0, [this, seconds] {
-        if (positionDrag_.Dragging()) {
-            return;
-        }
-        const std::int64_t running = clock_->PositionMs();
-        clock_->Report(seconds, clock_->Playing(), clock_->Length());
-        RefreshProgress();
-        // A position that does not follow from the running one is a jump.
-        const std::int64_t now = clock_->PositionMs();
-        if (running < 0 || now < running || now - running >= 1500) {
-            TellWatchers(true);
-        }
-    });
-}
-
-void CMainFrame::OnPlaylistChanged(const PlaylistChangedEvent& /*event*/) {
-    mailbox_->Post(FrameMessage::NowPlaying, 0, [this] {
-        if (queue_->IsOpen()) {
-            queue_->Open(playlistPosition_);
-        }
-    });
-}
-
-void CMainFrame::OnEqChanged(const EqSettings& eq) {
-    mailbox_->Post(FrameMessage::NowPlaying, 0, [this, eq] {
-        eq_->SetEq(eq);
-        view_->SetEq(eq_->Eq());
-    });
-}
-
-void CMainFrame::OnEqPresets(const std::vector<std::string>& presets) {
-    mailbox_->Post(FrameMessage::NowPlaying, 0, [this, presets] { eq_->SetPresets(presets); });
-}
-
-void CMainFrame::OnSpeakerListChanged(const std::vector<Speaker>& speakers) {
-    mailbox_->Post(FrameMessage::NowPlaying, 0, [this, speakers] {
-        speakers_ = speakers;
-        RebuildMenu();
-    });
-}
-
-void CMainFrame::OnAlbumArtChanged(const AlbumArtChangedEvent& /*event*/) {
-    mailbox_->Post(FrameMessage::NowPlaying, 0, [this] {
-        if (CurrentScreen() == kScreenNowPlaying) {
-            timers_.Start(kAlbumArtTimer, milliseconds(100));
-        } else {
-            artStale_ = true;
-        }
-    });
-}
-
-void CMainFrame::OnCapabilities() {
-    mailbox_->Post(FrameMessage::MenuItems);
-}
-
-void CMainFrame::OnRequestFailed(std::int32_t returnCode, const Message& request) {
-    Log(kLogError, "The server refused %s (%d)",
-        std::string(MessageTypeName(request.Type())).c_str(), returnCode);
-    mailbox_->Post(FrameMessage::NowPlaying, 0,
-                   [this] { timers_.Start(kDeferredRequestTimer, milliseconds(1000)); });
-}
-
-void CMainFrame::OnAlbumArtUrl(const std::string& url) {
-    mailbox_->Post(FrameMessage::NowPlaying, 0, [this, url] { FetchAlbumArt(url); });
-}
-
-// --- UpdateUi (the receiver thread) -----------------------------------------------------
-
-bool CMainFrame::AskYesNo(const std::string& caption, const std::string& text) {
-    return AskOnWindowThread([this, caption, text] { return prompter_->AskYesNo(caption, text); },
-                             false);
-}
-
-void CMainFrame::ShowError(const std::string& caption, const std::string& text) {
-    AskOnWindowThread(
-        [this, caption, text] {
-            prompter_->Inform(caption, text, PromptIcon::Warning);
-            return true;
-        },
-        true);
-}
-
-bool CMainFrame::OnConnectScreen() const {
-    return CurrentScreen() == kScreenConnect;
-}
-
-void CMainFrame::ShowProgressBar(bool shown) {
-    PostCall([this, shown] {
-        connect_.SetStatusLineShown(!shown);
-        view_->SetProgress(shown, view_->Content().progressPercent);
-    });
-}
-
-void CMainFrame::SetProgress(int percent) {
-    PostCall([this, percent] { view_->SetProgress(view_->Content().progressShown, percent); });
-}
-
-void CMainFrame::ShowInTitle(const std::string& text) {
-    flow_->ShowInTitle(text);
-}
-
-void CMainFrame::RestoreTitle() {
-    flow_->RestoreTitleNow();
-}
-
-void CMainFrame::Quit() {
-    mailbox_->Post(FrameMessage::Quit);
 }
 
 void CMainFrame::ShowSkinError(std::string_view text, std::string_view caption) {
     prompter_->Inform(std::string(caption), std::string(text), PromptIcon::Warning);
-}
-
-// --- The stylus on the skinned screen --------------------------------------------------
-
-void CMainFrame::OnSkinButton(std::string_view component) {
-    const PlayerState player = manager_->Snapshot();
-    std::unique_ptr<Message> request;
-    if (eq_->Toggle(component)) {
-        return;
-    }
-    if (component == "play") {
-        request = std::make_unique<PlayRequest>();
-    } else if (component == "pause") {
-        request = std::make_unique<PauseRequest>();
-    } else if (component == "stop") {
-        request = std::make_unique<StopRequest>();
-    } else if (component == "prev") {
-        request = std::make_unique<PreviousItemRequest>();
-    } else if (component == "next") {
-        request = std::make_unique<NextItemRequest>();
-    } else if (component == "repeat") {
-        const std::int32_t repeat =
-            view_->Content().repeat == RepeatState::Off ? RepeatState::All : RepeatState::Off;
-        view_->SetRepeat(repeat);
-        auto set = std::make_unique<SetRepeatStateRequest>();
-        set->repeatState = repeat;
-        request = std::move(set);
-    } else if (component == "shuffle") {
-        const bool shuffle = !view_->Content().shuffle;
-        view_->SetShuffle(shuffle);
-        auto set = std::make_unique<SetShuffleStateRequest>();
-        set->shuffleState = shuffle;
-        request = std::move(set);
-    }
-    if (request) {
-        SendRequest(std::move(request));
-    }
-}
-
-void CMainFrame::OnBarDragged(std::string_view back, std::int32_t value, std::int32_t extent,
-                              bool finished) {
-    if (extent <= 0) {
-        return;
-    }
-    if (back == kVolumeBar.back) {
-        const auto percent = static_cast<std::int32_t>(std::lround(100.0 * value / extent));
-        if (finished) {
-            volume_ = percent;
-            view_->SetVolumePixels(value);
-            volumeDrag_.Finish(percent);
-        } else {
-            volumeDrag_.Update(percent);
-        }
-    } else if (back.rfind("eq.", 0) == 0) {
-        for (int track = 0; track < kEqTracks; ++track) {
-            if (back == EqTrackName(track)) {
-                eq_->TrackDragged(track, EqPixelsToGain(value, extent), finished);
-            }
-        }
-    } else if (back == kPositionBar.back || back == kNowPlayingPositionBar.back) {
-        const std::int32_t length = clock_->Length();
-        if (length <= 0) {
-            return;  // nothing to seek in
-        }
-        const auto seconds =
-            static_cast<std::int32_t>(std::lround(double(value) * length / extent));
-        if (finished) {
-            clock_->Report(seconds, clock_->Playing(), length);
-            positionDrag_.Finish(seconds);
-            RefreshProgress();
-        } else {
-            positionDrag_.Update(seconds);
-        }
-    }
-}
-
-void CMainFrame::OnNowPlayingTapped() {
-    if (CurrentScreen() == kScreenNowPlaying) {
-        SwitchScreen(previousScreen_.empty() || previousScreen_ == kScreenNowPlaying
-                         ? std::string(kScreenMain)
-                         : previousScreen_);
-    } else {
-        ShowNowPlaying();
-    }
-}
-
-// --- RequestSink -------------------------------------------------------------------------
-
-int CMainFrame::SendRequest(std::unique_ptr<Message>&& request) {
-    return manager_ ? manager_->SendRequest(std::move(request)) : 12;
-}
-
-void CMainFrame::CancelRequests(MessageType type) {
-    if (manager_) {
-        manager_->CancelRequests(type);
-    }
 }
 
 }  // namespace vantor::ui

@@ -1,28 +1,18 @@
-// The window's keys and its settings sheet: the key rules' side of the
-// window (what a bound function does, which list a key brings into play)
-// and the sheet's opening and its OK.
+// The window's keys: which key events are the window's, and the key rules'
+// side of the window (what a bound function does, which list a key brings
+// into play).
 
 #include <QApplication>
 #include <QKeyEvent>
-#include <algorithm>
 
-#include "core/Logger.h"
-#include "protocol/Messages.h"
 #include "ui/lists/PlayQueueList.h"
+#include "ui/player/PlayerActions.h"
+#include "ui/player/PlayerPresenter.h"
 #include "ui/screens/LibraryScreen.h"
-#include "ui/settings/SettingsSheet.h"
+#include "ui/screens/ScreenNavigator.h"
 #include "ui/window/CMainFrame.h"
 
 namespace vantor::ui {
-
-namespace {
-
-constexpr int kVolumeStep = 5;
-constexpr std::int32_t kSkipSeconds = 5;
-
-}  // namespace
-
-// --- Keys ------------------------------------------------------------------------------
 
 bool CMainFrame::TranslateKey(QObject* watched, QEvent* event) {
     if (event->type() != QEvent::KeyPress && event->type() != QEvent::KeyRelease) {
@@ -45,7 +35,11 @@ bool CMainFrame::TranslateKey(QObject* watched, QEvent* event) {
     if (widget != first) {
         return false;
     }
-    return keys_.Translate(static_cast<const QKeyEvent&>(*event));
+    return keys_->Translate(static_cast<const QKeyEvent&>(*event));
+}
+
+std::string CMainFrame::CurrentScreen() const {
+    return Screen();
 }
 
 bool CMainFrame::SearchFieldHasFocus() const {
@@ -53,78 +47,9 @@ bool CMainFrame::SearchFieldHasFocus() const {
 }
 
 void CMainFrame::FireFunction(int id) {
-    std::unique_ptr<Message> request;
-    switch (id) {
-        case kFunctionPlay:
-            request = std::make_unique<PlayRequest>();
-            break;
-        case kFunctionPause:
-            request = std::make_unique<PauseRequest>();
-            break;
-        case kFunctionPlayPause:
-            if (manager_->Snapshot().playingState == PlayingState::Playing) {
-                request = std::make_unique<PauseRequest>();
-            } else {
-                request = std::make_unique<PlayRequest>();
-            }
-            break;
-        case kFunctionStop:
-            request = std::make_unique<StopRequest>();
-            break;
-        case kFunctionNextSong:
-            request = std::make_unique<NextItemRequest>();
-            break;
-        case kFunctionPreviousSong:
-            request = std::make_unique<PreviousItemRequest>();
-            break;
-        case kFunctionVolumeUp:
-        case kFunctionVolumeDown: {
-            // The step starts from the fill the user sees, which a drag may
-            // have moved ahead of the server's answer.
-            const auto step = StepVolume(view_->Content().volumePixels, view_->VolumeWidth(),
-                                         id == kFunctionVolumeUp ? kVolumeStep : -kVolumeStep);
-            if (!step) {
-                return;
-            }
-            volume_ = step->volume;
-            view_->SetVolumePixels(step->fillPixels);
-            auto set = std::make_unique<SetVolumeRequest>();
-            set->volume = step->volume;
-            request = std::move(set);
-            break;
-        }
-        case kFunctionToggleRepeat:
-            OnSkinButton("repeat");
-            return;
-        case kFunctionToggleShuffle:
-            OnSkinButton("shuffle");
-            return;
-        case kFunctionFastForward:
-            SkipBy(kSkipSeconds);
-            return;
-        case kFunctionRewind:
-            SkipBy(-kSkipSeconds);
-            return;
-        case kFunctionNowPlaying:
-            Command(kCommandNowPlaying);
-            return;
-        default:
-            return;
+    if (!actions_->Function(id) && id == kFunctionNowPlaying) {
+        Command(kCommandNowPlaying);
     }
-    SendRequest(std::move(request));
-}
-
-void CMainFrame::SkipBy(std::int32_t seconds) {
-    const std::int32_t length = clock_->Length();
-    if (length <= 0) {
-        return;  // nothing to skip in
-    }
-    const std::int32_t target = std::clamp(clock_->Seconds() + seconds, 0, length);
-    clock_->Report(target, clock_->Playing(), length);
-    RefreshProgress();
-    auto request = std::make_unique<SetPlayPositionRequest>();
-    request->position = target;
-    SendRequest(std::move(request));
 }
 
 void CMainFrame::OpenSelectedEntry() {
@@ -144,66 +69,34 @@ bool CMainFrame::MainListHasFocus() const {
 }
 
 void CMainFrame::FocusCurrentEntry() {
-    queue_->FocusEntry(playlistPosition_);
+    queue_->FocusEntry(player_->PlaylistPosition());
 }
 
 void CMainFrame::NoteUserInput() {
-    lastActivity_ = std::chrono::steady_clock::now();
+    screens_->NoteInput();
 }
 
 std::chrono::steady_clock::time_point CMainFrame::Now() const {
     return std::chrono::steady_clock::now();
 }
 
-// --- The settings sheet ------------------------------------------------------------------
+// --- The stylus on the skinned screen --------------------------------------------------
 
-void CMainFrame::OnClientVersion(const GetClientVersionResponse& response) {
-    // The receiver thread: the About page reads it on the window's.
-    PostCall([this, version = response.serverVersion] { serverVersion_ = version; });
+void CMainFrame::OnSkinButton(std::string_view component) {
+    actions_->SkinButton(component);
 }
 
-void CMainFrame::OpenSettings() {
-    if (closing_) {
-        return;
-    }
-    // The sheet edits the window's function table in place: a binding made
-    // there holds from then on, OK or Cancel; only OK saves it.
-    SettingsSheet sheet(functions_, *prompter_, &store_, this);
-    sheet.setFont(normalFont_);
-    sheet.SetGeneral(settings_.autoConnect, settings_.nowPlayingOnIdle);
-    sheet.SetServerVersion(serverVersion_);
-    sheet.SetSkins(settings_.installDir, skinPath_);
-    sheet.SetProductIcon(view_->Icon());
-    ++busy_;
-    const bool ok = sheet.Run();
-    --busy_;
-    if (!ok || closing_) {
-        return;
-    }
-    settings_.autoConnect = sheet.AutoConnect();
-    settings_.nowPlayingOnIdle = sheet.NowPlayingOnIdle();
-    if (const std::optional<std::string> skin = sheet.NewSkin()) {
-        ApplySkin(*skin);
-        if (closing_) {
-            return;  // neither the skin nor the default loaded
-        }
-    }
-    functions_.Store(settings_);
-    SaveAll();
+void CMainFrame::OnBarDragged(std::string_view back, std::int32_t value, std::int32_t extent,
+                              bool finished) {
+    actions_->BarDragged(back, value, extent, finished);
 }
 
-void CMainFrame::ApplySkin(const std::string& path) {
-    // A skin that does not load gives the default (the user is told);
-    // when that fails too the program ends, as at start.
-    skinPath_ = path;
-    if (!LoadSkin()) {
-        Exit();
-        return;
+void CMainFrame::OnNowPlayingTapped() {
+    if (screens_->Current() == ScreenId::NowPlaying) {
+        screens_->BackFromNowPlaying();
+    } else {
+        ShowNowPlaying();
     }
-    settings_.skinFilePath = skinPath_;
-    Log(kLogInfo, "Skin %s in use", skinPath_.c_str());
-    PlaceControls();
-    SwitchScreen(CurrentScreen());
 }
 
 }  // namespace vantor::ui
