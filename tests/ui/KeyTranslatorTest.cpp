@@ -16,16 +16,12 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class FakeWindow final : public KeyWindow {
+// The screens as far as their keys go: "playlist" has keys of its own (the
+// library's) and a search field; "main" takes Up and Down when unbound.
+class FakeWindow final : public KeyWindow, private ScreenKeys {
 public:
-    std::string CurrentScreen() const override { return screen; }
-    bool SearchFieldHasFocus() const override { return searchFocused; }
+    ScreenKeys& CurrentKeys() override { return *this; }
     void FireFunction(int id) override { done.push_back("fire " + std::to_string(id)); }
-    void OpenSelectedEntry() override { done.push_back("open"); }
-    void GoBack() override { done.push_back("back"); }
-    void FocusLibrary() override { done.push_back("focus library"); }
-    bool MainListHasFocus() const override { return mainListFocused; }
-    void FocusCurrentEntry() override { done.push_back("focus current"); }
     void NoteUserInput() override { ++inputs; }
     std::chrono::steady_clock::time_point Now() const override { return now; }
 
@@ -35,6 +31,31 @@ public:
     std::vector<std::string> done;
     int inputs = 0;
     std::chrono::steady_clock::time_point now{1h};
+
+private:
+    bool Typing() const override { return screen == "playlist" && searchFocused; }
+    bool OwnKeyUp(std::int32_t vk) override {
+        if (screen != "playlist") {
+            return false;
+        }
+        const char* action = vk == kVkReturn || vk == kVkCenter || vk == kVkRight ? "open"
+                             : vk == kVkLeft                                      ? "back"
+                             : vk == kVkUp || vk == kVkDown                       ? "focus library"
+                                                                                  : nullptr;
+        if (action != nullptr) {
+            done.push_back(action);
+        }
+        return action != nullptr;
+    }
+    bool FreeDirectionKeyUp(std::int32_t /*vk*/) override {
+        if (screen != "main") {
+            return false;
+        }
+        if (!mainListFocused) {
+            done.push_back("focus current");
+        }
+        return true;
+    }
 };
 
 constexpr std::int32_t kKeyA = 'A', kKeyB = 'B', kKeyC = 'C', kKeyU = 'U';

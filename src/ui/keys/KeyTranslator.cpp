@@ -2,7 +2,6 @@
 
 #include <QKeyEvent>
 
-#include "skin/CSkin.h"
 #include "ui/keys/KeyNames.h"
 #include "ui/keys/VirtualKeys.h"
 
@@ -13,7 +12,7 @@ bool KeyTranslator::KeyDown(std::int32_t vk) {
     if (vk == 0) {
         return false;  // a key without a number is never bound
     }
-    if (window_.CurrentScreen() == kScreenPlaylist && window_.SearchFieldHasFocus()) {
+    if (window_.CurrentKeys().Typing()) {
         return false;
     }
     const int id = functions_.Find(vk);
@@ -33,51 +32,19 @@ bool KeyTranslator::KeyUp(std::int32_t vk) {
     if (vk == 0) {
         return false;  // a key without a number is never bound
     }
-    const std::string screen = window_.CurrentScreen();
-    if (screen == kScreenPlaylist) {
-        if (window_.SearchFieldHasFocus()) {
-            return false;
-        }
-        switch (vk) {
-            case kVkReturn:
-            case kVkCenter:
-            case kVkRight:
-                window_.OpenSelectedEntry();
-                return true;
-            case kVkLeft:
-                window_.GoBack();
-                return true;
-            case kVkUp:
-            case kVkDown:
-                window_.FocusLibrary();
-                return true;
-            default:
-                break;
-        }
-    } else if (vk == kVkUp || vk == kVkDown) {
-        if (RecentlyFired()) {
-            return false;
-        }
-        if (const int id = functions_.Find(vk); id >= 0) {
-            if (!functions_.Row(id).repeat) {
-                Fire(id);
-            }
-            return true;
-        }
-        if (screen == kScreenMain) {
-            if (!window_.MainListHasFocus()) {
-                window_.FocusCurrentEntry();
-            }
-            return true;
-        }
+    ScreenKeys& screen = window_.CurrentKeys();
+    if (screen.Typing()) {
         return false;
+    }
+    if (screen.OwnKeyUp(vk)) {
+        return true;
     }
     if (RecentlyFired()) {
         return false;
     }
     const int id = functions_.Find(vk);
     if (id < 0) {
-        return false;
+        return (vk == kVkUp || vk == kVkDown) && screen.FreeDirectionKeyUp(vk);
     }
     if (!functions_.Row(id).repeat) {
         Fire(id);

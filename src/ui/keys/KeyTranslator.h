@@ -8,21 +8,17 @@
 // holding its key repeats it; any other fires once, when its key is let
 // go, and not for a release within 100 ms of the last function a release
 // fired (keys released together fire once; a repeating function's presses
-// do not hold the next release back). On the "playlist" screen, Enter,
-// Center and Right open the selected entry, Left goes back, Up and Down
-// bring the list into play; Up and Down on "main", when not bound, bring
-// its list into play at the song now playing.
-//
-// While the play queue's search field has the focus, every key is the
-// field's: neither its press nor its release fires a function (a letter
-// typed into the field must not play or stop).
+// do not hold the next release back). The screen shown has its say first
+// (ScreenKeys): its own keys (the library's Enter, Left, Up, ...), Up and
+// Down when no function holds them (the main screen's list), and while
+// one of its fields has the focus every key is the field's (a letter typed
+// into the search field must not play or stop).
 //
 // Threads: the window's thread only.
 
 #include <chrono>
 #include <cstdint>
 #include <optional>
-#include <string>
 
 #include "ui/keys/FunctionTable.h"
 
@@ -30,29 +26,29 @@ class QKeyEvent;
 
 namespace vantor::ui {
 
+// A screen's own keys, which come before the bound functions.
+class ScreenKeys {
+public:
+    virtual ~ScreenKeys() = default;
+    // A field of the screen has the focus: every key is the field's, the
+    // bound functions' included (a letter typed must not fire one).
+    virtual bool Typing() const { return false; }
+    // A key released that the screen uses whether or not a function is
+    // bound to it; true when it was used.
+    virtual bool OwnKeyUp(std::int32_t /*vk*/) { return false; }
+    // Up or Down released with no function bound to it; true when used.
+    virtual bool FreeDirectionKeyUp(std::int32_t /*vk*/) { return false; }
+};
+
 // What the rules need of the window.
 class KeyWindow {
 public:
     virtual ~KeyWindow() = default;
 
-    virtual std::string CurrentScreen() const = 0;
-    // Whether the "playlist" screen's search field has the focus.
-    virtual bool SearchFieldHasFocus() const = 0;
+    // The keys of the screen shown.
+    virtual ScreenKeys& CurrentKeys() = 0;
     // Carries out a function of the table (play, a volume step, ...).
     virtual void FireFunction(int id) = 0;
-
-    // The "playlist" screen: open the selected entry as a tap would; its
-    // back action; select the first entry when none is selected and give
-    // the list the focus.
-    virtual void OpenSelectedEntry() = 0;
-    virtual void GoBack() = 0;
-    virtual void FocusLibrary() = 0;
-
-    // The "main" screen's list.
-    virtual bool MainListHasFocus() const = 0;
-    // Selects the entry at the player's current index (0 when negative),
-    // scrolls it into view and gives the list the focus.
-    virtual void FocusCurrentEntry() = 0;
 
     // Every key message is user input: the idle switch to "nowplaying"
     // counts from the last one.

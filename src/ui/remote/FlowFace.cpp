@@ -13,8 +13,15 @@ namespace vantor::ui {
 
 using std::chrono::milliseconds;
 
-std::string FlowFace::CurrentScreen() const {
-    return std::string(SkinKey(parts_.screens.Current()));
+FlowScreen FlowFace::CurrentScreen() const {
+    switch (parts_.screens.Current()) {
+        case ScreenId::Connect:
+            return FlowScreen::Connect;
+        case ScreenId::Main:
+            return FlowScreen::Main;
+        default:
+            return FlowScreen::Other;
+    }
 }
 
 void FlowFace::Post(FlowMessage message) {
@@ -52,12 +59,9 @@ std::string FlowFace::ServerListText() const {
     return parts_.connect.Text();
 }
 
-void FlowFace::SwitchScreen(const std::string& name) {
-    for (const ScreenId id : {ScreenId::Connect, ScreenId::Main, ScreenId::NowPlaying,
-                              ScreenId::Library, ScreenId::Eq}) {
-        if (SkinKey(id) == name) {
-            parts_.screens.Switch(id);
-        }
+void FlowFace::SwitchScreen(FlowScreen screen) {
+    if (screen != FlowScreen::Other) {
+        parts_.screens.Switch(screen == FlowScreen::Connect ? ScreenId::Connect : ScreenId::Main);
     }
 }
 

@@ -45,7 +45,7 @@ public:
     void SetFlow(ConnectionFlow* flow) { flow_ = flow; }
 
     // ConnectionFrame
-    std::string CurrentScreen() const override;
+    FlowScreen CurrentScreen() const override;
     void Post(FlowMessage message) override;
     void SetStatus(const std::string& text) override;  // also UpdateUi's
     void SetConnectReady() override;
@@ -53,7 +53,7 @@ public:
     std::pair<std::string, bool> Title() const override;
     void SetTitle(const std::string& text, bool shown) override;
     std::string ServerListText() const override;
-    void SwitchScreen(const std::string& name) override;
+    void SwitchScreen(FlowScreen screen) override;
     void StartTimer(int id, std::chrono::milliseconds period) override;
     void KillTimer(int id) override;
     void SaveSettings() override;

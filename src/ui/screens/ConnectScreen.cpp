@@ -44,8 +44,12 @@ public:
 
 }  // namespace
 
-ConnectScreen::ConnectScreen(QWidget* screen, std::function<void()> connect)
-    : edit_(new QLineEdit(screen)), list_(new QListWidget(screen)), status_(new QLabel(screen)) {
+ConnectScreen::ConnectScreen(QWidget* screen, std::function<void()> connect,
+                             std::function<bool()> ready)
+    : ready_(std::move(ready)),
+      edit_(new QLineEdit(screen)),
+      list_(new QListWidget(screen)),
+      status_(new QLabel(screen)) {
     edit_->setObjectName(QStringLiteral("Server Box"));
     list_->setObjectName(QStringLiteral("Server List"));
     status_->setObjectName(QStringLiteral("Status Line"));

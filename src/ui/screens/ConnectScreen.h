@@ -16,14 +16,26 @@
 
 #include "session/Settings.h"
 #include "skin/CSkin.h"
+#include "ui/screens/Screens.h"
 
 namespace vantor::ui {
 
-class ConnectScreen {
+class ConnectScreen final : public Screen {
 public:
     // The controls are made as children of `screen`. `connect` is called
     // when the user asks to connect from the box (Enter, a double tap).
-    ConnectScreen(QWidget* screen, std::function<void()> connect);
+    // `ready` says whether the user may pick a server (no attempt runs).
+    ConnectScreen(QWidget* screen, std::function<void()> connect, std::function<bool()> ready);
+
+    // Screen
+    ScreenId Id() const override { return ScreenId::Connect; }
+    QString CommandLabel() const override { return QStringLiteral("Connect"); }
+    int Command() const override { return kCommandConnect; }
+    void Open() override { SetShown(true, ready_()); }
+    void Close() override { SetShown(false, ready_()); }
+    void Place(const CSkin& skin, QSize /*screen*/, const QFont& font) override {
+        Place(skin, font);
+    }
 
     // Places the controls (in skin units, scaled) in the frame's font and
     // the colours of the skin's lists.
@@ -48,6 +60,8 @@ public:
 
 private:
     void MarkRow();
+
+    std::function<bool()> ready_;
 
     QLineEdit* edit_;
     QListWidget* list_;

@@ -19,16 +19,24 @@
 #include "protocol/PlayerMessages.h"
 #include "skin/CSkin.h"
 #include "ui/player/DragCoalescer.h"
+#include "ui/screens/Screens.h"
 
 namespace vantor::ui {
 
-class EqScreen {
+class EqScreen final : public Screen {
 public:
     // `changed` is told of every change made here, to draw it at once.
     EqScreen(QWidget* screen, RequestSink& requests,
              std::function<void(const EqSettings&)> changed);
 
-    void Place(const CSkin& skin, QSize screen, const QFont& fallback);
+    // Screen
+    ScreenId Id() const override { return ScreenId::Eq; }
+    QString CommandLabel() const override { return QStringLiteral("Controls"); }
+    int Command() const override { return kCommandControls; }
+    void Open() override { SetShown(true); }
+    void Close() override { SetShown(false); }
+    void Place(const CSkin& skin, QSize screen, const QFont& fallback) override;
+
     void SetShown(bool shown);
 
     // What the player says.

@@ -2,6 +2,8 @@
 
 #include <QTimer>
 
+#include "ui/keys/KeyNames.h"
+
 namespace vantor::ui {
 
 namespace {
@@ -114,6 +116,25 @@ void LibraryScreen::SetShown(bool shown) {
 void LibraryScreen::Entered() {
     browser_->Show();
     UpdateHeader();
+}
+
+bool LibraryScreen::OwnKeyUp(std::int32_t vk) {
+    switch (vk) {
+        case kVkReturn:
+        case kVkCenter:
+        case kVkRight:
+            OpenSelected();
+            return true;
+        case kVkLeft:
+            Back();
+            return true;
+        case kVkUp:
+        case kVkDown:
+            SelectFirstAndFocus();
+            return true;
+        default:
+            return false;
+    }
 }
 
 void LibraryScreen::ShowMode(Mode mode) {

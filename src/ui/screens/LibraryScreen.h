@@ -23,12 +23,13 @@
 #include "ui/lists/PlayQueueList.h"
 #include "ui/remote/PageFetcher.h"
 #include "ui/screens/HeaderBarWidget.h"
+#include "ui/screens/Screens.h"
 
 namespace vantor::ui {
 
 inline constexpr const char* kQueueTab = "Queue";
 
-class LibraryScreen final : private LibraryView, private LibraryFetcher {
+class LibraryScreen final : public Screen, private LibraryView, private LibraryFetcher {
 public:
     struct Hooks {
         std::function<void(bool start)> searchTimer;  // timer 105: start (1500 ms) or stop
@@ -40,10 +41,22 @@ public:
                   PlayQueueList& queue, Hooks hooks);
     ~LibraryScreen() override;
 
-    void Place(const CSkin& skin, QSize screen, const QFont& fallback);
+    // Screen
+    ScreenId Id() const override { return ScreenId::Library; }
+    QString CommandLabel() const override { return QStringLiteral("Controls"); }
+    int Command() const override { return kCommandControls; }
+    void Open() override { SetShown(true); }
+    void Close() override { SetShown(false); }
+    // The library's root the first time.
+    void Entered() override;
+    void Place(const CSkin& skin, QSize screen, const QFont& fallback) override;
+    // Enter, Center and Right open the selected entry, Left goes back, Up
+    // and Down bring the list into play; while the search field has the
+    // focus every key is the field's.
+    bool Typing() const override { return SearchFocused(); }
+    bool OwnKeyUp(std::int32_t vk) override;
+
     void SetShown(bool shown);
-    // The screen became current: the library's root the first time.
-    void Entered();
     void ShowMode(Mode mode);
     Mode CurrentMode() const { return mode_; }
 

@@ -12,15 +12,29 @@ ScreenId ScreenNavigator::Current() const {
     return current_;
 }
 
+Screen* ScreenNavigator::Find(ScreenId id) const {
+    for (Screen* screen : screens_) {
+        if (screen->Id() == id) {
+            return screen;
+        }
+    }
+    return nullptr;
+}
+
+ScreenKeys& ScreenNavigator::CurrentKeys() {
+    Screen* current = Find(Current());
+    return current != nullptr ? static_cast<ScreenKeys&>(*current) : noKeys_;
+}
+
 void ScreenNavigator::HideControls() {
-    if (const ScreenSpec* current = registry_.Find(Current()); current && current->showControls) {
-        current->showControls(false);
+    if (Screen* current = Find(Current())) {
+        current->Close();
     }
 }
 
 void ScreenNavigator::Switch(ScreenId id) {
     HideControls();
-    const ScreenSpec* next = registry_.Find(id);
+    Screen* next = Find(id);
     if (hooks_.hidden() || next == nullptr) {
         return;
     }
@@ -28,13 +42,9 @@ void ScreenNavigator::Switch(ScreenId id) {
         std::lock_guard lock(mutex_);
         current_ = id;
     }
-    if (next->showControls) {
-        next->showControls(true);
-    }
+    next->Open();
     view_.SetScreen(std::string(SkinKey(id)));
-    if (next->entered) {
-        next->entered();
-    }
+    next->Entered();
     hooks_.switched(*next);
 }
 

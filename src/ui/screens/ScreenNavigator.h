@@ -12,6 +12,7 @@
 #include <chrono>
 #include <functional>
 #include <mutex>
+#include <vector>
 
 #include "ui/screens/Screens.h"
 
@@ -24,15 +25,19 @@ public:
     struct Hooks {
         std::function<bool()> hidden;  // no screen shows (landscape)
         // After every switch: the command bar's button, the menu, the bars.
-        std::function<void(const ScreenSpec&)> switched;
+        std::function<void(const Screen&)> switched;
     };
 
     ScreenNavigator(ScreenView& view, Hooks hooks);
 
-    ScreenRegistry& Registry() { return registry_; }
-    const ScreenRegistry& Registry() const { return registry_; }
+    // A screen the navigator may show; it outlives the navigator.
+    void Add(Screen& screen) { screens_.push_back(&screen); }
+    const std::vector<Screen*>& All() const { return screens_; }
+    Screen* Find(ScreenId id) const;
 
     ScreenId Current() const;
+    // The keys of the screen shown (none before the first).
+    ScreenKeys& CurrentKeys();
     // Hides the current screen's controls and shows `id`'s; nothing else
     // while no screen shows, or for a screen not registered.
     void Switch(ScreenId id);
@@ -55,7 +60,8 @@ public:
 private:
     ScreenView& view_;
     Hooks hooks_;
-    ScreenRegistry registry_;
+    std::vector<Screen*> screens_;
+    ScreenKeys noKeys_;
     mutable std::mutex mutex_;  // guards current_ (read by other threads)
     ScreenId current_ = ScreenId::None;
     ScreenId previous_ = ScreenId::None;

@@ -1,19 +1,27 @@
 #pragma once
 
 // The window's screens and commands. A screen is drawn from the skin under
-// its name; what the window needs to know besides is the command bar's
-// button it shows and the child controls it puts over the skin. Screens
-// and the menu's run-time items are registered, so a new screen plugs in
-// without the window's switch logic knowing it.
+// its key; what the window needs to know besides is the command bar's
+// button it shows, the child controls it puts over the skin and its own
+// keys (Screen). Screens and the menu's run-time items are registered, so
+// a new screen plugs in without the window's switch logic knowing it.
 //
 // Threads: the window's thread only.
 
+#include <QFont>
 #include <QMenu>
+#include <QSize>
 #include <QString>
 #include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "ui/keys/KeyTranslator.h"
+
+namespace vantor {
+class CSkin;
+}
 
 namespace vantor::ui {
 
@@ -51,15 +59,24 @@ constexpr std::string_view SkinKey(ScreenId id) {
     return {};
 }
 
-struct ScreenSpec {
-    ScreenId id = ScreenId::None;
-    QString commandLabel;  // the command bar's one button on this screen
-    int command = 0;
-    // Shows and enables the screen's child controls, or hides and disables
-    // them.
-    std::function<void(bool shown)> showControls;
-    // Each time the screen becomes current, after its controls show.
-    std::function<void()> entered;
+// A screen: what the window needs of it besides the skin's picture (the
+// command bar's button, its child controls, its keys).
+class Screen : public ScreenKeys {
+public:
+    virtual ScreenId Id() const = 0;
+    // The command bar's one button while the screen shows.
+    virtual QString CommandLabel() const = 0;
+    virtual int Command() const = 0;
+    // Its child controls shown and enabled (the screen becomes current),
+    // or hidden and disabled.
+    virtual void Open() {}
+    virtual void Close() {}
+    // Each time it became current, after its controls show and the skin's
+    // picture of it is drawn.
+    virtual void Entered() {}
+    // Its controls placed for the skin, the screen's size and the frame's
+    // font.
+    virtual void Place(const CSkin& /*skin*/, QSize /*screen*/, const QFont& /*font*/) {}
 };
 
 // An item the menu holds only at times, above "Options...".
@@ -69,23 +86,6 @@ struct MenuItemSpec {
     std::function<bool()> shown = nullptr;       // whether the menu holds it now
     std::function<bool()> checked = nullptr;     // null: not a check item
     std::function<void(QMenu&)> fill = nullptr;  // set: a submenu, filled as the menu is built
-};
-
-class ScreenRegistry {
-public:
-    void Add(ScreenSpec screen) { screens_.push_back(std::move(screen)); }
-    const ScreenSpec* Find(ScreenId id) const {
-        for (const ScreenSpec& screen : screens_) {
-            if (screen.id == id) {
-                return &screen;
-            }
-        }
-        return nullptr;
-    }
-    const std::vector<ScreenSpec>& All() const { return screens_; }
-
-private:
-    std::vector<ScreenSpec> screens_;
 };
 
 }  // namespace vantor::ui

@@ -28,6 +28,7 @@
 #include "ui/screens/ConnectScreen.h"
 #include "ui/screens/EqScreen.h"
 #include "ui/screens/LibraryScreen.h"
+#include "ui/screens/MainScreen.h"
 #include "ui/screens/ScreenNavigator.h"
 #include "ui/window/ChromeLook.h"
 #include "ui/window/CommandMenu.h"
@@ -102,12 +103,13 @@ CMainFrame::CMainFrame(FrameOptions options, FrameServices services)
     screens_ = std::make_unique<ScreenNavigator>(
         *view_, ScreenNavigator::Hooks{.hidden = [this] { return landscape_; },
                                        .switched =
-                                           [this](const ScreenSpec& screen) {
-                                               menu_->SetButton(screen.commandLabel,
-                                                                screen.command);
+                                           [this](const ui::Screen& screen) {
+                                               menu_->SetButton(screen.CommandLabel(),
+                                                                screen.Command());
                                                OnScreenSwitched();
                                            }});
-    connect_ = std::make_unique<ConnectScreen>(view_, [this] { Command(kCommandConnect); });
+    connect_ = std::make_unique<ConnectScreen>(
+        view_, [this] { Command(kCommandConnect); }, [this] { return !AttemptRunning(); });
     keys_ = std::make_unique<KeyTranslator>(*functions_, static_cast<KeyWindow&>(*this));
     setCentralWidget(view_);
     view_->SetResizeHandler([this](QSize size) { CheckOrientation(size); });
@@ -276,30 +278,15 @@ void CMainFrame::MakeScreens() {
     actions_ = std::make_unique<PlayerActions>(this, *session_, *view_, *player_, *eq_,
                                                [this] { return Player(); });
 
-    ScreenRegistry& screens = screens_->Registry();
-    screens.Add({ScreenId::Connect, QStringLiteral("Connect"), kCommandConnect,
-                 [this](bool shown) { connect_->SetShown(shown, !AttemptRunning()); }, nullptr});
-    screens.Add({ScreenId::Main, QStringLiteral("Library"), kCommandLibrary,
-                 [this](bool shown) {
-                     if (shown) {
-                         queue_->Place(skin_, screenSize_, normalFont_);
-                     }
-                     queue_->setVisible(shown);
-                     queue_->setEnabled(shown);
-                 },
-                 [this] {
-                     if (!queue_->IsOpen() && Connected()) {
-                         queue_->Open(player_->PlaylistPosition());
-                     }
-                 }});
-    screens.Add(
-        {ScreenId::NowPlaying, QStringLiteral("Controls"), kCommandControls, nullptr, nullptr});
-    screens.Add({ScreenId::Library, QStringLiteral("Controls"), kCommandControls,
-                 [this](bool shown) { library_->SetShown(shown); },
-                 [this] { library_->Entered(); }});
-    screens.Add({ScreenId::Eq, QStringLiteral("Controls"), kCommandControls,
-                 [this](bool shown) { eq_->SetShown(shown); }, nullptr});
-    queue_->setVisible(false);
+    main_ = std::make_unique<MainScreen>(
+        *queue_,
+        MainScreen::Hooks{.connected = [this] { return Connected(); },
+                          .playlistPosition = [this] { return player_->PlaylistPosition(); }});
+    nowPlaying_ = std::make_unique<NowPlayingScreen>();
+    for (ui::Screen* screen : std::initializer_list<ui::Screen*>{
+             connect_.get(), main_.get(), nowPlaying_.get(), library_.get(), eq_.get()}) {
+        screens_->Add(*screen);
+    }
 }
 
 void CMainFrame::AddMenuItems() {
@@ -385,11 +372,8 @@ void CMainFrame::ApplyChromeLook() {
 }
 
 void CMainFrame::PlaceControls() {
-    connect_->Place(skin_, normalFont_);
-    if (queue_ != nullptr) {
-        queue_->Place(skin_, screenSize_, normalFont_);
-        library_->Place(skin_, screenSize_, normalFont_);
-        eq_->Place(skin_, screenSize_, normalFont_);
+    for (ui::Screen* screen : screens_->All()) {
+        screen->Place(skin_, screenSize_, normalFont_);
     }
     if (player_->Volume() >= 0) {
         view_->SetVolumePercent(player_->Volume());

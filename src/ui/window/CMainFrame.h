@@ -54,6 +54,8 @@ class FrameTimers;
 class FunctionTable;
 class HandOff;
 class LibraryScreen;
+class MainScreen;
+class NowPlayingScreen;
 class PlayQueueList;
 class PlayerActions;
 class PlayerPresenter;
@@ -187,14 +189,8 @@ private:
     void OnNowPlayingTapped() override;
 
     // KeyWindow (CMainFrameInput.cpp)
-    std::string CurrentScreen() const override;
-    bool SearchFieldHasFocus() const override;
+    ScreenKeys& CurrentKeys() override;
     void FireFunction(int id) override;
-    void OpenSelectedEntry() override;
-    void GoBack() override;
-    void FocusLibrary() override;
-    bool MainListHasFocus() const override;
-    void FocusCurrentEntry() override;
     void NoteUserInput() override;
     std::chrono::steady_clock::time_point Now() const override;
     bool TranslateKey(QObject* watched, QEvent* event);
@@ -236,6 +232,8 @@ private:
     PlayQueueList* queue_ = nullptr;
     std::unique_ptr<LibraryScreen> library_;
     std::unique_ptr<EqScreen> eq_;
+    std::unique_ptr<MainScreen> main_;
+    std::unique_ptr<NowPlayingScreen> nowPlaying_;
     std::unique_ptr<PlayerActions> actions_;
     std::unique_ptr<KeyTranslator> keys_;
 

@@ -5,10 +5,7 @@
 #include <QApplication>
 #include <QKeyEvent>
 
-#include "ui/lists/PlayQueueList.h"
 #include "ui/player/PlayerActions.h"
-#include "ui/player/PlayerPresenter.h"
-#include "ui/screens/LibraryScreen.h"
 #include "ui/screens/ScreenNavigator.h"
 #include "ui/window/CMainFrame.h"
 
@@ -38,38 +35,14 @@ bool CMainFrame::TranslateKey(QObject* watched, QEvent* event) {
     return keys_->Translate(static_cast<const QKeyEvent&>(*event));
 }
 
-std::string CMainFrame::CurrentScreen() const {
-    return Screen();
-}
-
-bool CMainFrame::SearchFieldHasFocus() const {
-    return library_ && library_->SearchFocused();
+ScreenKeys& CMainFrame::CurrentKeys() {
+    return screens_->CurrentKeys();
 }
 
 void CMainFrame::FireFunction(int id) {
     if (!actions_->Function(id) && id == kFunctionNowPlaying) {
         Command(kCommandNowPlaying);
     }
-}
-
-void CMainFrame::OpenSelectedEntry() {
-    library_->OpenSelected();
-}
-
-void CMainFrame::GoBack() {
-    library_->Back();
-}
-
-void CMainFrame::FocusLibrary() {
-    library_->SelectFirstAndFocus();
-}
-
-bool CMainFrame::MainListHasFocus() const {
-    return queue_->hasFocus();
-}
-
-void CMainFrame::FocusCurrentEntry() {
-    queue_->FocusEntry(player_->PlaylistPosition());
 }
 
 void CMainFrame::NoteUserInput() {
