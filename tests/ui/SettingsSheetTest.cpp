@@ -31,7 +31,7 @@
 #include "ui/settings/GeneralPage.h"
 #include "ui/settings/SettingsSheet.h"
 #include "ui/settings/SkinsPage.h"
-#include "ui/window/ChromeLook.h"
+#include "ui/view/ChromeLook.h"
 
 namespace vantor::ui {
 namespace {

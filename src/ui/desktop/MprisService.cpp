@@ -20,6 +20,7 @@
 #include "protocol/PlayerMessages.h"
 #include "ui/player/PlayerPresenter.h"
 #include "ui/screens/Screens.h"
+#include "ui/view/QtText.h"
 
 namespace vantor::ui {
 namespace {
@@ -35,10 +36,6 @@ constexpr auto kArtDelay = 500ms;
 
 QString ObjectPath() {
     return QStringLiteral("/org/mpris/MediaPlayer2");
-}
-
-QString Q(const std::string& text) {
-    return QString::fromStdString(text);
 }
 
 double Seconds(std::int64_t us) {

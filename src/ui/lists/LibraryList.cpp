@@ -17,9 +17,8 @@ namespace vantor::ui {
 
 namespace {
 
-constexpr int kIconRole = Qt::UserRole;
-constexpr int kContainerRole = Qt::UserRole + 1;
-constexpr int kPendingRole = Qt::UserRole + 2;
+constexpr int kIconRole = PagedRowsModel::kFirstOwnRole;
+constexpr int kContainerRole = PagedRowsModel::kFirstOwnRole + 1;
 
 }  // namespace
 
@@ -95,17 +94,14 @@ class LibraryList::Model final : public PagedRowsModel {
 public:
     explicit Model(const LibraryBrowser& browser) : browser_(browser) {}
 
-    QVariant data(const QModelIndex& index, int role) const override {
-        const wire::MediaItem* item = browser_.Item(index.row());
+protected:
+    const wire::MediaItem* Item(int row) const override { return browser_.Item(row); }
+    QVariant OwnData(const wire::MediaItem& item, int role) const override {
         switch (role) {
-            case Qt::DisplayRole:
-                return item ? QString::fromStdString(item->title) : QString();
             case kIconRole:
-                return item ? LibraryIcon(*item) : -1;
+                return LibraryIcon(item);
             case kContainerRole:
-                return item != nullptr && item->container;
-            case kPendingRole:
-                return item == nullptr;
+                return item.container;
             default:
                 return {};
         }
@@ -116,31 +112,25 @@ private:
 };
 
 // A row: the kind's icon, the title, and "›" when it opens.
-class LibraryList::Delegate final : public QStyledItemDelegate {
+class LibraryList::Delegate final : public PagedRowDelegate {
 public:
     explicit Delegate(const ListIcons& icons) : icons_(icons) {}
 
     void paint(QPainter* painter, const QStyleOptionViewItem& option,
                const QModelIndex& index) const override {
-        const QPalette& palette = option.palette;
-        const bool selected = (option.state & QStyle::State_Selected) != 0;
-        painter->fillRect(option.rect, selected ? palette.highlight() : palette.base());
-        const int pad = option.fontMetrics.height() / 2;
-        QRect text = option.rect.adjusted(pad, 0, -pad, 0);
-        const QColor fore = palette.color(selected ? QPalette::HighlightedText : QPalette::Text);
-        if (index.data(kPendingRole).toBool()) {
-            QColor faint = fore;
-            faint.setAlpha(50);
-            painter->fillRect(QRect(text.left(), text.center().y() - 1, text.width() / 2, 3),
-                              faint);
+        std::optional<Row> row = Begin(painter, option, index);
+        if (!row) {
             return;
         }
+        QRect& text = row->text;
+        const QColor& fore = row->fore;
+        const int pad = row->pad;
+        const bool selected = row->selected;
         const QPixmap& icon = icons_.Icon(index.data(kIconRole).toInt());
         if (!icon.isNull()) {
             painter->drawPixmap(text.left(), text.center().y() - icon.height() / 2, icon);
         }
         text.setLeft(text.left() + icons_.Size() + pad / 2);
-        painter->setFont(option.font);
         if (index.data(kContainerRole).toBool()) {
             QColor mark = fore;
             mark.setAlpha(selected ? 255 : 150);
@@ -152,14 +142,7 @@ public:
         painter->drawText(
             text, Qt::AlignLeft | Qt::AlignVCenter,
             option.fontMetrics.elidedText(index.data().toString(), Qt::ElideRight, text.width()));
-        if (!selected) {
-            painter->fillRect(QRect(option.rect.left() + pad, option.rect.bottom(),
-                                    option.rect.width() - 2 * pad, 1),
-                              palette.color(QPalette::Base).lighter(150));
-        }
-    }
-    QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const override {
-        return QSize(option.rect.width(), option.fontMetrics.height() * 2);
+        End(painter, option, *row);
     }
 
 private:
@@ -177,12 +160,7 @@ LibraryList::LibraryList(QWidget* parent, const LibraryBrowser& browser, Handler
     setObjectName(QStringLiteral("Library List"));
     setModel(model_.get());
     setItemDelegate(delegate_.get());
-    setUniformItemSizes(true);
-    setSelectionMode(QAbstractItemView::SingleSelection);
-    setEditTriggers(QAbstractItemView::NoEditTriggers);
-    setFrameShape(QFrame::NoFrame);
-    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    SetUpList(*this);
     connect(this, &QListView::clicked, this, [this](const QModelIndex& index) {
         if (handlers_.tapped) {
             handlers_.tapped(index.row());
@@ -204,28 +182,13 @@ void LibraryList::Place(const CSkin& skin, std::string_view window, std::string_
                         QRect rect, const QFont& fallback) {
     area_ = rect;
     const SkinWinComponent* record = skin.FindWinComponent(window);
-    QPalette colours = palette();
-    const QColor back =
-        record && record->backColor ? record->backColor->ToQColor() : QColor(Qt::white);
-    const QColor fore =
-        record && record->foreColor ? record->foreColor->ToQColor() : QColor(Qt::black);
-    const QColor select =
-        record && record->selectColor ? record->selectColor->ToQColor() : QColor(Qt::darkBlue);
-    colours.setColor(QPalette::Base, back);
-    colours.setColor(QPalette::Window, back);
-    colours.setColor(QPalette::Text, fore);
-    colours.setColor(QPalette::Highlight, select);
-    colours.setColor(QPalette::HighlightedText, back);
-    colours.setColor(QPalette::Button, back.lighter(140));
-    colours.setColor(QPalette::Light, back.lighter(170));
-    colours.setColor(QPalette::Dark, back);
-    colours.setColor(QPalette::Mid, back.lighter(120));
+    const QPalette colours = ListPalette(palette(), record);
     setPalette(colours);
     strip_->setPalette(colours);
     const SkinFont* skinFont = skin.FindFont(fontName);
     setFont(skinFont ? skinFont->font : fallback);
     strip_->setFont(font());
-    icons_.Prepare(fontMetrics().height() * 5 / 4, fore);
+    icons_.Prepare(fontMetrics().height() * 5 / 4, colours.color(QPalette::Text));
     PlaceStrip();
 }
 

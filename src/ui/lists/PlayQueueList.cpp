@@ -16,8 +16,7 @@ namespace vantor::ui {
 
 namespace {
 
-constexpr int kLengthRole = Qt::UserRole;
-constexpr int kPendingRole = Qt::UserRole + 1;
+constexpr int kLengthRole = PagedRowsModel::kFirstOwnRole;
 
 const char* const kStars[] = {"None", "*", "**", "***", "****", "*****"};
 
@@ -39,18 +38,10 @@ class PlayQueueList::Model final : public PagedRowsModel {
 public:
     explicit Model(const PlayQueue& queue) : queue_(queue) {}
 
-    QVariant data(const QModelIndex& index, int role) const override {
-        const wire::MediaItem* item = queue_.Item(index.row());
-        switch (role) {
-            case Qt::DisplayRole:
-                return item ? QString::fromStdString(item->title) : QString();
-            case kLengthRole:
-                return item && item->__isset.length ? item->length : 0;
-            case kPendingRole:
-                return item == nullptr;
-            default:
-                return {};
-        }
+protected:
+    const wire::MediaItem* Item(int row) const override { return queue_.Item(row); }
+    QVariant OwnData(const wire::MediaItem& item, int role) const override {
+        return role == kLengthRole && item.__isset.length ? item.length : 0;
     }
 
 private:
@@ -59,31 +50,22 @@ private:
 
 // A row: the title on the left, the length on the right, a faint line
 // while the row's page is on its way.
-class PlayQueueList::Delegate final : public QStyledItemDelegate {
+class PlayQueueList::Delegate final : public PagedRowDelegate {
 public:
-    using QStyledItemDelegate::QStyledItemDelegate;
-
     void paint(QPainter* painter, const QStyleOptionViewItem& option,
                const QModelIndex& index) const override {
-        const QPalette& palette = option.palette;
-        const bool selected = (option.state & QStyle::State_Selected) != 0;
-        painter->fillRect(option.rect, selected ? palette.highlight() : palette.base());
-        const int pad = option.fontMetrics.height() / 2;
-        const QRect text = option.rect.adjusted(pad, 0, -pad, 0);
-        const QColor fore =
-            selected ? palette.color(QPalette::HighlightedText) : palette.color(QPalette::Text);
-        if (index.data(kPendingRole).toBool()) {
-            QColor faint = fore;
-            faint.setAlpha(50);
-            painter->fillRect(QRect(text.left(), text.center().y() - 1, text.width() / 2, 3),
-                              faint);
+        const std::optional<Row> row = Begin(painter, option, index);
+        if (!row) {
             return;
         }
+        const QRect& text = row->text;
+        const QColor& fore = row->fore;
+        const int pad = row->pad;
+        const bool selected = row->selected;
         QString length;
         if (const int seconds = index.data(kLengthRole).toInt(); seconds > 0) {
             length = LengthText(seconds);
         }
-        painter->setFont(option.font);
         const int lengthWidth = length.isEmpty() ? 0 : option.fontMetrics.horizontalAdvance(length);
         QColor secondary = fore;
         secondary.setAlpha(selected ? 255 : 150);
@@ -94,14 +76,7 @@ public:
         painter->drawText(
             title, Qt::AlignLeft | Qt::AlignVCenter,
             option.fontMetrics.elidedText(index.data().toString(), Qt::ElideRight, title.width()));
-        if (!selected) {
-            QColor line = palette.color(QPalette::Base).lighter(150);
-            painter->fillRect(QRect(text.left(), option.rect.bottom(), text.width(), 1), line);
-        }
-    }
-
-    QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const override {
-        return QSize(option.rect.width(), option.fontMetrics.height() * 2);
+        End(painter, option, *row);
     }
 };
 
@@ -116,12 +91,7 @@ PlayQueueList::PlayQueueList(QWidget* parent, PageFetcher& fetcher, RequestSink&
     setObjectName(QStringLiteral("Play Queue"));
     setModel(model_.get());
     setItemDelegate(delegate_.get());
-    setUniformItemSizes(true);
-    setSelectionMode(QAbstractItemView::SingleSelection);
-    setEditTriggers(QAbstractItemView::NoEditTriggers);
-    setFrameShape(QFrame::NoFrame);
-    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    SetUpList(*this);
     connect(this, &QListView::doubleClicked, this, [this](const QModelIndex& index) {
         setCurrentIndex(index);
         RunCommand(kCommandPlayEntry);
@@ -140,21 +110,7 @@ void PlayQueueList::Place(const CSkin& skin, QSize screen, const QFont& fallback
     }
     const SkinRect rect = window->Place(screen.width(), screen.height());
     setGeometry(rect.left, rect.top, SkinClamp(rect.Width()), SkinClamp(rect.Height()));
-    QPalette colours = palette();
-    const QColor back = window->backColor ? window->backColor->ToQColor() : QColor(Qt::white);
-    const QColor fore = window->foreColor ? window->foreColor->ToQColor() : QColor(Qt::black);
-    const QColor select =
-        window->selectColor ? window->selectColor->ToQColor() : QColor(Qt::darkBlue);
-    colours.setColor(QPalette::Base, back);
-    colours.setColor(QPalette::Window, back);
-    colours.setColor(QPalette::Text, fore);
-    colours.setColor(QPalette::Highlight, select);
-    colours.setColor(QPalette::HighlightedText, back);
-    colours.setColor(QPalette::Button, back.lighter(140));
-    colours.setColor(QPalette::Light, back.lighter(170));
-    colours.setColor(QPalette::Dark, back);
-    colours.setColor(QPalette::Mid, back.lighter(120));
-    setPalette(colours);
+    setPalette(ListPalette(palette(), window));
     const SkinFont* font = skin.FindFont("playlist");
     setFont(font ? font->font : fallback);
 }

@@ -5,6 +5,8 @@
 #include <QSignalBlocker>
 #include <QStyledItemDelegate>
 
+#include "ui/view/QtText.h"
+
 namespace vantor::ui {
 
 namespace {
@@ -15,10 +17,6 @@ constexpr int kLeft = 16, kWidth = 208;
 constexpr int kEditTop = 148, kEditHeight = 24;
 constexpr int kListTop = 176, kListHeight = 62;
 constexpr int kStatusTop = 244, kStatusHeight = 18;
-
-QString Q(const std::string& text) {
-    return QString::fromStdString(text);
-}
 
 // A server row: its text set in from the edge like the edit field's.
 class ServerRowDelegate final : public QStyledItemDelegate {

@@ -14,16 +14,13 @@
 
 #include "ui/keys/KeyNames.h"
 #include "ui/keys/VirtualKeys.h"
+#include "ui/view/QtText.h"
 
 namespace vantor::ui {
 
 namespace {
 
 constexpr int kKeyColumn = 1;
-
-QString Q(const std::string& text) {
-    return QString::fromStdString(text);
-}
 
 }  // namespace
 

@@ -8,13 +8,11 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include "ui/view/QtText.h"
+
 namespace vantor::ui {
 
 namespace {
-
-QString Q(const std::string& text) {
-    return QString::fromStdString(text);
-}
 
 // Skin file names end in ".xml"; the list and the preview drop those four
 // characters whatever they are.

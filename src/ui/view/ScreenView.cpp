@@ -13,6 +13,7 @@
 #include "skin/SkinDrawLock.h"
 #include "skin/SkinDrawing.h"
 #include "skin/SkinScreen.h"
+#include "ui/view/QtText.h"
 
 namespace vantor::ui {
 
@@ -33,10 +34,6 @@ constexpr int kBarReach = 12;
 
 QRect ToQRect(const SkinRect& rect) {
     return QRect(rect.left, rect.top, SkinClamp(rect.Width()), SkinClamp(rect.Height()));
-}
-
-QString Q(std::string_view text) {
-    return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
 // The fill (or knob) drawn on a bar's track.

@@ -30,7 +30,7 @@
 #include "ui/screens/LibraryScreen.h"
 #include "ui/screens/MainScreen.h"
 #include "ui/screens/ScreenNavigator.h"
-#include "ui/window/ChromeLook.h"
+#include "ui/view/ChromeLook.h"
 #include "ui/window/CommandMenu.h"
 #include "ui/window/FrameTimers.h"
 #include "ui/window/HandOff.h"
@@ -353,14 +353,10 @@ bool CMainFrame::LoadSkin() {
 void CMainFrame::ApplyChromeLook() {
     const SkinWinComponent* header = skin_.FindWinComponent("playlist.header");
     const SkinWinComponent* lists = skin_.FindWinComponent("playlist.main");
-    const auto colour = [](const SkinWinComponent* window,
-                           const std::optional<SkinColor> SkinWinComponent::*field, QColor other) {
-        return window && window->*field ? (window->*field)->ToQColor() : other;
-    };
-    const QColor back = colour(header, &SkinWinComponent::backColor, kFrameBackground);
-    const QColor text = colour(lists, &SkinWinComponent::foreColor, QColor(Qt::white));
-    const QColor accent = colour(header, &SkinWinComponent::selectColor, QColor(Qt::white));
-    const QColor base = colour(lists, &SkinWinComponent::backColor, back.darker(130));
+    const QColor back = SkinColour(header, &SkinWinComponent::backColor, kFrameBackground);
+    const QColor text = SkinColour(lists, &SkinWinComponent::foreColor, QColor(Qt::white));
+    const QColor accent = SkinColour(header, &SkinWinComponent::selectColor, QColor(Qt::white));
+    const QColor base = SkinColour(lists, &SkinWinComponent::backColor, back.darker(130));
     const QPalette chrome = ChromePalette(back, text, accent, base);
     setPalette(chrome);
     menu_->SetLook(chrome, normalFont_);

@@ -9,16 +9,9 @@
 
 #include "media/LibraryBrowser.h"
 #include "protocol/Messages.h"
+#include "ui/view/QtText.h"
 
 namespace vantor::ui {
-
-namespace {
-
-QString Q(const std::string& text) {
-    return QString::fromStdString(text);
-}
-
-}  // namespace
 
 CommandMenu::CommandMenu(QMainWindow& window, RequestSink& requests, Hooks hooks)
     : window_(window), requests_(requests), hooks_(std::move(hooks)) {

@@ -4,16 +4,9 @@
 #include <QString>
 
 #include "core/Logger.h"
+#include "ui/view/QtText.h"
 
 namespace vantor::ui {
-
-namespace {
-
-QString Q(const std::string& text) {
-    return QString::fromStdString(text);
-}
-
-}  // namespace
 
 void MessageBoxPrompter::Style(QWidget& box) const {
     if (styled_) {

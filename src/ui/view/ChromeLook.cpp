@@ -1,4 +1,4 @@
-#include "ui/window/ChromeLook.h"
+#include "ui/view/ChromeLook.h"
 
 namespace vantor::ui {
 
@@ -21,6 +21,11 @@ QPalette ChromePalette(QColor back, QColor text, QColor accent, QColor base) {
     chrome.setColor(QPalette::ToolTipBase, base);
     chrome.setColor(QPalette::ToolTipText, text);
     return chrome;
+}
+
+QColor SkinColour(const SkinWinComponent* record,
+                  const std::optional<SkinColor> SkinWinComponent::*colour, QColor fallback) {
+    return record != nullptr && record->*colour ? (record->*colour)->ToQColor() : fallback;
 }
 
 }  // namespace vantor::ui
