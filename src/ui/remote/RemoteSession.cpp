@@ -1,5 +1,6 @@
 #include "ui/remote/RemoteSession.h"
 
+#include "core/Logger.h"
 #include "media/MediaService.h"
 #include "net/RequestTable.h"
 #include "session/ConnectionFlow.h"
@@ -71,7 +72,18 @@ void RemoteSession::Shutdown() {
 }
 
 int RemoteSession::SendRequest(std::unique_ptr<Message>&& request) {
-    return manager_ ? manager_->SendRequest(std::move(request)) : RequestTable::kNotConnected;
+    if (!manager_) {
+        return RequestTable::kNotConnected;
+    }
+    const MessageType type = request->Type();
+    const int result = manager_->SendRequest(std::move(request));
+    // Not connected is the session's to show (the connect screen, the
+    // reconnection); a full table loses the request, which nothing else says.
+    if (result == RequestTable::kTableFull) {
+        Log(kLogError, "Too many requests unanswered; %s was not sent",
+            std::string(MessageTypeName(type)).c_str());
+    }
+    return result;
 }
 
 void RemoteSession::CancelRequests(MessageType type) {

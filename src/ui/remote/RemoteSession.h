@@ -59,7 +59,6 @@ public:
     RemoteSession(const RemoteSession&) = delete;
     RemoteSession& operator=(const RemoteSession&) = delete;
 
-    ConnectionManager& Manager() { return *manager_; }
     ConnectionFlow& Flow() { return *flow_; }
     PageFetcher& Fetcher() { return *fetcher_; }
 

@@ -27,7 +27,6 @@ public:
     // The buttons, left to right, and which of them is on.
     void SetButtons(const std::vector<std::string>& texts, int on);
     std::vector<std::string> Texts() const { return texts_; }
-    int OnButton() const { return on_; }
     // The rectangle of a button, in the bar's coordinates.
     QRect ButtonRect(int button) const;
 

@@ -58,7 +58,6 @@ public:
 
     void SetShown(bool shown);
     void ShowMode(Mode mode);
-    Mode CurrentMode() const { return mode_; }
 
     void SearchTimerFired();
     // The screen's keys: back, open the selected row, select the first.

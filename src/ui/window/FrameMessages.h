@@ -5,8 +5,7 @@
 // touch a widget. Searching for FrameMessage finds every effect another
 // thread has on the screen.
 //
-// The messages keep the numbers they had as window messages; all of them
-// lie in Qt's range of user event types.
+// Each message is a Qt event type of its own, in Qt's range for user types.
 
 #include <QEvent>
 #include <QObject>
@@ -20,27 +19,27 @@
 namespace vantor::ui {
 
 enum class FrameMessage : int {
-    // WM_USER + 2: the play queue's current entry changed (the parameter);
+    // The play queue's current entry changed (the parameter);
     // selects it in the list, or refreshes the progress when the list is
     // empty.
     PlaylistRow = 1026,
-    // WM_USER + 3: a second of playback passed; the time and position bars
+    // A second of playback passed; the time and position bars
     // are drawn again.
     Progress = 1027,
-    // WM_USER + 4: a listener call from the receiver thread, carried over
+    // A listener call from the receiver thread, carried over
     // with its values (the work).
     NowPlaying = 1028,
-    // WM_USER + 5: the menu's screen items are built again.
+    // The menu's screen items are built again.
     MenuItems = 1029,
-    // WM_USER + 6 to + 9: the connection flow's messages.
+    // The connection flow's messages.
     SessionReady = static_cast<int>(FlowMessage::SessionReady),
     Reconnect = static_cast<int>(FlowMessage::Reconnect),
     NetworkLost = static_cast<int>(FlowMessage::NetworkLost),
     NetworkBack = static_cast<int>(FlowMessage::NetworkBack),
-    // WM_USER + 10: a worker's request for the screen (a status text, a
+    // A worker's request for the screen (a status text, a
     // message box, a page that arrived), carried over as work.
     WorkerCall = 1034,
-    // WM_APP + 2: the message loop ends (an update installer was started).
+    // The message loop ends (an update installer was started).
     Quit = 0x8002,
 };
 

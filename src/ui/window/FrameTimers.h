@@ -1,9 +1,9 @@
 #pragma once
 
-// The main window's timers, one QTimer per timer number (101 to 108). Like
-// the window timers they stand in for, each repeats until it is killed;
-// starting a running timer restarts it with the new period. Each QTimer is
-// named "timer <id>" so tests can see which are running.
+// The main window's timers, one QTimer per number. Each repeats until it is
+// killed (those that fire once kill themselves as they fire); starting a
+// running timer restarts it with the new period. Each QTimer is named
+// "timer <id>" so tests can see which are running.
 //
 // Threads: the window's thread only.
 

@@ -36,8 +36,6 @@ public:
     Tour(CMainFrame& frame, QString folder,
          std::chrono::milliseconds sessionTimeout = std::chrono::seconds(20));
 
-    // Further stops after those of every screen the window has.
-    void AddStop(Stop stop) { stops_.push_back(std::move(stop)); }
     // Starts; the program's event loop ends with the tour's result.
     void Start();
 
