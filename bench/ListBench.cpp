@@ -26,9 +26,9 @@
 #include "support/BenchReport.h"
 #include "support/Process.h"
 #include "support/WindowDoubles.h"
-#include "ui/CMainFrame.h"
-#include "ui/PlayQueueList.h"
-#include "ui/PlaylistScreen.h"
+#include "ui/lists/PlayQueueList.h"
+#include "ui/screens/LibraryScreen.h"
+#include "ui/window/CMainFrame.h"
 
 namespace vantor {
 namespace {
@@ -112,7 +112,7 @@ void BM_ScrollQueueThroughTheWindow(benchmark::State& state) {
         return;
     }
     frame.Command(ui::kCommandLibrary);
-    frame.Playlist().ShowMode(ui::PlaylistScreen::Mode::Queue);
+    frame.Library().ShowMode(ui::LibraryScreen::Mode::Queue);
     auto& queue = const_cast<ui::PlayQueueList&>(frame.Queue());
     if (!Pump([&] { return queue.RowCount() == kSongs; })) {
         state.SkipWithError("the queue did not come");

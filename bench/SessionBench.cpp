@@ -23,7 +23,7 @@ public:
 // A window that only notes when the session is ready.
 class ReadyFrame final : public ConnectionFrame {
 public:
-    std::string CurrentScreen() const override { return "connect"; }
+    FlowScreen CurrentScreen() const override { return FlowScreen::Connect; }
     void Post(FlowMessage message) override {
         if (message == FlowMessage::SessionReady) {
             std::lock_guard lock(mutex_);
@@ -37,7 +37,7 @@ public:
     std::pair<std::string, bool> Title() const override { return {}; }
     void SetTitle(const std::string&, bool) override {}
     std::string ServerListText() const override { return "127.0.0.1"; }
-    void SwitchScreen(const std::string&) override {}
+    void SwitchScreen(FlowScreen) override {}
     void StartTimer(int, std::chrono::milliseconds) override {}
     void KillTimer(int) override {}
     void SaveSettings() override {}

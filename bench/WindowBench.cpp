@@ -35,12 +35,13 @@
 
 #include "BenchServer.h"
 #include "protocol/Messages.h"
+#include "session/ConnectionManager.h"
 #include "session/RegistryStore.h"
 #include "session/Settings.h"
 #include "support/BenchReport.h"
 #include "support/Process.h"
 #include "support/WindowDoubles.h"
-#include "ui/CMainFrame.h"
+#include "ui/window/CMainFrame.h"
 
 namespace vantor {
 namespace {

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "net/LocalAddressSource.h"
-#include "ui/Prompter.h"
+#include "ui/window/Prompter.h"
 
 namespace vantor::bench {
 

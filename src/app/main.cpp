@@ -24,10 +24,11 @@
 
 #include "core/Logger.h"
 #include "session/Settings.h"
-#include "ui/CMainFrame.h"
-#include "ui/MprisService.h"
-#include "ui/SingleInstance.h"
-#include "ui/Tour.h"
+#include "ui/desktop/MprisService.h"
+#include "ui/desktop/SingleInstance.h"
+#include "ui/window/CMainFrame.h"
+#include "ui/window/Prompter.h"
+#include "ui/window/Tour.h"
 
 namespace {
 
@@ -282,7 +283,7 @@ int main(int argc, char** argv) {
     // remote player over the session bus; the tour stays off the bus.
     std::unique_ptr<vantor::ui::MprisService> mpris;
     if (!touring) {
-        mpris = vantor::ui::MprisService::Offer(frame);
+        mpris = vantor::ui::MprisService::Offer(frame.Desktop());
     }
 
     std::unique_ptr<vantor::ui::Tour> tour;

@@ -77,7 +77,7 @@ bool ConnectionFlow::Pause(std::chrono::milliseconds duration) {
 }
 
 void ConnectionFlow::RunAttempt(std::string target, bool reconnect) {
-    const bool onConnectScreen = frame_.CurrentScreen() == "connect";
+    const bool onConnectScreen = frame_.CurrentScreen() == FlowScreen::Connect;
     if (target.empty() && onConnectScreen) {
         frame_.SetStatus(kDiscoveringText);
     }
@@ -99,7 +99,7 @@ void ConnectionFlow::RunAttempt(std::string target, bool reconnect) {
         return;
     }
     if (target.empty() || target == "0.0.0.0") {
-        if (frame_.CurrentScreen() == "connect") {
+        if (frame_.CurrentScreen() == FlowScreen::Connect) {
             frame_.SetStatus(kDiscoveryFailedText);
             frame_.SetConnectReady();
         }
@@ -110,7 +110,7 @@ void ConnectionFlow::RunAttempt(std::string target, bool reconnect) {
 
     if (reconnect) {
         SaveTitleAndShow(kReconnectingText);
-    } else if (frame_.CurrentScreen() == "connect") {
+    } else if (frame_.CurrentScreen() == FlowScreen::Connect) {
         frame_.SetStatus(kConnectingText);
     }
 
@@ -195,16 +195,13 @@ void ConnectionFlow::RestoreTitle() {
 }
 
 void ConnectionFlow::Handle(FlowMessage message) {
-    const auto notConnectOrMain = [this] {
-        const std::string screen = frame_.CurrentScreen();
-        return screen != "main" && screen != "connect";
-    };
+    const auto notConnectOrMain = [this] { return frame_.CurrentScreen() == FlowScreen::Other; };
     switch (message) {
         case FlowMessage::SessionReady:
             if (reconnect_) {
                 frame_.RefreshNowPlaying();
             } else {
-                frame_.SwitchScreen("main");
+                frame_.SwitchScreen(FlowScreen::Main);
             }
             manager_.SendRequest(std::make_unique<GetEqPresetsRequest>());
             frame_.Redraw();
@@ -215,7 +212,7 @@ void ConnectionFlow::Handle(FlowMessage message) {
             }
             frame_.KillTimer(kReconnectTimer);
             if (notConnectOrMain()) {
-                frame_.SwitchScreen("main");
+                frame_.SwitchScreen(FlowScreen::Main);
             }
             StartAttempt(TargetServer(), true);
             break;
@@ -223,7 +220,7 @@ void ConnectionFlow::Handle(FlowMessage message) {
             frame_.KillTimer(kReconnectTimer);
             SaveTitleAndShow(kNetworkDisconnectedText);
             if (notConnectOrMain()) {
-                frame_.SwitchScreen("main");
+                frame_.SwitchScreen(FlowScreen::Main);
             }
             manager_.Disconnect();
             break;
@@ -235,7 +232,7 @@ void ConnectionFlow::Handle(FlowMessage message) {
 
 void ConnectionFlow::OnTimer(int id) {
     if (id == kReconnectTimer) {
-        if (frame_.CurrentScreen() != "connect") {
+        if (frame_.CurrentScreen() != FlowScreen::Connect) {
             frame_.Post(FlowMessage::Reconnect);
         }
     } else if (id == kAutoConnectTimer) {
@@ -285,7 +282,7 @@ void ConnectionFlow::OnChannelLost() {
     if (frameListener_) {
         frameListener_->OnChannelLost();
     }
-    if (frame_.CurrentScreen() != "connect") {
+    if (frame_.CurrentScreen() != FlowScreen::Connect) {
         frame_.Post(FlowMessage::Reconnect);
     }
 }

@@ -51,14 +51,17 @@ inline constexpr const char* kDiscoveryFailureMessage =
     "auto-discovery is not possible with your current network configuration. If the server "
     "is running, please enter the IP address you wish to connect to.";
 
+// The screens the flow tells apart; the window has more, all "Other" here.
+enum class FlowScreen { Connect, Main, Other };
+
 // What the flow needs from the main window.
 class ConnectionFrame {
 public:
     virtual ~ConnectionFrame() = default;
 
     // Any thread. ----------------------------------------------------------
-    // The screen shown: "connect", "main", "nowplaying", ...
-    virtual std::string CurrentScreen() const = 0;
+    // The screen shown.
+    virtual FlowScreen CurrentScreen() const = 0;
     // Queues a message for the window's thread, which hands it to
     // ConnectionFlow::Handle.
     virtual void Post(FlowMessage message) = 0;
@@ -75,7 +78,7 @@ public:
     // UI thread only. -------------------------------------------------------
     // The text of the connect screen's server list box.
     virtual std::string ServerListText() const = 0;
-    virtual void SwitchScreen(const std::string& name) = 0;
+    virtual void SwitchScreen(FlowScreen screen) = 0;
     // Window timers; an expiry comes back through ConnectionFlow::OnTimer.
     virtual void StartTimer(int id, std::chrono::milliseconds period) = 0;
     virtual void KillTimer(int id) = 0;

@@ -41,7 +41,7 @@ private:
 
 class TestFrame final : public ConnectionFrame {
 public:
-    std::string CurrentScreen() const override {
+    FlowScreen CurrentScreen() const override {
         std::lock_guard lock(mutex_);
         return screen_;
     }
@@ -74,7 +74,7 @@ public:
         std::lock_guard lock(mutex_);
         return listText_;
     }
-    void SwitchScreen(const std::string& name) override {
+    void SwitchScreen(FlowScreen name) override {
         std::lock_guard lock(mutex_);
         screen_ = name;
     }
@@ -115,9 +115,9 @@ public:
             timeout);
     }
 
-    void SetScreen(std::string screen) {
+    void SetScreen(FlowScreen screen) {
         std::lock_guard lock(mutex_);
-        screen_ = std::move(screen);
+        screen_ = screen;
     }
     void SetListText(std::string text) {
         std::lock_guard lock(mutex_);
@@ -152,7 +152,7 @@ public:
 
 private:
     mutable std::mutex mutex_;
-    std::string screen_ = "connect";
+    FlowScreen screen_ = FlowScreen::Connect;
     std::string listText_ = "127.0.0.1";
     std::pair<std::string, bool> title_{"Ana - Intro", true};
     std::map<int, bool> timers_;
@@ -215,7 +215,8 @@ TEST(ConnectionFlowTest, ASessionStartsInItsOrderSeenByTheServer) {
     Rig rig(server.Port());
     rig.flow.Start(false, false);
     rig.flow.ConnectPressed();
-    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow, [&] { return rig.frame.CurrentScreen() == "main"; }));
+    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow,
+                                    [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; }));
     ASSERT_TRUE(WaitUntil([&] { return server->ReceivedRequests().size() == 6; }));
     EXPECT_EQ(server->ReceivedRequests(), kSessionStart);
     EXPECT_EQ(rig.frame.Get(&TestFrame::statuses_), std::vector<std::string>{"Connecting..."});
@@ -250,7 +251,8 @@ TEST(ConnectionFlowTest, AutoConnectWaitsForItsTimer) {
     ASSERT_TRUE(rig.frame.Timer(kAutoConnectTimer));
     rig.flow.OnTimer(kAutoConnectTimer);
     EXPECT_FALSE(rig.frame.Timer(kAutoConnectTimer));
-    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow, [&] { return rig.frame.CurrentScreen() == "main"; }));
+    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow,
+                                    [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; }));
     EXPECT_EQ(rig.frame.Get(&TestFrame::saves_), 0) << "only the Connect button saves";
     rig.flow.Exit();
 }
@@ -260,15 +262,17 @@ TEST(ConnectionFlowTest, AServerStoppedAndRestartedIsReconnected) {
     Rig rig(server.Port());
     rig.flow.Start(false, false);
     rig.flow.ConnectPressed();
-    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow, [&] { return rig.frame.CurrentScreen() == "main"; }));
-    rig.frame.SetScreen("nowplaying");
+    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow,
+                                    [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; }));
+    rig.frame.SetScreen(FlowScreen::Other);
 
     server.Stop();
     ASSERT_TRUE(rig.frame.PumpUntil(rig.flow, [&] {
         const auto titles = rig.frame.Get(&TestFrame::titles_);
         return !titles.empty() && titles.back() == "Reconnecting...";
     }));
-    EXPECT_EQ(rig.frame.CurrentScreen(), "main") << "a reconnection shows the main screen";
+    EXPECT_EQ(rig.frame.CurrentScreen(), FlowScreen::Main)
+        << "a reconnection shows the main screen";
     std::this_thread::sleep_for(100ms);  // a few refused connects
     EXPECT_TRUE(rig.flow.AttemptRunning());
 
@@ -278,7 +282,7 @@ TEST(ConnectionFlowTest, AServerStoppedAndRestartedIsReconnected) {
     EXPECT_EQ(rig.frame.Get(&TestFrame::titles_),
               (std::vector<std::string>{"Reconnecting...", "Ana - Intro"}))
         << "the title comes back after the reconnection";
-    EXPECT_EQ(rig.frame.CurrentScreen(), "main");
+    EXPECT_EQ(rig.frame.CurrentScreen(), FlowScreen::Main);
     ASSERT_TRUE(WaitUntil([&] { return server->ReceivedRequests().size() == 6; }));
     EXPECT_EQ(server->ReceivedRequests(), kSessionStart);
     rig.flow.Exit();
@@ -289,8 +293,9 @@ TEST(ConnectionFlowTest, ALostChannelOnTheConnectScreenIsLeftAlone) {
     Rig rig(server.Port());
     rig.flow.Start(false, false);
     rig.flow.ConnectPressed();
-    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow, [&] { return rig.frame.CurrentScreen() == "main"; }));
-    rig.frame.SetScreen("connect");
+    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow,
+                                    [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; }));
+    rig.frame.SetScreen(FlowScreen::Connect);
     server.Stop();
     ASSERT_TRUE(WaitUntil([&] { return !rig.manager.IsConnected(); }));
     std::this_thread::sleep_for(100ms);
@@ -305,7 +310,8 @@ TEST(ConnectionFlowTest, ALostNetworkWaitsAndReconnectsWhenItComesBack) {
     Rig rig(server.Port());
     rig.flow.Start(false, false);
     rig.flow.ConnectPressed();
-    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow, [&] { return rig.frame.CurrentScreen() == "main"; }));
+    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow,
+                                    [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; }));
 
     rig.addresses->Set("0.0.0.0");
     ASSERT_TRUE(rig.frame.PumpUntil(
@@ -345,7 +351,8 @@ TEST(ConnectionFlowTest, DiscoveryFindsTheServer) {
     rig.frame.SetListText(kFindAutomatically);
     // The watch would call 127.0.0.2 a real address; discovery probes from it.
     rig.flow.ConnectPressed();
-    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow, [&] { return rig.frame.CurrentScreen() == "main"; }));
+    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow,
+                                    [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; }));
     EXPECT_EQ(rig.frame.Get(&TestFrame::statuses_),
               (std::vector<std::string>{"Discovering Vantor server...", "Connecting..."}));
     EXPECT_EQ(rig.flow.TargetServer(), "127.0.0.1");

@@ -13,10 +13,10 @@
 
 #include "session/RegistryStore.h"
 #include "session/Settings.h"
-#include "ui/ButtonsPage.h"
-#include "ui/FunctionTable.h"
 #include "ui/GuiFixture.h"
-#include "ui/KeyNames.h"
+#include "ui/keys/FunctionTable.h"
+#include "ui/keys/KeyNames.h"
+#include "ui/settings/ButtonsPage.h"
 
 namespace vantor::ui {
 namespace {

@@ -23,10 +23,12 @@
 #include <vector>
 
 #include "session/RegistryStore.h"
+#include "session/SelfUpdate.h"
 #include "session/Settings.h"
 #include "support/TestServer.h"
-#include "ui/CMainFrame.h"
-#include "ui/SettingsSheet.h"
+#include "ui/settings/SettingsSheet.h"
+#include "ui/window/CMainFrame.h"
+#include "ui/window/Prompter.h"
 
 namespace vantor::testing {
 

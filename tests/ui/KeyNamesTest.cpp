@@ -7,8 +7,8 @@
 #include <QKeyEvent>
 #include <filesystem>
 
-#include "ui/KeyNames.h"
-#include "ui/VirtualKeys.h"
+#include "ui/keys/KeyNames.h"
+#include "ui/keys/VirtualKeys.h"
 
 namespace vantor::ui {
 namespace {

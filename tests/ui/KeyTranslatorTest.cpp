@@ -8,24 +8,20 @@
 #include <string>
 #include <vector>
 
-#include "ui/KeyNames.h"
-#include "ui/KeyTranslator.h"
+#include "ui/keys/KeyNames.h"
+#include "ui/keys/KeyTranslator.h"
 
 namespace vantor::ui {
 namespace {
 
 using namespace std::chrono_literals;
 
-class FakeWindow final : public KeyWindow {
+// The screens as far as their keys go: "playlist" has keys of its own (the
+// library's) and a search field; "main" takes Up and Down when unbound.
+class FakeWindow final : public KeyWindow, private ScreenKeys {
 public:
-    std::string CurrentScreen() const override { return screen; }
-    bool SearchFieldHasFocus() const override { return searchFocused; }
+    ScreenKeys& CurrentKeys() override { return *this; }
     void FireFunction(int id) override { done.push_back("fire " + std::to_string(id)); }
-    void OpenSelectedEntry() override { done.push_back("open"); }
-    void GoBack() override { done.push_back("back"); }
-    void FocusPlaylist() override { done.push_back("focus playlist"); }
-    bool MainListHasFocus() const override { return mainListFocused; }
-    void FocusCurrentEntry() override { done.push_back("focus current"); }
     void NoteUserInput() override { ++inputs; }
     std::chrono::steady_clock::time_point Now() const override { return now; }
 
@@ -35,6 +31,31 @@ public:
     std::vector<std::string> done;
     int inputs = 0;
     std::chrono::steady_clock::time_point now{1h};
+
+private:
+    bool Typing() const override { return screen == "playlist" && searchFocused; }
+    bool OwnKeyUp(std::int32_t vk) override {
+        if (screen != "playlist") {
+            return false;
+        }
+        const char* action = vk == kVkReturn || vk == kVkCenter || vk == kVkRight ? "open"
+                             : vk == kVkLeft                                      ? "back"
+                             : vk == kVkUp || vk == kVkDown                       ? "focus library"
+                                                                                  : nullptr;
+        if (action != nullptr) {
+            done.push_back(action);
+        }
+        return action != nullptr;
+    }
+    bool FreeDirectionKeyUp(std::int32_t /*vk*/) override {
+        if (screen != "main") {
+            return false;
+        }
+        if (!mainListFocused) {
+            done.push_back("focus current");
+        }
+        return true;
+    }
 };
 
 constexpr std::int32_t kKeyA = 'A', kKeyB = 'B', kKeyC = 'C', kKeyU = 'U';
@@ -112,8 +133,8 @@ TEST(KeyTranslatorTest, Stories) {
           {kUp, kVkRight, 0ms, true, "open"},
           {kUp, kVkLeft, 0ms, true, "back"},
           {kDown, kVkUp, 0ms, true, "fire 6"},
-          {kUp, kVkUp, 0ms, true, "focus playlist"},
-          {kUp, kVkDown, 0ms, true, "focus playlist"}}},
+          {kUp, kVkUp, 0ms, true, "focus library"},
+          {kUp, kVkDown, 0ms, true, "focus library"}}},
         {"other keys on the play queue follow the table",
          "playlist",
          false,

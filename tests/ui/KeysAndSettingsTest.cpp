@@ -10,11 +10,11 @@
 #include <QTest>
 #include <set>
 
-#include "ui/AboutPage.h"
-#include "ui/ButtonsPage.h"
-#include "ui/GeneralPage.h"
 #include "ui/GuiFixture.h"
-#include "ui/SkinsPage.h"
+#include "ui/settings/AboutPage.h"
+#include "ui/settings/ButtonsPage.h"
+#include "ui/settings/GeneralPage.h"
+#include "ui/settings/SkinsPage.h"
 
 namespace vantor::testing {
 namespace {

@@ -13,9 +13,9 @@
 #include "media/MediaPages.h"
 #include "skin/SkinBar.h"
 #include "support/ScriptedHttp.h"
-#include "ui/EqControls.h"
 #include "ui/GuiFixture.h"
-#include "ui/PlaylistScreen.h"
+#include "ui/screens/EqScreen.h"
+#include "ui/screens/LibraryScreen.h"
 
 namespace vantor::testing {
 namespace {
@@ -31,7 +31,7 @@ protected:
         ASSERT_EQ(frame_->Screen(), "playlist");
         ASSERT_TRUE(Pump([&] { return List().Count() > 0; }));
     }
-    ui::PlaylistScreen& Screen() { return frame_->Playlist(); }
+    ui::LibraryScreen& Screen() { return frame_->Library(); }
     ui::LibraryList& List() { return Screen().List(); }
     std::string Row(int row) { return Screen().Browser().RowText(row); }
 
@@ -176,7 +176,7 @@ TEST_F(ListScreensTest, AQueueThousandsLongShowsTheRowsScrolledTo) {
     serverOptions_.songs = 6000;
     serverOptions_.queueLength = 6000;
     OpenLibrary();
-    Screen().ShowMode(ui::PlaylistScreen::Mode::Queue);
+    Screen().ShowMode(ui::LibraryScreen::Mode::Queue);
     auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
     ASSERT_TRUE(Pump([&] { return queue.RowCount() == 6000; }));
 
@@ -224,7 +224,7 @@ TEST_F(ListScreensTest, EqualiserBandsAndPresetsReachTheServer) {
     ASSERT_TRUE(Pump([&] { return frame_->Player().supportsEq; }));
     frame_->Command(ui::kCommandEqualizer);
     ASSERT_EQ(frame_->Screen(), "eq");
-    ui::EqControls& eq = frame_->Equalizer();
+    ui::EqScreen& eq = frame_->Equalizer();
     ASSERT_TRUE(Pump([&] { return !eq.Presets().empty(); }));
 
     // Band 4 dragged up to a quarter below the top: a gain of +50.

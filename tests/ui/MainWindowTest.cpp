@@ -10,9 +10,9 @@
 #include "skin/SkinBar.h"
 #include "support/ScriptedHttp.h"
 #include "ui/GuiFixture.h"
-#include "ui/LibraryList.h"
-#include "ui/PlayQueueList.h"
-#include "ui/PlaylistScreen.h"
+#include "ui/lists/LibraryList.h"
+#include "ui/lists/PlayQueueList.h"
+#include "ui/screens/LibraryScreen.h"
 
 namespace vantor::testing {
 namespace {
@@ -369,7 +369,7 @@ TEST_F(GuiTest, GarbageStallsAndMissingImagesLeaveTheWindowWorking) {
     EXPECT_EQ(frame_->Screen(), "nowplaying");
     // The library waits as visibly, and the window goes on meanwhile.
     frame_->Command(ui::kCommandLibrary);
-    EXPECT_TRUE(Pump([&] { return frame_->Playlist().List().ShowsBusy(); }));
+    EXPECT_TRUE(Pump([&] { return frame_->Library().List().ShowsBusy(); }));
     frame_->Command(ui::kCommandControls);
     EXPECT_EQ(frame_->Screen(), "main");
 }

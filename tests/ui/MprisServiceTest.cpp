@@ -24,7 +24,7 @@
 
 #include "support/LogCapture.h"
 #include "ui/GuiFixture.h"
-#include "ui/MprisService.h"
+#include "ui/desktop/MprisService.h"
 
 // Qt's texts in GoogleTest's messages.
 inline void PrintTo(const QString& text, std::ostream* out) {
@@ -118,7 +118,7 @@ protected:
     }
 
     void Offer() {
-        service_ = ui::MprisService::Offer(*frame_);
+        service_ = ui::MprisService::Offer(frame_->Desktop());
         ASSERT_NE(service_, nullptr);
         name_ = service_->ServiceName();
     }
@@ -235,11 +235,11 @@ TEST_F(MprisTest, TheDesktopSteersTheServersPlayerAndFollowsItsSongs) {
     const QImage firstPicture(firstArt);
     EXPECT_FALSE(firstPicture.isNull()) << firstArt.toStdString();
 
-    // PlayPause reaches the server; the pause comes back as the one
-    // property that changed.
+    // PlayPause while playing is a pause (the window's one rule); it comes
+    // back as the one property that changed.
     std::size_t mark = recorder_.changes.size();
     Call(kPlayer, "PlayPause");
-    EXPECT_TRUE(Pump([&] { return Received("PlayPauseRequest") == 1; }));
+    EXPECT_TRUE(Pump([&] { return Received("PauseRequest") == 1; }));
     std::optional<QVariantMap> change = WaitForChange(mark, [](const QVariantMap& changed) {
         return changed.contains(QStringLiteral("PlaybackStatus"));
     });
@@ -394,7 +394,7 @@ TEST_F(MprisTest, WithoutASessionCallsAreIgnoredAndEveryClientFindsItsName) {
     // A second client (with settings of its own) stands beside the first.
     const QString other = QStringLiteral("second client");
     std::unique_ptr<ui::MprisService> second = ui::MprisService::Offer(
-        *frame_, QDBusConnection::connectToBus(QDBusConnection::SessionBus, other));
+        frame_->Desktop(), QDBusConnection::connectToBus(QDBusConnection::SessionBus, other));
     ASSERT_NE(second, nullptr);
     EXPECT_EQ(second->ServiceName(), kName + QStringLiteral(".instance%1").arg(::getpid()));
     second.reset();
@@ -406,7 +406,7 @@ TEST_F(MprisTest, WithoutASessionCallsAreIgnoredAndEveryClientFindsItsName) {
         LogCapture log;
         const QString none = QStringLiteral("no bus");
         EXPECT_EQ(ui::MprisService::Offer(
-                      *frame_,
+                      frame_->Desktop(),
                       QDBusConnection::connectToBus(
                           QStringLiteral("unix:path=%1").arg(Q((dir_ / "no-bus").string())), none)),
                   nullptr);

@@ -6,7 +6,7 @@
 #include <atomic>
 #include <thread>
 
-#include "ui/PlaybackClock.h"
+#include "ui/player/PlaybackClock.h"
 
 namespace vantor::ui {
 namespace {

@@ -24,14 +24,14 @@
 #include <filesystem>
 #include <fstream>
 
-#include "ui/AboutPage.h"
-#include "ui/ButtonsPage.h"
-#include "ui/ChromeLook.h"
-#include "ui/GeneralPage.h"
 #include "ui/GuiFixture.h"
-#include "ui/KeyNames.h"
-#include "ui/SettingsSheet.h"
-#include "ui/SkinsPage.h"
+#include "ui/keys/KeyNames.h"
+#include "ui/settings/AboutPage.h"
+#include "ui/settings/ButtonsPage.h"
+#include "ui/settings/GeneralPage.h"
+#include "ui/settings/SettingsSheet.h"
+#include "ui/settings/SkinsPage.h"
+#include "ui/view/ChromeLook.h"
 
 namespace vantor::ui {
 namespace {

@@ -1,0 +1,60 @@
+#include "ui/keys/FunctionTable.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vantor::ui {
+
+FunctionTable::FunctionTable()
+    : rows_{{
+          {"Play", kUnboundKey, false},
+          {"Pause", kUnboundKey, false},
+          {"Play/Pause (Toggle)", kUnboundKey, false},
+          {"Stop", kUnboundKey, false},
+          {"Next Song", kUnboundKey, false},
+          {"Previous Song", kUnboundKey, false},
+          {"Increase Volume", kUnboundKey, true},
+          {"Decrease Volume", kUnboundKey, true},
+          {"Toggle Repeat", kUnboundKey, false},
+          {"Toggle Shuffle", kUnboundKey, false},
+          {"Fast Forward 5 sec.", kUnboundKey, true},
+          {"Rewind 5 sec.", kUnboundKey, true},
+          {"Now Playing", kUnboundKey, false},
+      }} {}
+
+int FunctionTable::Find(std::int32_t key) const {
+    if (key == kUnboundKey) {
+        return -1;
+    }
+    for (int id = 0; id < Count(); ++id) {
+        if (Row(id).key == key) {
+            return id;
+        }
+    }
+    return -1;
+}
+
+void FunctionTable::Load(const Settings& settings) {
+    for (int id = 0; id < Count(); ++id) {
+        Bind(id, settings.functionKeys[static_cast<std::size_t>(id)]);
+    }
+}
+
+void FunctionTable::Store(Settings& settings) const {
+    for (int id = 0; id < Count(); ++id) {
+        settings.functionKeys[static_cast<std::size_t>(id)] = Row(id).key;
+    }
+}
+
+std::optional<VolumeStep> StepVolume(std::int32_t fillPixels, std::int32_t barWidth,
+                                     int difference) {
+    if (barWidth <= 0) {
+        return std::nullopt;
+    }
+    const double percent =
+        std::clamp(static_cast<double>(fillPixels) * 100.0 / barWidth + difference, 0.0, 100.0);
+    return VolumeStep{static_cast<std::int32_t>(std::floor(percent + 0.5)),
+                      static_cast<std::int32_t>(percent / 100.0 * barWidth)};
+}
+
+}  // namespace vantor::ui

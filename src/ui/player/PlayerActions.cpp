@@ -1,0 +1,218 @@
+#include "ui/player/PlayerActions.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "media/LibraryBrowser.h"
+#include "protocol/Messages.h"
+#include "skin/SkinBar.h"
+#include "ui/keys/FunctionTable.h"
+#include "ui/player/PlaybackClock.h"
+#include "ui/player/PlayerPresenter.h"
+#include "ui/screens/EqScreen.h"
+#include "ui/view/ScreenView.h"
+
+namespace vantor::ui {
+
+namespace {
+
+template <typename Request>
+std::unique_ptr<Message> Make() {
+    return std::make_unique<Request>();
+}
+
+}  // namespace
+
+PlayerActions::PlayerActions(QObject* owner, RequestSink& requests, ScreenView& view,
+                             PlayerPresenter& presenter, EqScreen& eq,
+                             std::function<PlayerState()> player)
+    : requests_(requests),
+      view_(view),
+      presenter_(presenter),
+      eq_(eq),
+      player_(std::move(player)),
+      volumeDrag_(owner,
+                  [this](std::int32_t percent) {
+                      auto request = std::make_unique<SetVolumeRequest>();
+                      request->volume = percent;
+                      Send(std::move(request));
+                  }),
+      positionDrag_(owner, [this](std::int32_t seconds) {
+          auto request = std::make_unique<SetPlayPositionRequest>();
+          request->position = seconds;
+          Send(std::move(request));
+      }) {}
+
+int PlayerActions::Send(std::unique_ptr<Message> request) {
+    return requests_.SendRequest(std::move(request));
+}
+
+int PlayerActions::Do(PlayerAction action) {
+    switch (action) {
+        case PlayerAction::Play:
+            return Send(Make<PlayRequest>());
+        case PlayerAction::Pause:
+            return Send(Make<PauseRequest>());
+        case PlayerAction::PlayPause:
+            return Do(player_().playingState == PlayingState::Playing ? PlayerAction::Pause
+                                                                      : PlayerAction::Play);
+        case PlayerAction::Stop:
+            return Send(Make<StopRequest>());
+        case PlayerAction::Next:
+            return Send(Make<NextItemRequest>());
+        case PlayerAction::Previous:
+            return Send(Make<PreviousItemRequest>());
+        case PlayerAction::ToggleRepeat: {
+            const std::int32_t repeat =
+                view_.Content().repeat == RepeatState::Off ? RepeatState::All : RepeatState::Off;
+            view_.SetRepeat(repeat);
+            auto request = std::make_unique<SetRepeatStateRequest>();
+            request->repeatState = repeat;
+            return Send(std::move(request));
+        }
+        case PlayerAction::ToggleShuffle: {
+            const bool shuffle = !view_.Content().shuffle;
+            view_.SetShuffle(shuffle);
+            auto request = std::make_unique<SetShuffleStateRequest>();
+            request->shuffleState = shuffle;
+            return Send(std::move(request));
+        }
+    }
+    return 0;
+}
+
+bool PlayerActions::SkinButton(std::string_view component) {
+    static constexpr std::pair<std::string_view, PlayerAction> kButtons[] = {
+        {"play", PlayerAction::Play},
+        {"pause", PlayerAction::Pause},
+        {"stop", PlayerAction::Stop},
+        {"prev", PlayerAction::Previous},
+        {"next", PlayerAction::Next},
+        {"repeat", PlayerAction::ToggleRepeat},
+        {"shuffle", PlayerAction::ToggleShuffle},
+    };
+    if (eq_.Toggle(component)) {
+        return true;
+    }
+    for (const auto& [name, action] : kButtons) {
+        if (component == name) {
+            Do(action);
+            return true;
+        }
+    }
+    return false;
+}
+
+bool PlayerActions::Function(int id) {
+    constexpr int kVolumeStep = 5;
+    constexpr std::int32_t kSkipSeconds = 5;
+    switch (id) {
+        case kFunctionPlay:
+            Do(PlayerAction::Play);
+            return true;
+        case kFunctionPause:
+            Do(PlayerAction::Pause);
+            return true;
+        case kFunctionPlayPause:
+            Do(PlayerAction::PlayPause);
+            return true;
+        case kFunctionStop:
+            Do(PlayerAction::Stop);
+            return true;
+        case kFunctionNextSong:
+            Do(PlayerAction::Next);
+            return true;
+        case kFunctionPreviousSong:
+            Do(PlayerAction::Previous);
+            return true;
+        case kFunctionVolumeUp:
+            StepVolume(kVolumeStep);
+            return true;
+        case kFunctionVolumeDown:
+            StepVolume(-kVolumeStep);
+            return true;
+        case kFunctionToggleRepeat:
+            Do(PlayerAction::ToggleRepeat);
+            return true;
+        case kFunctionToggleShuffle:
+            Do(PlayerAction::ToggleShuffle);
+            return true;
+        case kFunctionFastForward:
+            SkipBy(kSkipSeconds);
+            return true;
+        case kFunctionRewind:
+            SkipBy(-kSkipSeconds);
+            return true;
+        default:
+            return false;
+    }
+}
+
+void PlayerActions::BarDragged(std::string_view back, std::int32_t value, std::int32_t extent,
+                               bool finished) {
+    if (extent <= 0) {
+        return;
+    }
+    if (back == kVolumeBar.back) {
+        const auto percent = static_cast<std::int32_t>(std::lround(100.0 * value / extent));
+        if (finished) {
+            presenter_.NoteVolume(percent);
+            view_.SetVolumePixels(value);
+            volumeDrag_.Finish(percent);
+        } else {
+            volumeDrag_.Update(percent);
+        }
+    } else if (back.rfind("eq.", 0) == 0) {
+        for (int track = 0; track < kEqTracks; ++track) {
+            if (back == EqTrackName(track)) {
+                eq_.TrackDragged(track, EqPixelsToGain(value, extent), finished);
+            }
+        }
+    } else if (back == kPositionBar.back || back == kNowPlayingPositionBar.back) {
+        PlaybackClock& clock = presenter_.Clock();
+        const std::int32_t length = clock.Length();
+        if (length <= 0) {
+            return;  // nothing to seek in
+        }
+        const auto seconds =
+            static_cast<std::int32_t>(std::lround(double(value) * length / extent));
+        if (finished) {
+            clock.Report(seconds, clock.Playing(), length);
+            positionDrag_.Finish(seconds);
+            presenter_.RefreshProgress();
+        } else {
+            positionDrag_.Update(seconds);
+        }
+    }
+}
+
+void PlayerActions::StepVolume(int percent) {
+    // The step starts from the fill the user sees, which a drag may have
+    // moved ahead of the server's answer.
+    const auto step =
+        vantor::ui::StepVolume(view_.Content().volumePixels, view_.VolumeWidth(), percent);
+    if (!step) {
+        return;
+    }
+    presenter_.NoteVolume(step->volume);
+    view_.SetVolumePixels(step->fillPixels);
+    auto request = std::make_unique<SetVolumeRequest>();
+    request->volume = step->volume;
+    Send(std::move(request));
+}
+
+void PlayerActions::SkipBy(std::int32_t seconds) {
+    PlaybackClock& clock = presenter_.Clock();
+    const std::int32_t length = clock.Length();
+    if (length <= 0) {
+        return;  // nothing to skip in
+    }
+    const std::int32_t target = std::clamp(clock.Seconds() + seconds, 0, length);
+    clock.Report(target, clock.Playing(), length);
+    presenter_.RefreshProgress();
+    auto request = std::make_unique<SetPlayPositionRequest>();
+    request->position = target;
+    Send(std::move(request));
+}
+
+}  // namespace vantor::ui

@@ -1,0 +1,47 @@
+#pragma once
+
+// The tab row at the top of the list screen: the skin's header bar model
+// in a widget (its window text is "Header Bar Control"), placed at the
+// skin's "playlist.header" and coloured from it. A tap on a button calls
+// back with its index.
+//
+// Threads: the window's thread only.
+
+#include <QWidget>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "skin/CSkin.h"
+#include "skin/HeaderBar.h"
+
+namespace vantor::ui {
+
+class HeaderBarWidget final : public QWidget {
+public:
+    HeaderBarWidget(QWidget* parent, std::function<void(int button)> tapped);
+
+    // Places the bar and takes its colours and the skin's "medialib" font
+    // (or `fallback`).
+    void Place(const CSkin& skin, QSize screen, const QFont& fallback);
+    // The buttons, left to right, and which of them is on.
+    void SetButtons(const std::vector<std::string>& texts, int on);
+    std::vector<std::string> Texts() const { return texts_; }
+    // The rectangle of a button, in the bar's coordinates.
+    QRect ButtonRect(int button) const;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    HeaderBar Model() const;
+
+    std::function<void(int)> tapped_;
+    std::vector<std::string> texts_;
+    int on_ = -1;
+    HeaderBarStyle style_;
+};
+
+}  // namespace vantor::ui

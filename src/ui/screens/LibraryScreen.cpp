@@ -1,0 +1,338 @@
+#include "ui/screens/LibraryScreen.h"
+
+#include <QTimer>
+
+#include "ui/keys/KeyNames.h"
+
+namespace vantor::ui {
+
+namespace {
+
+constexpr const char* kBackMark = "\u2039 ";
+
+QRect ToQRect(const SkinRect& rect) {
+    return QRect(rect.left, rect.top, SkinClamp(rect.Width()), SkinClamp(rect.Height()));
+}
+
+}  // namespace
+
+LibraryScreen::LibraryScreen(QWidget* screen, PageFetcher& fetcher, RequestSink& requests,
+                             PlayQueueList& queue, Hooks hooks)
+    : fetcher_(fetcher),
+      requests_(requests),
+      queue_(queue),
+      hooks_(std::move(hooks)),
+      browser_(std::make_unique<LibraryBrowser>(static_cast<LibraryView&>(*this),
+                                                static_cast<LibraryFetcher&>(*this), requests)),
+      header_(new HeaderBarWidget(screen, [this](int button) { HeaderTapped(button); })),
+      search_(new QLineEdit(screen)) {
+    search_->setObjectName(QStringLiteral("Search Field"));
+    search_->setFrame(false);
+    search_->setText(QString::fromLatin1(kSearchPlaceholder));
+    QObject::connect(search_, &QLineEdit::textChanged, search_, [this](const QString& text) {
+        StyleSearchText();
+        if (mode_ != Mode::Library && text != QString::fromLatin1(kSearchPlaceholder)) {
+            ShowMode(Mode::Library);
+        }
+        browser_->SearchTextChanged(text.toStdString());
+        UpdateHeader();
+    });
+    LibraryList::Handlers handlers;
+    handlers.tapped = [this](int row) { Tapped(row); };
+    handlers.activated = [this](int row) {
+        // A double tap opens a folder (the tap did) and plays anything else.
+        if (const wire::MediaItem* item = browser_->Item(row); item && !item->container) {
+            browser_->Command(kCommandPlayNow);
+        }
+    };
+    handlers.command = [this](int command) { browser_->Command(command); };
+    handlers.menuOpen = hooks_.menuOpen;
+    handlers.rowsWanted = [this] {
+        const auto [first, last] = list_->RowsInView();
+        if (first >= 0) {
+            browser_->CacheHint(first, last);
+        }
+    };
+    list_ = new LibraryList(screen, *browser_, std::move(handlers));
+    SetShown(false);
+    UpdateHeader();
+}
+
+LibraryScreen::~LibraryScreen() = default;
+
+void LibraryScreen::Place(const CSkin& skin, QSize screen, const QFont& fallback) {
+    header_->Place(skin, screen, fallback);
+    const SkinWinComponent* field = skin.FindWinComponent("playlist.search");
+    search_->setGeometry(field ? ToQRect(field->Place(screen.width(), screen.height())) : QRect());
+    const SkinFont* font = skin.FindFont("medialib");
+    search_->setFont(font ? font->font : fallback);
+    QPalette colours = search_->palette();
+    const QColor back =
+        field && field->backColor ? field->backColor->ToQColor() : QColor(Qt::white);
+    text_ = field && field->foreColor ? field->foreColor->ToQColor() : QColor(Qt::black);
+    muted_ = text_;
+    muted_.setAlpha(140);
+    colours.setColor(QPalette::Base, back);
+    colours.setColor(QPalette::Window, back);
+    colours.setColor(QPalette::Text, text_);
+    colours.setColor(QPalette::Highlight,
+                     field && field->selectColor ? field->selectColor->ToQColor() : text_);
+    colours.setColor(QPalette::HighlightedText, back);
+    search_->setPalette(colours);
+    StyleSearchText();
+
+    const SkinWinComponent* library = skin.FindWinComponent("medialib.tagview");
+    listArea_ = library ? ToQRect(library->Place(screen.width(), screen.height())) : QRect();
+    queueArea_ = listArea_;
+    list_->Place(skin, "medialib.tagview", "medialib", listArea_, fallback);
+    if (shown_ && mode_ == Mode::Queue) {
+        queue_.setGeometry(queueArea_);
+    }
+}
+
+void LibraryScreen::StyleSearchText() {
+    // "Search" stands in the empty box; it reads as a hint, not as text.
+    QPalette colours = search_->palette();
+    const bool hint = search_->text() == QString::fromLatin1(kSearchPlaceholder);
+    colours.setColor(QPalette::Text, hint ? muted_ : text_);
+    search_->setPalette(colours);
+}
+
+void LibraryScreen::SetShown(bool shown) {
+    shown_ = shown;
+    header_->setVisible(shown);
+    search_->setVisible(shown);
+    search_->setEnabled(shown);
+    list_->SetShown(shown && mode_ == Mode::Library);
+    if (mode_ == Mode::Queue) {
+        queue_.setVisible(shown);
+        queue_.setEnabled(shown);
+        if (shown) {
+            queue_.setGeometry(queueArea_);
+        }
+    }
+}
+
+void LibraryScreen::Entered() {
+    browser_->Show();
+    UpdateHeader();
+}
+
+bool LibraryScreen::OwnKeyUp(std::int32_t vk) {
+    switch (vk) {
+        case kVkReturn:
+        case kVkCenter:
+        case kVkRight:
+            OpenSelected();
+            return true;
+        case kVkLeft:
+            Back();
+            return true;
+        case kVkUp:
+        case kVkDown:
+            SelectFirstAndFocus();
+            return true;
+        default:
+            return false;
+    }
+}
+
+void LibraryScreen::ShowMode(Mode mode) {
+    mode_ = mode;
+    if (!shown_) {
+        UpdateHeader();
+        return;
+    }
+    list_->SetShown(mode == Mode::Library);
+    queue_.setVisible(mode == Mode::Queue);
+    queue_.setEnabled(mode == Mode::Queue);
+    if (mode == Mode::Queue) {
+        queue_.setGeometry(queueArea_);
+        queue_.raise();
+    }
+    UpdateHeader();
+}
+
+void LibraryScreen::UpdateHeader() {
+    const std::string library = (browser_->HistoryDepth() > 0 ? kBackMark : "") + title_;
+    header_->SetButtons({library, kQueueTab}, mode_ == Mode::Library ? 0 : 1);
+}
+
+void LibraryScreen::HeaderTapped(int button) {
+    if (button == 1) {
+        ShowMode(Mode::Queue);
+        return;
+    }
+    // The library's tab goes back a list when there is one to go back to,
+    // and otherwise shows the library.
+    if (mode_ == Mode::Library) {
+        Back();
+    } else {
+        ShowMode(Mode::Library);
+    }
+}
+
+void LibraryScreen::Tapped(int row) {
+    if (browser_->Open(row)) {
+        list_->SetJumpLabels({});
+        UpdateHeader();
+    }
+}
+
+bool LibraryScreen::Back() {
+    if (mode_ == Mode::Queue) {
+        ShowMode(Mode::Library);
+        return true;
+    }
+    const bool back = browser_->Back();
+    if (back) {
+        list_->SetJumpLabels({});
+        UpdateHeader();
+    }
+    return back;
+}
+
+void LibraryScreen::OpenSelected() {
+    if (mode_ == Mode::Queue) {
+        queue_.PlaySelected();
+        return;
+    }
+    const int row = list_->SelectedRow();
+    if (row >= 0) {
+        Tapped(row);
+    }
+}
+
+void LibraryScreen::SelectFirstAndFocus() {
+    QListView* list = mode_ == Mode::Library ? static_cast<QListView*>(list_) : &queue_;
+    if (!list->selectionModel()->hasSelection() && list->model()->rowCount() > 0) {
+        list->setCurrentIndex(list->model()->index(0, 0));
+    }
+    list->setFocus();
+}
+
+bool LibraryScreen::SearchFocused() const {
+    return search_->hasFocus();
+}
+
+void LibraryScreen::SearchTimerFired() {
+    browser_->SearchTimerFired();
+    UpdateHeader();
+}
+
+void LibraryScreen::Reset() {
+    // A new browser forgets the path, the pages and the history (pages
+    // still on their way find no list of theirs and are dropped); "Search"
+    // in the box is no search.
+    browser_ = std::make_unique<LibraryBrowser>(static_cast<LibraryView&>(*this),
+                                                static_cast<LibraryFetcher&>(*this), requests_);
+    title_ = kLibraryRootTitle;
+    ClearRows();
+    search_->setText(QString::fromLatin1(kSearchPlaceholder));
+    mode_ = Mode::Library;
+    UpdateHeader();
+}
+
+void LibraryScreen::Refresh() {
+    QTimer::singleShot(0, list_, [this] {
+        const auto [first, last] = list_->RowsInView();
+        if (first >= 0) {
+            browser_->CacheHint(first, last);
+        }
+    });
+}
+
+// --- LibraryView ----------------------------------------------------------------------
+
+void LibraryScreen::SetItemCount(int count) {
+    list_->SetCount(count);
+}
+
+void LibraryScreen::ClearRows() {
+    list_->SetCount(0);
+    list_->SetJumpLabels({});
+}
+
+void LibraryScreen::EnsureVisible(int row) {
+    list_->EnsureVisible(row);
+}
+
+void LibraryScreen::SelectRow(int row) {
+    list_->SelectRow(row);
+}
+
+int LibraryScreen::SelectedRow() const {
+    return list_->SelectedRow();
+}
+
+int LibraryScreen::TopRow() const {
+    return list_->TopRow();
+}
+
+void LibraryScreen::SetHeaderTitle(const std::string& title) {
+    title_ = title;
+    UpdateHeader();
+}
+
+void LibraryScreen::SetSearchText(const std::string& text) {
+    const QString wanted = QString::fromStdString(text);
+    if (search_->text() == wanted) {
+        // No change for the box to report; the browser expects one.
+        browser_->SearchTextChanged(text);
+    } else {
+        search_->setText(wanted);
+    }
+}
+
+void LibraryScreen::StartSearchTimer() {
+    if (hooks_.searchTimer) {
+        hooks_.searchTimer(true);
+    }
+}
+
+void LibraryScreen::StopSearchTimer() {
+    if (hooks_.searchTimer) {
+        hooks_.searchTimer(false);
+    }
+}
+
+// --- LibraryFetcher ------------------------------------------------------------------------
+
+void LibraryScreen::PagesArrived(int first, int count) {
+    list_->RowsArrived(first, count);
+    std::vector<std::pair<QString, int>> labels;
+    for (const auto& [label, row] : browser_->JumpLabels()) {
+        labels.emplace_back(QString::fromStdString(label), row);
+    }
+    list_->SetJumpLabels(std::move(labels));
+    UpdateHeader();
+}
+
+void LibraryScreen::Fetching(int change) {
+    fetching_ += change;
+    list_->SetLoading(fetching_ > 0);
+}
+
+void LibraryScreen::FetchFolder(const std::string& path, int start, int count, bool withTotal) {
+    Fetching(+1);
+    fetcher_.FetchFolder(path, start, count, withTotal,
+                         [this, path](std::shared_ptr<const wire::MediaList> page) {
+                             Fetching(-1);
+                             const int first = page ? page->start : 0;
+                             const int items = page ? static_cast<int>(page->items.size()) : 0;
+                             browser_->OnFolderPage(path, std::move(page));
+                             PagesArrived(first, items);
+                         });
+}
+
+void LibraryScreen::Search(const std::string& text, int start, int count) {
+    Fetching(+1);
+    fetcher_.Search(text, start, count, [this, text](std::shared_ptr<const wire::MediaList> page) {
+        Fetching(-1);
+        const int items = page ? static_cast<int>(page->items.size()) : 0;
+        browser_->OnSearchPage(text, std::move(page));
+        PagesArrived(0, items);
+    });
+}
+
+}  // namespace vantor::ui

@@ -1,0 +1,861 @@
+#include "ui/view/ScreenView.h"
+
+#include <QFile>
+#include <QFontMetrics>
+#include <QMouseEvent>
+#include <QPaintEvent>
+#include <QPainter>
+#include <algorithm>
+#include <array>
+
+#include "session/NowPlaying.h"
+#include "skin/SkinBar.h"
+#include "skin/SkinDrawLock.h"
+#include "skin/SkinDrawing.h"
+#include "skin/SkinScreen.h"
+#include "ui/view/QtText.h"
+
+namespace vantor::ui {
+
+namespace {
+
+constexpr std::array<std::string_view, 4> kToggles = {"repeat", "shuffle", "eq.enabled",
+                                                      "eq.autoload"};
+constexpr std::array<std::string_view, 3> kStateIndicators = {
+    "playingstate.playing", "playingstate.paused", "playingstate.stopped"};
+
+// The caption of the connect screen and where the frame draws it, in skin
+// units.
+constexpr const char* kSelectServerText = "Select a server:";
+constexpr int kCaptionX = 18, kCaptionY = 124, kCaptionWidth = 200, kCaptionHeight = 20;
+constexpr int kIconTop = 14;
+// Bars are thin; the stylus may land this far (skin units) off their track.
+constexpr int kBarReach = 12;
+
+QRect ToQRect(const SkinRect& rect) {
+    return QRect(rect.left, rect.top, SkinClamp(rect.Width()), SkinClamp(rect.Height()));
+}
+
+// The fill (or knob) drawn on a bar's track.
+std::string_view FrontOf(std::string_view back) {
+    if (back == kVolumeBar.back) {
+        return kVolumeBar.front;
+    }
+    if (back == kPositionBar.back) {
+        return kPositionBar.front;
+    }
+    if (back == kNowPlayingPositionBar.back) {
+        return kNowPlayingPositionBar.front;
+    }
+    return kEqKnob;
+}
+
+}  // namespace
+
+ScreenView::ScreenView(const CSkin& skin, ScreenInput& input, QWidget* parent)
+    : QWidget(parent), skin_(skin), input_(input) {
+    setObjectName(QStringLiteral("Skinned Screen"));
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    setMouseTracking(true);
+}
+
+void ScreenView::SetFrameLook(QColor background, QFont normal, QFont large,
+                              std::vector<std::string> iconFolders) {
+    background_ = background;
+    normalFont_ = std::move(normal);
+    largeFont_ = std::move(large);
+    iconFolders_ = std::move(iconFolders);
+}
+
+QRect ScreenView::ComponentRect(std::string_view name) const {
+    const SkinComponent* component = skin_.FindComponent(name);
+    if (component == nullptr || !component->norm.present || !IsShownIn(*component, screen_)) {
+        return {};
+    }
+    return ToQRect(component->norm.destination);
+}
+
+QRect ScreenView::WindowRect(std::string_view name) const {
+    const SkinWinComponent* window = skin_.FindWinComponent(name);
+    return window ? ToQRect(window->Place(width(), height())) : QRect();
+}
+
+QRect ScreenView::Scaled(int x, int y, int w, int h) const {
+    const SkinScale& scale = skin_.Scale();
+    return QRect(scale.X(x), scale.Y(y), scale.Width(w), scale.Height(h));
+}
+
+// --- Building the picture ----------------------------------------------------
+
+void ScreenView::Rebuild() {
+    icon_ = QImage();
+    const bool large = skin_.Scale().dpiX >= 2 * kSkinUnitsDpi;
+    for (const std::string& folder : iconFolders_) {
+        for (const char* name : {large ? "icon@2x.png" : "icon.png", "icon.png"}) {
+            if (icon_.isNull() && QFile::exists(Q(folder + name))) {
+                icon_.load(Q(folder + name));
+            }
+        }
+    }
+    // Qt reads "@2x" in a name as a device pixel ratio; the icon is drawn
+    // pixel for pixel like every skin image.
+    icon_.setDevicePixelRatio(1.0);
+    hot_ = nullptr;
+    held_ = nullptr;
+    dragBar_ = nullptr;
+    BuildBase();
+    BuildOverlays();
+    RedrawAll();
+}
+
+void ScreenView::RedrawAll() {
+    buffer_ = base_.copy();
+    if (!buffer_.isNull()) {
+        for (const Overlay& overlay : overlays_) {
+            Draw(overlay);
+        }
+    }
+    drawnSecond_ =
+        content_.positionMs < 0 ? -1 : static_cast<std::int32_t>(content_.positionMs / 1000);
+    drawnPositionPixels_ = PositionPixels(positionWidth_);
+    drawnNowPlayingPixels_ = PositionPixels(nowPlayingWidth_);
+    update();
+}
+
+void ScreenView::SetScreen(std::string screen) {
+    screen_ = std::move(screen);
+    Rebuild();
+}
+
+void ScreenView::SetLandscapeMessage(const QString& message) {
+    landscape_ = message;
+    Rebuild();
+}
+
+bool ScreenView::DefaultNowPlayingView() const {
+    return screen_ == kScreenNowPlaying && skin_.FindBitmap("back.np") == nullptr;
+}
+
+void ScreenView::BuildBase() {
+    base_ = QImage(size(), QImage::Format_RGB32);
+    if (base_.isNull()) {
+        return;
+    }
+    base_.fill(background_);
+    if (!landscape_.isEmpty()) {
+        QPainter painter(&base_);
+        painter.setFont(largeFont_);
+        painter.setPen(Qt::white);
+        const int margin = width() / 16;
+        painter.drawText(base_.rect().adjusted(margin, margin, -margin, -margin),
+                         Qt::AlignCenter | Qt::TextWordWrap, landscape_);
+        return;
+    }
+    {
+        const SkinDrawGuard lock;
+        PaintScreen(lock, skin_, base_, screen_);
+        ReleaseImagesNotShownIn(lock, skin_, screen_);
+    }
+    if (screen_ == kScreenConnect) {
+        DrawConnectLook(base_);
+    }
+    if (DefaultNowPlayingView()) {
+        DrawDefaultNowPlaying(base_);
+    }
+}
+
+void ScreenView::DrawConnectLook(QImage& target) {
+    if (!icon_.isNull()) {
+        QPainter painter(&target);
+        painter.drawImage((target.width() - icon_.width()) / 2, skin_.Scale().Y(kIconTop), icon_);
+    }
+    QPainter painter(&target);
+    painter.setFont(normalFont_);
+    painter.setPen(SkinColorOr("songtitle", Qt::white));
+    painter.drawText(Scaled(kCaptionX, kCaptionY, kCaptionWidth, kCaptionHeight),
+                     Qt::AlignLeft | Qt::AlignVCenter, QString::fromLatin1(kSelectServerText));
+}
+
+// Without a now-playing background in the skin the frame draws its own
+// view: a frame for the art with "No Artwork" in it until a picture comes.
+void ScreenView::DrawDefaultNowPlaying(QImage& target) {
+    const QRect box = OverlayRect(Element::AlbumArt);
+    QPainter painter(&target);
+    painter.setPen(QColor(255, 255, 255, 120));
+    painter.drawRect(box.adjusted(0, 0, -1, -1));
+    painter.setFont(normalFont_);
+    painter.setPen(Qt::white);
+    // The text is "No\r\nArtwork"; Qt breaks lines at "\n" alone.
+    painter.drawText(box, Qt::AlignCenter, QStringLiteral("No\nArtwork"));
+}
+
+QRect ScreenView::OverlayRect(Element element) const {
+    const auto unite = [&](auto names) {
+        QRect rect;
+        for (std::string_view name : names) {
+            rect |= ComponentRect(name);
+        }
+        return rect;
+    };
+    const bool nowPlaying = screen_ == kScreenNowPlaying;
+    const bool defaultView = DefaultNowPlayingView();
+    const auto nowPlayingLine = [&](std::string_view back, int y, int h) {
+        const QRect skinned = ComponentRect(back);
+        return !skinned.isEmpty() ? skinned : defaultView ? Scaled(0, y, 240, h) : QRect();
+    };
+    switch (element) {
+        case Element::Toggles:
+            return unite(kToggles);
+        case Element::Hot:
+            return hot_ ? ToQRect(hot_->norm.destination) |
+                              ToQRect((hotPushed_ ? hot_->push : hot_->hover).destination)
+                        : QRect();
+        case Element::PlayerState:
+            return unite(kStateIndicators);
+        case Element::AlbumArt: {
+            if (!nowPlaying) {
+                return {};
+            }
+            const QRect art = WindowRect("albumart");
+            return !art.isEmpty() || !defaultView ? art : Scaled(60, 12, 120, 120);
+        }
+        case Element::VolumeBar:
+            return ComponentRect(kVolumeBar.back);
+        case Element::PositionBar:
+            return ComponentRect(kPositionBar.back);
+        case Element::NowPlayingPositionBar:
+            return ComponentRect(kNowPlayingPositionBar.back);
+        case Element::ProgressBar:
+            return ComponentRect(kProgressBar.back);
+        case Element::EqTracks: {
+            QRect rect;
+            for (int track = 0; track < kEqTracks; ++track) {
+                if (const SkinComponent* back = EqTrack(track)) {
+                    rect |= ToQRect(back->norm.destination);
+                }
+            }
+            return rect;
+        }
+        case Element::SongTitle:
+            return ComponentRect("songback");
+        case Element::Time:
+            return ComponentRect("positionback");
+        case Element::NowPlayingTitle:
+            return nowPlaying ? nowPlayingLine("titleback", 138, 22) : QRect();
+        case Element::NowPlayingArtist:
+            return nowPlaying ? nowPlayingLine("artistback", 160, 18) : QRect();
+        case Element::NowPlayingAlbum:
+            return nowPlaying ? nowPlayingLine("albumback", 178, 18) : QRect();
+        case Element::NowPlayingTime: {
+            if (!nowPlaying) {
+                return {};
+            }
+            const QRect skinned = WindowRect("nowplaying.position");
+            return !skinned.isEmpty() || !defaultView ? skinned : Scaled(16, 207, 208, 14);
+        }
+    }
+    return {};
+}
+
+void ScreenView::BuildOverlays() {
+    overlays_.clear();
+    BuildDefaultEq();
+    // Read once a screen, not on every animation step.
+    positionWidth_ = FrontWidth(kPositionBar.front);
+    nowPlayingWidth_ = FrontWidth(kNowPlayingPositionBar.front);
+    if (!landscape_.isEmpty()) {
+        return;
+    }
+    for (const Element element :
+         {Element::Toggles, Element::Hot, Element::PlayerState, Element::AlbumArt,
+          Element::VolumeBar, Element::PositionBar, Element::NowPlayingPositionBar,
+          Element::ProgressBar, Element::EqTracks, Element::SongTitle, Element::Time,
+          Element::NowPlayingTitle, Element::NowPlayingArtist, Element::NowPlayingAlbum,
+          Element::NowPlayingTime}) {
+        const QRect rect = OverlayRect(element);
+        // The hot button's place changes as the stylus moves; it is always
+        // kept, with whatever rectangle it has at the time.
+        if (!rect.isEmpty() || element == Element::Hot) {
+            overlays_.push_back(Overlay{element, rect});
+        }
+    }
+}
+
+void ScreenView::Refresh(Element element) {
+    for (const Overlay& overlay : overlays_) {
+        if (overlay.element == element) {
+            RedrawRegion(overlay.rect);
+            return;
+        }
+    }
+}
+
+void ScreenView::RedrawRegion(QRect region) {
+    region &= buffer_.rect();
+    if (region.isEmpty() || base_.size() != buffer_.size()) {
+        return;
+    }
+    // Every overlay touching the region is drawn whole, so the region grows
+    // to take them in; otherwise one drawn later could be half covered.
+    // (Only what lies on the screen counts: a component may reach past it.)
+    const QRect screen = buffer_.rect();
+    for (bool grown = true; grown;) {
+        grown = false;
+        for (const Overlay& overlay : overlays_) {
+            const QRect visible = overlay.rect & screen;
+            if (visible.intersects(region) && !region.contains(visible)) {
+                region |= visible;
+                grown = true;
+            }
+        }
+    }
+    {
+        QPainter painter(&buffer_);
+        painter.setCompositionMode(QPainter::CompositionMode_Source);
+        painter.drawImage(region.topLeft(), base_, region);
+    }
+    for (const Overlay& overlay : overlays_) {
+        if (overlay.rect.intersects(region)) {
+            Draw(overlay);
+        }
+    }
+    update(region);
+}
+
+// --- Overlays -------------------------------------------------------------------
+
+QFont ScreenView::SkinFontOr(std::string_view name, const QFont& fallback) const {
+    const SkinFont* font = skin_.FindFont(name);
+    return font ? font->font : fallback;
+}
+
+QColor ScreenView::SkinColorOr(std::string_view name, QColor fallback) const {
+    const SkinFont* font = skin_.FindFont(name);
+    return font ? font->color.ToQColor() : fallback;
+}
+
+void ScreenView::DrawText(const QRect& box, std::string_view fontName, const QString& text,
+                          int flags, QColor color) {
+    if (box.isEmpty() || text.isEmpty()) {
+        return;
+    }
+    QPainter painter(&buffer_);
+    painter.setFont(SkinFontOr(fontName, normalFont_));
+    painter.setPen(color.isValid() ? color : SkinColorOr(fontName, Qt::white));
+    const QFontMetrics metrics(painter.font());
+    painter.drawText(box, flags, metrics.elidedText(text, Qt::ElideRight, box.width()));
+}
+
+void ScreenView::DrawBarOverlay(std::string_view back, std::string_view front, std::int32_t value,
+                                bool knob) {
+    const SkinDrawGuard lock;
+    DrawBar(lock, skin_, buffer_, skin_.FindComponent(back), skin_.FindComponent(front), value,
+            knob, screen_);
+}
+
+void ScreenView::DrawToggle(std::string_view name, bool on) {
+    const SkinComponent* component = skin_.FindComponent(name);
+    if (on && component != nullptr && component->push.present && IsShownIn(*component, screen_)) {
+        const SkinDrawGuard lock;
+        DrawComponentState(lock, skin_, buffer_, *component, true);
+    }
+}
+
+void ScreenView::DrawAlbumArt(const QRect& box) {
+    if (content_.albumArt.isNull()) {
+        return;  // the skin's placeholder (or the frame's) shows
+    }
+    const SkinWinComponent* window = skin_.FindWinComponent("albumart");
+    QPainter painter(&buffer_);
+    painter.fillRect(box,
+                     window && window->backColor ? window->backColor->ToQColor() : background_);
+    QImage art = content_.albumArt;
+    if (art.size() != box.size()) {
+        art = art.scaled(box.size(), Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    }
+    painter.drawImage(box.left() + (box.width() - art.width()) / 2,
+                      box.top() + (box.height() - art.height()) / 2, art);
+}
+
+std::int32_t ScreenView::FrontWidth(std::string_view front) const {
+    const SkinComponent* component = skin_.FindComponent(front);
+    return component ? SkinClamp(component->norm.destination.Width()) : 0;
+}
+
+std::int32_t ScreenView::PositionPixels(std::int32_t width) const {
+    if (width <= 0 || content_.positionMs < 0 || content_.length <= 0) {
+        return 0;
+    }
+    return PositionToPixels(content_.positionMs, std::int64_t{content_.length} * 1000, width);
+}
+const SkinComponent* ScreenView::EqTrack(int track) const {
+    if (!defaultEq_.empty()) {
+        return &defaultEq_[static_cast<std::size_t>(track)];
+    }
+    const SkinComponent* back = skin_.FindComponent(EqTrackName(track));
+    return back && back->norm.present && IsShownIn(*back, screen_) ? back : nullptr;
+}
+
+// A skin without the equaliser's band graphics gets the frame's own layout:
+// the preamplifier and the ten bands as plain tracks across the screen.
+void ScreenView::BuildDefaultEq() {
+    defaultEq_.clear();
+    if (screen_ != kScreenEq || skin_.FindBitmap("eqbar") != nullptr) {
+        return;
+    }
+    constexpr int kTop = 44, kHeight = 200, kWidth = 14;
+    for (int track = 0; track < kEqTracks; ++track) {
+        const int x = track == kEqTracks - 1 ? 14 : 46 + track * 18;
+        const QRect rect = Scaled(x, kTop, kWidth, kHeight);
+        SkinComponent component;
+        component.name = EqTrackName(track);
+        component.mode = std::string(kScreenEq);
+        component.norm.present = true;
+        component.norm.destination = SkinRect{rect.left(), rect.top(), rect.left() + rect.width(),
+                                              rect.top() + rect.height()};
+        defaultEq_.push_back(component);
+    }
+}
+
+void ScreenView::DrawDefaultEq() {
+    QPainter painter(&buffer_);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const int knob = skin_.Scale().Y(10);
+    for (int track = 0; track < kEqTracks; ++track) {
+        const QRect rect = ToQRect(defaultEq_[static_cast<std::size_t>(track)].norm.destination);
+        const int line = std::max(rect.width() / 4, 2);
+        painter.fillRect(QRect(rect.center().x() - line / 2, rect.top(), line, rect.height()),
+                         QColor(255, 255, 255, 70));
+        // The knob centred on the value, kept inside the track.
+        const int y = std::clamp(rect.bottom() + 1 - EqTrackValue(track) - knob / 2, rect.top(),
+                                 rect.bottom() + 1 - knob);
+        painter.setBrush(QColor(240, 244, 250));
+        painter.setPen(Qt::NoPen);
+        painter.drawRoundedRect(QRectF(rect.left(), y, rect.width(), knob), knob / 3.0, knob / 3.0);
+    }
+}
+
+std::int32_t ScreenView::EqTrackValue(int track) const {
+    const SkinComponent* back = EqTrack(track);
+    if (back == nullptr) {
+        return 0;
+    }
+    if (dragBar_ == back) {
+        return dragValue_;
+    }
+    std::int32_t gain = track < EqSettings::kBands
+                            ? content_.eq.bands[static_cast<std::size_t>(track)]
+                            : content_.eq.preamp;
+    if (gain < -100 || gain > 100) {
+        gain = 0;  // not known yet
+    }
+    return EqGainToPixels(gain, SkinClamp(back->norm.destination.Height()));
+}
+
+QString ScreenView::TimeText() const {
+    const std::int32_t seconds =
+        content_.positionMs < 0 ? 0 : static_cast<std::int32_t>(content_.positionMs / 1000);
+    return Q(PlayTimeText(seconds, content_.length, content_.showRemaining));
+}
+
+void ScreenView::Draw(const Overlay& overlay) {
+    const QRect& box = overlay.rect;
+    const auto barValue = [&](SkinBarNames names, std::int32_t value) {
+        const SkinComponent* back = skin_.FindComponent(names.back);
+        return back != nullptr && back == dragBar_ ? dragValue_ : value;
+    };
+    switch (overlay.element) {
+        case Element::Toggles:
+            DrawToggle("repeat", content_.repeat != RepeatState::Off);
+            DrawToggle("shuffle", content_.shuffle);
+            DrawToggle("eq.enabled", content_.eq.enabled);
+            DrawToggle("eq.autoload", content_.eq.autoLoad);
+            break;
+        case Element::Hot:
+            if (hot_ != nullptr) {
+                const SkinImageState& state = hotPushed_ ? hot_->push : hot_->hover;
+                if (state.present) {
+                    DrawState(skin_, buffer_, state);
+                }
+            }
+            break;
+        case Element::PlayerState: {
+            const SkinDrawGuard lock;
+            DrawPlayerState(lock, skin_, buffer_, content_.playingState, screen_);
+            break;
+        }
+        case Element::AlbumArt:
+            DrawAlbumArt(box);
+            break;
+        case Element::VolumeBar:
+            DrawBarOverlay(kVolumeBar.back, kVolumeBar.front,
+                           barValue(kVolumeBar, content_.volumePixels), false);
+            break;
+        case Element::PositionBar:
+            DrawBarOverlay(kPositionBar.back, kPositionBar.front,
+                           barValue(kPositionBar, PositionPixels(positionWidth_)), false);
+            break;
+        case Element::NowPlayingPositionBar:
+            DrawBarOverlay(kNowPlayingPositionBar.back, kNowPlayingPositionBar.front,
+                           barValue(kNowPlayingPositionBar, PositionPixels(nowPlayingWidth_)),
+                           false);
+            break;
+        case Element::ProgressBar:
+            if (content_.progressShown) {
+                DrawBarOverlay(
+                    kProgressBar.back, kProgressBar.front,
+                    VolumeToPixels(content_.progressPercent, FrontWidth(kProgressBar.front)),
+                    false);
+            }
+            break;
+        case Element::EqTracks:
+            if (!defaultEq_.empty()) {
+                DrawDefaultEq();
+                break;
+            }
+            for (int track = 0; track < kEqTracks; ++track) {
+                DrawBarOverlay(EqTrackName(track), kEqKnob, EqTrackValue(track), true);
+            }
+            break;
+        case Element::SongTitle:
+            if (content_.songTitleShown) {
+                const int inset = skin_.Scale().X(4);
+                DrawText(box.adjusted(inset, 0, -inset, 0), "songtitle", Q(content_.songTitle),
+                         Qt::AlignLeft | Qt::AlignVCenter);
+            }
+            break;
+        case Element::Time:
+            DrawText(box, "time", TimeText(), Qt::AlignCenter);
+            break;
+        case Element::NowPlayingTitle:
+            DrawText(box, "title.nowplaying",
+                     Q(content_.statusInTitle ? content_.songTitle : content_.title),
+                     Qt::AlignCenter);
+            break;
+        case Element::NowPlayingArtist:
+            DrawText(box, "songtitle", Q(content_.artist), Qt::AlignCenter,
+                     SkinColorOr("time", Qt::white));
+            break;
+        case Element::NowPlayingAlbum:
+            DrawText(box, "time.nowplaying", Q(content_.album), Qt::AlignCenter);
+            break;
+        case Element::NowPlayingTime:
+            DrawText(box, "time.nowplaying", TimeText(), Qt::AlignLeft | Qt::AlignVCenter);
+            if (content_.length > 0) {
+                DrawText(box, "time.nowplaying", Q(FormatPlayTime(content_.length)),
+                         Qt::AlignRight | Qt::AlignVCenter);
+            }
+            break;
+    }
+}
+
+// --- Content -------------------------------------------------------------------
+
+void ScreenView::SetSongTitle(const std::string& text, bool shown, bool isStatus) {
+    if (content_.songTitle == text && content_.songTitleShown == shown &&
+        content_.statusInTitle == isStatus) {
+        return;
+    }
+    content_.songTitle = text;
+    content_.songTitleShown = shown;
+    content_.statusInTitle = isStatus;
+    Refresh(Element::SongTitle);
+    Refresh(Element::NowPlayingTitle);
+}
+
+void ScreenView::SetMediaLines(const std::string& title, const std::string& artist,
+                               const std::string& album) {
+    content_.title = title;
+    content_.artist = artist;
+    content_.album = album;
+    Refresh(Element::NowPlayingTitle);
+    Refresh(Element::NowPlayingArtist);
+    Refresh(Element::NowPlayingAlbum);
+}
+
+void ScreenView::SetPlayingState(std::int32_t state) {
+    if (content_.playingState != state) {
+        content_.playingState = state;
+        Refresh(Element::PlayerState);
+    }
+}
+
+void ScreenView::SetRepeat(std::int32_t repeat) {
+    if (content_.repeat != repeat) {
+        content_.repeat = repeat;
+        Refresh(Element::Toggles);
+    }
+}
+
+void ScreenView::SetShuffle(bool shuffle) {
+    if (content_.shuffle != shuffle) {
+        content_.shuffle = shuffle;
+        Refresh(Element::Toggles);
+    }
+}
+
+std::int32_t ScreenView::VolumeWidth() const {
+    return FrontWidth(kVolumeBar.front);
+}
+
+void ScreenView::SetVolumePercent(std::int32_t percent) {
+    SetVolumePixels(VolumeToPixels(std::clamp(percent, 0, 100), VolumeWidth()));
+}
+
+void ScreenView::SetVolumePixels(std::int32_t pixels) {
+    if (content_.volumePixels != pixels) {
+        content_.volumePixels = pixels;
+        Refresh(Element::VolumeBar);
+    }
+}
+
+void ScreenView::SetPosition(std::int64_t positionMs, std::int32_t length) {
+    const bool lengthChanged = content_.length != length;
+    content_.positionMs = positionMs;
+    content_.length = length;
+    const std::int32_t second = positionMs < 0 ? -1 : static_cast<std::int32_t>(positionMs / 1000);
+    if (second != drawnSecond_ || lengthChanged) {
+        drawnSecond_ = second;
+        Refresh(Element::Time);
+        Refresh(Element::NowPlayingTime);
+    }
+    const std::int32_t pixels = PositionPixels(positionWidth_);
+    if (pixels != drawnPositionPixels_) {
+        drawnPositionPixels_ = pixels;
+        Refresh(Element::PositionBar);
+    }
+    const std::int32_t nowPlayingPixels = PositionPixels(nowPlayingWidth_);
+    if (nowPlayingPixels != drawnNowPlayingPixels_) {
+        drawnNowPlayingPixels_ = nowPlayingPixels;
+        Refresh(Element::NowPlayingPositionBar);
+    }
+}
+
+std::int64_t ScreenView::MsUntilNextPixel(std::int64_t positionMs, std::int32_t length) const {
+    if (positionMs < 0 || length <= 0) {
+        return -1;
+    }
+    const std::int64_t lengthMs = std::int64_t{length} * 1000;
+    std::int64_t soonest = -1;
+    for (const auto& [element, width] :
+         {std::pair{Element::PositionBar, positionWidth_},
+          std::pair{Element::NowPlayingPositionBar, nowPlayingWidth_}}) {
+        const bool shown = std::any_of(overlays_.begin(), overlays_.end(),
+                                       [&](const Overlay& o) { return o.element == element; });
+        const std::int32_t pixels = PositionToPixels(positionMs, lengthMs, width);
+        if (!shown || width <= 0 || pixels >= width) {
+            continue;
+        }
+        // The fill is rounded half up: the next pixel comes half a pixel on.
+        auto next =
+            static_cast<std::int64_t>((pixels + 0.5) * static_cast<double>(lengthMs) / width);
+        while (PositionToPixels(next, lengthMs, width) <= pixels) {
+            ++next;
+        }
+        const std::int64_t wait = std::max<std::int64_t>(next - positionMs, 1);
+        soonest = soonest < 0 ? wait : std::min(soonest, wait);
+    }
+    return soonest;
+}
+
+void ScreenView::SetShowRemaining(bool remaining) {
+    if (content_.showRemaining != remaining) {
+        content_.showRemaining = remaining;
+        Refresh(Element::Time);
+        Refresh(Element::NowPlayingTime);
+    }
+}
+
+void ScreenView::SetEq(const EqSettings& eq) {
+    content_.eq = eq;
+    Refresh(Element::Toggles);
+    Refresh(Element::EqTracks);
+}
+
+void ScreenView::SetProgress(bool shown, std::int32_t percent) {
+    if (content_.progressShown != shown || content_.progressPercent != percent) {
+        content_.progressShown = shown;
+        content_.progressPercent = percent;
+        Refresh(Element::ProgressBar);
+    }
+}
+
+void ScreenView::SetAlbumArt(const QImage& art) {
+    content_.albumArt = art;
+    Refresh(Element::AlbumArt);
+}
+
+// --- Qt events -------------------------------------------------------------------
+
+void ScreenView::paintEvent(QPaintEvent* event) {
+    QPainter painter(this);
+    if (buffer_.size() != size()) {
+        painter.fillRect(event->rect(), background_);
+    }
+    painter.drawImage(event->rect(), buffer_, event->rect());
+}
+
+void ScreenView::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    if (resized_) {
+        resized_(size());
+    }
+}
+
+void ScreenView::leaveEvent(QEvent* event) {
+    QWidget::leaveEvent(event);
+    if (held_ == nullptr) {
+        SetHot(nullptr, false);
+    }
+}
+
+const SkinComponent* ScreenView::BarAt(int x, int y) const {
+    const auto within = [&](const SkinComponent* back) -> const SkinComponent* {
+        if (back == nullptr || !back->norm.present || !IsShownIn(*back, screen_)) {
+            return nullptr;
+        }
+        // A thin track is easier to hit when it reaches a little further
+        // across than it is drawn.
+        QRect reach = ToQRect(back->norm.destination);
+        const bool across = reach.width() >= reach.height();
+        const int grow = skin_.Scale().Y(kBarReach);
+        const int growAcross = skin_.Scale().X(kBarReach) / 3;
+        reach = across ? reach.adjusted(0, -grow / 2, 0, grow / 2)
+                       : reach.adjusted(-growAcross, 0, growAcross, 0);
+        return reach.contains(x, y) ? back : nullptr;
+    };
+    for (const std::string_view name :
+         {kVolumeBar.back, kPositionBar.back, kNowPlayingPositionBar.back}) {
+        if (const SkinComponent* back = within(skin_.FindComponent(name))) {
+            return back;
+        }
+    }
+    for (int track = 0; track < kEqTracks; ++track) {
+        if (const SkinComponent* back = within(EqTrack(track))) {
+            return back;
+        }
+    }
+    return nullptr;
+}
+
+std::int32_t ScreenView::BarValue(const SkinComponent& back, int x, int y,
+                                  std::int32_t* extent) const {
+    const SkinRect& rect = back.norm.destination;
+    if (rect.Width() >= rect.Height()) {
+        const SkinComponent* front = skin_.FindComponent(FrontOf(back.name));
+        const std::int32_t length =
+            SkinClamp(front ? front->norm.destination.Width() : rect.Width());
+        *extent = length;
+        return std::clamp(x - rect.left, 0, std::max(length, 0));
+    }
+    const std::int32_t height = SkinClamp(rect.Height());
+    *extent = height;
+    return std::clamp(rect.bottom - y, 0, std::max(height, 0));
+}
+
+void ScreenView::SetHot(const SkinComponent* component, bool pushed) {
+    if (component == hot_ && pushed == hotPushed_) {
+        return;
+    }
+    const QRect before = OverlayRect(Element::Hot);
+    hot_ = component;
+    hotPushed_ = pushed;
+    const QRect after = OverlayRect(Element::Hot);
+    for (Overlay& overlay : overlays_) {
+        if (overlay.element == Element::Hot) {
+            overlay.rect = after;
+        }
+    }
+    RedrawRegion(before);
+    RedrawRegion(after);
+}
+
+bool ScreenView::InNowPlayingArea(const QPoint& point) const {
+    if (screen_ == kScreenMain) {
+        return ComponentRect("songback").contains(point);
+    }
+    if (screen_ == kScreenNowPlaying) {
+        return OverlayRect(Element::AlbumArt).contains(point) ||
+               OverlayRect(Element::NowPlayingTitle).contains(point);
+    }
+    return false;
+}
+
+void ScreenView::mousePressEvent(QMouseEvent* event) {
+    tapPending_ = false;
+    if (event->button() != Qt::LeftButton || Landscape()) {
+        return;
+    }
+    const QPoint point = event->position().toPoint();
+    if (const SkinComponent* button = ComponentAtPress(skin_, point.x(), point.y(), screen_)) {
+        held_ = button;
+        SetHot(button, true);
+        return;
+    }
+    if (const SkinComponent* bar = BarAt(point.x(), point.y())) {
+        std::int32_t extent = 0;
+        dragBar_ = bar;
+        dragValue_ = BarValue(*bar, point.x(), point.y(), &extent);
+        RedrawRegion(ToQRect(bar->norm.destination));
+        input_.OnBarDragged(bar->name, dragValue_, extent, false);
+        return;
+    }
+    tapPending_ = InNowPlayingArea(point);
+}
+
+void ScreenView::mouseMoveEvent(QMouseEvent* event) {
+    const QPoint point = event->position().toPoint();
+    if (dragBar_ != nullptr) {
+        std::int32_t extent = 0;
+        const std::int32_t value = BarValue(*dragBar_, point.x(), point.y(), &extent);
+        if (value != dragValue_) {
+            dragValue_ = value;
+            RedrawRegion(ToQRect(dragBar_->norm.destination));
+            input_.OnBarDragged(dragBar_->name, value, extent, false);
+        }
+        return;
+    }
+    if (held_ != nullptr) {
+        // A held button shows pushed only while the stylus stays on it.
+        SetHot(held_, ComponentAtPress(skin_, point.x(), point.y(), screen_) == held_);
+        return;
+    }
+    if (event->buttons() == Qt::NoButton && !Landscape()) {
+        const SkinComponent* under = ComponentAtInput(skin_, point.x(), point.y(), screen_, true);
+        SetHot(under != nullptr && under->hover.present ? under : nullptr, false);
+    }
+}
+
+void ScreenView::mouseReleaseEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton) {
+        return;
+    }
+    const QPoint point = event->position().toPoint();
+    if (dragBar_ != nullptr) {
+        const SkinComponent* bar = dragBar_;
+        std::int32_t extent = 0;
+        const std::int32_t value = BarValue(*bar, point.x(), point.y(), &extent);
+        dragBar_ = nullptr;
+        // The window takes the value over before the bar is drawn again.
+        input_.OnBarDragged(bar->name, value, extent, true);
+        RedrawRegion(ToQRect(bar->norm.destination));
+        return;
+    }
+    if (held_ != nullptr) {
+        const SkinComponent* button = held_;
+        held_ = nullptr;
+        const bool over = ComponentAtPress(skin_, point.x(), point.y(), screen_) == button;
+        SetHot(over && button->hover.present ? button : nullptr, false);
+        if (over) {
+            input_.OnSkinButton(button->name);
+        }
+        return;
+    }
+    if (tapPending_ && InNowPlayingArea(point)) {
+        tapPending_ = false;
+        input_.OnNowPlayingTapped();
+    }
+    tapPending_ = false;
+}
+
+}  // namespace vantor::ui

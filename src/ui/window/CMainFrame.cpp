@@ -1,0 +1,486 @@
+#include "ui/window/CMainFrame.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QDir>
+#include <QMenuBar>
+#include <QStandardPaths>
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+
+#include "core/Logger.h"
+#include "net/RequestTable.h"
+#include "protocol/Messages.h"
+#include "session/ConnectionFlow.h"
+#include "session/RegistryStore.h"
+#include "session/SelfUpdate.h"
+#include "session/Settings.h"
+#include "ui/desktop/MprisService.h"
+#include "ui/keys/FunctionTable.h"
+#include "ui/lists/PlayQueueList.h"
+#include "ui/player/PlaybackClock.h"
+#include "ui/player/PlayerActions.h"
+#include "ui/player/PlayerPresenter.h"
+#include "ui/remote/AlbumArtLoader.h"
+#include "ui/remote/FlowFace.h"
+#include "ui/remote/RemoteSession.h"
+#include "ui/screens/ConnectScreen.h"
+#include "ui/screens/EqScreen.h"
+#include "ui/screens/LibraryScreen.h"
+#include "ui/screens/MainScreen.h"
+#include "ui/screens/ScreenNavigator.h"
+#include "ui/view/ChromeLook.h"
+#include "ui/window/CommandMenu.h"
+#include "ui/window/FrameTimers.h"
+#include "ui/window/HandOff.h"
+#include "ui/window/Prompter.h"
+
+namespace vantor::ui {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr QColor kFrameBackground{24, 69, 154};
+
+std::string CacheFolder() {
+    QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation);
+    if (folder.isEmpty()) {
+        folder = QDir::tempPath();
+    }
+    return (folder + QStringLiteral("/vantor/")).toStdString();
+}
+
+// A frame font: "Arial" (served by Liberation Sans) of normal weight in the
+// sans-serif family, `points` high at the device's vertical resolution.
+QFont FrameFont(int dpi, int points) {
+    QFont font(QStringLiteral("Arial"));
+    font.setStyleHint(QFont::SansSerif);
+    font.setWeight(QFont::Normal);
+    font.setPixelSize(std::max(dpi * points / 72, 1));
+    return font;
+}
+
+}  // namespace
+
+CMainFrame::CMainFrame(FrameOptions options, FrameServices services)
+    : options_(std::move(options)),
+      prompter_(services.prompter),
+      launcher_(services.launcher),
+      addresses_(std::move(services.addresses)),
+      quit_(services.quit ? std::move(services.quit)
+                          : [](int code) { QCoreApplication::exit(code); }),
+      store_(std::make_unique<RegistryStore>(
+          options_.configPath.empty() ? RegistryStore::DefaultPath() : options_.configPath)),
+      settings_(std::make_unique<Settings>()),
+      functions_(std::make_unique<FunctionTable>()),
+      handOff_(std::make_unique<HandOff>(this, [this](int change) { Busy(change); })),
+      timers_(std::make_unique<FrameTimers>(this, [this](int id) { OnTimer(id); })),
+      view_(new ScreenView(skin_, *this, this)) {
+    setObjectName(QStringLiteral("Vantor"));
+    setWindowTitle(QStringLiteral("Vantor"));
+    if (prompter_ == nullptr) {
+        ownPrompter_ = std::make_unique<MessageBoxPrompter>(this);
+        prompter_ = ownPrompter_.get();
+    }
+    if (launcher_ == nullptr) {
+        ownLauncher_ = std::make_unique<XdgLauncher>();
+        launcher_ = ownLauncher_.get();
+    }
+    if (!addresses_) {
+        addresses_ = std::make_shared<InterfaceAddressSource>();
+    }
+    if (options_.dataDir.empty()) {
+        options_.dataDir = CacheFolder();
+    }
+    if (options_.dataDir.back() != '/') {
+        options_.dataDir += '/';
+    }
+    std::error_code ignored;
+    std::filesystem::create_directories(options_.dataDir, ignored);
+
+    screens_ = std::make_unique<ScreenNavigator>(
+        *view_, ScreenNavigator::Hooks{.hidden = [this] { return landscape_; },
+                                       .switched =
+                                           [this](const ui::Screen& screen) {
+                                               menu_->SetButton(screen.CommandLabel(),
+                                                                screen.Command());
+                                               OnScreenSwitched();
+                                           }});
+    connect_ = std::make_unique<ConnectScreen>(
+        view_, [this] { Command(kCommandConnect); }, [this] { return !AttemptRunning(); });
+    keys_ = std::make_unique<KeyTranslator>(*functions_, static_cast<KeyWindow&>(*this));
+    setCentralWidget(view_);
+    view_->SetResizeHandler([this](QSize size) { CheckOrientation(size); });
+    qApp->installEventFilter(this);
+}
+
+CMainFrame::~CMainFrame() {
+    qApp->removeEventFilter(this);
+    Shutdown();
+}
+
+// --- Start-up ---------------------------------------------------------------------
+
+bool CMainFrame::Create() {
+    // The window's client area is the device's screen.
+    view_->setMinimumSize(1, 1);
+    screenSize_ = options_.screen;
+    ApplyScale(screenSize_);
+    landscape_ = screenSize_.width() > screenSize_.height();
+    menu_ = std::make_unique<CommandMenu>(
+        *this, *this,
+        CommandMenu::Hooks{.command = [this](int command) { Command(command); },
+                           .busy = [this](int change) { Busy(change); },
+                           .multipleSpeakers = [this] { return settings_->useMultipleSpeakers; }});
+
+    // Settings. A start without a settings file is the first run; the
+    // installer's part then records where the program's data is.
+    const bool firstRun = !std::filesystem::exists(store_->Path());
+    store_->Load();
+    EnsureInstalled(*store_);
+    LoadSettings(*store_, *settings_);
+    functions_->Load(*settings_);
+
+    MakeSession();
+
+    // Every start uses the default skin; the saved choice is written back
+    // on every save all the same.
+    const std::string savedSkin = settings_->skinFilePath;
+    skinPath_.clear();
+    if (!LoadSkin()) {
+        return false;
+    }
+    settings_->skinFilePath = savedSkin;
+
+    MakeScreens();
+    AddMenuItems();
+    connect_->SetServers(settings_->servers);
+    if (!options_.server.empty()) {
+        connect_->SetText(options_.server);
+    }
+    view_->SetShowRemaining(settings_->showRemainingTime);
+    // The window is the screen with the menu above and the command bar below.
+    view_->SetPreferredSize(screenSize_);
+    view_->resize(screenSize_);
+    resize(screenSize_.width(),
+           screenSize_.height() + menuBar()->sizeHint().height() + menu_->BarHeight());
+    PlaceControls();
+
+    // Threads and timers: the position thread with its animation step,
+    // the network watch, then the welcome or the automatic connection.
+    player_->Clock().Start();
+    timers_->Start(kAnimationTimer, milliseconds(30));
+    session_->Flow().Start(firstRun, settings_->autoConnect);
+    if (firstRun) {
+        timers_->Start(kWelcomeTimer, milliseconds(10));
+    }
+    screens_->NoteInput();
+    timers_->Start(kIdleTimer, milliseconds(1000));
+    created_ = true;
+
+    if (landscape_) {
+        player_->Suspend(true);
+        view_->SetLandscapeMessage(QString::fromLatin1(kLandscapeText));
+    } else {
+        screens_->Switch(ScreenId::Connect);
+    }
+    return true;
+}
+
+// The session and the rooms that follow it: the player as shown (the
+// session's listener), the flow's view of the window, the album art and
+// the player's actions.
+void CMainFrame::MakeSession() {
+    PlayerPresenter::Hooks hooks;
+    hooks.connected = [this] { return Connected(); };
+    hooks.hidden = [this] { return landscape_; };
+    hooks.showsSongTitleFont = [this] { return skin_.FindFont("songtitle") != nullptr; };
+    hooks.draggingVolume = [this] { return actions_->DraggingVolume(); };
+    hooks.draggingPosition = [this] { return actions_->DraggingPosition(); };
+    hooks.songShown = [this](const CurrentMedia& media) {
+        queue_->SetCurrentRating(media.rating);
+        if (screens_->Current() == ScreenId::NowPlaying) {
+            timers_->Start(kAlbumArtTimer, milliseconds(200));
+        }
+    };
+    hooks.queueChanged = [this] {
+        if (queue_->IsOpen()) {
+            queue_->Open(player_->PlaylistPosition());
+        }
+    };
+    hooks.eq = [this](const EqSettings& eq) {
+        eq_->SetEq(eq);
+        view_->SetEq(eq_->Eq());
+    };
+    hooks.eqPresets = [this](const std::vector<std::string>& presets) { eq_->SetPresets(presets); };
+    hooks.speakers = [this](const std::vector<Speaker>& speakers) {
+        menu_->SetSpeakers(speakers);
+        menu_->Rebuild();
+    };
+    hooks.artChanged = [this] {
+        if (screens_->Current() == ScreenId::NowPlaying) {
+            timers_->Start(kAlbumArtTimer, milliseconds(100));
+        }
+    };
+    hooks.artUrl = [this](const std::string& url) { art_->Fetch(url); };
+    hooks.refused = [this] { timers_->Start(kDeferredRequestTimer, milliseconds(1000)); };
+    hooks.clientVersion = [this](const std::string& version) { serverVersion_ = version; };
+    player_ = std::make_unique<PlayerPresenter>(*handOff_, *view_, *timers_, std::move(hooks));
+
+    face_ = std::make_unique<FlowFace>(FlowFaceParts{
+        .handOff = *handOff_,
+        .screens = *screens_,
+        .connect = *connect_,
+        .player = *player_,
+        .timers = *timers_,
+        .prompter = *prompter_,
+        .view = *view_,
+        .menu = *menu_,
+        .save = [this] { SaveAll(); },
+        .busy = [this](int change) { Busy(change); },
+    });
+    SessionOptions session;
+    session.port = options_.port;
+    session.mediaPort = options_.mediaPort;
+    session.discovery = options_.discovery;
+    session.installDir = settings_->installDir;
+    session_ = std::make_unique<RemoteSession>(
+        session, addresses_,
+        SessionWindow{*face_, *player_, *face_, *launcher_, handOff_->Mailbox()});
+    face_->SetFlow(&session_->Flow());
+    art_ = std::make_unique<AlbumArtLoader>(
+        options_.dataDir, options_.mediaPort, *handOff_, *session_,
+        [this] { return session_->Host(); },
+        AlbumArtLoader::Shown{
+            .url = [this](const std::string& url) { player_->SetArtUrl(url); },
+            .file = [this](const std::string& file) { player_->SetArtFile(file); }});
+}
+
+// The screens' controls, and the screens in the navigator.
+void CMainFrame::MakeScreens() {
+    queue_ = new PlayQueueList(view_, session_->Fetcher(), *session_);
+    queue_->SetMenuHandler([this](bool open) { Busy(open ? 1 : -1); });
+    LibraryScreen::Hooks hooks;
+    hooks.searchTimer = [this](bool start) {
+        if (start) {
+            timers_->Start(kSearchSettledTimer, milliseconds(1500));
+        } else {
+            timers_->Kill(kSearchSettledTimer);
+        }
+    };
+    hooks.menuOpen = [this](bool open) { Busy(open ? 1 : -1); };
+    library_ =
+        std::make_unique<LibraryScreen>(view_, session_->Fetcher(), *session_, *queue_, hooks);
+    eq_ = std::make_unique<EqScreen>(view_, *session_,
+                                     [this](const EqSettings& eq) { view_->SetEq(eq); });
+    actions_ = std::make_unique<PlayerActions>(this, *session_, *view_, *player_, *eq_,
+                                               [this] { return Player(); });
+
+    main_ = std::make_unique<MainScreen>(
+        *queue_,
+        MainScreen::Hooks{.connected = [this] { return Connected(); },
+                          .playlistPosition = [this] { return player_->PlaylistPosition(); }});
+    nowPlaying_ = std::make_unique<NowPlayingScreen>();
+    for (ui::Screen* screen : std::initializer_list<ui::Screen*>{
+             connect_.get(), main_.get(), nowPlaying_.get(), library_.get(), eq_.get()}) {
+        screens_->Add(*screen);
+    }
+}
+
+void CMainFrame::AddMenuItems() {
+    const auto on = [this](ScreenId id) { return screens_->Current() == id; };
+    menu_->AddItem({.command = kCommandNowPlaying,
+                    .label = QStringLiteral("Now Playing"),
+                    .shown = [on] { return !on(ScreenId::Connect) && !on(ScreenId::NowPlaying); }});
+    menu_->AddItem({.command = kCommandLibrary, .label = QStringLiteral("Library"), .shown = [on] {
+                        return !on(ScreenId::Connect) && !on(ScreenId::Library);
+                    }});
+    menu_->AddItem(
+        {.command = kCommandEqualizer, .label = QStringLiteral("Equalizer"), .shown = [this, on] {
+             return Connected() && Player().supportsEq && !on(ScreenId::Connect) &&
+                    !on(ScreenId::Eq);
+         }});
+    menu_->AddItem({.command = kCommandSpeakers,
+                    .label = QStringLiteral("Speakers"),
+                    .shown = [this] { return Connected() && !menu_->Speakers().empty(); },
+                    .fill = [this](QMenu& menu) { menu_->FillSpeakers(menu); }});
+    menu_->AddItem({.command = kCommandMultipleSpeakers,
+                    .label = QStringLiteral("Use Multiple Speakers"),
+                    .shown = [this] { return Connected() && Player().supportsMultipleSpeakers; },
+                    .checked = [this] { return settings_->useMultipleSpeakers; }});
+    menu_->AddItem({.command = kCommandDisconnect,
+                    .label = QStringLiteral("Disconnect"),
+                    .shown = [this] { return Connected() || AttemptRunning(); }});
+}
+
+void CMainFrame::ApplyScale(QSize screen) {
+    // The display scale follows the screen's width; a narrow screen keeps
+    // whatever scale it had.
+    if (screen.width() >= 480) {
+        displayScale_ = 2.0;
+    } else if (screen.width() >= 320) {
+        displayScale_ = 1.3;
+    }
+    const int dpi =
+        options_.dpi > 0 ? options_.dpi : static_cast<int>(std::lround(96 * displayScale_));
+    skin_.SetScale(SkinScale{dpi, dpi});
+    normalFont_ = FrameFont(dpi, 10);
+    largeFont_ = FrameFont(dpi, 16);
+    // Below 320 pixels the skin's smallest images are read, which only a
+    // scale of 1 draws right; a handheld's screen never shrank, but a
+    // desktop window could, so one drawn larger stops at 320.
+    view_->setMinimumWidth(displayScale_ > 1.0 ? 320 : 1);
+}
+
+bool CMainFrame::LoadSkin() {
+    const SkinRect screen{0, 0, screenSize_.width(), screenSize_.height()};
+    if (!LoadSkinWithFallback(skin_, skinPath_, settings_->DefaultSkinPath(), screen, *this)) {
+        return false;
+    }
+    const std::string folder = skinPath_.substr(0, skinPath_.rfind('/') + 1);
+    const std::string defaultPath = settings_->DefaultSkinPath();
+    view_->SetFrameLook(kFrameBackground, normalFont_, largeFont_,
+                        {folder, defaultPath.substr(0, defaultPath.rfind('/') + 1)});
+    ApplyChromeLook();
+    return true;
+}
+
+// The menu bar, the command bar and the boxes take the colours of the
+// skin's header and lists, so the window reads as one piece, and the
+// frame's font, so they grow with the screen's scale.
+void CMainFrame::ApplyChromeLook() {
+    const SkinWinComponent* header = skin_.FindWinComponent("playlist.header");
+    const SkinWinComponent* lists = skin_.FindWinComponent("playlist.main");
+    const QColor back = SkinColour(header, &SkinWinComponent::backColor, kFrameBackground);
+    const QColor text = SkinColour(lists, &SkinWinComponent::foreColor, QColor(Qt::white));
+    const QColor accent = SkinColour(header, &SkinWinComponent::selectColor, QColor(Qt::white));
+    const QColor base = SkinColour(lists, &SkinWinComponent::backColor, back.darker(130));
+    const QPalette chrome = ChromePalette(back, text, accent, base);
+    setPalette(chrome);
+    menu_->SetLook(chrome, normalFont_);
+    // Message boxes are windows of their own, which take nothing from the
+    // window unless given it.
+    if (auto* boxes = dynamic_cast<MessageBoxPrompter*>(prompter_)) {
+        boxes->SetLook(chrome, normalFont_);
+    }
+}
+
+void CMainFrame::PlaceControls() {
+    for (ui::Screen* screen : screens_->All()) {
+        screen->Place(skin_, screenSize_, normalFont_);
+    }
+    if (player_->Volume() >= 0) {
+        view_->SetVolumePercent(player_->Volume());
+    }
+}
+
+void CMainFrame::CheckOrientation(QSize screen) {
+    if (!created_ || screen == screenSize_ || screen.isEmpty()) {
+        return;
+    }
+    screenSize_ = screen;
+    if (screen.width() > screen.height()) {
+        if (!landscape_) {
+            landscape_ = true;
+            screens_->HideControls();
+            player_->Suspend(true);
+        }
+        view_->SetLandscapeMessage(QString::fromLatin1(kLandscapeText));
+        return;
+    }
+    // Portrait: the skin is read again for the new size (its right and
+    // bottom distances and its images depend on it). Coming back from
+    // landscape lands on "main".
+    const bool wasLandscape = landscape_;
+    landscape_ = false;
+    ApplyScale(screen);
+    if (!LoadSkin()) {
+        Exit();
+        return;
+    }
+    PlaceControls();
+    view_->SetLandscapeMessage(QString());
+    if (wasLandscape) {
+        screens_->Switch(ScreenId::Main);
+        player_->Suspend(false);
+    } else {
+        screens_->Switch(screens_->Current());
+    }
+}
+
+void CMainFrame::closeEvent(QCloseEvent* event) {
+    // Closing the window is the Exit command.
+    Exit();
+    event->accept();
+}
+
+void CMainFrame::Shutdown() {
+    closing_ = true;
+    handOff_->Close();
+    if (session_) {
+        session_->Shutdown();
+    }
+    if (art_) {
+        art_->Stop();
+    }
+    if (player_) {
+        player_->Stop();
+    }
+    timers_->Kill(kAnimationTimer);
+}
+
+// --- What the window shows, for the tour, the desktop and tests ----------------------------
+
+std::string CMainFrame::Screen() const {
+    return std::string(SkinKey(screens_->Current()));
+}
+
+PlayerState CMainFrame::Player() const {
+    return session_ ? session_->Player() : PlayerState{};
+}
+
+bool CMainFrame::Connected() const {
+    return session_ && session_->Connected();
+}
+
+bool CMainFrame::AttemptRunning() const {
+    return session_ && session_->AttemptRunning();
+}
+
+const std::vector<Speaker>& CMainFrame::Speakers() const {
+    return menu_->Speakers();
+}
+
+std::vector<QString> CMainFrame::MenuTexts() {
+    return menu_->Texts();
+}
+
+const PlayerSnapshot& CMainFrame::Snapshot() const {
+    return player_->Snapshot();
+}
+
+void CMainFrame::AddPlayerWatcher(PlayerWatcher watcher) {
+    player_->AddWatcher(std::move(watcher));
+}
+
+MprisHost CMainFrame::Desktop() {
+    return MprisHost{*player_, *actions_, *this, [this] { Command(kCommandExit); }};
+}
+
+int CMainFrame::SendRequest(std::unique_ptr<Message>&& request) {
+    return session_ ? session_->SendRequest(std::move(request)) : RequestTable::kNotConnected;
+}
+
+void CMainFrame::CancelRequests(MessageType type) {
+    if (session_) {
+        session_->CancelRequests(type);
+    }
+}
+
+void CMainFrame::ShowSkinError(std::string_view text, std::string_view caption) {
+    prompter_->Inform(std::string(caption), std::string(text), PromptIcon::Warning);
+}
+
+}  // namespace vantor::ui

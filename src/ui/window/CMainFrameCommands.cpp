@@ -1,0 +1,330 @@
+// The window's commands (the menu's and the command bar's), its timers and
+// the posts other threads send it, and the settings sheet's opening.
+
+#include <QApplication>
+
+#include "core/Logger.h"
+#include "protocol/Messages.h"
+#include "session/ConnectionFlow.h"
+#include "session/RegistryStore.h"
+#include "session/Settings.h"
+#include "ui/keys/FunctionTable.h"
+#include "ui/lists/PlayQueueList.h"
+#include "ui/player/PlayerActions.h"
+#include "ui/player/PlayerPresenter.h"
+#include "ui/remote/AlbumArtLoader.h"
+#include "ui/remote/RemoteSession.h"
+#include "ui/screens/ConnectScreen.h"
+#include "ui/screens/LibraryScreen.h"
+#include "ui/screens/ScreenNavigator.h"
+#include "ui/settings/SettingsSheet.h"
+#include "ui/window/CMainFrame.h"
+#include "ui/window/CommandMenu.h"
+#include "ui/window/FrameTimers.h"
+#include "ui/window/HandOff.h"
+#include "ui/window/Prompter.h"
+
+namespace vantor::ui {
+
+using std::chrono::milliseconds;
+
+void CMainFrame::Command(int id) {
+    if (!created_ || closing_) {
+        return;
+    }
+    const ScreenId screen = screens_->Current();
+    switch (id) {
+        case kCommandOptions:
+            OpenSettings();
+            break;
+        case kCommandExit:
+            Exit();
+            break;
+        case kCommandConnect:
+            session_->Flow().ConnectPressed();
+            connect_->SetServers(settings_->servers);
+            connect_->SetReady(!AttemptRunning());
+            break;
+        case kCommandDisconnect:
+            Disconnect();
+            break;
+        case kCommandNowPlaying:
+            ShowNowPlaying();
+            break;
+        case kCommandControls:
+            if (screen != ScreenId::Connect && screen != ScreenId::Main) {
+                screens_->Switch(ScreenId::Main);
+            }
+            break;
+        case kCommandLibrary:
+            ShowLibrary();
+            break;
+        case kCommandMultipleSpeakers:
+            ToggleMultipleSpeakers();
+            break;
+        case kCommandEqualizer:
+            if (screen != ScreenId::Connect && screen != ScreenId::Eq && Connected()) {
+                screens_->Switch(ScreenId::Eq);
+            }
+            break;
+        default:
+            break;
+    }
+}
+
+void CMainFrame::Exit() {
+    if (closing_) {
+        return;
+    }
+    closing_ = true;
+    handOff_->AnswerAll();
+    if (session_) {
+        session_->Flow().Exit();
+    }
+    quit_(0);
+}
+
+void CMainFrame::Disconnect() {
+    session_->Flow().Disconnect();
+    screens_->Switch(ScreenId::Connect);
+    queue_->Clear();
+    library_->Reset();
+    menu_->SetSpeakers({});
+    connect_->SetStatus("");
+    connect_->SetReady(true);
+    menu_->Rebuild();
+    player_->TellWatchers();
+}
+
+void CMainFrame::ShowNowPlaying() {
+    if (screens_->ShowNowPlaying()) {
+        timers_->Start(kAlbumArtTimer, milliseconds(100));
+    }
+}
+
+void CMainFrame::ShowLibrary() {
+    const ScreenId screen = screens_->Current();
+    if (screen == ScreenId::Connect || screen == ScreenId::Library || session_->NetworkDown() ||
+        AttemptRunning()) {
+        return;
+    }
+    if (!queue_->IsOpen()) {
+        queue_->Open(player_->PlaylistPosition());
+    }
+    screens_->Switch(ScreenId::Library);
+}
+
+void CMainFrame::ToggleMultipleSpeakers() {
+    settings_->useMultipleSpeakers = !settings_->useMultipleSpeakers;
+    menu_->Rebuild();
+    SaveAll();
+}
+
+void CMainFrame::SaveAll() {
+    // The history comes from the connect screen's box; a server given for
+    // this run only leaves the saved history as it is.
+    const std::string shown = connect_->Text();
+    if (options_.server.empty() || shown != options_.server) {
+        settings_->servers = RebuildServerHistory(shown, connect_->Items());
+    }
+    vantor::SaveSettings(*store_, *settings_);
+    if (store_->Save() != 0) {
+        Log(kLogError, "Could not save the settings to %s", store_->Path().c_str());
+    }
+}
+
+void CMainFrame::Busy(int change) {
+    screens_->Busy(change);
+}
+
+void CMainFrame::OnScreenSwitched() {
+    player_->RefreshProgress();
+    menu_->Rebuild();
+}
+
+// --- Timers and posts ---------------------------------------------------------------
+
+void CMainFrame::OnTimer(int id) {
+    switch (id) {
+        case kReconnectPromptTimer:
+        case kAutoConnectTimerId:
+            session_->Flow().OnTimer(id);
+            if (id == kAutoConnectTimerId) {
+                connect_->SetReady(!AttemptRunning());
+                menu_->Rebuild();
+            }
+            break;
+        case kWelcomeTimer:
+            timers_->Kill(kWelcomeTimer);
+            Busy(1);
+            prompter_->Inform(kWelcomeCaption, kWelcomeText);
+            Busy(-1);
+            OpenSettings();
+            break;
+        case kIdleTimer:
+            OnIdleTick();
+            break;
+        case kSearchSettledTimer:
+            timers_->Kill(kSearchSettledTimer);
+            library_->SearchTimerFired();
+            break;
+        case kDeferredRequestTimer:
+            // A request was refused: what the screen shows may be what was
+            // asked for rather than what is; ask the player how it stands.
+            timers_->Kill(kDeferredRequestTimer);
+            SendRequest(std::make_unique<GetCurrentStateRequest>());
+            break;
+        case kAlbumArtTimer:
+            timers_->Kill(kAlbumArtTimer);
+            art_->Request(skin_, screenSize_);
+            break;
+        case kAnimationTimer:
+            player_->RefreshProgress();
+            break;
+        default:
+            break;
+    }
+}
+
+void CMainFrame::OnIdleTick() {
+    if (!settings_->nowPlayingOnIdle || AttemptRunning() || !screens_->IdleFor(options_.idleTime) ||
+        Player().playingState == PlayingState::Stopped) {
+        return;
+    }
+    if (screens_->ShowNowPlaying()) {
+        art_->Request(skin_, screenSize_);
+    }
+}
+
+bool CMainFrame::event(QEvent* event) {
+    if (FrameEvent::Is(*event)) {
+        OnFrameEvent(static_cast<const FrameEvent&>(*event));
+        return true;
+    }
+    return QMainWindow::event(event);
+}
+
+void CMainFrame::OnFrameEvent(const FrameEvent& event) {
+    if (closing_ && event.Message() != FrameMessage::Quit) {
+        return;
+    }
+    switch (event.Message()) {
+        case FrameMessage::PlaylistRow:
+            // The list selects the entry now, or once its rows come.
+            player_->SetPlaylistPosition(event.Parameter());
+            queue_->SetCurrent(event.Parameter());
+            if (queue_->RowCount() == 0) {
+                player_->RefreshProgress();
+            }
+            break;
+        case FrameMessage::Progress:
+            player_->RefreshProgress();
+            break;
+        case FrameMessage::NowPlaying:
+        case FrameMessage::WorkerCall:
+            event.Run();
+            break;
+        case FrameMessage::MenuItems:
+            menu_->Rebuild();
+            break;
+        case FrameMessage::SessionReady:
+            // The media service is on the server the session runs with, and
+            // after a reconnection its queue may be another one.
+            session_->SessionReady();
+            if (queue_->IsOpen()) {
+                queue_->Open(player_->PlaylistPosition());
+            }
+            library_->Refresh();
+            [[fallthrough]];
+        case FrameMessage::Reconnect:
+        case FrameMessage::NetworkLost:
+        case FrameMessage::NetworkBack:
+            session_->Flow().Handle(static_cast<FlowMessage>(event.Message()));
+            connect_->SetReady(!AttemptRunning());
+            menu_->Rebuild();
+            player_->TellWatchers();
+            break;
+        case FrameMessage::Quit:
+            Exit();
+            break;
+    }
+}
+
+bool CMainFrame::eventFilter(QObject* watched, QEvent* event) {
+    if (milestone_ && watched == view_ && event->type() == QEvent::Paint) {
+        if (!mappedTold_) {
+            mappedTold_ = true;
+            milestone_("window mapped");
+        }
+        if (!titleTold_ && screens_->Current() == ScreenId::Main &&
+            !view_->Content().songTitle.empty()) {
+            titleTold_ = true;
+            milestone_("title shown");
+        }
+    }
+    if (TranslateKey(watched, event)) {
+        return true;
+    }
+    switch (event->type()) {
+        case QEvent::MouseButtonPress:
+        case QEvent::MouseButtonRelease:
+        case QEvent::MouseMove:
+        case QEvent::Wheel:
+        case QEvent::KeyPress:
+        case QEvent::KeyRelease:
+        case QEvent::TouchBegin:
+            screens_->NoteInput();
+            break;
+        default:
+            break;
+    }
+    return QMainWindow::eventFilter(watched, event);
+}
+
+// --- The settings sheet ------------------------------------------------------------------
+
+void CMainFrame::OpenSettings() {
+    if (closing_) {
+        return;
+    }
+    // The sheet edits the window's function table in place: a binding made
+    // there holds from then on, OK or Cancel; only OK saves it.
+    SettingsSheet sheet(*functions_, *prompter_, store_.get(), this);
+    sheet.setFont(normalFont_);
+    sheet.SetGeneral(settings_->autoConnect, settings_->nowPlayingOnIdle);
+    sheet.SetServerVersion(serverVersion_);
+    sheet.SetSkins(settings_->installDir, skinPath_);
+    sheet.SetProductIcon(view_->Icon());
+    Busy(1);
+    const bool ok = sheet.Run();
+    Busy(-1);
+    if (!ok || closing_) {
+        return;
+    }
+    settings_->autoConnect = sheet.AutoConnect();
+    settings_->nowPlayingOnIdle = sheet.NowPlayingOnIdle();
+    if (const std::optional<std::string> skin = sheet.NewSkin()) {
+        ApplySkin(*skin);
+        if (closing_) {
+            return;  // neither the skin nor the default loaded
+        }
+    }
+    functions_->Store(*settings_);
+    SaveAll();
+}
+
+void CMainFrame::ApplySkin(const std::string& path) {
+    // A skin that does not load gives the default (the user is told);
+    // when that fails too the program ends, as at start.
+    skinPath_ = path;
+    if (!LoadSkin()) {
+        Exit();
+        return;
+    }
+    settings_->skinFilePath = skinPath_;
+    Log(kLogInfo, "Skin %s in use", skinPath_.c_str());
+    PlaceControls();
+    screens_->Switch(screens_->Current());
+}
+
+}  // namespace vantor::ui

@@ -1,0 +1,75 @@
+// The window's keys: which key events are the window's, and the key rules'
+// side of the window (what a bound function does, which list a key brings
+// into play).
+
+#include <QApplication>
+#include <QKeyEvent>
+
+#include "ui/player/PlayerActions.h"
+#include "ui/screens/ScreenNavigator.h"
+#include "ui/window/CMainFrame.h"
+
+namespace vantor::ui {
+
+bool CMainFrame::TranslateKey(QObject* watched, QEvent* event) {
+    if (event->type() != QEvent::KeyPress && event->type() != QEvent::KeyRelease) {
+        return false;
+    }
+    if (!created_ || closing_) {
+        return false;
+    }
+    // The window's keys only (not a dialog's or an open menu's), and each
+    // key once: Qt hands a key the focused control leaves on to its
+    // parents, and this filter sees every step.
+    auto* widget = qobject_cast<QWidget*>(watched);
+    if (widget == nullptr || widget->window() != this) {
+        return false;
+    }
+    QWidget* first = QWidget::keyboardGrabber();
+    if (first == nullptr) {
+        first = focusWidget() != nullptr ? focusWidget() : this;
+    }
+    if (widget != first) {
+        return false;
+    }
+    return keys_->Translate(static_cast<const QKeyEvent&>(*event));
+}
+
+ScreenKeys& CMainFrame::CurrentKeys() {
+    return screens_->CurrentKeys();
+}
+
+void CMainFrame::FireFunction(int id) {
+    if (!actions_->Function(id) && id == kFunctionNowPlaying) {
+        Command(kCommandNowPlaying);
+    }
+}
+
+void CMainFrame::NoteUserInput() {
+    screens_->NoteInput();
+}
+
+std::chrono::steady_clock::time_point CMainFrame::Now() const {
+    return std::chrono::steady_clock::now();
+}
+
+// --- The stylus on the skinned screen --------------------------------------------------
+
+void CMainFrame::OnSkinButton(std::string_view component) {
+    actions_->SkinButton(component);
+}
+
+void CMainFrame::OnBarDragged(std::string_view back, std::int32_t value, std::int32_t extent,
+                              bool finished) {
+    actions_->BarDragged(back, value, extent, finished);
+}
+
+void CMainFrame::OnNowPlayingTapped() {
+    if (screens_->Current() == ScreenId::NowPlaying) {
+        screens_->BackFromNowPlaying();
+    } else {
+        ShowNowPlaying();
+    }
+}
+
+}  // namespace vantor::ui

@@ -1,0 +1,72 @@
+#pragma once
+
+// The window's menu and its command bar: the menu's items (the run-time
+// items registered by the screens and the session, then "Options..." and
+// "Exit"), the command bar's one button, and the "Speakers" submenu with
+// its choice of one speaker or several.
+//
+// Threads: the window's thread only.
+
+#include <QString>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "protocol/PlayerMessages.h"
+#include "ui/screens/Screens.h"
+
+class QFont;
+class QMainWindow;
+class QMenu;
+class QPalette;
+class QToolBar;
+class QToolButton;
+
+namespace vantor {
+class RequestSink;
+}
+
+namespace vantor::ui {
+
+class CommandMenu {
+public:
+    struct Hooks {
+        std::function<void(int command)> command;  // an item or the button chosen
+        std::function<void(int change)> busy;      // +1 as the menu opens, -1 as it closes
+        std::function<bool()> multipleSpeakers;    // "Use Multiple Speakers" is on
+    };
+
+    // Adds the menu to `window`'s menu bar and the command bar at its foot.
+    CommandMenu(QMainWindow& window, RequestSink& requests, Hooks hooks);
+
+    void AddItem(MenuItemSpec item) { items_.push_back(std::move(item)); }
+    // The menu built again from its items as they stand.
+    void Rebuild();
+    // The menu's texts as they stand now (run-time items included).
+    std::vector<QString> Texts();
+
+    // The command bar's button on the screen shown.
+    void SetButton(const QString& label, int command);
+    int BarHeight() const;
+    void SetLook(const QPalette& palette, const QFont& font);
+
+    void SetSpeakers(std::vector<Speaker> speakers) { speakers_ = std::move(speakers); }
+    const std::vector<Speaker>& Speakers() const { return speakers_; }
+    // The "Speakers" submenu's items.
+    void FillSpeakers(QMenu& menu);
+
+private:
+    void ChooseSpeaker(const std::string& id, bool enabled);
+
+    QMainWindow& window_;
+    RequestSink& requests_;
+    Hooks hooks_;
+    QMenu* menu_;
+    QToolBar* bar_;
+    QToolButton* button_;
+    int buttonCommand_ = 0;
+    std::vector<MenuItemSpec> items_;
+    std::vector<Speaker> speakers_;
+};
+
+}  // namespace vantor::ui

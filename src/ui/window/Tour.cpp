@@ -1,0 +1,161 @@
+#include "ui/window/Tour.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QPixmap>
+#include <QTabWidget>
+#include <cstdio>
+
+#include "ui/lists/PlayQueueList.h"
+#include "ui/screens/EqScreen.h"
+#include "ui/screens/LibraryScreen.h"
+#include "ui/settings/SettingsSheet.h"
+#include "ui/window/CMainFrame.h"
+
+namespace vantor::ui {
+
+namespace {
+
+constexpr std::chrono::milliseconds kStep{50};
+
+}  // namespace
+
+Tour::Tour(CMainFrame& frame, QString folder, std::chrono::milliseconds sessionTimeout)
+    : frame_(frame), folder_(std::move(folder)), sessionTimeout_(sessionTimeout) {
+    timer_.setInterval(kStep);
+    QObject::connect(&timer_, &QTimer::timeout, &timer_, [this] { Step(); });
+    // The session's own screen comes first, once the song and the queue
+    // are there to be seen.
+    stops_.push_back(Stop{std::string(kScreenMain), nullptr, [this] {
+                              return frame_.Screen() == kScreenMain &&
+                                     !frame_.View().Content().songTitle.empty() &&
+                                     frame_.Queue().RowCount() > 0;
+                          }});
+    stops_.push_back(Stop{std::string(kScreenNowPlaying),
+                          [this] { frame_.Command(kCommandNowPlaying); },
+                          [this] {
+                              return frame_.Screen() == kScreenNowPlaying &&
+                                     !frame_.View().Content().albumArt.isNull();
+                          }});
+    stops_.push_back(Stop{std::string(kScreenPlaylist), [this] { frame_.Command(kCommandLibrary); },
+                          [this] {
+                              return frame_.Screen() == kScreenPlaylist &&
+                                     frame_.Library().List().Count() > 0;
+                          }});
+    stops_.push_back(Stop{
+        std::string(kScreenEq), [this] { frame_.Command(kCommandEqualizer); },
+        [this] { return frame_.Screen() == kScreenEq && !frame_.Equalizer().Presets().empty(); },
+        std::chrono::milliseconds(3000), [this] { return frame_.Player().supportsEq; }});
+
+    // The settings sheet, a page at a time. The sheet runs modally inside
+    // the command that opens it; the tour's timer goes on in its loop.
+    const auto sheet = [] {
+        return dynamic_cast<SettingsSheet*>(QApplication::activeModalWidget());
+    };
+    const char* pages[] = {"general", "buttons", "about", "skins"};
+    for (int page = 0; page < 4; ++page) {
+        Stop stop{"settings-" + std::string(pages[page]),
+                  [this, sheet, page] {
+                      if (page == 0) {
+                          // From the loop, not this timer's step: Qt holds a
+                          // timer back while its own step runs.
+                          QTimer::singleShot(0, &frame_,
+                                             [this] { frame_.Command(kCommandOptions); });
+                      } else if (sheet() != nullptr) {
+                          sheet()->Tabs()->setCurrentIndex(page);
+                      }
+                  },
+                  [sheet, page] {
+                      return sheet() != nullptr && sheet()->isVisible() &&
+                             sheet()->Tabs()->currentIndex() == page;
+                  }};
+        if (page == 3) {
+            stop.after = [sheet] {
+                if (sheet() != nullptr) {
+                    sheet()->reject();
+                }
+            };
+        }
+        stops_.push_back(std::move(stop));
+    }
+}
+
+void Tour::Start() {
+    if (!QDir().mkpath(folder_)) {
+        Finish(1, "cannot make the folder " + folder_.toStdString());
+        return;
+    }
+    started_ = std::chrono::steady_clock::now();
+    // The connect screen is pictured as the program starts, before the
+    // automatic connection has left it.
+    if (!Capture(std::string(kScreenConnect))) {
+        return;
+    }
+    timer_.start();
+}
+
+void Tour::Step() {
+    const auto now = std::chrono::steady_clock::now();
+    if (next_ == 0 && frame_.Screen() != kScreenMain) {
+        if (now - started_ > sessionTimeout_) {
+            Finish(1, "no session with the server within " +
+                          std::to_string(sessionTimeout_.count() / 1000) + " s");
+        }
+        return;
+    }
+    if (next_ >= stops_.size()) {
+        Finish(0);
+        return;
+    }
+    Stop& stop = stops_[next_];
+    if (stop.wanted && !stop.wanted()) {
+        ++next_;
+        return;
+    }
+    if (!arrived_) {
+        arrived_ = true;
+        stopStarted_ = now;
+        if (stop.go) {
+            stop.go();
+        }
+        return;
+    }
+    if (!stop.ready() && now - stopStarted_ < stop.patience) {
+        return;
+    }
+    if (!Capture(stop.screen)) {
+        return;
+    }
+    ++next_;
+    arrived_ = false;
+    if (stop.after) {
+        stop.after();
+    }
+}
+
+bool Tour::Capture(const std::string& screen) {
+    const QString file =
+        folder_ + QLatin1Char('/') + QString::fromStdString(screen) + QStringLiteral(".png");
+    // A dialog over the window is what the user sees.
+    QWidget* shown = QApplication::activeModalWidget();
+    if (!(shown != nullptr ? shown : &frame_)->grab().save(file, "PNG")) {
+        Finish(1, "cannot write " + file.toStdString());
+        return false;
+    }
+    std::printf("vantor: wrote %s\n", file.toUtf8().constData());
+    std::fflush(stdout);
+    return true;
+}
+
+void Tour::Finish(int code, const std::string& message) {
+    timer_.stop();
+    if (!message.empty()) {
+        std::fprintf(stderr, "vantor --tour: %s\n", message.c_str());
+    }
+    // The program ends through the Exit command, which saves and stops the
+    // threads, with the tour's result.
+    frame_.Command(kCommandExit);
+    QCoreApplication::exit(code);
+}
+
+}  // namespace vantor::ui
