@@ -254,11 +254,11 @@ int main(int argc, char** argv) {
         return 0;
     }
 
-    std::unique_ptr<vantor::ui::Prompter> unattended;
+    std::unique_ptr<vantor::ui::Prompter> tourBoxes;
     vantor::ui::FrameServices services;
     if (touring) {
-        unattended = std::make_unique<vantor::ui::UnattendedPrompter>();
-        services.prompter = unattended.get();
+        tourBoxes = std::make_unique<vantor::ui::TourPrompter>();
+        services.prompter = tourBoxes.get();
     }
     CMainFrame frame(options, services);
     frame.SetMilestoneHandler([](const char* milestone) {

@@ -1,5 +1,6 @@
 // The vantor program as a user starts it: one window per settings file,
-// the tour's pictures and its failure, and an orderly end on SIGTERM.
+// the tour's pictures (on a first start too) and its failure, and an orderly
+// end on SIGTERM.
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -106,6 +107,22 @@ TEST_F(VantorWindowTest, TheTourPicturesEveryScreenOrSaysWhyNot) {
     EXPECT_EQ(lonely.Wait(10s), 1) << lonely.Output();
     EXPECT_NE(lonely.Output().find("no session with the server within 1 s"), std::string::npos)
         << lonely.Output();
+}
+
+TEST_F(VantorWindowTest, AFirstStartTourTakesTheWelcomeAndTheSheetThenConnects) {
+    std::filesystem::remove(settings_);
+    const std::filesystem::path pictures = dir_ / "first";
+    Process tour(Client({"--tour", pictures.string()}));
+    ASSERT_EQ(tour.Wait(30s), 0) << tour.Output();
+    for (const char* picture : {"welcome", "first-start-settings", "main", "settings-general"}) {
+        EXPECT_TRUE(std::filesystem::exists(pictures / (std::string(picture) + ".png")))
+            << picture << "\n"
+            << tour.Output();
+    }
+    // The sheet's OK saved what the user would have chosen.
+    std::ifstream saved(settings_);
+    const std::string text((std::istreambuf_iterator<char>(saved)), {});
+    EXPECT_NE(text.find("\"AutoConnect\"=dword:00000001"), std::string::npos) << text;
 }
 
 }  // namespace

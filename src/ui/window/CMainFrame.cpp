@@ -362,9 +362,7 @@ void CMainFrame::ApplyChromeLook() {
     menu_->SetLook(chrome, normalFont_);
     // Message boxes are windows of their own, which take nothing from the
     // window unless given it.
-    if (auto* boxes = dynamic_cast<MessageBoxPrompter*>(prompter_)) {
-        boxes->SetLook(chrome, normalFont_);
-    }
+    prompter_->SetLook(chrome, normalFont_);
 }
 
 void CMainFrame::PlaceControls() {

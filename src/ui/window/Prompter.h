@@ -25,14 +25,19 @@ public:
                         PromptIcon icon = PromptIcon::Information) = 0;
     // A box with Yes and No; true for Yes.
     virtual bool AskYesNo(const std::string& caption, const std::string& text) = 0;
+    // The window's colours and font, for boxes that look like its own. A
+    // prompter that shows nothing has no use for them.
+    virtual void SetLook(const QPalette& palette, const QFont& font) {
+        (void)palette;
+        (void)font;
+    }
 };
 
 // Modal QMessageBox over the given window.
 class MessageBoxPrompter final : public Prompter {
 public:
     explicit MessageBoxPrompter(QWidget* parent) : parent_(parent) {}
-    // The window's colours and font, for boxes that look like its own.
-    void SetLook(const QPalette& palette, const QFont& font) {
+    void SetLook(const QPalette& palette, const QFont& font) override {
         palette_ = palette;
         font_ = font;
         styled_ = true;

@@ -1,8 +1,11 @@
 #include "ui/window/Tour.h"
 
 #include <QApplication>
+#include <QDialogButtonBox>
 #include <QDir>
+#include <QMessageBox>
 #include <QPixmap>
+#include <QPushButton>
 #include <QTabWidget>
 #include <cstdio>
 
@@ -19,6 +22,22 @@ namespace {
 constexpr std::chrono::milliseconds kStep{50};
 
 }  // namespace
+
+void TourPrompter::Inform(const std::string& caption, const std::string& text, PromptIcon icon) {
+    if (caption == kWelcomeCaption) {
+        shown_.Inform(caption, text, icon);
+    } else {
+        unseen_.Inform(caption, text, icon);
+    }
+}
+
+bool TourPrompter::AskYesNo(const std::string& caption, const std::string& text) {
+    return unseen_.AskYesNo(caption, text);
+}
+
+void TourPrompter::SetLook(const QPalette& palette, const QFont& font) {
+    shown_.SetLook(palette, font);
+}
 
 Tour::Tour(CMainFrame& frame, QString folder, std::chrono::milliseconds sessionTimeout)
     : frame_(frame), folder_(std::move(folder)), sessionTimeout_(sessionTimeout) {
@@ -97,6 +116,9 @@ void Tour::Start() {
 void Tour::Step() {
     const auto now = std::chrono::steady_clock::now();
     if (next_ == 0 && frame_.Screen() != kScreenMain) {
+        if (FirstStartStep()) {
+            return;
+        }
         if (now - started_ > sessionTimeout_) {
             Finish(1, "no session with the server within " +
                           std::to_string(sessionTimeout_.count() / 1000) + " s");
@@ -131,6 +153,33 @@ void Tour::Step() {
     if (stop.after) {
         stop.after();
     }
+}
+
+bool Tour::FirstStartStep() {
+    // Both run modally inside the window's own calls; this timer goes on in
+    // their loops, and a click on OK ends them as the user's would.
+    QWidget* modal = QApplication::activeModalWidget();
+    if (auto* box = qobject_cast<QMessageBox*>(modal); box != nullptr && box->isVisible()) {
+        if (Capture("welcome")) {
+            box->button(QMessageBox::Ok)->click();
+        }
+        return true;
+    }
+    if (auto* sheet = dynamic_cast<SettingsSheet*>(modal);
+        sheet != nullptr && sheet->isVisible() && !configured_) {
+        if (Capture("first-start-settings")) {
+            configured_ = true;
+            connectPending_ = true;
+            sheet->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
+        }
+        return true;
+    }
+    if (connectPending_ && modal == nullptr && frame_.Screen() == kScreenConnect) {
+        connectPending_ = false;
+        frame_.Command(kCommandConnect);
+        return true;
+    }
+    return false;
 }
 
 bool Tour::Capture(const std::string& screen) {

@@ -5,6 +5,9 @@
 // of each (<folder>/<screen>.png, <folder>/settings-<page>.png), then
 // ends the program: 0 when every picture was written, 1 with a message when
 // no session could be started in time or a picture could not be written.
+// On a first start (no settings yet) it first pictures the welcome and the
+// settings sheet (welcome.png, first-start-settings.png), takes both as a
+// user pressing OK would, and presses Connect.
 //
 // Threads: the window's thread only.
 
@@ -16,9 +19,25 @@
 #include <string>
 #include <vector>
 
+#include "ui/window/Prompter.h"
+
 namespace vantor::ui {
 
 class CMainFrame;
+
+// The tour's message boxes. The first start's welcome is shown, so that the
+// tour can picture it and press its OK; every other box is answered unseen,
+// since nobody is at the screen to answer it.
+class TourPrompter final : public Prompter {
+public:
+    void Inform(const std::string& caption, const std::string& text, PromptIcon icon) override;
+    bool AskYesNo(const std::string& caption, const std::string& text) override;
+    void SetLook(const QPalette& palette, const QFont& font) override;
+
+private:
+    MessageBoxPrompter shown_{nullptr};
+    UnattendedPrompter unseen_;
+};
 
 class Tour {
 public:
@@ -41,6 +60,9 @@ public:
 
 private:
     void Step();
+    // A first start's welcome and settings sheet, then the Connect a user
+    // would press; true while one of them took this step.
+    bool FirstStartStep();
     bool Capture(const std::string& screen);
     void Finish(int code, const std::string& message = {});
 
@@ -49,7 +71,9 @@ private:
     std::chrono::milliseconds sessionTimeout_;
     std::vector<Stop> stops_;
     std::size_t next_ = 0;
-    bool arrived_ = false;  // the current stop's `go` has run
+    bool arrived_ = false;         // the current stop's `go` has run
+    bool configured_ = false;      // the first start's settings sheet was taken
+    bool connectPending_ = false;  // ... and Connect is still to be pressed
     std::chrono::steady_clock::time_point started_;
     std::chrono::steady_clock::time_point stopStarted_;
     QTimer timer_;
