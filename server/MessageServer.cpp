@@ -18,6 +18,7 @@
 
 #include "MpdBackend.h"
 #include "MusicFolder.h"
+#include "RefusalLog.h"
 #include "SimulatedBackend.h"
 #include "core/Logger.h"
 #include "core/Text.h"
@@ -72,10 +73,13 @@ bool ToAddress(const std::string& dotted, std::uint16_t port, sockaddr_in* addre
 }
 
 std::string Describe(const sockaddr_in& address) {
-    char text[INET_ADDRSTRLEN] = {};
-    ::inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
-    return std::string(text) + ":" + std::to_string(ntohs(address.sin_port));
+    return DescribePeer(reinterpret_cast<const sockaddr*>(&address), sizeof address);
 }
+
+// The listener's first rest after accept ran out of descriptors or memory,
+// and its longest.
+constexpr std::chrono::milliseconds kFirstAcceptRest{50};
+constexpr std::chrono::milliseconds kLongestAcceptRest{2000};
 
 std::uint16_t BoundPort(int fd) {
     sockaddr_in address{};
@@ -137,12 +141,19 @@ std::string FileMd5(const std::string& path) {
 struct MessageServer::Client {
     Descriptor fd;
     std::string peer;
+    std::string host;  // the peer's address without its port
+    std::chrono::steady_clock::time_point connected;
     MessageFramer framer;
     std::string unsent;
+    bool greeted = false;  // it has sent a whole message
     bool closing = false;
 
-    Client(int descriptor, std::string name, std::size_t maxPending)
-        : fd(descriptor), peer(std::move(name)), framer(maxPending) {}
+    Client(int descriptor, std::string name, std::string address, std::size_t maxPending)
+        : fd(descriptor),
+          peer(std::move(name)),
+          host(std::move(address)),
+          connected(std::chrono::steady_clock::now()),
+          framer(maxPending) {}
 };
 
 class MessageServer::Loop {
@@ -204,6 +215,17 @@ private:
     }
     void RunTasks();
     void Accept();
+    // Makes room for a new client from `host` when a limit is reached, by
+    // closing the oldest client that has not spoken yet; false when there
+    // is none to close.
+    bool MakeRoom(const std::string& host);
+    // Drops the clients that stayed silent past the greeting time; the
+    // earliest time another one will have.
+    std::chrono::steady_clock::time_point DropSilent(std::chrono::steady_clock::time_point now);
+    void Close(Client& client) {
+        client.closing = true;
+        client.unsent.clear();
+    }
     void Read(Client& client);
     void Flush(Client& client);
     // Appends to the client's output and, unless told not to, sends.
@@ -226,6 +248,12 @@ private:
     std::mutex tasksMutex_;  // guards tasks_ and rawTasks_
     std::deque<PlayerBackend::Task> tasks_;
     std::deque<std::function<void()>> rawTasks_;
+    RefusalLog refusals_;
+    // While accept fails for want of resources the listener rests until
+    // `acceptResumes_`; each failure in a row doubles the rest.
+    bool acceptResting_ = false;
+    std::chrono::milliseconds acceptRest_{0};
+    std::chrono::steady_clock::time_point acceptResumes_;
 };
 
 void MessageServer::Loop::Run() {
@@ -234,17 +262,25 @@ void MessageServer::Loop::Run() {
     std::vector<pollfd> polled;
     while (!stop_) {
         polled.clear();
+        auto now = Clock::now();
+        const bool listening = !acceptResting_ || now >= acceptResumes_;
         polled.push_back({wakeRead_.Get(), POLLIN, 0});
-        polled.push_back({listener_.Get(), POLLIN, 0});
+        // A negative descriptor is skipped by poll: the resting listener.
+        polled.push_back({listening ? listener_.Get() : -1, POLLIN, 0});
         polled.push_back({discovery_.Get(), POLLIN, 0});
         for (const auto& client : clients_) {
             const short events =
                 static_cast<short>(POLLIN | (client->unsent.empty() ? 0 : POLLOUT));
             polled.push_back({client->fd.Get(), events, 0});
         }
+        auto until = std::min(nextTick, DropSilent(now));
+        if (!listening) {
+            until = std::min(until, acceptResumes_);
+        }
+        now = Clock::now();
         const auto wait =
-            std::chrono::duration_cast<std::chrono::milliseconds>(nextTick - Clock::now()).count();
-        ::poll(polled.data(), polled.size(), static_cast<int>(std::max<long long>(wait, 0)));
+            until <= now ? 0 : std::chrono::ceil<std::chrono::milliseconds>(until - now).count();
+        ::poll(polled.data(), polled.size(), static_cast<int>(wait));
 
         if ((polled[0].revents & POLLIN) != 0) {
             char drain[64];
@@ -252,7 +288,7 @@ void MessageServer::Loop::Run() {
             }
             RunTasks();
         }
-        if ((polled[1].revents & POLLIN) != 0) {
+        if ((polled[1].revents & POLLIN) != 0 || (acceptResting_ && listening)) {
             Accept();
         }
         if ((polled[2].revents & POLLIN) != 0) {
@@ -305,17 +341,106 @@ void MessageServer::Loop::RunTasks() {
 
 void MessageServer::Loop::Accept() {
     while (true) {
-        sockaddr_in peer{};
+        sockaddr_storage peer{};
         socklen_t length = sizeof peer;
         const int fd = ::accept4(listener_.Get(), reinterpret_cast<sockaddr*>(&peer), &length,
                                  SOCK_CLOEXEC | SOCK_NONBLOCK);
         if (fd < 0) {
+            const int error = errno;
+            if (error == EINTR || error == ECONNABORTED) {
+                continue;
+            }
+            if (error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM) {
+                // The waiting connection stays in the backlog and keeps the
+                // listener readable: polling it now would spin. Rest, and
+                // try again later, longer each time.
+                if (!acceptResting_) {
+                    Log(kLogError,
+                        "vantor-server: cannot accept a connection: %s; trying again as "
+                        "clients leave",
+                        std::strerror(error));
+                }
+                acceptResting_ = true;
+                acceptRest_ = acceptRest_.count() == 0
+                                  ? kFirstAcceptRest
+                                  : std::min(acceptRest_ * 2, kLongestAcceptRest);
+                acceptResumes_ = std::chrono::steady_clock::now() + acceptRest_;
+            } else if (error != EAGAIN && error != EWOULDBLOCK) {
+                refusals_.Write(Format("accept failed: %s", std::strerror(error)));
+            } else if (acceptResting_) {
+                acceptResting_ = false;  // nothing waits; nothing to rest for
+                acceptRest_ = std::chrono::milliseconds(0);
+            }
             return;
+        }
+        Descriptor client(fd);
+        if (acceptResting_) {
+            acceptResting_ = false;
+            acceptRest_ = std::chrono::milliseconds(0);
+            Log(kLogError, "vantor-server: accepting connections again");
+        }
+        const auto* address = reinterpret_cast<const sockaddr*>(&peer);
+        const std::string name = DescribePeer(address, length);
+        if (!options_.allow.Allows(address, length)) {
+            refusals_.Write(name +
+                            " is outside the allowed addresses (--allow); connection closed");
+            continue;
+        }
+        const std::string host = PeerHost(address, length);
+        if (!MakeRoom(host)) {
+            refusals_.Write(Format("%s refused: %zu clients from its address, %zu in all, at most",
+                                   name.c_str(), options_.maxClientsPerAddress,
+                                   options_.maxClients));
+            continue;
         }
         const int one = 1;
         ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-        clients_.push_back(std::make_unique<Client>(fd, Describe(peer), options_.maxPending));
+        clients_.push_back(
+            std::make_unique<Client>(client.Release(), name, host, options_.maxPending));
     }
+}
+
+bool MessageServer::Loop::MakeRoom(const std::string& host) {
+    std::size_t total = 0;
+    std::size_t fromHost = 0;
+    for (const auto& client : clients_) {
+        if (!client->closing) {
+            ++total;
+            fromHost += client->host == host ? 1 : 0;
+        }
+    }
+    const bool hostFull = fromHost >= options_.maxClientsPerAddress;
+    if (!hostFull && total < options_.maxClients) {
+        return true;
+    }
+    // Clients are kept in the order they came, so the first is the oldest.
+    for (auto& client : clients_) {
+        if (!client->closing && !client->greeted && (!hostFull || client->host == host)) {
+            refusals_.Write(client->peer +
+                            " has not spoken and makes room for a new client; connection closed");
+            Close(*client);
+            return true;
+        }
+    }
+    return false;
+}
+
+std::chrono::steady_clock::time_point MessageServer::Loop::DropSilent(
+    std::chrono::steady_clock::time_point now) {
+    auto next = std::chrono::steady_clock::time_point::max();
+    for (auto& client : clients_) {
+        if (client->greeted || client->closing) {
+            continue;
+        }
+        const auto deadline = client->connected + options_.greetingTimeout;
+        if (deadline <= now) {
+            refusals_.Write(client->peer + " sent no message after connecting; connection closed");
+            Close(*client);
+        } else {
+            next = std::min(next, deadline);
+        }
+    }
+    return next;
 }
 
 void MessageServer::Loop::Read(Client& client) {
@@ -332,7 +457,10 @@ void MessageServer::Loop::Read(Client& client) {
         }
         const bool fits =
             client.framer.Feed(std::string_view(buffer, static_cast<std::size_t>(received)),
-                               [&](std::string_view document) { Handle(client, document); });
+                               [&](std::string_view document) {
+                                   client.greeted = true;
+                                   Handle(client, document);
+                               });
         if (!fits) {
             ++stats_->malformed;
             Log(kLogError,
@@ -441,6 +569,11 @@ void MessageServer::Loop::AnswerProbe() {
     if (received <= 0) {
         return;
     }
+    if (!options_.allow.Allows(reinterpret_cast<const sockaddr*>(&sender), length)) {
+        refusals_.Write(Describe(sender) +
+                        " is outside the allowed addresses (--allow); no discovery reply");
+        return;
+    }
     if (received < 2 || probe[0] != 0x01 || probe[1] != 0x00) {
         ++stats_->malformed;
         Log(kLogError, "vantor-server: ignoring a discovery datagram of %zd bytes from %s",
@@ -485,7 +618,7 @@ bool MessageServer::Start() {
     if (listener.Get() < 0) {
         return false;
     }
-    if (::listen(listener.Get(), 16) != 0) {
+    if (::listen(listener.Get(), SOMAXCONN) != 0) {
         Log(kLogError, "vantor-server: cannot listen: %s", std::strerror(errno));
         return false;
     }
@@ -549,6 +682,10 @@ bool MessageServer::Start() {
         media.port = options.mediaPort;
         media.gzip = options.gzip;
         media.updateFile = options.updateFile;
+        media.allow = options.allow;
+        media.maxConnections = options.mediaMaxConnections;
+        media.maxConnectionsPerAddress = options.mediaMaxConnectionsPerAddress;
+        media.connectionTimeout = options.mediaTimeout;
         media_ = std::make_unique<MediaHttpServer>(
             media, player_,
             [this](std::int32_t start, std::int32_t count) { return QueuePage(start, count); });
