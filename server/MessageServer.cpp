@@ -473,21 +473,34 @@ void MessageServer::Loop::Read(Client& client) {
     }
 }
 
-void MessageServer::Loop::Handle(Client& client, std::string_view document) {
+std::unique_ptr<Message> ReadRequest(std::string_view document, std::string* text,
+                                     std::string* root, bool* notRequest) {
     while (!document.empty() && document.front() == '\0') {
         document.remove_prefix(1);
     }
-    const std::string text = RemoveProcessingInstructionsAndComments(document);
-    const std::string root = RootName(text);
-    auto request = MessageFactory::Create(MessageTypeFromName(root));
-    if (!request || request->Kind() != MessageKind::Request) {
+    *text = RemoveProcessingInstructionsAndComments(document);
+    *root = RootName(*text);
+    auto request = MessageFactory::Create(MessageTypeFromName(*root));
+    *notRequest = request != nullptr && request->Kind() != MessageKind::Request;
+    if (!request || *notRequest) {
+        return nullptr;
+    }
+    request->FromXml(*text);
+    return request;
+}
+
+void MessageServer::Loop::Handle(Client& client, std::string_view document) {
+    std::string text;
+    std::string root;
+    bool notRequest = false;
+    const auto request = ReadRequest(document, &text, &root, &notRequest);
+    if (!request) {
         ++stats_->malformed;
         Log(kLogError, "vantor-server: %s from %s: %s",
-            request ? "not a request" : "unknown or malformed message", client.peer.c_str(),
+            notRequest ? "not a request" : "unknown or malformed message", client.peer.c_str(),
             text.c_str());
         return;
     }
-    request->FromXml(text);
     ++stats_->requests;
     {
         std::lock_guard lock(stats_->mutex);

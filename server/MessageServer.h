@@ -88,6 +88,14 @@ struct ServerOptions {
     unsigned mediaTimeout = 15;
 };
 
+// One framed document as the server reads it: leading zero bytes, markup
+// instructions and comments dropped, the root named, the request made and
+// filled. Null when it holds no request; `root` then names what it held and
+// `notRequest` tells a known message that is not a request from an unknown
+// or malformed one.
+std::unique_ptr<Message> ReadRequest(std::string_view document, std::string* text,
+                                     std::string* root, bool* notRequest);
+
 class MessageServer {
 public:
     explicit MessageServer(ServerOptions options);
