@@ -182,7 +182,8 @@ struct MediaHttpServer::Callbacks {
         return queued;
     }
 
-    static void Log(void* self, const char* format, va_list arguments) {
+    __attribute__((format(printf, 2, 0))) static void Log(void* self, const char* format,
+                                                          va_list arguments) {
         std::string line = FormatV(format, arguments);
         while (!line.empty() && line.back() == '\n') {
             line.pop_back();
