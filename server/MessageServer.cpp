@@ -5,7 +5,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <openssl/evp.h>
-#include <poll.h>
+#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -145,7 +145,8 @@ struct MessageServer::Client {
     std::chrono::steady_clock::time_point connected;
     MessageFramer framer;
     std::string unsent;
-    bool greeted = false;  // it has sent a whole message
+    bool greeted = false;   // it has sent a whole message
+    bool watchOut = false;  // the loop waits for room to write to it
     bool closing = false;
 
     Client(int descriptor, std::string name, std::string address, std::size_t maxPending)
@@ -173,6 +174,9 @@ public:
             wakeRead_.Reset(pipe[0]);
             wakeWrite_.Reset(pipe[1]);
         }
+        epoll_.Reset(::epoll_create1(EPOLL_CLOEXEC));
+        Watch(wakeRead_.Get(), EPOLL_CTL_ADD, EPOLLIN, kWakeTag);
+        Watch(discovery_.Get(), EPOLL_CTL_ADD, EPOLLIN, kDiscoveryTag);
     }
 
     void Run();
@@ -213,6 +217,25 @@ private:
             (void)!::write(wakeWrite_.Get(), &byte, 1);
         }
     }
+    // What an epoll event names: one of these, or a Client.
+    static constexpr std::uint64_t kWakeTag = 1;
+    static constexpr std::uint64_t kListenerTag = 2;
+    static constexpr std::uint64_t kDiscoveryTag = 3;
+    bool Watch(int fd, int operation, std::uint32_t events, std::uint64_t tag) {
+        if (fd < 0 || epoll_.Get() < 0) {
+            return false;
+        }
+        epoll_event event{};
+        event.events = events;
+        event.data.u64 = tag;
+        return ::epoll_ctl(epoll_.Get(), operation, fd, &event) == 0;
+    }
+    static std::uint64_t Tag(Client& client) { return reinterpret_cast<std::uintptr_t>(&client); }
+    // Takes closed clients out of the epoll set before their descriptors
+    // close (a copy held by a child being spawned would keep them in it).
+    void RemoveClosed();
+    // Waits for room to write only to clients with output waiting.
+    void WatchOutput();
     void RunTasks();
     void Accept();
     // Makes room for a new client from `host` when a limit is reached, by
@@ -239,6 +262,8 @@ private:
     const std::shared_ptr<Stats> stats_;
     Descriptor listener_;
     Descriptor discovery_;
+    Descriptor epoll_;
+    bool listenerWatched_ = false;
     Descriptor wakeRead_;
     Descriptor wakeWrite_;
     std::vector<std::string> advertised_;
@@ -259,24 +284,22 @@ private:
 void MessageServer::Loop::Run() {
     using Clock = std::chrono::steady_clock;
     auto nextTick = Clock::now() + options_.tick;
-    std::vector<pollfd> polled;
+    // epoll, not poll: a wake costs the same with a thousand idle clients as
+    // with none.
+    epoll_event events[64];
     while (!stop_) {
-        polled.clear();
         auto now = Clock::now();
         // Dropped here, before the wait, so their descriptors go at once.
         const auto nextGreetingDeadline = DropSilent(now);
-        std::erase_if(clients_, [](const std::unique_ptr<Client>& client) {
-            return client->closing && client->unsent.empty();
-        });
+        RemoveClosed();
+        WatchOutput();
         const bool listening = !acceptResting_ || now >= acceptResumes_;
-        polled.push_back({wakeRead_.Get(), POLLIN, 0});
-        // A negative descriptor is skipped by poll: the resting listener.
-        polled.push_back({listening ? listener_.Get() : -1, POLLIN, 0});
-        polled.push_back({discovery_.Get(), POLLIN, 0});
-        for (const auto& client : clients_) {
-            const short events =
-                static_cast<short>(POLLIN | (client->unsent.empty() ? 0 : POLLOUT));
-            polled.push_back({client->fd.Get(), events, 0});
+        // A resting listener is left out: its waiting connection would wake
+        // the loop at once, again and again.
+        if (listening != listenerWatched_ &&
+            Watch(listener_.Get(), listening ? EPOLL_CTL_ADD : EPOLL_CTL_DEL, EPOLLIN,
+                  kListenerTag)) {
+            listenerWatched_ = listening;
         }
         auto until = std::min(nextTick, nextGreetingDeadline);
         if (!listening) {
@@ -285,45 +308,69 @@ void MessageServer::Loop::Run() {
         now = Clock::now();
         const auto wait =
             until <= now ? 0 : std::chrono::ceil<std::chrono::milliseconds>(until - now).count();
-        ::poll(polled.data(), polled.size(), static_cast<int>(wait));
+        const int ready =
+            ::epoll_wait(epoll_.Get(), events, static_cast<int>(std::size(events)),
+                         static_cast<int>(std::min<long long>(wait, 24LL * 3600 * 1000)));
 
-        if ((polled[0].revents & POLLIN) != 0) {
-            char drain[64];
-            while (::read(wakeRead_.Get(), drain, sizeof drain) > 0) {
+        bool accept = acceptResting_ && listening;
+        for (int i = 0; i < ready; ++i) {
+            const std::uint64_t tag = events[i].data.u64;
+            if (tag == kWakeTag) {
+                char drain[64];
+                while (::read(wakeRead_.Get(), drain, sizeof drain) > 0) {
+                }
+                RunTasks();
+            } else if (tag == kListenerTag) {
+                accept = true;
+            } else if (tag == kDiscoveryTag) {
+                AnswerProbe();
+            } else {
+                // Clients leave only in RemoveClosed, so the pointer holds
+                // for the whole batch.
+                Client& client = *reinterpret_cast<Client*>(static_cast<std::uintptr_t>(tag));
+                if ((events[i].events & (EPOLLIN | EPOLLHUP | EPOLLERR)) != 0) {
+                    Read(client);
+                }
+                if ((events[i].events & EPOLLOUT) != 0 && !client.closing) {
+                    Flush(client);
+                }
             }
-            RunTasks();
         }
-        if ((polled[1].revents & POLLIN) != 0 || (acceptResting_ && listening)) {
+        if (accept) {
             Accept();
-        }
-        if ((polled[2].revents & POLLIN) != 0) {
-            AnswerProbe();
-        }
-        // Clients accepted in this round were not polled yet.
-        const std::size_t polledClients = polled.size() - 3;
-        for (std::size_t i = 0; i < polledClients && i < clients_.size(); ++i) {
-            Client& client = *clients_[i];
-            const short revents = polled[i + 3].revents;
-            if ((revents & (POLLIN | POLLHUP | POLLERR)) != 0) {
-                Read(client);
-            }
-            if ((revents & POLLOUT) != 0) {
-                Flush(client);
-            }
         }
         if (Clock::now() >= nextTick) {
             nextTick += options_.tick;
-            Events events;
-            player_->Tick(events);
-            Broadcast(events);
+            Events tickEvents;
+            player_->Tick(tickEvents);
+            Broadcast(tickEvents);
         }
-        std::erase_if(clients_, [](const std::unique_ptr<Client>& client) {
-            return client->closing && client->unsent.empty();
-        });
+        RemoveClosed();
         stats_->clients = static_cast<int>(clients_.size());
     }
     clients_.clear();
     stats_->clients = 0;
+}
+
+void MessageServer::Loop::RemoveClosed() {
+    std::erase_if(clients_, [this](const std::unique_ptr<Client>& client) {
+        if (!client->closing || !client->unsent.empty()) {
+            return false;
+        }
+        ::epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, client->fd.Get(), nullptr);
+        return true;
+    });
+}
+
+void MessageServer::Loop::WatchOutput() {
+    for (auto& client : clients_) {
+        const bool want = !client->unsent.empty() && !client->closing;
+        if (want != client->watchOut) {
+            client->watchOut = want;
+            Watch(client->fd.Get(), EPOLL_CTL_MOD, want ? EPOLLIN | EPOLLOUT : EPOLLIN,
+                  Tag(*client));
+        }
+    }
 }
 
 void MessageServer::Loop::RunTasks() {
@@ -400,8 +447,13 @@ void MessageServer::Loop::Accept() {
         }
         const int one = 1;
         ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-        clients_.push_back(
-            std::make_unique<Client>(client.Release(), name, host, options_.maxPending));
+        auto added = std::make_unique<Client>(client.Release(), name, host, options_.maxPending);
+        if (!Watch(fd, EPOLL_CTL_ADD, EPOLLIN, Tag(*added))) {
+            refusals_.Write(Format("%s refused: cannot watch its connection: %s", name.c_str(),
+                                   std::strerror(errno)));
+            continue;
+        }
+        clients_.push_back(std::move(added));
     }
 }
 
