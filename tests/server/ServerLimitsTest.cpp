@@ -67,7 +67,10 @@ std::vector<std::unique_ptr<RawPeer>> Connections(std::uint16_t port, int count,
 }
 
 TEST(ServerLoadTest, ARealClientIsServedBesideHundredsOfIdleAndSlowConnections) {
-    testing::RaiseDescriptorLimit(4096);
+    // Both ends of every connection are in this process.
+    if (testing::RaiseDescriptorLimit(4096) < 2000) {
+        GTEST_SKIP() << "needs 2000 descriptors; the hard limit is lower";
+    }
     auto options = testing::LoopbackServerOptions();
     // Every peer here is 127.0.0.1: the media service's per-address limit
     // would refuse the crowd before the event loop had to carry it.

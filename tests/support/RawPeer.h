@@ -10,6 +10,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
@@ -91,14 +92,19 @@ private:
     int fd_ = -1;
 };
 
-// Lifts this process's descriptor limit to its hard limit (at most `want`),
-// for tests that hold many connections.
-inline void RaiseDescriptorLimit(rlim_t want) {
+// Lifts this process's descriptor limit towards `want` (at most its hard
+// limit), for tests that hold many connections; the limit it now has.
+inline rlim_t RaiseDescriptorLimit(rlim_t want) {
     rlimit limit{};
-    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < want) {
+    if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) {
+        return 0;
+    }
+    if (limit.rlim_cur < want) {
         limit.rlim_cur = std::min(want, limit.rlim_max);
         ::setrlimit(RLIMIT_NOFILE, &limit);
+        ::getrlimit(RLIMIT_NOFILE, &limit);
     }
+    return limit.rlim_cur;
 }
 
 // Sends one UDP datagram to 127.0.0.1:port and returns the reply that comes
