@@ -1,14 +1,23 @@
 #include "MediaHttpServer.h"
 
-#include <httplib.h>
+#include <arpa/inet.h>
+#include <microhttpd.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdarg>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <utility>
 
 #include "AlbumArtImage.h"
 #include "core/Logger.h"
+#include "core/Text.h"
 #include "media/MediaPages.h"
 #include "media/ZlibStream.h"
 
@@ -17,38 +26,6 @@ namespace vantor::server {
 namespace {
 
 constexpr const char* kThriftType = "application/x-thrift";
-
-int Parameter(const httplib::Request& request, const char* name, int fallback) {
-    if (!request.has_param(name)) {
-        return fallback;
-    }
-    try {
-        return std::stoi(request.get_param_value(name));
-    } catch (const std::exception&) {
-        return fallback;
-    }
-}
-
-// Decodes %XX escapes, except "%2F", which inside a library path is a "/"
-// within a name and must reach the library as it stands.
-std::string DecodePath(const std::string& text) {
-    std::string decoded;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '%' && i + 2 < text.size() &&
-            std::isxdigit(static_cast<unsigned char>(text[i + 1])) &&
-            std::isxdigit(static_cast<unsigned char>(text[i + 2]))) {
-            const int value = std::stoi(text.substr(i + 1, 2), nullptr, 16);
-            if (value != '/') {
-                decoded += static_cast<char>(value);
-                i += 2;
-                continue;
-            }
-        }
-        decoded += text[i];
-    }
-    return decoded;
-}
-
 wire::MediaItem ToItem(const LibraryEntry& entry) {
     wire::MediaItem item;
     if (entry.id >= 0) {
@@ -150,50 +127,127 @@ std::string MediaHttpServer::GzipForClient(const std::string& body) {
     return {};
 }
 
+// The C callbacks of libmicrohttpd, each handing on to the server.
+struct MediaHttpServer::Callbacks {
+    static MHD_Result Accept(void* self, const sockaddr* address, socklen_t length) {
+        auto* server = static_cast<MediaHttpServer*>(self);
+        if (server->options_.allow.Allows(address, length)) {
+            return MHD_YES;
+        }
+        server->LogRefusal(DescribePeer(address, length),
+                           "is outside the allowed addresses (--allow); connection closed");
+        return MHD_NO;
+    }
+
+    // The raw target of the request line, before the library splits and
+    // unescapes it; kept as the request's context.
+    static void* Target(void* /*self*/, const char* uri, MHD_Connection* /*connection*/) {
+        return new std::string(uri != nullptr ? uri : "");
+    }
+
+    static void Completed(void* /*self*/, MHD_Connection* /*connection*/, void** context,
+                          MHD_RequestTerminationCode /*why*/) {
+        delete static_cast<std::string*>(*context);
+        *context = nullptr;
+    }
+
+    static MHD_Result Answer(void* self, MHD_Connection* connection, const char* /*url*/,
+                             const char* method, const char* /*version*/, const char* /*upload*/,
+                             size_t* uploadSize, void** context) {
+        auto* server = static_cast<MediaHttpServer*>(self);
+        if (*uploadSize != 0) {
+            *uploadSize = 0;  // a body is never wanted; the answer went out already
+            return MHD_YES;
+        }
+        const auto* target = static_cast<const std::string*>(*context);
+        const char* encoding =
+            MHD_lookup_connection_value(connection, MHD_HEADER_KIND, "Accept-Encoding");
+        MediaResponse answer = server->Serve(method != nullptr ? method : "",
+                                             target != nullptr ? *target : std::string(),
+                                             encoding != nullptr ? encoding : "");
+        MHD_Response* response = MHD_create_response_from_buffer(
+            answer.body.size(), answer.body.data(), MHD_RESPMEM_MUST_COPY);
+        if (response == nullptr) {
+            return MHD_NO;
+        }
+        if (!answer.type.empty()) {
+            MHD_add_response_header(response, "Content-Type", answer.type.c_str());
+        }
+        if (answer.gzipped) {
+            MHD_add_response_header(response, "Content-Encoding", "gzip");
+        }
+        const MHD_Result queued =
+            MHD_queue_response(connection, static_cast<unsigned>(answer.status), response);
+        MHD_destroy_response(response);
+        return queued;
+    }
+
+    __attribute__((format(printf, 2, 0))) static void Log(void* self, const char* format,
+                                                          va_list arguments) {
+        std::string line = FormatV(format, arguments);
+        while (!line.empty() && line.back() == '\n') {
+            line.pop_back();
+        }
+        static_cast<MediaHttpServer*>(self)->refusals_.Write("media service: " + line);
+    }
+};
+
+void MediaHttpServer::LogRefusal(const std::string& peer, const char* why) {
+    refusals_.Write("media service: " + peer + " " + why);
+}
+
 bool MediaHttpServer::Start() {
     Stop();
-    http_ = std::make_unique<httplib::Server>();
-    http_->set_pre_routing_handler(
-        [this](const httplib::Request& request, httplib::Response& response) {
-            Serve(request, response);
-            return httplib::Server::HandlerResponse::Handled;
-        });
-    const int port =
-        options_.port == 0
-            ? http_->bind_to_any_port(options_.bindAddress)
-            : (http_->bind_to_port(options_.bindAddress, options_.port) ? options_.port : -1);
-    if (port <= 0) {
-        Log(kLogError, "vantor-server: cannot bind the media service to %s:%u",
-            options_.bindAddress.c_str(), static_cast<unsigned>(options_.port));
-        http_.reset();
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(options_.port);
+    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    const int one = 1;
+    if (fd < 0 || ::inet_pton(AF_INET, options_.bindAddress.c_str(), &address.sin_addr) != 1 ||
+        ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one) != 0 ||
+        ::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+        ::listen(fd, SOMAXCONN) != 0) {
+        Log(kLogError, "vantor-server: cannot bind the media service to %s:%u: %s",
+            options_.bindAddress.c_str(), static_cast<unsigned>(options_.port),
+            std::strerror(errno));
+        if (fd >= 0) {
+            ::close(fd);
+        }
         return false;
     }
-    port_ = static_cast<std::uint16_t>(port);
-    httplib::Server* http = http_.get();
-    thread_ = std::thread([http] { http->listen_after_bind(); });
-    // A stop that came before the listening loop began would be missed by
-    // it; so Start returns only once the loop runs.
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (!http_->is_running()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            Log(kLogError, "vantor-server: the media service did not start");
-            Stop();
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    socklen_t length = sizeof address;
+    ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
+    port_ = ntohs(address.sin_port);
+
+    // The library checks the per-address limit itself; the total is split
+    // among its threads.
+    const unsigned threads = std::max(1u, options_.threads);
+    daemon_ = MHD_start_daemon(
+        MHD_USE_EPOLL_INTERNAL_THREAD | MHD_USE_ITC | MHD_USE_ERROR_LOG, 0, &Callbacks::Accept,
+        this, &Callbacks::Answer, this,
+        // First, so every message of the library comes through it.
+        MHD_OPTION_EXTERNAL_LOGGER, &Callbacks::Log, this, MHD_OPTION_LISTEN_SOCKET, fd,
+        MHD_OPTION_CONNECTION_TIMEOUT, options_.connectionTimeout, MHD_OPTION_CONNECTION_LIMIT,
+        std::max(options_.maxConnections, threads), MHD_OPTION_PER_IP_CONNECTION_LIMIT,
+        options_.maxConnectionsPerAddress, MHD_OPTION_THREAD_POOL_SIZE, threads,
+        MHD_OPTION_URI_LOG_CALLBACK, &Callbacks::Target, this, MHD_OPTION_NOTIFY_COMPLETED,
+        &Callbacks::Completed, this, MHD_OPTION_END);
+    if (daemon_ == nullptr) {
+        Log(kLogError, "vantor-server: the media service did not start on port %u",
+            static_cast<unsigned>(port_));
+        ::close(fd);
+        return false;
     }
     return true;
 }
 
 void MediaHttpServer::Stop() {
-    if (!http_) {
+    if (daemon_ == nullptr) {
         return;
     }
-    http_->stop();
-    if (thread_.joinable()) {
-        thread_.join();
-    }
-    http_.reset();
+    // Waits for the library's threads; the listening socket goes with them.
+    MHD_stop_daemon(daemon_);
+    daemon_ = nullptr;
 }
 
 std::vector<std::string> MediaHttpServer::ServedPaths() const {
@@ -201,122 +255,122 @@ std::vector<std::string> MediaHttpServer::ServedPaths() const {
     return served_;
 }
 
-void MediaHttpServer::Serve(const httplib::Request& request, httplib::Response& response) {
-    const std::string target = request.target.substr(0, request.target.find('?'));
-    const std::string path = DecodePath(target);
+MediaResponse MediaHttpServer::Serve(std::string_view method, std::string_view target,
+                                     std::string_view acceptEncoding) {
+    const MediaRequest request = ParseMediaTarget(target);
     {
         std::lock_guard lock(servedMutex_);
         if (served_.size() == 1000) {
             served_.erase(served_.begin());
         }
-        served_.push_back(path);
+        served_.push_back(request.path);
     }
-    const auto endsWith = [&](const std::string& suffix) {
-        return path.size() >= suffix.size() &&
-               path.compare(path.size() - suffix.size(), suffix.size(), suffix) == 0;
+    MediaResponse response;
+    response.type = kThriftType;
+    const auto fail = [&](int status) {
+        response.status = status;
+        response.body.clear();
+        response.type.clear();
+        return response;
     };
-    const int start = Parameter(request, "start", 0);
-    const int count = Parameter(request, "count", -1);
-    const bool withTotal = request.has_param("includeTotalCount") &&
-                           request.get_param_value("includeTotalCount") == "true";
-
-    std::string body;
-    std::string type = kThriftType;
-    if (request.method != "GET") {
-        response.status = 405;
-        return;
+    if (method != "GET") {
+        return fail(405);
     }
-    if (path == "/playlist.thrift") {
-        const auto queue = queue_(std::max(start, 0), PageCount(count));
-        if (!queue) {
-            response.status = 503;
-            return;
-        }
-        wire::PlaylistPage page;
-        page.__set_start(static_cast<std::int32_t>(
-            std::min<std::size_t>(static_cast<std::size_t>(std::max(start, 0)), queue->total)));
-        if (withTotal) {
-            page.__set_totalCount(static_cast<std::int32_t>(queue->total));
-        }
-        page.__set_items(Items(queue->entries));
-        body = EncodePlaylistPage(page);
-    } else if (path.rfind("/media/search/", 0) == 0 && endsWith(".thrift")) {
-        const std::string text = MediaLibrary::UnescapeName(path.substr(14, path.size() - 14 - 7));
-        ListPage results;
-        const std::int32_t code =
-            player_->Search(text, std::max(start, 0), PageCount(count), &results);
-        if (code != kSuccess) {
-            response.status = StatusFor(code);
-            return;
-        }
-        wire::MediaList list;
-        list.__set_path("/Music/Search/" + text);
-        list.__set_start(static_cast<std::int32_t>(
-            std::min<std::size_t>(static_cast<std::size_t>(std::max(start, 0)), results.total)));
-        list.__set_totalCount(static_cast<std::int32_t>(results.total));
-        list.__set_items(Items(results.entries));
-        body = EncodeMediaList(list);
-    } else if (path.rfind("/media", 0) == 0 && endsWith(".thrift")) {
-        const std::string folder = path.substr(6, path.size() - 6 - 7);
-        ListPage entries;
-        const std::int32_t code = player_->Browse(folder.empty() ? "/" : folder, std::max(start, 0),
-                                                  PageCount(count), &entries);
-        if (code != kSuccess) {
-            response.status = StatusFor(code);
-            return;
-        }
-        wire::MediaList list;
-        list.__set_path(folder.empty() ? "/" : folder);
-        list.__set_start(static_cast<std::int32_t>(
-            std::min<std::size_t>(static_cast<std::size_t>(std::max(start, 0)), entries.total)));
-        if (withTotal) {
-            list.__set_totalCount(static_cast<std::int32_t>(entries.total));
-        }
-        list.__set_items(Items(entries.entries));
-        if (!entries.index.empty()) {
-            std::vector<wire::MediaIndexEntry> labels;
-            for (const IndexLabel& label : entries.index) {
-                wire::MediaIndexEntry entry;
-                entry.__set_label(label.label);
-                entry.__set_position(label.position);
-                labels.push_back(entry);
+    const int start = std::max(request.start, 0);
+    const auto first = [start](std::size_t total) {
+        return static_cast<std::int32_t>(
+            std::min<std::size_t>(static_cast<std::size_t>(start), total));
+    };
+    switch (request.kind) {
+        case MediaRequest::Kind::Playlist: {
+            const auto queue = queue_(start, PageCount(request.count));
+            if (!queue) {
+                return fail(503);
             }
-            list.__set_index(std::move(labels));
-        }
-        body = EncodeMediaList(list);
-    } else if (path.rfind("/art/", 0) == 0 && path.find('.', 5) != std::string::npos) {
-        const std::string id = path.substr(5, path.find('.', 5) - 5);
-        std::int32_t code = kNotFound;
-        try {
-            std::size_t used = 0;
-            const int number = std::stoi(id, &used);
-            if (used == id.size()) {
-                code = player_->AlbumArt(number, &body, &type);
+            wire::PlaylistPage page;
+            page.__set_start(first(queue->total));
+            if (request.includeTotalCount) {
+                page.__set_totalCount(static_cast<std::int32_t>(queue->total));
             }
-        } catch (const std::exception&) {
+            page.__set_items(Items(queue->entries));
+            response.body = EncodePlaylistPage(page);
+            break;
         }
-        if (code != kSuccess) {
-            response.status = StatusFor(code);
-            return;
+        case MediaRequest::Kind::Search: {
+            ListPage results;
+            const std::int32_t code =
+                player_->Search(request.argument, start, PageCount(request.count), &results);
+            if (code != kSuccess) {
+                return fail(StatusFor(code));
+            }
+            wire::MediaList list;
+            list.__set_path("/Music/Search/" + request.argument);
+            list.__set_start(first(results.total));
+            list.__set_totalCount(static_cast<std::int32_t>(results.total));
+            list.__set_items(Items(results.entries));
+            response.body = EncodeMediaList(list);
+            break;
         }
-    } else if (!options_.updateFile.empty() && path == UpdatePath()) {
-        body = ReadFile(options_.updateFile);
-        type = "application/octet-stream";
-    } else {
-        response.status = 404;
-        return;
+        case MediaRequest::Kind::Folder: {
+            ListPage entries;
+            const std::int32_t code =
+                player_->Browse(request.argument, start, PageCount(request.count), &entries);
+            if (code != kSuccess) {
+                return fail(StatusFor(code));
+            }
+            wire::MediaList list;
+            list.__set_path(request.argument);
+            list.__set_start(first(entries.total));
+            if (request.includeTotalCount) {
+                list.__set_totalCount(static_cast<std::int32_t>(entries.total));
+            }
+            list.__set_items(Items(entries.entries));
+            if (!entries.index.empty()) {
+                std::vector<wire::MediaIndexEntry> labels;
+                for (const IndexLabel& label : entries.index) {
+                    wire::MediaIndexEntry entry;
+                    entry.__set_label(label.label);
+                    entry.__set_position(label.position);
+                    labels.push_back(entry);
+                }
+                list.__set_index(std::move(labels));
+            }
+            response.body = EncodeMediaList(list);
+            break;
+        }
+        case MediaRequest::Kind::Art: {
+            std::int32_t code = kNotFound;
+            try {
+                std::size_t used = 0;
+                const int number = std::stoi(request.argument, &used);
+                if (used == request.argument.size()) {
+                    code = player_->AlbumArt(number, &response.body, &response.type);
+                }
+            } catch (const std::exception&) {
+            }
+            if (code != kSuccess) {
+                return fail(StatusFor(code));
+            }
+            break;
+        }
+        case MediaRequest::Kind::Other:
+            if (options_.updateFile.empty() || request.path != UpdatePath()) {
+                return fail(404);
+            }
+            response.body = ReadFile(options_.updateFile);
+            response.type = "application/octet-stream";
+            break;
     }
 
-    if (options_.gzip && type == kThriftType &&
-        request.get_header_value("Accept-Encoding").find("gzip") != std::string::npos) {
-        std::string packed = GzipForClient(body);
+    if (options_.gzip && response.type == kThriftType &&
+        acceptEncoding.find("gzip") != std::string_view::npos) {
+        std::string packed = GzipForClient(response.body);
         if (!packed.empty()) {
-            body = std::move(packed);
-            response.set_header("Content-Encoding", "gzip");
+            response.body = std::move(packed);
+            response.gzipped = true;
         }
     }
-    response.status = 200;
-    response.set_content(std::move(body), type.c_str());
+    return response;
 }
 
 }  // namespace vantor::server

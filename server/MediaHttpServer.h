@@ -10,27 +10,35 @@
 //   GET /art/<track id>.<any extension>
 //   GET /update/<file name>
 //
-// Threads: requests are served on the HTTP library's worker threads; Start
-// and Stop belong to the owner. The library and the art come from the
-// player backend's any-thread methods; the play queue is asked for through
-// `queue`, which may be called from any thread.
+// The HTTP side is GNU libmicrohttpd, event-driven (epoll) on a small pool
+// of threads: idle keep-alive connections, half-sent requests and peers that
+// read a byte a second cost a descriptor and a little memory each, never a
+// thread, and each is closed after the connection time-out of silence. Peers
+// outside the allowed ranges, and connections beyond the per-address or the
+// total limit, are closed at once (logged).
+//
+// Threads: requests are served on the HTTP library's threads ("MHD-worker"),
+// several at once; Start and Stop belong to the owner. The library and the
+// art come from the player backend's any-thread methods; the play queue is
+// asked for through `queue`, which may be called from any thread.
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
+#include <string_view>
 #include <vector>
 
+#include "AddressFilter.h"
+#include "MediaRequest.h"
 #include "PlayerBackend.h"
+#include "RefusalLog.h"
 
-namespace httplib {
-class Server;
-struct Request;
-struct Response;
-}  // namespace httplib
+struct MHD_Connection;
+struct MHD_Daemon;
 
 namespace vantor::server {
 
@@ -40,6 +48,25 @@ struct MediaHttpOptions {
     bool gzip = true;
     // A file offered as the client update, served under /update/<its name>.
     std::string updateFile;
+    // Who may ask.
+    AddressFilter allow;
+    // Seconds of silence after which a connection is closed.
+    unsigned connectionTimeout = 15;
+    // Open connections at most, in all and from one address (0: no limit of
+    // its own for the latter).
+    unsigned maxConnections = 1000;
+    unsigned maxConnectionsPerAddress = 64;
+    // Threads serving requests (a page of a slow player must not hold up
+    // the others).
+    unsigned threads = 4;
+};
+
+// A response of the media service before it goes on the wire.
+struct MediaResponse {
+    int status = 200;
+    std::string body;
+    std::string type;
+    bool gzipped = false;
 };
 
 class MediaHttpServer {
@@ -70,15 +97,21 @@ public:
     // within that, Huffman coding alone (never above eightfold) otherwise.
     static std::string GzipForClient(const std::string& body);
 
+    // Answers one request (any thread): the method, the raw target of the
+    // request line and the client's Accept-Encoding header.
+    MediaResponse Serve(std::string_view method, std::string_view target,
+                        std::string_view acceptEncoding);
+
 private:
-    void Serve(const httplib::Request& request, httplib::Response& response);
+    struct Callbacks;
+    void LogRefusal(const std::string& peer, const char* why);
 
     MediaHttpOptions options_;
     std::shared_ptr<PlayerBackend> player_;
     QueueSource queue_;
-    std::unique_ptr<httplib::Server> http_;
-    std::thread thread_;
+    MHD_Daemon* daemon_ = nullptr;
     std::uint16_t port_ = 0;
+    RefusalLog refusals_;
     mutable std::mutex servedMutex_;  // guards served_
     std::vector<std::string> served_;
 };

@@ -5,7 +5,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <openssl/evp.h>
-#include <poll.h>
+#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -17,6 +17,7 @@
 #include <future>
 
 #include "MusicFolder.h"
+#include "RefusalLog.h"
 #include "SimulatedBackend.h"
 #include "core/Logger.h"
 #include "core/Text.h"
@@ -72,10 +73,13 @@ bool ToAddress(const std::string& dotted, std::uint16_t port, sockaddr_in* addre
 }
 
 std::string Describe(const sockaddr_in& address) {
-    char text[INET_ADDRSTRLEN] = {};
-    ::inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
-    return std::string(text) + ":" + std::to_string(ntohs(address.sin_port));
+    return DescribePeer(reinterpret_cast<const sockaddr*>(&address), sizeof address);
 }
+
+// The listener's first rest after accept ran out of descriptors or memory,
+// and its longest.
+constexpr std::chrono::milliseconds kFirstAcceptRest{50};
+constexpr std::chrono::milliseconds kLongestAcceptRest{2000};
 
 std::uint16_t BoundPort(int fd) {
     sockaddr_in address{};
@@ -137,12 +141,20 @@ std::string FileMd5(const std::string& path) {
 struct MessageServer::Client {
     Descriptor fd;
     std::string peer;
+    std::string host;  // the peer's address without its port
+    std::chrono::steady_clock::time_point connected;
     MessageFramer framer;
     std::string unsent;
+    bool greeted = false;   // it has sent a whole message
+    bool watchOut = false;  // the loop waits for room to write to it
     bool closing = false;
 
-    Client(int descriptor, std::string name, std::size_t maxPending)
-        : fd(descriptor), peer(std::move(name)), framer(maxPending) {}
+    Client(int descriptor, std::string name, std::string address, std::size_t maxPending)
+        : fd(descriptor),
+          peer(std::move(name)),
+          host(std::move(address)),
+          connected(std::chrono::steady_clock::now()),
+          framer(maxPending) {}
 };
 
 class MessageServer::Loop {
@@ -162,6 +174,9 @@ public:
             wakeRead_.Reset(pipe[0]);
             wakeWrite_.Reset(pipe[1]);
         }
+        epoll_.Reset(::epoll_create1(EPOLL_CLOEXEC));
+        Watch(wakeRead_.Get(), EPOLL_CTL_ADD, EPOLLIN, kWakeTag);
+        Watch(discovery_.Get(), EPOLL_CTL_ADD, EPOLLIN, kDiscoveryTag);
     }
 
     void Run();
@@ -202,8 +217,38 @@ private:
             (void)!::write(wakeWrite_.Get(), &byte, 1);
         }
     }
+    // What an epoll event names: one of these, or a Client.
+    static constexpr std::uint64_t kWakeTag = 1;
+    static constexpr std::uint64_t kListenerTag = 2;
+    static constexpr std::uint64_t kDiscoveryTag = 3;
+    bool Watch(int fd, int operation, std::uint32_t events, std::uint64_t tag) {
+        if (fd < 0 || epoll_.Get() < 0) {
+            return false;
+        }
+        epoll_event event{};
+        event.events = events;
+        event.data.u64 = tag;
+        return ::epoll_ctl(epoll_.Get(), operation, fd, &event) == 0;
+    }
+    static std::uint64_t Tag(Client& client) { return reinterpret_cast<std::uintptr_t>(&client); }
+    // Takes closed clients out of the epoll set before their descriptors
+    // close (a copy held by a child being spawned would keep them in it).
+    void RemoveClosed();
+    // Waits for room to write only to clients with output waiting.
+    void WatchOutput();
     void RunTasks();
     void Accept();
+    // Makes room for a new client from `host` when a limit is reached, by
+    // closing the oldest client that has not spoken yet; false when there
+    // is none to close.
+    bool MakeRoom(const std::string& host);
+    // Drops the clients that stayed silent past the greeting time; the
+    // earliest time another one will have.
+    std::chrono::steady_clock::time_point DropSilent(std::chrono::steady_clock::time_point now);
+    void Close(Client& client) {
+        client.closing = true;
+        client.unsent.clear();
+    }
     void Read(Client& client);
     void Flush(Client& client);
     // Appends to the client's output and, unless told not to, sends.
@@ -217,6 +262,8 @@ private:
     const std::shared_ptr<Stats> stats_;
     Descriptor listener_;
     Descriptor discovery_;
+    Descriptor epoll_;
+    bool listenerWatched_ = false;
     Descriptor wakeRead_;
     Descriptor wakeWrite_;
     std::vector<std::string> advertised_;
@@ -226,63 +273,104 @@ private:
     std::mutex tasksMutex_;  // guards tasks_ and rawTasks_
     std::deque<PlayerBackend::Task> tasks_;
     std::deque<std::function<void()>> rawTasks_;
+    RefusalLog refusals_;
+    // While accept fails for want of resources the listener rests until
+    // `acceptResumes_`; each failure in a row doubles the rest.
+    bool acceptResting_ = false;
+    std::chrono::milliseconds acceptRest_{0};
+    std::chrono::steady_clock::time_point acceptResumes_;
 };
 
 void MessageServer::Loop::Run() {
     using Clock = std::chrono::steady_clock;
     auto nextTick = Clock::now() + options_.tick;
-    std::vector<pollfd> polled;
+    // epoll, not poll: a wake costs the same with a thousand idle clients as
+    // with none.
+    epoll_event events[64];
     while (!stop_) {
-        polled.clear();
-        polled.push_back({wakeRead_.Get(), POLLIN, 0});
-        polled.push_back({listener_.Get(), POLLIN, 0});
-        polled.push_back({discovery_.Get(), POLLIN, 0});
-        for (const auto& client : clients_) {
-            const short events =
-                static_cast<short>(POLLIN | (client->unsent.empty() ? 0 : POLLOUT));
-            polled.push_back({client->fd.Get(), events, 0});
+        auto now = Clock::now();
+        // Dropped here, before the wait, so their descriptors go at once.
+        const auto nextGreetingDeadline = DropSilent(now);
+        RemoveClosed();
+        WatchOutput();
+        const bool listening = !acceptResting_ || now >= acceptResumes_;
+        // A resting listener is left out: its waiting connection would wake
+        // the loop at once, again and again.
+        if (listening != listenerWatched_ &&
+            Watch(listener_.Get(), listening ? EPOLL_CTL_ADD : EPOLL_CTL_DEL, EPOLLIN,
+                  kListenerTag)) {
+            listenerWatched_ = listening;
         }
+        auto until = std::min(nextTick, nextGreetingDeadline);
+        if (!listening) {
+            until = std::min(until, acceptResumes_);
+        }
+        now = Clock::now();
         const auto wait =
-            std::chrono::duration_cast<std::chrono::milliseconds>(nextTick - Clock::now()).count();
-        ::poll(polled.data(), polled.size(), static_cast<int>(std::max<long long>(wait, 0)));
+            until <= now ? 0 : std::chrono::ceil<std::chrono::milliseconds>(until - now).count();
+        const int ready =
+            ::epoll_wait(epoll_.Get(), events, static_cast<int>(std::size(events)),
+                         static_cast<int>(std::min<long long>(wait, 24LL * 3600 * 1000)));
 
-        if ((polled[0].revents & POLLIN) != 0) {
-            char drain[64];
-            while (::read(wakeRead_.Get(), drain, sizeof drain) > 0) {
+        bool accept = acceptResting_ && listening;
+        for (int i = 0; i < ready; ++i) {
+            const std::uint64_t tag = events[i].data.u64;
+            if (tag == kWakeTag) {
+                char drain[64];
+                while (::read(wakeRead_.Get(), drain, sizeof drain) > 0) {
+                }
+                RunTasks();
+            } else if (tag == kListenerTag) {
+                accept = true;
+            } else if (tag == kDiscoveryTag) {
+                AnswerProbe();
+            } else {
+                // Clients leave only in RemoveClosed, so the pointer holds
+                // for the whole batch.
+                Client& client = *reinterpret_cast<Client*>(static_cast<std::uintptr_t>(tag));
+                if ((events[i].events & (EPOLLIN | EPOLLHUP | EPOLLERR)) != 0) {
+                    Read(client);
+                }
+                if ((events[i].events & EPOLLOUT) != 0 && !client.closing) {
+                    Flush(client);
+                }
             }
-            RunTasks();
         }
-        if ((polled[1].revents & POLLIN) != 0) {
+        if (accept) {
             Accept();
-        }
-        if ((polled[2].revents & POLLIN) != 0) {
-            AnswerProbe();
-        }
-        // Clients accepted in this round were not polled yet.
-        const std::size_t polledClients = polled.size() - 3;
-        for (std::size_t i = 0; i < polledClients && i < clients_.size(); ++i) {
-            Client& client = *clients_[i];
-            const short revents = polled[i + 3].revents;
-            if ((revents & (POLLIN | POLLHUP | POLLERR)) != 0) {
-                Read(client);
-            }
-            if ((revents & POLLOUT) != 0) {
-                Flush(client);
-            }
         }
         if (Clock::now() >= nextTick) {
             nextTick += options_.tick;
-            Events events;
-            player_->Tick(events);
-            Broadcast(events);
+            Events tickEvents;
+            player_->Tick(tickEvents);
+            Broadcast(tickEvents);
         }
-        std::erase_if(clients_, [](const std::unique_ptr<Client>& client) {
-            return client->closing && client->unsent.empty();
-        });
+        RemoveClosed();
         stats_->clients = static_cast<int>(clients_.size());
     }
     clients_.clear();
     stats_->clients = 0;
+}
+
+void MessageServer::Loop::RemoveClosed() {
+    std::erase_if(clients_, [this](const std::unique_ptr<Client>& client) {
+        if (!client->closing || !client->unsent.empty()) {
+            return false;
+        }
+        ::epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, client->fd.Get(), nullptr);
+        return true;
+    });
+}
+
+void MessageServer::Loop::WatchOutput() {
+    for (auto& client : clients_) {
+        const bool want = !client->unsent.empty() && !client->closing;
+        if (want != client->watchOut) {
+            client->watchOut = want;
+            Watch(client->fd.Get(), EPOLL_CTL_MOD, want ? EPOLLIN | EPOLLOUT : EPOLLIN,
+                  Tag(*client));
+        }
+    }
 }
 
 void MessageServer::Loop::RunTasks() {
@@ -305,17 +393,111 @@ void MessageServer::Loop::RunTasks() {
 
 void MessageServer::Loop::Accept() {
     while (true) {
-        sockaddr_in peer{};
+        sockaddr_storage peer{};
         socklen_t length = sizeof peer;
         const int fd = ::accept4(listener_.Get(), reinterpret_cast<sockaddr*>(&peer), &length,
                                  SOCK_CLOEXEC | SOCK_NONBLOCK);
         if (fd < 0) {
+            const int error = errno;
+            if (error == EINTR || error == ECONNABORTED) {
+                continue;
+            }
+            if (error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM) {
+                // The waiting connection stays in the backlog and keeps the
+                // listener readable: polling it now would spin. Rest, and
+                // try again later, longer each time.
+                if (!acceptResting_) {
+                    Log(kLogError,
+                        "vantor-server: cannot accept a connection: %s; trying again as "
+                        "clients leave",
+                        std::strerror(error));
+                }
+                acceptResting_ = true;
+                acceptRest_ = acceptRest_.count() == 0
+                                  ? kFirstAcceptRest
+                                  : std::min(acceptRest_ * 2, kLongestAcceptRest);
+                acceptResumes_ = std::chrono::steady_clock::now() + acceptRest_;
+            } else if (error != EAGAIN && error != EWOULDBLOCK) {
+                refusals_.Write(Format("accept failed: %s", std::strerror(error)));
+            } else if (acceptResting_) {
+                acceptResting_ = false;  // nothing waits; nothing to rest for
+                acceptRest_ = std::chrono::milliseconds(0);
+            }
             return;
+        }
+        Descriptor client(fd);
+        if (acceptResting_) {
+            acceptResting_ = false;
+            acceptRest_ = std::chrono::milliseconds(0);
+            Log(kLogError, "vantor-server: accepting connections again");
+        }
+        const auto* address = reinterpret_cast<const sockaddr*>(&peer);
+        const std::string name = DescribePeer(address, length);
+        if (!options_.allow.Allows(address, length)) {
+            refusals_.Write(name +
+                            " is outside the allowed addresses (--allow); connection closed");
+            continue;
+        }
+        const std::string host = PeerHost(address, length);
+        if (!MakeRoom(host)) {
+            refusals_.Write(Format("%s refused: %zu clients from its address, %zu in all, at most",
+                                   name.c_str(), options_.maxClientsPerAddress,
+                                   options_.maxClients));
+            continue;
         }
         const int one = 1;
         ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-        clients_.push_back(std::make_unique<Client>(fd, Describe(peer), options_.maxPending));
+        auto added = std::make_unique<Client>(client.Release(), name, host, options_.maxPending);
+        if (!Watch(fd, EPOLL_CTL_ADD, EPOLLIN, Tag(*added))) {
+            refusals_.Write(Format("%s refused: cannot watch its connection: %s", name.c_str(),
+                                   std::strerror(errno)));
+            continue;
+        }
+        clients_.push_back(std::move(added));
     }
+}
+
+bool MessageServer::Loop::MakeRoom(const std::string& host) {
+    std::size_t total = 0;
+    std::size_t fromHost = 0;
+    for (const auto& client : clients_) {
+        if (!client->closing) {
+            ++total;
+            fromHost += client->host == host ? 1 : 0;
+        }
+    }
+    const bool hostFull = fromHost >= options_.maxClientsPerAddress;
+    if (!hostFull && total < options_.maxClients) {
+        return true;
+    }
+    // Clients are kept in the order they came, so the first is the oldest.
+    for (auto& client : clients_) {
+        if (!client->closing && !client->greeted && (!hostFull || client->host == host)) {
+            refusals_.Write(client->peer +
+                            " has not spoken and makes room for a new client; connection closed");
+            Close(*client);
+            return true;
+        }
+    }
+    return false;
+}
+
+std::chrono::steady_clock::time_point MessageServer::Loop::DropSilent(
+    std::chrono::steady_clock::time_point now) {
+    auto next = std::chrono::steady_clock::time_point::max();
+    for (auto& client : clients_) {
+        if (client->greeted || client->closing) {
+            continue;
+        }
+        const auto deadline = client->connected + options_.greetingTimeout;
+        if (deadline <= now) {
+            refusals_.Write(client->peer + " sent no message after connecting; connection closed");
+            Close(*client);
+        } else {
+            next = std::min(next, deadline);
+        }
+    }
+    return next;
 }
 
 void MessageServer::Loop::Read(Client& client) {
@@ -332,7 +514,10 @@ void MessageServer::Loop::Read(Client& client) {
         }
         const bool fits =
             client.framer.Feed(std::string_view(buffer, static_cast<std::size_t>(received)),
-                               [&](std::string_view document) { Handle(client, document); });
+                               [&](std::string_view document) {
+                                   client.greeted = true;
+                                   Handle(client, document);
+                               });
         if (!fits) {
             ++stats_->malformed;
             Log(kLogError,
@@ -345,21 +530,34 @@ void MessageServer::Loop::Read(Client& client) {
     }
 }
 
-void MessageServer::Loop::Handle(Client& client, std::string_view document) {
+std::unique_ptr<Message> ReadRequest(std::string_view document, std::string* text,
+                                     std::string* root, bool* notRequest) {
     while (!document.empty() && document.front() == '\0') {
         document.remove_prefix(1);
     }
-    const std::string text = RemoveProcessingInstructionsAndComments(document);
-    const std::string root = RootName(text);
-    auto request = MessageFactory::Create(MessageTypeFromName(root));
-    if (!request || request->Kind() != MessageKind::Request) {
+    *text = RemoveProcessingInstructionsAndComments(document);
+    *root = RootName(*text);
+    auto request = MessageFactory::Create(MessageTypeFromName(*root));
+    *notRequest = request != nullptr && request->Kind() != MessageKind::Request;
+    if (!request || *notRequest) {
+        return nullptr;
+    }
+    request->FromXml(*text);
+    return request;
+}
+
+void MessageServer::Loop::Handle(Client& client, std::string_view document) {
+    std::string text;
+    std::string root;
+    bool notRequest = false;
+    const auto request = ReadRequest(document, &text, &root, &notRequest);
+    if (!request) {
         ++stats_->malformed;
         Log(kLogError, "vantor-server: %s from %s: %s",
-            request ? "not a request" : "unknown or malformed message", client.peer.c_str(),
+            notRequest ? "not a request" : "unknown or malformed message", client.peer.c_str(),
             text.c_str());
         return;
     }
-    request->FromXml(text);
     ++stats_->requests;
     {
         std::lock_guard lock(stats_->mutex);
@@ -441,6 +639,11 @@ void MessageServer::Loop::AnswerProbe() {
     if (received <= 0) {
         return;
     }
+    if (!options_.allow.Allows(reinterpret_cast<const sockaddr*>(&sender), length)) {
+        refusals_.Write(Describe(sender) +
+                        " is outside the allowed addresses (--allow); no discovery reply");
+        return;
+    }
     if (received < 2 || probe[0] != 0x01 || probe[1] != 0x00) {
         ++stats_->malformed;
         Log(kLogError, "vantor-server: ignoring a discovery datagram of %zd bytes from %s",
@@ -485,7 +688,7 @@ bool MessageServer::Start() {
     if (listener.Get() < 0) {
         return false;
     }
-    if (::listen(listener.Get(), 16) != 0) {
+    if (::listen(listener.Get(), SOMAXCONN) != 0) {
         Log(kLogError, "vantor-server: cannot listen: %s", std::strerror(errno));
         return false;
     }
@@ -551,6 +754,10 @@ bool MessageServer::Start() {
         media.port = options.mediaPort;
         media.gzip = options.gzip;
         media.updateFile = options.updateFile;
+        media.allow = options.allow;
+        media.maxConnections = options.mediaMaxConnections;
+        media.maxConnectionsPerAddress = options.mediaMaxConnectionsPerAddress;
+        media.connectionTimeout = options.mediaTimeout;
         media_ = std::make_unique<MediaHttpServer>(
             media, player_,
             [this](std::int32_t start, std::int32_t count) { return QueuePage(start, count); });

@@ -8,6 +8,16 @@
 // state is pushed to every client as events. Malformed, unknown or
 // misdirected messages are logged and dropped.
 //
+// Peers outside the allowed ranges are closed at once and get no discovery
+// reply. Connections beyond the per-address or the total limit are refused,
+// unless one that has not yet sent a whole message can make room (the oldest
+// such goes): silent connections never lock out a real client, which sends
+// its version request at once. A connection that sends no whole message
+// within the greeting time is dropped; one that has spoken may then stay
+// idle for as long as it likes. When accept fails for want of descriptors or
+// memory, the listener rests (logged once) and is tried again with a
+// growing pause, so the loop never spins.
+//
 // Threads: everything runs on one loop thread ("Server Loop"), which owns
 // the clients and the sockets and makes every loop-thread call of the
 // player backend. Start and Stop belong to the owner; the other public
@@ -23,6 +33,7 @@
 #include <string>
 #include <vector>
 
+#include "AddressFilter.h"
 #include "MediaHttpServer.h"
 #include "MediaLibrary.h"
 #include "PlayerBackend.h"
@@ -66,7 +77,27 @@ struct ServerOptions {
     // A file offered to clients as their update (see ServerInfo for the rest
     // of the offer; the URL and checksum are filled in from it when empty).
     std::string updateFile;
+    // Who may connect to either port, and gets discovery replies.
+    AddressFilter allow;
+    // Message connections at most, in all and from one address.
+    std::size_t maxClients = 64;
+    std::size_t maxClientsPerAddress = 8;
+    // How long a new connection may take to send its first whole message.
+    std::chrono::milliseconds greetingTimeout{5000};
+    // The media service's connections: the same from one address and in
+    // all, and seconds of silence before one is closed.
+    unsigned mediaMaxConnections = 1000;
+    unsigned mediaMaxConnectionsPerAddress = 64;
+    unsigned mediaTimeout = 15;
 };
+
+// One framed document as the server reads it: leading zero bytes, markup
+// instructions and comments dropped, the root named, the request made and
+// filled. Null when it holds no request; `root` then names what it held and
+// `notRequest` tells a known message that is not a request from an unknown
+// or malformed one.
+std::unique_ptr<Message> ReadRequest(std::string_view document, std::string* text,
+                                     std::string* root, bool* notRequest);
 
 class MessageServer {
 public:

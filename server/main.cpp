@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "MessageServer.h"
 #include "core/Logger.h"
@@ -33,6 +34,15 @@ const char kUsage[] =
     "  --media-port N         TCP port of the media service over HTTP (default 3569; 0: any)\n"
     "  --no-gzip              never compress media pages\n"
     "  --advertise A[,B...]   addresses named in discovery replies\n"
+    "  --allow CIDR[,CIDR...] who may connect and gets discovery replies (default\n"
+    "                         loopback, 10.0.0.0/8, 172.16.0.0/12, 192.168.0.0/16,\n"
+    "                         fc00::/7 and link-local; the rest is refused and\n"
+    "                         logged). \"0.0.0.0/0,::/0\" allows everyone, \"127.0.0.1\"\n"
+    "                         this machine alone\n"
+    "  --max-clients N        message connections at most (default 64)\n"
+    "  --max-clients-per-address N\n"
+    "                         message connections from one address at most\n"
+    "                         (default 8)\n"
     "  --songs N              size of the generated library (default 500, at most\n"
     "                         100000)\n"
     "  --music DIR            the simulated library from the tags of the audio files\n"
@@ -123,6 +133,20 @@ int main(int argc, char** argv) {
                 }
                 start = comma + 1;
             }
+        } else if (option == "--allow") {
+            std::string bad;
+            auto allow = vantor::server::AddressFilter::Parse(value(), &bad);
+            if (!allow) {
+                std::fprintf(stderr, "vantor-server: --allow: \"%s\" is not an address range\n",
+                             bad.c_str());
+                return 2;
+            }
+            options.allow = std::move(*allow);
+        } else if (option == "--max-clients" || option == "--max-clients-per-address") {
+            int count = 0;
+            ok = ParseCount(value(), &count) && count > 0;
+            (option == "--max-clients" ? options.maxClients : options.maxClientsPerAddress) =
+                static_cast<std::size_t>(count);
         } else if (option == "--songs") {
             ok = ParseCount(value(), &options.songs) && options.songs <= 100000;
         } else if (option == "--music") {

@@ -1,5 +1,8 @@
 #include "session/ConnectionFlow.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "core/Logger.h"
 #include "protocol/Messages.h"
 #include "session/Settings.h"
@@ -53,6 +56,7 @@ void ConnectionFlow::ConnectPressed() {
         return;
     }
     frame_.SaveSettings();
+    quickDrops_ = 0;
     StartAttempt(TargetFromListText(frame_.ServerListText()), reconnect_);
 }
 
@@ -95,7 +99,7 @@ void ConnectionFlow::RunAttempt(std::string target, bool reconnect) {
         fromDiscovery = true;
     }
     if (abort_) {
-        attemptRunning_ = false;
+        FinishAttempt();
         return;
     }
     if (target.empty() || target == "0.0.0.0") {
@@ -104,12 +108,15 @@ void ConnectionFlow::RunAttempt(std::string target, bool reconnect) {
             frame_.SetConnectReady();
         }
         frame_.ShowMessage(kDiscoveryFailureCaption, kDiscoveryFailureMessage);
-        attemptRunning_ = false;
+        FinishAttempt();
         return;
     }
 
     if (reconnect) {
         SaveTitleAndShow(kReconnectingText);
+        if (quickDrops_ > 0) {
+            Pause(DropPause());
+        }
     } else if (frame_.CurrentScreen() == FlowScreen::Connect) {
         frame_.SetStatus(kConnectingText);
     }
@@ -129,6 +136,12 @@ void ConnectionFlow::RunAttempt(std::string target, bool reconnect) {
             }
             target = manager_.DiscoveredServer(next++);
         }
+        {
+            // Before the connect: its channel may be lost before it returns.
+            std::lock_guard lock(mutex_);
+            connectedAt_ = std::chrono::steady_clock::now();
+            answered_ = false;
+        }
         connected = manager_.ConnectToHost(target, options_.port, &abort_);
         if (!connected) {
             Pause(options_.retryPause);
@@ -142,7 +155,30 @@ void ConnectionFlow::RunAttempt(std::string target, bool reconnect) {
         }
         manager_.RequestClientVersion(options_.platform);
     }
-    attemptRunning_ = false;
+    FinishAttempt();
+}
+
+void ConnectionFlow::FinishAttempt() {
+    bool again = false;
+    {
+        std::lock_guard lock(mutex_);
+        attemptRunning_ = false;
+        again = std::exchange(reconnectPending_, false);
+    }
+    // A loss of the channel the attempt just made, or of the one before it
+    // when the attempt made none, is not answered by anyone else.
+    if (again && !abort_ && !closing_ && !manager_.IsConnected() &&
+        frame_.CurrentScreen() != FlowScreen::Connect) {
+        frame_.Post(FlowMessage::Reconnect);
+    }
+}
+
+std::chrono::milliseconds ConnectionFlow::DropPause() const {
+    auto pause = options_.dropPause;
+    for (int i = 1; i < quickDrops_ && pause < options_.dropPauseCap; ++i) {
+        pause *= 2;
+    }
+    return std::min(pause, options_.dropPauseCap);
 }
 
 void ConnectionFlow::WatchNetwork() {
@@ -206,16 +242,23 @@ void ConnectionFlow::Handle(FlowMessage message) {
             manager_.SendRequest(std::make_unique<GetEqPresetsRequest>());
             frame_.Redraw();
             break;
-        case FlowMessage::Reconnect:
-            if (closing_ || attemptRunning_) {
+        case FlowMessage::Reconnect: {
+            if (closing_) {
                 break;
             }
+            std::unique_lock lock(mutex_);
+            if (attemptRunning_) {
+                reconnectPending_ = true;
+                break;
+            }
+            lock.unlock();
             frame_.KillTimer(kReconnectTimer);
             if (notConnectOrMain()) {
                 frame_.SwitchScreen(FlowScreen::Main);
             }
             StartAttempt(TargetServer(), true);
             break;
+        }
         case FlowMessage::NetworkLost:
             frame_.KillTimer(kReconnectTimer);
             SaveTitleAndShow(kNetworkDisconnectedText);
@@ -250,6 +293,11 @@ void ConnectionFlow::Disconnect() {
     }
     frame_.KillTimer(kReconnectTimer);
     manager_.Disconnect();
+    quickDrops_ = 0;
+    {
+        std::lock_guard lock(mutex_);
+        reconnectPending_ = false;
+    }
     RestoreTitle();
 }
 
@@ -271,6 +319,10 @@ void ConnectionFlow::OnClientVersion(const GetClientVersionResponse& response) {
     if (frameListener_) {
         frameListener_->OnClientVersion(response);
     }
+    {
+        std::lock_guard lock(mutex_);
+        answered_ = true;
+    }
     if (update_ != nullptr && update_->Run(response)) {
         return;  // an update is being applied; the client is quitting
     }
@@ -281,6 +333,16 @@ void ConnectionFlow::OnClientVersion(const GetClientVersionResponse& response) {
 void ConnectionFlow::OnChannelLost() {
     if (frameListener_) {
         frameListener_->OnChannelLost();
+    }
+    {
+        std::lock_guard lock(mutex_);
+        const bool quick =
+            !answered_ || std::chrono::steady_clock::now() - connectedAt_ < options_.shortLived;
+        if (quick) {
+            ++quickDrops_;
+        } else {
+            quickDrops_ = 0;
+        }
     }
     if (frame_.CurrentScreen() != FlowScreen::Connect) {
         frame_.Post(FlowMessage::Reconnect);

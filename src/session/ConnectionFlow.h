@@ -107,6 +107,15 @@ struct FlowOptions {
     // at once; without a pause the loop would spin a core and flood the
     // server with connects until it comes back.
     std::chrono::milliseconds retryPause{250};
+    // A connection that ends before its server answered the version request,
+    // or within `shortLived`, was likely taken by something in between (a
+    // tunnel or port proxy whose server is away) that accepts and closes at
+    // once. Reconnecting after such a drop first waits `dropPause`, doubled
+    // for each such drop in a row up to `dropPauseCap`, so the client
+    // neither spins nor gives up.
+    std::chrono::milliseconds shortLived{3000};
+    std::chrono::milliseconds dropPause{250};
+    std::chrono::milliseconds dropPauseCap{4000};
     std::string platform = "ppc";
 };
 
@@ -131,7 +140,8 @@ public:
     // UI thread: the disconnect command. Ends a running attempt (waiting for
     // it, bounded) and the connection; no reconnection follows.
     void Disconnect();
-    // UI thread: a message posted by the flow.
+    // UI thread: a message posted by the flow. A reconnection asked for
+    // while an attempt runs is kept for when it ends.
     void Handle(FlowMessage message);
     // UI thread: a timer expired.
     void OnTimer(int id);
@@ -179,6 +189,11 @@ public:
 private:
     void StartAttempt(std::string target, bool reconnect);
     void RunAttempt(std::string target, bool reconnect);
+    // The end of every attempt: a reconnection asked for while it ran is
+    // posted again now, unless the attempt left a live connection.
+    void FinishAttempt();
+    // The pause before reconnecting after connections that dropped at once.
+    std::chrono::milliseconds DropPause() const;
     void WatchNetwork();
     // Sleeps unless the attempt is aborted or the flow closes; false then.
     bool Pause(std::chrono::milliseconds duration);
@@ -199,10 +214,18 @@ private:
     std::atomic<bool> reconnect_{false};
     std::atomic<bool> networkDown_{false};
     std::atomic<bool> closing_{false};
+    // Connections in a row that dropped right after they were made.
+    std::atomic<int> quickDrops_{0};
 
-    mutable std::mutex mutex_;  // guards target_, the saved title, and wakes Pause
+    // Guards target_, the saved title, the connection's start and the
+    // pending reconnection (with attemptRunning_ turning false), and wakes
+    // Pause.
+    mutable std::mutex mutex_;
     std::condition_variable wake_;
     std::string target_;
+    std::chrono::steady_clock::time_point connectedAt_;
+    bool answered_ = false;  // the current connection's server answered
+    bool reconnectPending_ = false;
     bool titleSaved_ = false;
     std::pair<std::string, bool> savedTitle_;
 

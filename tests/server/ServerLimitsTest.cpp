@@ -1,0 +1,276 @@
+// The server among hostile and careless peers: idle, half-sent and silent
+// connections by the hundred, too many from one address, peers outside the
+// allowed ranges, and a process out of descriptors. Each story ends with a
+// real client's request and page being served.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include "media/HttpClient.h"
+#include "net/ServerConnection.h"
+#include "protocol/Messages.h"
+#include "support/Process.h"
+#include "support/RawPeer.h"
+#include "support/TestServer.h"
+#include "support/Wait.h"
+
+namespace vantor {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::RawPeer;
+using testing::TestServer;
+using testing::WaitUntil;
+
+// A real client: the protocol stack the handheld uses.
+class RealClient final : private ServerConnection::Handler {
+public:
+    bool Connect(std::uint16_t port) { return connection_.Connect("127.0.0.1", port); }
+    // A status round trip: the current state asked for and answered.
+    bool Status() {
+        return connection_.SendAndWait(std::make_unique<GetCurrentStateRequest>(), 5s) != nullptr;
+    }
+    int Lost() const { return lost_; }
+
+private:
+    void OnEvent(std::unique_ptr<Message>) override {}
+    void OnResponse(std::unique_ptr<Message>, std::unique_ptr<Message>) override {}
+    void OnChannelLost(int) override { ++lost_; }
+
+    std::atomic<int> lost_{0};
+    ServerConnection connection_{this};
+};
+
+bool PageServed(std::uint16_t port, const std::string& path) {
+    ResponseBuffer body;
+    HttpOptions options;
+    options.connectTimeout = 5s;
+    options.stallTimeout = 5s;
+    return HttpGetToBuffer("http://127.0.0.1:" + std::to_string(port) + path, body, options) == 0 &&
+           body.Size() > 0;
+}
+
+std::vector<std::unique_ptr<RawPeer>> Connections(std::uint16_t port, int count,
+                                                  int receiveBuffer = 0) {
+    std::vector<std::unique_ptr<RawPeer>> peers;
+    for (int i = 0; i < count; ++i) {
+        peers.push_back(std::make_unique<RawPeer>(port, receiveBuffer));
+    }
+    return peers;
+}
+
+TEST(ServerLoadTest, ARealClientIsServedBesideHundredsOfIdleAndSlowConnections) {
+    // Both ends of every connection are in this process.
+    if (testing::RaiseDescriptorLimit(4096) < 2000) {
+        GTEST_SKIP() << "needs 2000 descriptors; the hard limit is lower";
+    }
+    auto options = testing::LoopbackServerOptions();
+    // Every peer here is 127.0.0.1: the media service's per-address limit
+    // would refuse the crowd before the event loop had to carry it.
+    options.mediaMaxConnectionsPerAddress = 0;
+    options.mediaMaxConnections = 2000;
+    TestServer server(options);
+    const std::uint16_t media = server->MediaPort();
+
+    // Idle keep-alive connections, requests cut off in their headers, and
+    // readers that take a large page and never read it.
+    auto idle = Connections(media, 300);
+    auto halfSent = Connections(media, 100);
+    for (const auto& peer : halfSent) {
+        ASSERT_TRUE(peer->Send("GET /playlist.thrift HTTP/1.1\r\nHost: 127.0.0.1\r\nAcc"));
+    }
+    auto slowReaders = Connections(media, 50, 1024);
+    for (const auto& peer : slowReaders) {
+        ASSERT_TRUE(
+            peer->Send("GET /media/Music/Songs.thrift?count=-1 HTTP/1.1\r\n"
+                       "Host: 127.0.0.1\r\n\r\n"));
+    }
+    // And silent connections to the message port, more than one address
+    // may hold.
+    auto silent = Connections(server.Port(), 300);
+    for (const auto* group : {&idle, &halfSent, &slowReaders, &silent}) {
+        for (const auto& peer : *group) {
+            ASSERT_TRUE(peer->Connected());
+        }
+    }
+
+    RealClient client;
+    ASSERT_TRUE(client.Connect(server.Port()));
+    EXPECT_TRUE(client.Status());
+    EXPECT_TRUE(PageServed(media, "/playlist.thrift?start=0&count=10"));
+    EXPECT_TRUE(PageServed(media, "/media/Music/Artists.thrift?start=0&count=20"));
+    // The silent crowd made room and holds no more than one address may.
+    EXPECT_LE(server->ClientCount(), 8);
+    EXPECT_EQ(client.Lost(), 0);
+}
+
+TEST(ServerLoadTest, MediaConnectionsBeyondTheAddressLimitAreClosed) {
+    auto options = testing::LoopbackServerOptions();
+    options.mediaMaxConnectionsPerAddress = 4;
+    TestServer server(options);
+    auto held = Connections(server->MediaPort(), 4);
+    RawPeer excess(server->MediaPort());
+    ASSERT_TRUE(excess.Connected());
+    EXPECT_TRUE(excess.Send("GET /playlist.thrift HTTP/1.1\r\nHost: x\r\n\r\n"));
+    EXPECT_TRUE(excess.ClosedWithNothing(5s));
+
+    held.pop_back();
+    EXPECT_TRUE(WaitUntil([&] { return PageServed(server->MediaPort(), "/playlist.thrift"); }));
+}
+
+TEST(MessageServerLimitsTest, SilentConnectionsAreDroppedWhileIdleClientsStay) {
+    auto options = testing::LoopbackServerOptions();
+    options.greetingTimeout = 500ms;
+    TestServer server(options);
+    RealClient client;
+    ASSERT_TRUE(client.Connect(server.Port()));
+    ASSERT_TRUE(client.Status());
+
+    RawPeer silent(server.Port());
+    ASSERT_TRUE(silent.Connected());
+    EXPECT_TRUE(silent.ClosedWithNothing(5s));
+    // A whole message in pieces counts once it is whole.
+    RawPeer slowSpeaker(server.Port());
+    std::string request = GetCurrentStateRequest().ToXml();
+    request.push_back('\0');
+    ASSERT_TRUE(slowSpeaker.Send(std::string_view(request).substr(0, 10)));
+    std::this_thread::sleep_for(50ms);
+    ASSERT_TRUE(slowSpeaker.Send(std::string_view(request).substr(10)));
+    EXPECT_FALSE(slowSpeaker.Receive(1s).empty());
+
+    // The client that spoke stays, idle, well past the greeting time.
+    std::this_thread::sleep_for(1500ms);
+    EXPECT_TRUE(client.Status());
+    EXPECT_EQ(client.Lost(), 0);
+    bool closed = false;
+    slowSpeaker.Receive(100ms, &closed);
+    EXPECT_FALSE(closed);
+}
+
+TEST(MessageServerLimitsTest, TheExcessIsRefusedUnlessASilentConnectionMakesRoom) {
+    struct Case {
+        const char* name;
+        std::size_t perAddress;
+        std::size_t total;
+    };
+    for (const Case& limit : {Case{"per address", 2, 64}, Case{"in all", 8, 2}}) {
+        SCOPED_TRACE(limit.name);
+        auto options = testing::LoopbackServerOptions();
+        options.maxClientsPerAddress = limit.perAddress;
+        options.maxClients = limit.total;
+        TestServer server(options);
+
+        RealClient first;
+        auto second = std::make_unique<RealClient>();
+        ASSERT_TRUE(first.Connect(server.Port()) && first.Status());
+        ASSERT_TRUE(second->Connect(server.Port()) && second->Status());
+        RawPeer excess(server.Port());
+        EXPECT_TRUE(excess.ClosedWithNothing(5s));
+        EXPECT_TRUE(first.Status());
+        EXPECT_TRUE(second->Status());
+
+        // With one place held by a connection that never spoke, a new
+        // client takes it.
+        second.reset();
+        ASSERT_TRUE(WaitUntil([&] { return server->ClientCount() == 1; }));
+        RawPeer silent(server.Port());
+        ASSERT_TRUE(WaitUntil([&] { return server->ClientCount() == 2; }));
+        RealClient third;
+        ASSERT_TRUE(third.Connect(server.Port()));
+        EXPECT_TRUE(third.Status());
+        EXPECT_TRUE(silent.ClosedWithNothing(5s));
+        EXPECT_TRUE(first.Status());
+        EXPECT_EQ(first.Lost(), 0);
+    }
+}
+
+TEST(AllowListTest, AnAddressOutsideTheRangesGetsNothing) {
+    auto options = testing::LoopbackServerOptions();
+    // Everything but this machine.
+    options.allow = *server::AddressFilter::Parse("10.0.0.0/8,192.168.0.0/16,fc00::/7");
+    TestServer server(options);
+
+    RawPeer message(server.Port());
+    ASSERT_TRUE(message.Connected());
+    message.Send(std::string("<GetCurrentStateRequest/>\0", 26));
+    EXPECT_TRUE(message.ClosedWithNothing(5s));
+
+    RawPeer media(server->MediaPort());
+    ASSERT_TRUE(media.Connected());
+    media.Send("GET /playlist.thrift HTTP/1.1\r\nHost: x\r\n\r\n");
+    EXPECT_TRUE(media.ClosedWithNothing(5s));
+
+    EXPECT_EQ(testing::UdpExchange(server->DiscoveryPort(), std::string("\x01\x00", 2), 500ms), "");
+    EXPECT_EQ(server->RequestCount(), 0);
+    EXPECT_TRUE(server->MediaRequests().empty());
+}
+
+TEST(AllowListTest, TheDefaultRangesLetThisMachineIn) {
+    TestServer server;
+    RealClient client;
+    ASSERT_TRUE(client.Connect(server.Port()));
+    EXPECT_TRUE(client.Status());
+    EXPECT_TRUE(PageServed(server->MediaPort(), "/playlist.thrift"));
+    EXPECT_NE(testing::UdpExchange(server->DiscoveryPort(), std::string("\x01\x00", 2), 5s), "");
+}
+
+// CPU ticks (user + system) the process has used, from /proc.
+long CpuTicks(pid_t pid) {
+    std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
+    std::string stat((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    // The fields after the command name, which is in parentheses.
+    std::istringstream fields(stat.substr(stat.rfind(')') + 2));
+    std::string field;
+    long user = 0;
+    long system = 0;
+    for (int i = 3; i <= 15 && fields >> field; ++i) {
+        if (i == 14) {
+            user = std::stol(field);
+        } else if (i == 15) {
+            system = std::stol(field);
+        }
+    }
+    return user + system;
+}
+
+TEST(DescriptorExhaustionTest, TheServerRestsItsListenerAndServesAgain) {
+    // The server as its own process with few descriptors, and no limits of
+    // its own that would refuse the crowd first.
+    testing::Process server({"/bin/sh", "-c",
+                             std::string("ulimit -n 40 && exec ") + VANTOR_SERVER_PATH +
+                                 " --bind 127.0.0.1 --port 0 --discovery-port 0 --media-port 0"
+                                 " --songs 20 --max-clients 1000 --max-clients-per-address 1000"});
+    ASSERT_TRUE(server.Started());
+    ASSERT_TRUE(server.WaitForOutput(" songs\n")) << server.Output();
+    unsigned port = 0;
+    const std::string output = server.Output();
+    ASSERT_EQ(std::sscanf(output.c_str() + output.find("127.0.0.1:"), "127.0.0.1:%u", &port), 1)
+        << output;
+
+    auto crowd = Connections(static_cast<std::uint16_t>(port), 80);
+    ASSERT_TRUE(server.WaitForOutput("cannot accept a connection")) << server.Output();
+    // With connections waiting that it cannot take, the server idles.
+    const long before = CpuTicks(server.Pid());
+    std::this_thread::sleep_for(1s);
+    const long used = CpuTicks(server.Pid()) - before;
+    const long perSecond = ::sysconf(_SC_CLK_TCK);
+    EXPECT_LT(used, perSecond / 4) << "ticks used in a second: " << used;
+
+    crowd.clear();
+    RealClient client;
+    ASSERT_TRUE(WaitUntil([&] { return client.Connect(static_cast<std::uint16_t>(port)); }));
+    EXPECT_TRUE(client.Status());
+    EXPECT_TRUE(server.WaitForOutput("accepting connections again")) << server.Output();
+    server.Signal(SIGTERM);
+    EXPECT_EQ(server.Wait(), 0) << server.Output();
+}
+
+}  // namespace
+}  // namespace vantor

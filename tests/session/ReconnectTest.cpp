@@ -1,0 +1,92 @@
+// Reconnection through an endpoint that accepts and closes while the
+// server is away, as tunnels and port proxies do.
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "FlowRig.h"
+#include "support/RelayEndpoint.h"
+#include "support/TestServer.h"
+#include "support/Wait.h"
+
+namespace vantor {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::kSessionStart;
+using testing::RelayEndpoint;
+using testing::Rig;
+using testing::TestFrame;
+using testing::TestServer;
+using testing::WaitUntil;
+
+void ShortDropPauses(FlowOptions& options) {
+    options.dropPause = 10ms;
+    options.dropPauseCap = 80ms;
+}
+
+TEST(ReconnectTest, AConnectionClosedAtOnceIsTriedAgainUntilTheServerIsBack) {
+    TestServer server;
+    RelayEndpoint relay(server.Port());
+    Rig rig(relay.Port(), {}, false, "192.0.2.5", ShortDropPauses);
+    rig.flow.Start(false, false);
+    rig.flow.ConnectPressed();
+    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow,
+                                    [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; }));
+    rig.frame.SetScreen(FlowScreen::Other);
+
+    // The server goes away; the relay still accepts, and closes.
+    server.Stop();
+    ASSERT_TRUE(rig.frame.PumpUntil(
+        rig.flow, [&] { return relay.Closed() >= 8; }, 10s))
+        << "the client kept trying through the relay: " << relay.Closed();
+    // A while later it still tries, neither spinning nor giving up.
+    const int before = relay.Closed();
+    rig.frame.PumpUntil(
+        rig.flow, [] { return false; }, 500ms);
+    const int during = relay.Closed() - before;
+    EXPECT_GE(during, 1);
+    EXPECT_LT(during, 200) << "the pause grows after each drop";
+
+    ASSERT_TRUE(server.Restart());
+    ASSERT_TRUE(rig.frame.PumpUntil(
+        rig.flow, [&] { return rig.frame.Get(&TestFrame::refreshes_) == 1; }, 10s));
+    ASSERT_TRUE(WaitUntil([&] { return server->ReceivedRequests().size() == 6; }));
+    EXPECT_EQ(server->ReceivedRequests(), kSessionStart);
+    EXPECT_EQ(rig.frame.Get(&TestFrame::titles_).back(), "Ana - Intro");
+
+    // A session that then ends the ordinary way is reconnected at once.
+    ASSERT_TRUE(server.Restart());
+    ASSERT_TRUE(rig.frame.PumpUntil(
+        rig.flow, [&] { return rig.frame.Get(&TestFrame::refreshes_) == 2; }, 10s));
+    rig.flow.Exit();
+}
+
+TEST(ReconnectTest, ALossWhileAnAttemptRunsLeadsToAnotherAttempt) {
+    // Each reconnection is asked for while the attempt that made the lost
+    // connection is still running: the relay closes before the attempt has
+    // sent its first request. Many rounds make that ordering certain.
+    TestServer server;
+    RelayEndpoint relay(server.Port());
+    Rig rig(relay.Port(), {}, false, "192.0.2.5", ShortDropPauses);
+    rig.flow.Start(false, false);
+    rig.flow.ConnectPressed();
+    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow,
+                                    [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; }));
+    rig.frame.SetScreen(FlowScreen::Other);
+    for (int round = 0; round < 3; ++round) {
+        SCOPED_TRACE(round);
+        server.Stop();
+        const int closed = relay.Closed();
+        ASSERT_TRUE(rig.frame.PumpUntil(
+            rig.flow, [&] { return relay.Closed() >= closed + 3; }, 10s));
+        ASSERT_TRUE(server.Restart());
+        ASSERT_TRUE(rig.frame.PumpUntil(
+            rig.flow, [&] { return rig.frame.Get(&TestFrame::refreshes_) == round + 1; }, 10s));
+    }
+    rig.flow.Exit();
+}
+
+}  // namespace
+}  // namespace vantor
