@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "PictureType.h"
 #include "core/Logger.h"
 
 namespace vantor::server {
@@ -427,7 +428,7 @@ ResultCode MpdBackend::AlbumArtPath(std::string* path) {
         return code;
     }
     *path = "/art/" + std::to_string(state_.player.current->id) +
-            PictureExtension(PictureType(picture));
+            PictureExtension(PictureTypeOf(picture));
     return kSuccess;
 }
 

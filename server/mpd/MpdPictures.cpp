@@ -4,6 +4,7 @@
 
 #include <vector>
 
+#include "PictureType.h"
 #include "PlayerBackend.h"
 
 namespace vantor::server {
@@ -13,38 +14,6 @@ namespace {
 constexpr std::size_t kMaxPicture = 16 * 1024 * 1024;
 
 }  // namespace
-
-std::string PictureType(const std::string& bytes) {
-    if (bytes.rfind("\x89PNG", 0) == 0) {
-        return "image/png";
-    }
-    if (bytes.rfind("\xff\xd8", 0) == 0) {
-        return "image/jpeg";
-    }
-    if (bytes.rfind("GIF8", 0) == 0) {
-        return "image/gif";
-    }
-    if (bytes.rfind("BM", 0) == 0) {
-        return "image/bmp";
-    }
-    return "application/octet-stream";
-}
-
-std::string PictureExtension(const std::string& type) {
-    if (type == "image/png") {
-        return ".png";
-    }
-    if (type == "image/jpeg") {
-        return ".jpg";
-    }
-    if (type == "image/gif") {
-        return ".gif";
-    }
-    if (type == "image/bmp") {
-        return ".bmp";
-    }
-    return ".img";
-}
 
 ResultCode ReadMpdPicture(MpdConnection& connection, const std::string& uri, std::size_t limit,
                           std::string* bytes) {
@@ -87,7 +56,10 @@ ResultCode MpdPictures::Picture(const std::string& uri, std::string* bytes, std:
     std::lock_guard lock(mutex_);
     const ResultCode code = ReadMpdPicture(connection_, uri, kMaxPicture, bytes);
     if (code == kSuccess) {
-        *type = PictureType(*bytes);
+        *type = PictureTypeOf(*bytes);
+        if (type->empty()) {
+            *type = "application/octet-stream";
+        }
     }
     return code;
 }

@@ -21,10 +21,6 @@ namespace vantor::server {
 ResultCode ReadMpdPicture(MpdConnection& connection, const std::string& uri, std::size_t limit,
                           std::string* bytes);
 
-// The MIME type a picture's first bytes tell, and the file extension for it.
-std::string PictureType(const std::string& bytes);
-std::string PictureExtension(const std::string& type);
-
 class MpdPictures {
 public:
     explicit MpdPictures(const MpdOptions& options);

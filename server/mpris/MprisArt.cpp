@@ -9,24 +9,12 @@
 #include <cstring>
 
 #include "core/Logger.h"
+#include "core/Text.h"
 #include "media/HttpClient.h"
 
 namespace vantor::server::mpris {
 
 namespace {
-
-int HexValue(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
-    }
-    if (c >= 'A' && c <= 'F') {
-        return c - 'A' + 10;
-    }
-    return -1;
-}
 
 // %XX decoded; false when an escape is broken.
 bool PercentDecode(std::string_view text, std::string* out) {
@@ -36,10 +24,12 @@ bool PercentDecode(std::string_view text, std::string* out) {
             out->push_back(text[i]);
             continue;
         }
-        if (i + 2 >= text.size() || HexValue(text[i + 1]) < 0 || HexValue(text[i + 2]) < 0) {
+        if (i + 2 >= text.size() || HexDigitValue(text[i + 1]) < 0 ||
+            HexDigitValue(text[i + 2]) < 0) {
             return false;
         }
-        out->push_back(static_cast<char>(HexValue(text[i + 1]) * 16 + HexValue(text[i + 2])));
+        out->push_back(
+            static_cast<char>(HexDigitValue(text[i + 1]) * 16 + HexDigitValue(text[i + 2])));
         i += 2;
     }
     return true;
@@ -94,53 +84,6 @@ std::string Shown(const std::string& url) {
 }
 
 }  // namespace
-
-std::string PictureTypeOf(std::string_view head) {
-    const auto starts = [&](std::string_view magic) {
-        return head.substr(0, magic.size()) == magic;
-    };
-    if (starts("\x89PNG\r\n\x1a\n")) {
-        return "image/png";
-    }
-    if (starts("\xff\xd8\xff")) {
-        return "image/jpeg";
-    }
-    if (starts("GIF87a") || starts("GIF89a")) {
-        return "image/gif";
-    }
-    if (starts("RIFF") && head.size() >= 12 && head.substr(8, 4) == "WEBP") {
-        return "image/webp";
-    }
-    // "BM" alone starts too many texts: the header's size field must be one
-    // of the known ones.
-    if (starts("BM") && head.size() >= 18) {
-        const auto size = static_cast<unsigned char>(head[14]);
-        if ((size == 12 || size == 40 || size == 52 || size == 56 || size == 108 || size == 124) &&
-            head[15] == 0 && head[16] == 0 && head[17] == 0) {
-            return "image/bmp";
-        }
-    }
-    return {};
-}
-
-std::string PictureExtension(const std::string& type) {
-    if (type == "image/png") {
-        return ".png";
-    }
-    if (type == "image/jpeg") {
-        return ".jpg";
-    }
-    if (type == "image/gif") {
-        return ".gif";
-    }
-    if (type == "image/webp") {
-        return ".webp";
-    }
-    if (type == "image/bmp") {
-        return ".bmp";
-    }
-    return ".img";
-}
 
 std::string LocalPathOf(const std::string& url) {
     if (url.rfind("file://", 0) != 0) {

@@ -19,6 +19,8 @@
 #include <string>
 #include <string_view>
 
+#include "PictureType.h"
+
 namespace vantor::server::mpris {
 
 inline constexpr std::size_t kMaxArtBytes = 8 * 1024 * 1024;
@@ -27,12 +29,6 @@ struct Picture {
     std::string bytes;
     std::string type;  // MIME type
 };
-
-// The MIME type of a picture from its first bytes (at least 16 are
-// looked at when there are so many); empty when they are no picture's.
-std::string PictureTypeOf(std::string_view head);
-// ".png", ".jpg", ... for a MIME type; ".img" for others.
-std::string PictureExtension(const std::string& type);
 
 // The local path of a file: URL (percent-decoded, host empty or
 // "localhost"); empty when it is no such URL.

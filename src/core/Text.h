@@ -28,4 +28,8 @@ std::string_view TruncateUtf16(std::string_view utf8, std::size_t maxUnits);
 // protocol compares words such as "true" and "paused" after lowering them.
 std::string ToLowerAscii(std::string_view text);
 
+// The value of a hexadecimal digit (either case), or -1 for any other byte:
+// for the "%XX" escapes of URLs and paths.
+int HexDigitValue(char c);
+
 }  // namespace vantor
