@@ -205,6 +205,7 @@ void MprisBus::ReadPlayer(Player& player) {
     Send(player, root, [this](Player& found, const QDBusMessage& reply) {
         const bool hadTrackList = found.view.hasTrackList;
         ApplyRootProperties(MapOf(First(reply)), &found.view);
+        found.view.hasTrackList = found.view.hasTrackList || found.tracksListed;
         if (found.view.hasTrackList && !hadTrackList && found.ready) {
             ReadTrackList(found);
         }
@@ -222,9 +223,8 @@ void MprisBus::ReadPlayer(Player& player) {
                 if (found.view.playingState == PlayingState::Playing) {
                     MarkActive(found);
                 }
-                if (found.view.hasTrackList) {
-                    ReadTrackList(found);
-                }
+                // Whatever HasTrackList says: a list that answers is there.
+                ReadTrackList(found);
                 ReadPlaylists(found);
             }
             Update();
@@ -277,6 +277,8 @@ void MprisBus::ReadTrackList(Player& player) {
                 finish(found.busName);
                 return;
             }
+            found.tracksListed = true;
+            found.view.hasTrackList = true;
             QList<QDBusObjectPath> paths;
             for (const std::string& id : ids) {
                 paths.push_back(QDBusObjectPath(Q(id)));
@@ -309,9 +311,12 @@ void MprisBus::ReadTrackList(Player& player) {
                     finish(busName);
                 });
         },
-        [finish, busName = player.busName](const QString& error) {
-            Log(kLogError, "vantor-server: MPRIS player %s has no track list to read: %s",
-                busName.c_str(), error.toUtf8().constData());
+        [this, finish, busName = player.busName](const QString& error) {
+            // Only a player that said it has a track list is wrong not to.
+            if (const Player* found = Find(busName); found && found->view.hasTrackList) {
+                Log(kLogError, "vantor-server: MPRIS player %s has no track list to read: %s",
+                    busName.c_str(), error.toUtf8().constData());
+            }
             finish(busName);
         });
 }
@@ -371,10 +376,16 @@ void MprisBus::OnPropertiesChanged(const QDBusMessage& message) {
             ReadPlayer(*player);
         } else if (player->view.track != track && player->view.track) {
             ReadPosition(*player);  // a new track need not start at 0
+            // VLC 3 lists the tracks added to it only once it moves to
+            // another track, and says nothing then.
+            if (player->view.hasTrackList) {
+                ReadTrackList(*player);
+            }
         }
     } else if (interface == kRootInterface) {
         const bool hadTrackList = player->view.hasTrackList;
         ApplyRootProperties(changed, &player->view);
+        player->view.hasTrackList = player->view.hasTrackList || player->tracksListed;
         if (player->view.hasTrackList && !hadTrackList) {
             ReadTrackList(*player);
         }

@@ -81,6 +81,9 @@ private:
         bool ready = false;  // its Player properties were read
         bool readingTracks = false;
         bool tracksDirty = false;
+        // Its TrackList listed tracks though HasTrackList said there is
+        // none (VLC 3 always says so): it has one all the same.
+        bool tracksListed = false;
     };
     using Answer = std::function<void(Player&, const QDBusMessage&)>;
     using Failure = std::function<void(const QString& error)>;

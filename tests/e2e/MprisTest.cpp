@@ -416,7 +416,9 @@ TEST(MprisStartTest, WithoutASessionBusTheServerSaysSoAndFails) {
         << server.Output();
 }
 
-// VLC's D-Bus control has a track list: the play queue is VLC's.
+// VLC's D-Bus control has a track list (and no playlists): the play queue
+// is VLC's. As root VLC runs as another user, on a bus the test starts for
+// both of them.
 class MprisVlcTest : public MprisTest {
 protected:
     void SetUp() override {
@@ -429,41 +431,124 @@ protected:
         char pattern[] = "/tmp/vantor-mpris-XXXXXX";
         ASSERT_NE(::mkdtemp(pattern), nullptr);
         folder_ = pattern;
+        // VLC may be another user: it has to reach the music and the bus.
+        fs::permissions(folder_, fs::perms(0755));
         std::string error;
         ASSERT_TRUE(testing::WriteMusic(folder_, kSongs, "", &error)) << error;
+        if (testing::Vlc::AsOtherUser()) {
+            bus_ = std::make_unique<testing::SharedBus>(folder_ / "bus");
+            ASSERT_TRUE(bus_->Start()) << "no bus for VLC and the server: " << bus_->Output();
+        }
         std::vector<std::string> files;
         for (const TestSong& song : kSongs) {
             files.push_back((folder_ / "music" / song.file).string());
         }
-        vlc_ = std::make_unique<testing::Vlc>(files);
-        ASSERT_TRUE(vlc_->Start()) << "VLC did not come onto the bus";
+        vlc_ = std::make_unique<testing::Vlc>(files, folder_);
+        ASSERT_TRUE(vlc_->Start()) << "VLC did not come onto the bus: " << vlc_->Output();
         StartServer({"--mpris", "vlc"});
     }
     void TearDown() override {
         StopServer();
         vlc_.reset();
+        bus_.reset();
         if (!folder_.empty()) {
             fs::remove_all(folder_);
         }
     }
 
+    // A call on VLC's track list as another program on the desktop makes
+    // it; its answer as dbus-send prints it.
+    std::string CallVlc(const std::vector<std::string>& arguments) const {
+        std::vector<std::string> command = {FindProgram("dbus-send"), "--session", "--print-reply",
+                                            "--dest=org.mpris.MediaPlayer2.vlc",
+                                            "/org/mpris/MediaPlayer2"};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        Process call(command);
+        call.Wait();
+        return call.Output();
+    }
+    // VLC's track ids, in its order.
+    std::vector<std::string> VlcTracks() const {
+        const std::string answer =
+            CallVlc({"org.freedesktop.DBus.Properties.Get",
+                     "string:org.mpris.MediaPlayer2.TrackList", "string:Tracks"});
+        std::vector<std::string> ids;
+        const std::string mark = "object path \"";
+        for (std::size_t at = answer.find(mark); at != std::string::npos;
+             at = answer.find(mark, at)) {
+            at += mark.size();
+            ids.push_back(answer.substr(at, answer.find('"', at) - at));
+        }
+        return ids;
+    }
+
+    std::unique_ptr<testing::SharedBus> bus_;
     std::unique_ptr<testing::Vlc> vlc_;
 };
 
 TEST_F(MprisVlcTest, TheTrackListIsThePlayQueue) {
-    ASSERT_TRUE(EventuallySays({"queue"}, "queue: 3 entries"));
-    const auto queue = Run({"queue"}).second;
-    EXPECT_NE(queue.find("0  Night Drive - Mira Solen"), std::string::npos) << queue;
-    EXPECT_NE(queue.find("2  Slow Dance - Glass Orchard"), std::string::npos) << queue;
+    ASSERT_TRUE(EventuallySays({"queue"}, "queue: 3 entries")) << Run({"queue"}).second;
+    // VLC reads the tags of the entries after it has listed them.
+    for (const char* entry : {"0  Night Drive - Mira Solen", "1  Summer Rain - Glass Orchard",
+                              "2  Slow Dance - Glass Orchard"}) {
+        EXPECT_TRUE(EventuallySays({"queue"}, entry)) << Run({"queue"}).second;
+    }
     EXPECT_TRUE(Says({"search", "slow"}, "Slow Dance"));
 
+    // Going to an entry is VLC's GoTo: VLC itself plays the one chosen.
     SetPlaylistPositionRequest jump;
     jump.position = 2;
     const auto jumped = Ask(jump);
     ASSERT_NE(jumped, nullptr);
     EXPECT_EQ(jumped->returnCode, 0);
+    EXPECT_TRUE(WaitUntil([] {
+        return Playerctl("vlc", {"metadata", "title"}) == "Slow Dance";
+    })) << Playerctl("vlc", {"metadata", "title"});
     EXPECT_TRUE(EventuallySays({"status"}, "Slow Dance"));
     EXPECT_TRUE(EventuallySays({"status"}, "queue:     position 2"));
+    jump.position = 3;
+    const auto beyond = Ask(jump);
+    ASSERT_NE(beyond, nullptr);
+    EXPECT_NE(beyond->returnCode, 0) << "there is no fourth entry";
+
+    // VLC has no playlists: the library is the track it plays.
+    const auto library = Run({"browse", "/"}).second;
+    EXPECT_NE(library.find("Slow Dance"), std::string::npos) << library;
+    EXPECT_EQ(library.find("Playlists"), std::string::npos) << library;
+}
+
+TEST_F(MprisVlcTest, TracksAddedAndRemovedOnVlcReachTheQueue) {
+    ASSERT_TRUE(EventuallySays({"queue"}, "2  Slow Dance - Glass Orchard"))
+        << Run({"queue"}).second;
+    Process watch(Ctl({"watch"}));
+    ASSERT_TRUE(watch.WaitForOutput("watching")) << watch.Output();
+
+    std::vector<std::string> ids = VlcTracks();
+    ASSERT_EQ(ids.size(), 3u);
+    CallVlc({"org.mpris.MediaPlayer2.TrackList.RemoveTrack", "objpath:" + ids[1]});
+    const std::size_t removed = WaitFor(watch, "queue changed");
+    EXPECT_NE(removed, std::string::npos) << watch.Output();
+    EXPECT_TRUE(EventuallySays({"queue"}, "queue: 2 entries")) << Run({"queue"}).second;
+    EXPECT_TRUE(Says({"queue"}, "1  Slow Dance - Glass Orchard")) << Run({"queue"}).second;
+
+    // VLC lists a track added to it once it moves to another one.
+    std::string added = "file://";
+    for (const char c : (folder_ / "music" / kSongs[1].file).string()) {
+        added += c == ' ' ? std::string("%20") : std::string(1, c);
+    }
+    CallVlc({"org.mpris.MediaPlayer2.TrackList.AddTrack", "string:" + added, "objpath:" + ids[2],
+             "boolean:false"});
+    Playerctl("vlc", {"next"});
+    EXPECT_NE(WaitFor(watch, "now playing: Glass Orchard - Slow Dance"), std::string::npos)
+        << watch.Output();
+    EXPECT_TRUE(EventuallySays({"queue"}, "2  Summer Rain - Glass Orchard"))
+        << Run({"queue"}).second;
+    EXPECT_TRUE(Says({"queue"}, "queue: 3 entries")) << Run({"queue"}).second;
+    EXPECT_TRUE(Says({"status"}, "queue:     position 1")) << Run({"status"}).second;
+    EXPECT_NE(watch.Output().find("queue changed", removed + 1), std::string::npos)
+        << watch.Output();
+    watch.Signal(SIGINT);
+    EXPECT_EQ(watch.Wait(), 0);
 }
 
 }  // namespace

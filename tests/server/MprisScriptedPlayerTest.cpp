@@ -349,8 +349,11 @@ TEST_F(MprisScriptedPlayerTest, CommandsBecomeTheRightCallsAndAbilitiesAreKept) 
     }));
 
     // What the player says it cannot do never reaches it.
-    player_->SetPlayer(Q("CanGoNext"), false);
-    player_->SetPlayer(Q("CanSeek"), false);
+    // Told in one signal: waiting for the first of two would race the second.
+    player_->SetPlayer(Q("CanGoNext"), false, false);
+    player_->SetPlayer(Q("CanSeek"), false, false);
+    player_->Changed(Q("org.mpris.MediaPlayer2.Player"),
+                     {{Q("CanGoNext"), false}, {Q("CanSeek"), false}});
     ASSERT_TRUE(Eventually(
         [&] { return backend_->Transport(TransportCommand::Next, none_) == kUnsupported; }));
     const std::size_t calls = player_->Calls().size();

@@ -19,6 +19,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -188,29 +189,155 @@ private:
     std::unique_ptr<Process> process_;
 };
 
-// VLC without its interface, with its D-Bus control. VLC refuses to run as
-// root, so it is not available there.
-class Vlc {
+// A session bus that more than one user may join, for a player that has to
+// run as another user than the test: dbus-run-session's bus admits only
+// its own uid. A dbus-daemon of the test's own, from a generated session
+// configuration that admits everyone, listening on a socket in `folder`;
+// while it runs, DBUS_SESSION_BUS_ADDRESS names it, so the server under
+// test, playerctl and the player all meet there. Stopped by its pid, and
+// the address before it put back, with the object.
+class SharedBus {
 public:
     static std::string Unavailable() {
-        if (FindProgram("cvlc").empty()) {
-            return "cvlc is not installed (scripts/install-deps installs vlc-bin and "
-                   "vlc-plugin-base)";
+        return FindProgram("dbus-daemon").empty() ? "dbus-daemon is not installed" : "";
+    }
+
+    explicit SharedBus(std::filesystem::path folder) : folder_(std::move(folder)) {}
+    ~SharedBus() { Stop(); }
+
+    bool Start() {
+        std::filesystem::create_directories(folder_);
+        std::filesystem::permissions(folder_, std::filesystem::perms(0755));
+        const std::filesystem::path config = folder_ / "bus.conf";
+        std::ofstream(config)
+            << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration "
+               "1.0//EN\"\n"
+               " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
+               "<busconfig>\n"
+               "  <type>session</type>\n"
+               "  <listen>unix:path="
+            << (folder_ / "socket").string()
+            << "</listen>\n"
+               "  <auth>EXTERNAL</auth>\n"
+               "  <policy context=\"default\">\n"
+               "    <allow user=\"*\"/>\n"
+               "    <allow own=\"*\"/>\n"
+               "    <allow send_destination=\"*\" eavesdrop=\"true\"/>\n"
+               "    <allow eavesdrop=\"true\"/>\n"
+               "  </policy>\n"
+               "</busconfig>\n";
+        daemon_ = std::make_unique<Process>(
+            std::vector<std::string>{FindProgram("dbus-daemon"), "--config-file=" + config.string(),
+                                     "--print-address", "--nofork"});
+        // The address is a line of its own; the daemon may warn on the same
+        // pipe (it cannot raise its file limit) before or after it.
+        std::string address;
+        const auto printed = [&] {
+            address = AddressIn(daemon_->Output());
+            return !address.empty();
+        };
+        if (!daemon_->Started() || !WaitUntil(printed, std::chrono::seconds(10))) {
+            return false;
         }
-        if (::geteuid() == 0) {
-            return "VLC refuses to run as root";
+        if (const char* before = std::getenv("DBUS_SESSION_BUS_ADDRESS")) {
+            saved_ = before;
+        }
+        ::setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
+        return true;
+    }
+    void Stop() {
+        if (daemon_) {
+            if (saved_) {
+                ::setenv("DBUS_SESSION_BUS_ADDRESS", saved_->c_str(), 1);
+            } else {
+                ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
+            }
+            daemon_->Signal(SIGTERM);
+            daemon_->Wait();
+            daemon_.reset();
+        }
+    }
+    std::string Output() { return daemon_ ? daemon_->Output() : std::string(); }
+
+private:
+    static std::string AddressIn(const std::string& output) {
+        for (std::size_t start = 0; start < output.size();) {
+            const std::size_t end = output.find('\n', start);
+            if (end == std::string::npos) {
+                break;  // not a whole line yet
+            }
+            if (output.compare(start, 5, "unix:") == 0) {
+                return output.substr(start, end - start);
+            }
+            start = end + 1;
         }
         return {};
     }
 
-    explicit Vlc(std::vector<std::string> files) : files_(std::move(files)) {}
+    std::filesystem::path folder_;
+    std::unique_ptr<Process> daemon_;
+    std::optional<std::string> saved_;
+};
+
+// VLC without its interface, with its D-Bus control. VLC refuses to run as
+// root, so a test running as root starts it as `nobody` (setpriv) with a
+// home of its own under `folder`; the music has to be readable by that
+// user, and the bus one it may join (a SharedBus).
+class Vlc {
+public:
+    static constexpr uid_t kUser = 65534;  // nobody
+    static constexpr gid_t kGroup = 65534;
+
+    static bool AsOtherUser() { return ::geteuid() == 0; }
+
+    static std::string Unavailable() {
+        if (FindProgram("cvlc").empty() || !HasDbusControl()) {
+            return "cvlc or its D-Bus control is not installed (scripts/install-deps installs "
+                   "vlc-bin and vlc-plugin-base)";
+        }
+        if (AsOtherUser() && FindProgram("setpriv").empty()) {
+            return "VLC refuses to run as root, and setpriv (util-linux) is not installed to "
+                   "start it as another user";
+        }
+        if (AsOtherUser()) {
+            return SharedBus::Unavailable();
+        }
+        return {};
+    }
+
+    Vlc(std::vector<std::string> files, std::filesystem::path folder)
+        : files_(std::move(files)), folder_(std::move(folder)) {}
     ~Vlc() { Stop(); }
 
+    // Starts VLC paused on the first file and waits until its name is on
+    // the bus (one more player than before).
     bool Start() {
         const std::size_t before = BusPlayers().size();
-        std::vector<std::string> command = {
-            FindProgram("cvlc"),      "--control", "dbus", "--no-video", "-A", "dummy",
-            "--no-playlist-autostart"};
+        std::vector<std::string> command;
+        if (AsOtherUser()) {
+            const std::filesystem::path home = folder_ / "vlc-home";
+            std::filesystem::create_directories(home);
+            if (::chown(home.c_str(), kUser, kGroup) != 0) {
+                return false;
+            }
+            std::filesystem::permissions(home, std::filesystem::perms(0700));
+            command = {FindProgram("setpriv"),
+                       "--reuid=" + std::to_string(kUser),
+                       "--regid=" + std::to_string(kGroup),
+                       "--clear-groups",
+                       FindProgram("env"),
+                       "HOME=" + home.string(),
+                       "XDG_CONFIG_HOME=" + (home / ".config").string(),
+                       "XDG_CACHE_HOME=" + (home / ".cache").string(),
+                       "XDG_DATA_HOME=" + (home / ".local/share").string(),
+                       "XDG_RUNTIME_DIR=" + home.string()};
+        }
+        // Paused rather than not started: VLC lists no tracks before it
+        // has started its playlist.
+        const std::vector<std::string> vlc = {FindProgram("cvlc"), "--control", "dbus",
+                                              "--no-video",        "-A",        "dummy",
+                                              "--start-paused"};
+        command.insert(command.end(), vlc.begin(), vlc.end());
         command.insert(command.end(), files_.begin(), files_.end());
         process_ = std::make_unique<Process>(command);
         return process_->Started() &&
@@ -223,9 +350,24 @@ public:
             process_.reset();
         }
     }
+    std::string Output() { return process_ ? process_->Output() : std::string(); }
 
 private:
+    // vlc-plugin-base's D-Bus control module, wherever the multiarch
+    // library folder is.
+    static bool HasDbusControl() {
+        std::error_code error;
+        for (const auto& entry : std::filesystem::directory_iterator("/usr/lib", error)) {
+            if (::access((entry.path() / "vlc/plugins/control/libdbus_plugin.so").c_str(), R_OK) ==
+                0) {
+                return true;
+            }
+        }
+        return ::access("/usr/lib/vlc/plugins/control/libdbus_plugin.so", R_OK) == 0;
+    }
+
     std::vector<std::string> files_;
+    std::filesystem::path folder_;
     std::unique_ptr<Process> process_;
 };
 
