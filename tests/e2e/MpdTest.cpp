@@ -3,11 +3,8 @@
 // configuration, database and music folder (a few short tagged FLAC files
 // made here), and stops it again. Skipped where mpd or flac is missing.
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <mpd/client.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -19,6 +16,7 @@
 #include <vector>
 
 #include "AlbumArtImage.h"
+#include "e2e/ServerProcessTest.h"
 #include "support/MpdInstance.h"
 #include "support/Process.h"
 #include "support/SilentWav.h"
@@ -48,7 +46,7 @@ constexpr Song kSongs[] = {
     {"Glass Orchard/Paper Fields/01.flac", "Glass Orchard", "Paper Fields", "Summer Rain", "Folk"},
 };
 
-class MpdTest : public ::testing::Test {
+class MpdTest : public testing::ServerProcessTest {
 protected:
     void SetUp() override {
         const std::string mpd = FindProgram("mpd");
@@ -85,10 +83,7 @@ protected:
     }
 
     void TearDown() override {
-        if (server_) {
-            server_->Signal(SIGTERM);
-            EXPECT_EQ(server_->Wait(), 0) << server_->Output();
-        }
+        StopServer();
         mpd_.reset();
         if (!folder_.empty()) {
             fs::remove_all(folder_);
@@ -96,64 +91,12 @@ protected:
     }
 
     void StartServer(const std::string& mpd) {
-        server_ = std::make_unique<Process>(std::vector<std::string>{
-            VANTOR_SERVER_PATH, "--bind", "127.0.0.1", "--port", "0", "--no-discovery",
-            "--media-port", "0", "--mpd", mpd, "--mpd-timeout", "1000"});
-        ASSERT_TRUE(server_->WaitForOutput(", MPD at")) << server_->Output();
-        unsigned port = 0;
-        unsigned media = 0;
-        const std::string output = server_->Output();
-        ASSERT_EQ(
-            std::sscanf(output.c_str(), "vantor-server: listening on 127.0.0.1:%u, media on %u",
-                        &port, &media),
-            2)
-            << output;
-        port_ = std::to_string(port);
-        media_ = std::to_string(media);
-    }
-
-    std::vector<std::string> Ctl(std::vector<std::string> arguments) const {
-        std::vector<std::string> command = {VANTORCTL_PATH, "--server",     "127.0.0.1", "--port",
-                                            port_,          "--media-port", media_};
-        command.insert(command.end(), arguments.begin(), arguments.end());
-        return command;
-    }
-    std::pair<int, std::string> Run(std::vector<std::string> arguments) const {
-        Process ctl(Ctl(std::move(arguments)));
-        const int status = ctl.Wait();
-        return {status, ctl.Output()};
-    }
-    bool Says(const std::vector<std::string>& arguments, const std::string& text) const {
-        const auto [status, output] = Run(arguments);
-        return status == 0 && output.find(text) != std::string::npos;
-    }
-
-    // An HTTP GET on the media side: status line, headers and body.
-    std::string Get(const std::string& path) const {
-        const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(static_cast<std::uint16_t>(std::stoi(media_)));
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        std::string response;
-        if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
-            const std::string request = "GET " + path + " HTTP/1.0\r\n\r\n";
-            (void)!::write(fd, request.data(), request.size());
-            char buffer[4096];
-            ssize_t size;
-            while ((size = ::read(fd, buffer, sizeof buffer)) > 0) {
-                response.append(buffer, static_cast<std::size_t>(size));
-            }
-        }
-        ::close(fd);
-        return response;
+        ServerProcessTest::StartServer({"--no-discovery", "--mpd", mpd, "--mpd-timeout", "1000"},
+                                       ", MPD at");
     }
 
     fs::path folder_;
     std::unique_ptr<Mpd> mpd_;
-    std::unique_ptr<Process> server_;
-    std::string port_;
-    std::string media_;
 };
 
 TEST_F(MpdTest, TransportVolumeAndSeekReachMpdAndComeBackAsEvents) {
@@ -301,38 +244,18 @@ TEST_F(MpdTest, AnMpdRestartIsSurvived) {
 }
 
 // Needs no mpd: nothing listens where the server is told MPD is.
-TEST(MpdAbsentTest, TheServerRunsAndSaysSo) {
-    Process server({VANTOR_SERVER_PATH, "--bind", "127.0.0.1", "--port", "0", "--no-discovery",
-                    "--media-port", "0", "--mpd", "127.0.0.1:" + std::to_string(FreePort())});
-    ASSERT_TRUE(server.WaitForOutput(", MPD at")) << server.Output();
-    unsigned port = 0;
-    unsigned media = 0;
-    const std::string output = server.Output();
-    ASSERT_NE(output.find("listening on"), std::string::npos) << output;
-    ASSERT_EQ(std::sscanf(output.c_str() + output.find("listening on"),
-                          "listening on 127.0.0.1:%u, media on %u", &port, &media),
-              2)
-        << output;
-    const std::vector<std::string> ctl = {
-        VANTORCTL_PATH,       "--server",     "127.0.0.1",          "--port",
-        std::to_string(port), "--media-port", std::to_string(media)};
-    auto run = [&](std::vector<std::string> arguments) {
-        std::vector<std::string> command = ctl;
-        command.insert(command.end(), arguments.begin(), arguments.end());
-        Process process(command);
-        const int code = process.Wait();
-        return std::make_pair(code, process.Output());
-    };
-    const auto status = run({"status"});
+using MpdAbsentTest = testing::ServerProcessTest;
+
+TEST_F(MpdAbsentTest, TheServerRunsAndSaysSo) {
+    StartServer({"--no-discovery", "--mpd", "127.0.0.1:" + std::to_string(FreePort())}, ", MPD at");
+    const auto status = Run({"status"});
     EXPECT_EQ(status.first, 0) << status.second;
     EXPECT_NE(status.second.find("state:     stopped"), std::string::npos) << status.second;
-    const auto play = run({"play"});
+    const auto play = Run({"play"});
     EXPECT_EQ(play.first, 4) << play.second;
     EXPECT_NE(play.second.find("could not be reached"), std::string::npos) << play.second;
-    EXPECT_NE(run({"queue"}).first, 0);
-    EXPECT_TRUE(server.WaitForOutput("cannot reach MPD at 127.0.0.1")) << server.Output();
-    server.Signal(SIGTERM);
-    EXPECT_EQ(server.Wait(), 0) << server.Output();
+    EXPECT_NE(Run({"queue"}).first, 0);
+    EXPECT_TRUE(server_->WaitForOutput("cannot reach MPD at 127.0.0.1")) << server_->Output();
 }
 
 }  // namespace

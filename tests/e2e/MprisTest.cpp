@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "AlbumArtImage.h"
+#include "e2e/ServerProcessTest.h"
 #include "protocol/MessageFactory.h"
 #include "protocol/Messages.h"
 #include "protocol/XmlReader.h"
@@ -67,7 +68,7 @@ std::size_t WaitFor(Process& process, const std::string& text, std::size_t from 
     return at;
 }
 
-class MprisTest : public ::testing::Test {
+class MprisTest : public testing::ServerProcessTest {
 protected:
     void SetUp() override {
         if (const std::string reason = SkipReason(); !reason.empty()) {
@@ -97,50 +98,9 @@ protected:
     }
 
     void StartServer(const std::vector<std::string>& player) {
-        std::vector<std::string> command = {
-            VANTOR_SERVER_PATH, "--bind",       "127.0.0.1", "--port",      "0",
-            "--no-discovery",   "--media-port", "0",         "--log-level", "2"};
-        command.insert(command.end(), player.begin(), player.end());
-        server_ = std::make_unique<Process>(command);
-        ASSERT_TRUE(server_->WaitForOutput(", MPRIS player", std::chrono::seconds(30)))
-            << server_->Output();
-        unsigned port = 0;
-        unsigned media = 0;
-        const std::string output = server_->Output();
-        const std::size_t line = output.find("vantor-server: listening");
-        ASSERT_EQ(
-            std::sscanf(output.c_str() + line,
-                        "vantor-server: listening on 127.0.0.1:%u, media on %u", &port, &media),
-            2)
-            << output;
-        port_ = std::to_string(port);
-        media_ = std::to_string(media);
-    }
-    void StopServer() {
-        if (server_) {
-            server_->Signal(SIGTERM);
-            EXPECT_EQ(server_->Wait(), 0) << server_->Output();
-            server_.reset();
-        }
-    }
-
-    std::vector<std::string> Ctl(std::vector<std::string> arguments) const {
-        std::vector<std::string> command = {VANTORCTL_PATH, "--server",     "127.0.0.1", "--port",
-                                            port_,          "--media-port", media_};
-        command.insert(command.end(), arguments.begin(), arguments.end());
-        return command;
-    }
-    std::pair<int, std::string> Run(std::vector<std::string> arguments) const {
-        Process ctl(Ctl(std::move(arguments)));
-        const int status = ctl.Wait();
-        return {status, ctl.Output()};
-    }
-    bool Says(const std::vector<std::string>& arguments, const std::string& text) const {
-        const auto [status, output] = Run(arguments);
-        return status == 0 && output.find(text) != std::string::npos;
-    }
-    bool EventuallySays(const std::vector<std::string>& arguments, const std::string& text) const {
-        return WaitUntil([&] { return Says(arguments, text); });
+        std::vector<std::string> arguments = {"--no-discovery", "--log-level", "2"};
+        arguments.insert(arguments.end(), player.begin(), player.end());
+        ServerProcessTest::StartServer(arguments, ", MPRIS player", std::chrono::seconds(30));
     }
 
     // One request over a connection of its own, as the client writes it;
@@ -183,33 +143,9 @@ protected:
         return response;
     }
 
-    // An HTTP GET on the media side: status line, headers and body.
-    std::string Get(const std::string& path) const {
-        const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(static_cast<std::uint16_t>(std::stoi(media_)));
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        std::string response;
-        if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
-            const std::string request = "GET " + path + " HTTP/1.0\r\n\r\n";
-            (void)!::write(fd, request.data(), request.size());
-            char buffer[4096];
-            ssize_t size;
-            while ((size = ::read(fd, buffer, sizeof buffer)) > 0) {
-                response.append(buffer, static_cast<std::size_t>(size));
-            }
-        }
-        ::close(fd);
-        return response;
-    }
-
     fs::path folder_;
     std::string cover_;
     std::unique_ptr<Mpv> mpv_;
-    std::unique_ptr<Process> server_;
-    std::string port_;
-    std::string media_;
 };
 
 TEST_F(MprisTest, CommandsReachMpvAndComeBackAsEvents) {

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "e2e/ServerProcessTest.h"
 #include "support/Process.h"
 
 namespace vantor {
@@ -17,7 +18,7 @@ namespace {
 using namespace std::chrono_literals;
 using testing::Process;
 
-class VantorWindowTest : public ::testing::Test {
+class VantorWindowTest : public testing::ServerProcessTest {
 protected:
     void SetUp() override {
         setenv("QT_QPA_PLATFORM", "offscreen", 1);
@@ -30,41 +31,26 @@ protected:
         setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + (dir_ / "no-bus").string()).c_str(), 1);
         std::ofstream(settings_) << "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane\\Vantor]\n"
                                     "\"AutoConnect\"=dword:00000001\n";
-        server_ = std::make_unique<Process>(std::vector<std::string>{
-            VANTOR_SERVER_PATH, "--bind", "127.0.0.1", "--port", "0", "--discovery-port", "0",
-            "--media-port", "0", "--songs", "80", "--play"});
-        ASSERT_TRUE(server_->WaitForOutput(" songs\n")) << server_->Output();
-        unsigned port = 0, discovery = 0, media = 0;
-        const std::string output = server_->Output();
-        ASSERT_EQ(std::sscanf(output.c_str() + output.find("127.0.0.1:"),
-                              "127.0.0.1:%u (discovery on UDP %u), media on %u", &port, &discovery,
-                              &media),
-                  3)
-            << output;
-        port_ = std::to_string(port);
-        discovery_ = std::to_string(discovery);
-        media_ = std::to_string(media);
+        StartServer({"--discovery-port", "0", "--songs", "80", "--play"}, " songs\n");
     }
     void TearDown() override {
-        server_->Signal(SIGTERM);
-        server_->Wait();
+        StopServer();
         std::error_code ignored;
         std::filesystem::remove_all(dir_, ignored);
     }
 
     std::vector<std::string> Client(std::vector<std::string> more) const {
-        std::vector<std::string> command = {
-            VANTOR_PATH, "--config",     settings_, "--server",    "127.0.0.1", "--port",
-            port_,       "--media-port", media_,    "--broadcast", "127.0.0.1", "--discovery-port",
-            discovery_,  "--log-level",  "3"};
+        std::vector<std::string> command = {VANTOR_PATH,    "--config",     settings_,
+                                            "--server",     "127.0.0.1",    "--port",
+                                            port_,          "--media-port", media_,
+                                            "--broadcast",  "127.0.0.1",    "--discovery-port",
+                                            discoveryPort_, "--log-level",  "3"};
         command.insert(command.end(), more.begin(), more.end());
         return command;
     }
 
     std::filesystem::path dir_;
     std::string settings_;
-    std::unique_ptr<Process> server_;
-    std::string port_, discovery_, media_;
 };
 
 TEST_F(VantorWindowTest, ASecondStartRaisesTheFirstWindowAndEnds) {

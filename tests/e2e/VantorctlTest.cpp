@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "e2e/ServerProcessTest.h"
 #include "support/Process.h"
 
 namespace vantor {
@@ -11,57 +12,18 @@ namespace {
 
 using testing::Process;
 
-class VantorctlTest : public ::testing::Test {
+class VantorctlTest : public testing::ServerProcessTest {
 protected:
-    void SetUp() override {
-        server_ = std::make_unique<Process>(std::vector<std::string>{
-            VANTOR_SERVER_PATH, "--bind", "127.0.0.1", "--port", "0", "--discovery-port", "0",
-            "--media-port", "0", "--songs", "80"});
-        ASSERT_TRUE(server_->Started());
-        ASSERT_TRUE(server_->WaitForOutput(" songs\n")) << server_->Output();
-        // "vantor-server: listening on 127.0.0.1:PORT (discovery on UDP PORT), N songs"
-        unsigned port = 0;
-        unsigned discoveryPort = 0;
-        const std::string output = server_->Output();
-        const std::size_t at = output.find("127.0.0.1:");
-        ASSERT_NE(at, std::string::npos) << output;
-        ASSERT_EQ(std::sscanf(output.c_str() + at, "127.0.0.1:%u (discovery on UDP %u)", &port,
-                              &discoveryPort),
-                  2)
-            << output;
-        port_ = std::to_string(port);
-        discoveryPort_ = std::to_string(discoveryPort);
-    }
-    void TearDown() override {
-        server_->Signal(SIGTERM);
-        EXPECT_EQ(server_->Wait(), 0) << server_->Output();
-    }
-
-    // Runs vantorctl against the server; its exit status and output.
-    std::pair<int, std::string> Run(std::vector<std::string> arguments) {
-        std::vector<std::string> command = {VANTORCTL_PATH, "--server", "127.0.0.1", "--port",
-                                            port_};
-        command.insert(command.end(), arguments.begin(), arguments.end());
-        Process ctl(command);
-        const int status = ctl.Wait();
-        return {status, ctl.Output()};
-    }
-
-    std::unique_ptr<Process> server_;
-    std::string port_;
-    std::string discoveryPort_;
+    void SetUp() override { StartServer({"--discovery-port", "0", "--songs", "80"}, " songs\n"); }
 };
 
-TEST_F(VantorctlTest, StatusDescribesThePlayer) {
-    const auto [status, output] = Run({"status"});
-    EXPECT_EQ(status, 0) << output;
-    EXPECT_NE(output.find("server:    Vantor Server"), std::string::npos) << output;
-    EXPECT_NE(output.find("state:     stopped"), std::string::npos) << output;
-    EXPECT_NE(output.find("volume:    50"), std::string::npos) << output;
-}
-
 TEST_F(VantorctlTest, CommandsChangeThePlayerAndWatchSeesIt) {
-    Process watch({VANTORCTL_PATH, "--server", "127.0.0.1", "--port", port_, "watch"});
+    const auto before = Run({"status"});
+    EXPECT_EQ(before.first, 0) << before.second;
+    EXPECT_NE(before.second.find("server:    Vantor Server"), std::string::npos) << before.second;
+    EXPECT_NE(before.second.find("state:     stopped"), std::string::npos) << before.second;
+    EXPECT_NE(before.second.find("volume:    50"), std::string::npos) << before.second;
+    Process watch(Ctl({"watch"}));
     ASSERT_TRUE(watch.WaitForOutput("watching")) << watch.Output();
 
     EXPECT_EQ(Run({"volume", "70"}).first, 0);
@@ -106,7 +68,7 @@ TEST_F(VantorctlTest, ExitStatusesSayWhatFailed) {
 }
 
 TEST_F(VantorctlTest, WatchEndsWhenTheServerGoes) {
-    Process watch({VANTORCTL_PATH, "--server", "127.0.0.1", "--port", port_, "watch"});
+    Process watch(Ctl({"watch"}));
     ASSERT_TRUE(watch.WaitForOutput("watching"));
     server_->Signal(SIGTERM);
     EXPECT_EQ(watch.Wait(), 2) << watch.Output();

@@ -301,9 +301,6 @@ TEST(SkinBarValuesTest, RoundHalfUp) {
     for (const auto& c : stylus) {
         EXPECT_EQ(EqPixelsToGain(c.value, c.height), c.gain) << c.value << " of " << c.height;
     }
-    EXPECT_EQ(EqTrackName(0), "eq.bar01");
-    EXPECT_EQ(EqTrackName(9), "eq.bar10");
-    EXPECT_EQ(EqTrackName(10), "eq.preamp");
 }
 
 TEST(HeaderBarTest, ButtonWidthIsTextPlusPaddingAtMostHalfTheBar) {

@@ -169,37 +169,6 @@ TEST(SkinLoaderTest, FontsTakeHeightFromPointsAndKeepTheirWords) {
     EXPECT_EQ(skin.FindFont("nosize")->height, 0);
 }
 
-TEST(SkinFontsTest, WordsMapExactly) {
-    const struct {
-        const char* word;
-        std::int32_t weight;
-        std::int32_t quality;
-    } cases[] = {
-        {"thin", 100, 0},
-        {"extralight", 200, 0},
-        {"light", 300, 0},
-        {"normal", 400, 0},
-        {"medium", 500, 0},
-        {"semibold", 600, 0},
-        {"bold", 700, 0},
-        {"extrabold", 800, 0},
-        {"heavy", 900, 0},
-        {"Bold", 0, 0},
-        {"", 0, 0},
-        {"default", 0, 0},
-        {"draft", 0, 1},
-        {"nonantialiased", 0, 3},
-        {"antialiased", 0, 4},
-        {"cleartype", 0, 5},
-        {"cleartype.compat", 0, 6},
-        {"ClearType", 0, 0},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(SkinFontWeight(c.word), c.weight) << c.word;
-        EXPECT_EQ(SkinFontQuality(c.word), c.quality) << c.word;
-    }
-}
-
 TEST(SkinLoaderTest, FindsTheFirstRecordOfAnExactName) {
     SkinFixture fixture;
     const CSkin skin = fixture.Load(

@@ -126,15 +126,6 @@ TEST(SkinXmlReaderTest, KeepsWhatPrecedesDamage) {
     EXPECT_EQ(SkinXmlDocument::Parse("<a lone y=\"2\"/>").At(0).Number("y"), 2);
 }
 
-TEST(SkinXmlReaderTest, BinaryInputReadsAsLittleOrNothing) {
-    std::string bytes;
-    for (int i = 0; i < 4096; ++i) {
-        bytes.push_back(static_cast<char>((i * 7919) & 0xFF));
-    }
-    const SkinXmlDocument document = SkinXmlDocument::Parse(bytes);
-    EXPECT_GE(document.Problems().count, 1u);
-}
-
 TEST(SkinXmlReaderTest, DeepNestingNeitherRecursesNorGrowsWithoutBound) {
     std::string text;
     for (int i = 0; i < 100000; ++i) {

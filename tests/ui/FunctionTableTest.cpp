@@ -120,9 +120,6 @@ TEST(FunctionTableTest, VolumeStepsByFiveFromTheBarsFill) {
         EXPECT_EQ(step->fillPixels, c.newFill) << c.fill << "/" << c.width;
     }
     EXPECT_FALSE(StepVolume(10, 0, +5).has_value());  // no "volumebar"
-    EXPECT_EQ(ToggledRepeat(0), 2);
-    EXPECT_EQ(ToggledRepeat(1), 0);
-    EXPECT_EQ(ToggledRepeat(2), 0);
 }
 
 }  // namespace

@@ -230,4 +230,46 @@ std::string GuiTest::ServerTitleLine() {
     return line;
 }
 
+std::int32_t GuiTest::ServerVolume() {
+    std::int32_t volume = -1;
+    OnServer([&](server::PlayerModel& player) { volume = player.Volume(); });
+    return volume;
+}
+
+std::int32_t GuiTest::ServerPosition() {
+    std::int32_t position = -1;
+    OnServer([&](server::PlayerModel& player) { position = player.PlaybackPosition(); });
+    return position;
+}
+
+server::Track GuiTest::ServerTrack() {
+    server::Track track;
+    OnServer([&](server::PlayerModel& player) { track = *player.Current(); });
+    return track;
+}
+
+server::Track GuiTest::PlayAnotherAlbum() {
+    server::Track next;
+    OnServer([&](server::PlayerModel& player) {
+        const std::string album = player.Current()->album;
+        for (std::size_t i = 0; i < player.Queue().size(); ++i) {
+            const server::Track* track = (*server_)->Library().Find(player.Queue()[i]);
+            if (track->album != album) {
+                next = *track;
+                (*server_)->Post([i](server::PlayerModel& model, server::Events& events) {
+                    model.SetQueuePosition(static_cast<std::int32_t>(i), events);
+                });
+                return;
+            }
+        }
+    });
+    return next;
+}
+
+void GuiTest::CopySkins() {
+    std::filesystem::remove_all(installDir_ / "skins");
+    std::filesystem::copy(VANTOR_SKINS_DIR, installDir_ / "skins",
+                          std::filesystem::copy_options::recursive);
+}
+
 }  // namespace vantor::testing

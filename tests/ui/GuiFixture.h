@@ -138,6 +138,14 @@ protected:
     void OnServer(const std::function<void(server::PlayerModel&)>& read);
     // The title line the window shows for the server's current song.
     std::string ServerTitleLine();
+    std::int32_t ServerVolume();
+    std::int32_t ServerPosition();
+    server::Track ServerTrack();
+    // Has the server play the first queue entry from another album than the
+    // song playing; that entry's track.
+    server::Track PlayAnotherAlbum();
+    // The shipped skins copied into the install folder, for a test to damage.
+    void CopySkins();
 
     std::filesystem::path dir_;
     std::filesystem::path installDir_;

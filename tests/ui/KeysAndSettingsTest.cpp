@@ -40,11 +40,6 @@ std::int32_t SavedKey(const std::string& settingsFile, int function) {
 
 class KeysTest : public GuiTest {
 protected:
-    std::int32_t ServerVolume() {
-        std::int32_t volume = -1;
-        OnServer([&](server::PlayerModel& player) { volume = player.Volume(); });
-        return volume;
-    }
     void Tap(int key) {
         Key(QEvent::KeyPress, key);
         Key(QEvent::KeyRelease, key);

@@ -35,6 +35,13 @@ protected:
     ui::LibraryList& List() { return Screen().List(); }
     std::string Row(int row) { return Screen().Browser().RowText(row); }
 
+    // A tap on one of the tab row's buttons, which act on the release.
+    void TapHeader(int button) {
+        const QPointF at = QRectF(Screen().Header().ButtonRect(button)).center();
+        QMouseEvent release(QEvent::MouseButtonRelease, at, Screen().Header().mapToGlobal(at),
+                            Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
+        QApplication::sendEvent(&Screen().Header(), &release);
+    }
     static void MouseOn(QAbstractItemView& view, QEvent::Type type, int row) {
         view.scrollTo(view.model()->index(row, 0));
         const QPoint at = view.visualRect(view.model()->index(row, 0)).center();
@@ -99,11 +106,7 @@ TEST_F(ListScreensTest, TheLibraryOpensFoldersAndGoesBack) {
     ASSERT_TRUE(Pump(
         [&] { return Screen().Browser().CurrentPath() == "/Music/Albums" && !Row(0).empty(); }));
     // Back twice: the tab row's library button, then the screen's back key.
-    const QRect back = Screen().Header().ButtonRect(0);
-    QMouseEvent release(QEvent::MouseButtonRelease, QPointF(back.center()),
-                        Screen().Header().mapToGlobal(QPointF(back.center())), Qt::LeftButton,
-                        Qt::NoButton, Qt::NoModifier);
-    QApplication::sendEvent(&Screen().Header(), &release);
+    TapHeader(0);
     ASSERT_TRUE(Pump([&] { return Row(0) == "Artists"; }));
     EXPECT_TRUE(Pump([&] { return List().SelectedRow() == albums; }));  // where it was
     EXPECT_TRUE(Screen().Back());
@@ -159,11 +162,7 @@ TEST_F(ListScreensTest, PlayNowAndAddToQueueReachTheServer) {
     EXPECT_TRUE(Pump([&] { return Received("PlaylistAddRequest") == 1; }));
 
     // The queue's menu on the same screen: play another entry.
-    const QRect tab = Screen().Header().ButtonRect(1);
-    QMouseEvent release(QEvent::MouseButtonRelease, QPointF(tab.center()),
-                        Screen().Header().mapToGlobal(QPointF(tab.center())), Qt::LeftButton,
-                        Qt::NoButton, Qt::NoModifier);
-    QApplication::sendEvent(&Screen().Header(), &release);
+    TapHeader(1);
     auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
     ASSERT_TRUE(queue.isVisible());
     ASSERT_TRUE(Pump([&] { return queue.RowCount() == 2 && queue.RowText(1) == Row(2); }));
@@ -257,9 +256,7 @@ TEST_F(ListScreensTest, EqualiserBandsAndPresetsReachTheServer) {
 }
 
 TEST_F(ListScreensTest, ASkinWithoutAnEqualiserGetsTheWindowsOwn) {
-    std::filesystem::remove(installDir_ / "skins");
-    std::filesystem::copy(VANTOR_SKINS_DIR, installDir_ / "skins",
-                          std::filesystem::copy_options::recursive);
+    CopySkins();
     const std::filesystem::path xml = installDir_ / "skins" / "default" / "default.xml";
     std::ifstream in(xml);
     std::string text, line;

@@ -28,8 +28,7 @@ TEST_F(GuiTest, ConnectsAutomaticallyAndDrawsTheServersSongTimeAndVolume) {
 
     const std::string line = ServerTitleLine();
     EXPECT_TRUE(Pump([&] { return frame_->View().Content().songTitle == line; })) << line;
-    std::int32_t volume = 0;
-    OnServer([&](server::PlayerModel& player) { volume = player.Volume(); });
+    const std::int32_t volume = ServerVolume();
     const ui::ScreenView& view = frame_->View();
     const std::int32_t fill = VolumeToPixels(volume, view.VolumeWidth());
     EXPECT_TRUE(Pump([&] { return view.Content().volumePixels == fill; }));
@@ -101,19 +100,15 @@ TEST_F(GuiTest, ButtonsAndDragsReachTheServerAsRequests) {
 
     // Dragging the position bar seeks.
     const QRect position = frame_->View().ComponentRect("positionbar.back");
-    std::int32_t length = 0;
-    OnServer([&](server::PlayerModel& player) { length = player.Current()->length; });
+    const std::int32_t length = ServerTrack().length;
     Mouse(QEvent::MouseButtonPress, QPoint(position.left() + 4, position.center().y()),
           Qt::LeftButton);
     Mouse(QEvent::MouseMove, position.center(), Qt::LeftButton);
     Mouse(QEvent::MouseButtonRelease, position.center(), Qt::NoButton);
     const int target = static_cast<int>(
         std::lround(double(position.center().x() - position.left()) * length / position.width()));
-    EXPECT_TRUE(Pump([&] {
-        std::int32_t at = -1;
-        OnServer([&](server::PlayerModel& player) { at = player.PlaybackPosition(); });
-        return at >= target && at <= target + 2;
-    })) << target;
+    EXPECT_TRUE(Pump([&] { return ServerPosition() >= target && ServerPosition() <= target + 2; }))
+        << target;
 }
 
 TEST_F(GuiTest, LosingTheServerShowsReconnectingUntilItReturns) {
@@ -250,21 +245,7 @@ TEST_F(GuiTest, TheNowPlayingScreenFollowsTheSongWithItsArt) {
     const QImage first = content.albumArt;
 
     // The next song from another album brings its own art and lines.
-    server::Track next;
-    OnServer([&](server::PlayerModel& player) {
-        const std::string album = player.Current()->album;
-        for (std::size_t i = 0; i < player.Queue().size(); ++i) {
-            const server::Track* track = (*server_)->Library().Find(player.Queue()[i]);
-            if (track->album != album) {
-                server::Events ignored;
-                next = *track;
-                (*server_)->Post([i](server::PlayerModel& model, server::Events& events) {
-                    model.SetQueuePosition(static_cast<std::int32_t>(i), events);
-                });
-                return;
-            }
-        }
-    });
+    const server::Track next = PlayAnotherAlbum();
     ASSERT_FALSE(next.title.empty());
     EXPECT_TRUE(Pump([&] { return content.title == next.title; }));
     EXPECT_EQ(content.artist, next.artist);
@@ -344,9 +325,7 @@ TEST_F(GuiTest, AFirstRunWelcomesTheUserAndWaitsToBeToldWhereToConnect) {
 
 TEST_F(GuiTest, GarbageStallsAndMissingImagesLeaveTheWindowWorking) {
     // A skin that lost some of its images still shows every screen.
-    std::filesystem::remove(installDir_ / "skins");
-    std::filesystem::copy(VANTOR_SKINS_DIR, installDir_ / "skins",
-                          std::filesystem::copy_options::recursive);
+    CopySkins();
     for (const char* image : {"deck.png", "deck@1.3x.png", "deck@2x.png"}) {
         std::filesystem::remove(installDir_ / "skins" / "default" / image);
     }

@@ -166,22 +166,6 @@ protected:
         return found;
     }
 
-    std::int32_t ServerVolume() {
-        std::int32_t volume = -1;
-        OnServer([&](server::PlayerModel& player) { volume = player.Volume(); });
-        return volume;
-    }
-    std::int32_t ServerPosition() {
-        std::int32_t position = -1;
-        OnServer([&](server::PlayerModel& player) { position = player.PlaybackPosition(); });
-        return position;
-    }
-    server::Track ServerTrack() {
-        server::Track track;
-        OnServer([&](server::PlayerModel& player) { track = *player.Current(); });
-        return track;
-    }
-
     QDBusConnection client_{QString()};
     BusRecorder recorder_;
     std::unique_ptr<ui::MprisService> service_;
@@ -272,19 +256,7 @@ TEST_F(MprisTest, TheDesktopSteersTheServersPlayerAndFollowsItsSongs) {
 
     // A song of another album, chosen on the server, reaches the desktop
     // with its own track id and its own picture in a file of its own.
-    server::Track next;
-    OnServer([&](server::PlayerModel& player) {
-        for (std::size_t i = 0; i < player.Queue().size(); ++i) {
-            const server::Track* track = (*server_)->Library().Find(player.Queue()[i]);
-            if (track->album != first.album) {
-                next = *track;
-                (*server_)->Post([i](server::PlayerModel& model, server::Events& events) {
-                    model.SetQueuePosition(static_cast<std::int32_t>(i), events);
-                });
-                return;
-            }
-        }
-    });
+    const server::Track next = PlayAnotherAlbum();
     ASSERT_FALSE(next.title.empty());
     mark = recorder_.changes.size();
     change = WaitForChange(mark, [&](const QVariantMap& changed) {
