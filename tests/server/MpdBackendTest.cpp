@@ -280,13 +280,14 @@ TEST(MpdBackendTest, APictureBeingReadHoldsUpNeitherTheLoopNorThePages) {
             const std::string& ask = lines[0];
             const bool first = ask.ends_with(" 0") || ask.ends_with(" \"0\"");
             if (!first) {
-                return std::string("size: 4\nbinary: 0\n\nOK\n");  // past the end
+                return std::string("size: 8\nbinary: 0\n\nOK\n");  // past the end
             }
             if (pictureAsks++ == 0) {
                 std::unique_lock lock(mutex);
                 changed.wait(lock, [&] { return release; });
             }
-            return std::string("size: 4\nbinary: 4\n\x89PNG\nOK\n");
+            // A PNG file's signature: covers are served only when they are pictures.
+            return std::string("size: 8\nbinary: 8\n\x89PNG\r\n\x1a\n\nOK\n");
         }
         return Healthy(lines);
     });
@@ -336,7 +337,7 @@ TEST(MpdBackendTest, APictureBeingReadHoldsUpNeitherTheLoopNorThePages) {
 
     finish();
     EXPECT_EQ(pictureCode, kSuccess);
-    EXPECT_EQ(bytes, "\x89PNG");
+    EXPECT_EQ(bytes, "\x89PNG\r\n\x1a\n");
     EXPECT_EQ(type, "image/png");
 }
 
