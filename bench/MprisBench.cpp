@@ -29,6 +29,7 @@
 #include <filesystem>
 
 #include "BenchServer.h"
+#include "RawClient.h"
 #include "mpris/MprisBackend.h"
 #include "protocol/Messages.h"
 #include "support/BenchReport.h"
@@ -38,6 +39,7 @@ namespace vantor {
 namespace {
 
 namespace fs = std::filesystem;
+using bench::RawClient;
 
 const QString kPath = QStringLiteral("/org/mpris/MediaPlayer2");
 const QString kPlayer = QStringLiteral("org.mpris.MediaPlayer2.Player");
@@ -139,62 +141,6 @@ public:
 
 private:
     QDBusConnection bus_{QString()};
-};
-
-// A client of the message protocol on a plain socket.
-class RawClient {
-public:
-    explicit RawClient(std::uint16_t port) {
-        fd_ = ::socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(port);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        connected_ = ::connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-        const int one = 1;
-        ::setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-        timeval wait{5, 0};
-        ::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
-    }
-    ~RawClient() { ::close(fd_); }
-    bool Connected() const { return connected_; }
-
-    bool Send(const Message& message) {
-        std::string bytes = message.ToXml();
-        bytes.push_back('\0');
-        return ::write(fd_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
-    }
-    template <class Done>
-    bool ReadUntil(Done&& done) {
-        char buffer[8192];
-        while (true) {
-            std::size_t end;
-            while ((end = input_.find('\0')) != std::string::npos) {
-                const std::string document = input_.substr(0, end);
-                input_.erase(0, end + 1);
-                if (done(document)) {
-                    return true;
-                }
-            }
-            const ssize_t size = ::read(fd_, buffer, sizeof buffer);
-            if (size <= 0) {
-                return false;
-            }
-            input_.append(buffer, static_cast<std::size_t>(size));
-        }
-    }
-    bool WaitForVolume(int volume) {
-        const std::string wanted = "<volume>" + std::to_string(volume) + "</volume>";
-        return ReadUntil([&](const std::string& document) {
-            return document.find("<VolumeChangedEvent") != std::string::npos &&
-                   document.find(wanted) != std::string::npos;
-        });
-    }
-
-private:
-    int fd_ = -1;
-    bool connected_ = false;
-    std::string input_;
 };
 
 server::ServerOptions MprisServerOptions(const std::string& name) {
