@@ -300,6 +300,7 @@ void MprisBus::ReadTrackList(Player& player) {
                             tracks.push_back(std::move(*it));
                         }
                     }
+                    WaitForTags(again, tracks);
                     again.view.tracks =
                         std::make_shared<const std::vector<Track>>(std::move(tracks));
                     Update();
@@ -319,6 +320,32 @@ void MprisBus::ReadTrackList(Player& player) {
             }
             finish(busName);
         });
+}
+
+void MprisBus::WaitForTags(Player& player, const std::vector<Track>& tracks) {
+    const auto ids = [](const std::vector<Track>& list) {
+        std::vector<std::string> out;
+        out.reserve(list.size());
+        for (const Track& track : list) {
+            out.push_back(track.id);
+        }
+        return out;
+    };
+    if (!player.view.tracks || ids(*player.view.tracks) != ids(tracks)) {
+        player.tagWaits = 0;  // other tracks: their tags may be read yet
+    }
+    const bool untitled =
+        std::any_of(tracks.begin(), tracks.end(), [](const Track& t) { return t.untitled; });
+    if (!untitled || player.tagWaits == kTagWaits) {
+        return;
+    }
+    const int pause = kFirstTagWaitMs << player.tagWaits;
+    ++player.tagWaits;
+    QTimer::singleShot(pause, this, [this, busName = player.busName, serial = player.serial] {
+        if (Player* found = Find(busName); found && found->serial == serial) {
+            ReadTrackList(*found);
+        }
+    });
 }
 
 void MprisBus::ReadPlaylists(Player& player) {

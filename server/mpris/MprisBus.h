@@ -36,6 +36,11 @@ namespace vantor::server::mpris {
 inline constexpr int kCallTimeoutMs = 2000;
 inline constexpr std::size_t kMaxTracks = 5000;
 inline constexpr std::size_t kMaxPlaylists = 1000;
+// Players such as VLC list files before reading their tags and say nothing
+// once they have: a list with untitled entries is read again after these
+// pauses, each one twice the last.
+inline constexpr int kFirstTagWaitMs = 500;
+inline constexpr int kTagWaits = 5;
 
 extern const QString kPlayerInterface;
 extern const QString kTrackListInterface;
@@ -84,6 +89,7 @@ private:
         // Its TrackList listed tracks though HasTrackList said there is
         // none (VLC 3 always says so): it has one all the same.
         bool tracksListed = false;
+        int tagWaits = 0;  // re-reads of the list for tags, since its tracks last changed
     };
     using Answer = std::function<void(Player&, const QDBusMessage&)>;
     using Failure = std::function<void(const QString& error)>;
@@ -97,6 +103,9 @@ private:
     void ReadPosition(Player& player);
     void ReadTrackList(Player& player);
     void ReadPlaylists(Player& player);
+    // Reads the list again later while `tracks`, just read, has entries
+    // without their tags, a bounded number of times.
+    void WaitForTags(Player& player, const std::vector<Track>& tracks);
     void MarkActive(Player& player);
     // Chooses the driven player again and publishes its view.
     void Update();

@@ -268,6 +268,7 @@ std::optional<Track> TrackOf(const QVariantMap& metadata) {
         const std::string name = track.url.substr(track.url.rfind('/') + 1);
         track.title = QUrl::fromPercentEncoding(QByteArray::fromStdString(name)).toStdString();
         track.title = Text(QString::fromStdString(track.title));
+        track.untitled = true;
     }
     if (track.id.empty() && track.title.empty() && track.artist.empty() && track.album.empty()) {
         return std::nullopt;

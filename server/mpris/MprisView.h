@@ -27,6 +27,9 @@ struct Track {
     std::string url;           // xesam:url
     std::string artUrl;        // mpris:artUrl
     std::int32_t length = -1;  // seconds; -1 when unknown
+    // The player gave no title, so the file's name stands in: it may not
+    // have read the file's tags yet.
+    bool untitled = false;
 
     bool operator==(const Track&) const = default;
 };

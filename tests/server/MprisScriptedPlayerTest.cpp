@@ -481,6 +481,26 @@ TEST_F(MprisTrackListTest, TheTrackListIsTheQueueAndPlaylistsTheLibrary) {
         return backend_->QueuePage(0, -1, &page) == kSuccess &&
                this->Titles(page) == Titles{"Paper Fields"};
     }));
+
+    // A track listed before the player read its tags shows its file's name
+    // until then, and its title once the player has it, unannounced.
+    const QVariantMap untagged = {
+        {Q("mpris:trackid"), QVariant::fromValue(QDBusObjectPath(Q("/t/8")))},
+        {Q("xesam:url"), Q("file:///music/Glass%20Orchard/08.flac")}};
+    player_->SetTracks({Track("/t/7", "Paper Fields"), untagged});
+    player_->Signal(
+        Q("org.mpris.MediaPlayer2.TrackList"), Q("TrackAdded"),
+        {QVariant::fromValue(untagged), QVariant::fromValue(QDBusObjectPath(Q("/t/7")))});
+    ASSERT_TRUE(Eventually([&] {
+        return backend_->QueuePage(0, -1, &page) == kSuccess &&
+               this->Titles(page) == Titles{"Paper Fields", "08.flac"};
+    }));
+    player_->SetTracks({Track("/t/7", "Paper Fields"), Track("/t/8", "Late Tram")});
+    EXPECT_TRUE(Eventually([&] {
+        return backend_->QueuePage(0, -1, &page) == kSuccess &&
+               this->Titles(page) == Titles{"Paper Fields", "Late Tram"};
+    })) << this->Titles(page).back();
+
     player_->SetTracks({});
     player_->Signal(Q("org.mpris.MediaPlayer2.TrackList"), Q("TrackRemoved"),
                     {QVariant::fromValue(QDBusObjectPath(Q("/t/7")))});
