@@ -111,7 +111,7 @@ void BM_ScrollQueueThroughTheWindow(benchmark::State& state) {
         state.SkipWithError("no session");
         return;
     }
-    frame.Command(ui::kCommandLibrary);
+    frame.Command(ui::WindowCommand::Library);
     frame.Library().ShowMode(ui::LibraryScreen::Mode::Queue);
     auto& queue = const_cast<ui::PlayQueueList&>(frame.Queue());
     if (!Pump([&] { return queue.RowCount() == kSongs; })) {
@@ -121,7 +121,7 @@ void BM_ScrollQueueThroughTheWindow(benchmark::State& state) {
     Scroll(state, queue, [&](int row) { return !queue.RowText(row).empty(); });
     state.counters["pages_fetched"] = queue.PagesFetched();
     state.counters["peak_rss_mb"] = PeakRssMb();
-    frame.Command(ui::kCommandExit);
+    frame.Command(ui::WindowCommand::Exit);
 }
 
 void BM_ScrollPlainList(benchmark::State& state) {

@@ -327,7 +327,10 @@ void BM_SendRequest_RoundTrip(benchmark::State& state) {
     int sent = 0;
     for (auto _ : state) {
         const auto start = std::chrono::steady_clock::now();
-        connection.SendRequest(std::make_unique<GetVolumeRequest>());
+        if (connection.SendRequest(std::make_unique<GetVolumeRequest>()) != SendResult::Sent) {
+            state.SkipWithError("the request was not sent");
+            break;
+        }
         waiter.WaitFor(++sent);
         latencies.Add(std::chrono::steady_clock::now() - start);
     }

@@ -38,8 +38,8 @@ public:
     void SetTitle(const std::string&, bool) override {}
     std::string ServerListText() const override { return "127.0.0.1"; }
     void SwitchScreen(FlowScreen) override {}
-    void StartTimer(int, std::chrono::milliseconds) override {}
-    void KillTimer(int) override {}
+    void StartTimer(FlowTimer, std::chrono::milliseconds) override {}
+    void KillTimer(FlowTimer) override {}
     void SaveSettings() override {}
     void RefreshNowPlaying() override {}
     void Redraw() override {}

@@ -132,12 +132,21 @@ int Watch(const std::string& host, const std::string& portText, int seconds) {
     // What a client asks for when its session starts.
     auto version = std::make_unique<GetClientVersionRequest>();
     version->type = "ppc";
-    connection.SendRequest(std::move(version));
-    connection.SendRequest(std::make_unique<GetPlayerCapabilitiesRequest>());
-    connection.SendRequest(std::make_unique<GetCurrentStateRequest>());
-    connection.SendRequest(std::make_unique<GetSpeakerListRequest>());
-    connection.SendRequest(std::make_unique<GetEqRequest>());
-    connection.SendRequest(std::make_unique<GetEqPresetsRequest>());
+    std::unique_ptr<Message> requests[] = {std::move(version),
+                                           std::make_unique<GetPlayerCapabilitiesRequest>(),
+                                           std::make_unique<GetCurrentStateRequest>(),
+                                           std::make_unique<GetSpeakerListRequest>(),
+                                           std::make_unique<GetEqRequest>(),
+                                           std::make_unique<GetEqPresetsRequest>()};
+    for (std::unique_ptr<Message>& request : requests) {
+        const std::string name(request->TypeName());
+        if (const SendResult sent = connection.SendRequest(std::move(request));
+            sent != SendResult::Sent) {
+            std::fprintf(stderr, "vantor-msg: %s not sent: %s\n", name.c_str(),
+                         SendResultText(sent));
+            return 1;
+        }
+    }
     std::this_thread::sleep_for(std::chrono::seconds(seconds));
     connection.Disconnect();
     return 0;

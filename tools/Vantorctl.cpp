@@ -106,7 +106,9 @@ std::shared_ptr<LocalAddressSource> AddressesFor(const DiscoveryOptions& discove
 }
 
 // The protocol's word for a state; its names are literals, so terminated.
-const char* StateName(std::int32_t state) { return PlayingStateName(state).data(); }
+const char* StateName(std::int32_t state) {
+    return PlayingStateName(state).data();
+}
 
 const char* RepeatName(std::int32_t repeat) {
     return repeat == RepeatState::All ? "all" : repeat == RepeatState::One ? "one" : "off";
@@ -205,10 +207,11 @@ public:
     // Sends and waits; the response, or null with the exit status in *status.
     std::unique_ptr<Message> Ask(std::unique_ptr<Message> request, int* status) {
         const std::string name(request->TypeName());
-        int result = 0;
+        SendResult result = SendResult::Sent;
         auto response = manager_.SendAndWait(std::move(request), options_.timeout, &result);
-        if (result != 0) {
-            std::fprintf(stderr, "vantorctl: %s could not be sent (%d)\n", name.c_str(), result);
+        if (result != SendResult::Sent) {
+            std::fprintf(stderr, "vantorctl: %s could not be sent (%s)\n", name.c_str(),
+                         SendResultText(result));
             *status = kNoServer;
             return nullptr;
         }

@@ -196,7 +196,7 @@ void ExitOnSignals(CMainFrame& frame, QObject* owner) {
     QObject::connect(notifier, &QSocketNotifier::activated, owner, [&frame] {
         char byte = 0;
         [[maybe_unused]] const ssize_t read = ::read(signalPipe[0], &byte, 1);
-        frame.Command(vantor::ui::kCommandExit);
+        frame.Command(vantor::ui::WindowCommand::Exit);
     });
     struct sigaction action {};
     action.sa_handler = OnSignal;

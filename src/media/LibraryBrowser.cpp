@@ -282,10 +282,7 @@ void LibraryBrowser::LeaveSearch() {
     }
 }
 
-bool LibraryBrowser::Command(int command) {
-    if (command != kCommandPlayNow && command != kCommandAddToQueue) {
-        return false;
-    }
+bool LibraryBrowser::Command(LibraryCommand command) {
     const wire::MediaItem* item = pages_.Item(view_.SelectedRow());
     if (item == nullptr) {
         return false;
@@ -296,14 +293,14 @@ bool LibraryBrowser::Command(int command) {
     } else {
         selector.id = item->mediaId;
     }
-    if (command == kCommandPlayNow) {
+    if (command == LibraryCommand::PlayNow) {
         auto request = std::make_unique<PlayMediaRequest>();
         request->selector = selector;
-        requests_.SendRequest(std::move(request));
+        requests_.Send(std::move(request));
     } else {
         auto request = std::make_unique<PlaylistAddRequest>();
         request->selector = selector;
-        requests_.SendRequest(std::move(request));
+        requests_.Send(std::move(request));
     }
     return true;
 }

@@ -16,16 +16,16 @@
 
 #include "media/MediaPages.h"
 #include "protocol/Message.h"
+#include "protocol/SendResult.h"
 
 namespace vantor {
 
 inline constexpr const char* kSearchPlaceholder = "Search";
 inline constexpr const char* kLibraryRootTitle = "Media Library";
 inline constexpr const char* kSearchResultsTitle = "Search Results";
-inline constexpr int kSearchTimer = 105;
 inline constexpr int kShortSearchCount = 20;
-inline constexpr int kCommandAddToQueue = 20008;
-inline constexpr int kCommandPlayNow = 20009;
+// What a row's popup menu does with the selected item.
+enum class LibraryCommand { PlayNow, AddToQueue };
 
 // The row icon (an index into the screen's image list) for an item; -1 for
 // none.
@@ -50,7 +50,7 @@ public:
     virtual void SetHeaderTitle(const std::string& title) = 0;
     // Sets the search box's text (the box will report it as a change).
     virtual void SetSearchText(const std::string& text) = 0;
-    virtual void StartSearchTimer() = 0;  // timer 105, 1500 ms
+    virtual void StartSearchTimer() = 0;  // 1500 ms, once
     virtual void StopSearchTimer() = 0;
 };
 
@@ -66,7 +66,13 @@ public:
 class RequestSink {
 public:
     virtual ~RequestSink() = default;
-    virtual int SendRequest(std::unique_ptr<Message>&& request) = 0;
+    virtual SendResult SendRequest(std::unique_ptr<Message>&& request) = 0;
+    // Sends a request whose failure asks nothing more of the sender: a lost
+    // connection shows as such (the connect screen, the reconnection) and a
+    // full table is logged where requests leave.
+    void Send(std::unique_ptr<Message>&& request) {
+        static_cast<void>(SendRequest(std::move(request)));
+    }
     virtual void CancelRequests(MessageType type) = 0;
 };
 
@@ -95,7 +101,7 @@ public:
     void LeaveSearch();
 
     // The item commands on the selected row.
-    bool Command(int command);
+    bool Command(LibraryCommand command);
 
     // Pages arriving from the fetcher.
     void OnFolderPage(const std::string& path, std::shared_ptr<const wire::MediaList> page);

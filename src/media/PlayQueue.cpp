@@ -66,25 +66,33 @@ PlayQueueMenu PlayQueue::Menu(int row, int currentPosition, int currentRating) c
     return menu;
 }
 
-std::unique_ptr<Message> PlayQueue::Command(int command) const {
+std::unique_ptr<Message> PlayQueue::Command(QueueCommand command, int stars) const {
     const int row = view_.SelectedRow();
-    if (command == kCommandPlayEntry || command == kCommandRemoveEntry) {
-        if (row < 0) {
-            return nullptr;
-        }
-        if (command == kCommandPlayEntry) {
+    switch (command) {
+        case QueueCommand::Play: {
+            if (row < 0) {
+                return nullptr;
+            }
             auto request = std::make_unique<SetPlaylistPositionRequest>();
             request->position = row;
             return request;
         }
-        auto request = std::make_unique<PlaylistRemoveRequest>();
-        request->position = row;
-        return request;
-    }
-    if (command >= kCommandRateNone && command <= kCommandRateLast) {
-        auto request = std::make_unique<SetTrackRatingRequest>();
-        request->rating = (command - kCommandRateNone) * 20;
-        return request;
+        case QueueCommand::Remove: {
+            if (row < 0) {
+                return nullptr;
+            }
+            auto request = std::make_unique<PlaylistRemoveRequest>();
+            request->position = row;
+            return request;
+        }
+        case QueueCommand::Rate: {
+            if (stars < 0 || stars > 5) {
+                return nullptr;
+            }
+            auto request = std::make_unique<SetTrackRatingRequest>();
+            request->rating = stars * 20;
+            return request;
+        }
     }
     return nullptr;
 }

@@ -15,10 +15,8 @@
 
 namespace vantor {
 
-inline constexpr int kCommandPlayEntry = 20002;
-inline constexpr int kCommandRemoveEntry = 20003;
-inline constexpr int kCommandRateNone = 22001;  // to 22006 for five stars
-inline constexpr int kCommandRateLast = 22007;  // the end of the rating range
+// What a row's popup menu does to the selected entry.
+enum class QueueCommand { Play, Remove, Rate };
 
 class PlayQueueView {
 public:
@@ -60,9 +58,10 @@ public:
     const wire::MediaItem* Item(int row) const { return pages_.Item(row); }
 
     PlayQueueMenu Menu(int row, int currentPosition, int currentRating) const;
-    // The request for a menu command on the selected row; null when the
-    // command needs a row and none is selected, or is not one of these.
-    std::unique_ptr<Message> Command(int command) const;
+    // The request for a menu command on the selected row (Rate gives the
+    // playing entry `stars`, 0 to 5); null when the command needs a row and
+    // none is selected, or the stars are out of range.
+    std::unique_ptr<Message> Command(QueueCommand command, int stars = 0) const;
 
 private:
     void Fetch(int start, bool withTotal);

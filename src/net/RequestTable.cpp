@@ -34,7 +34,7 @@ int RequestTable::RegisterLocked(std::unique_ptr<Message>& request, bool waiting
     return free;
 }
 
-int RequestTable::SendRequest(std::unique_ptr<Message>&& request, MessageSender* sender) {
+SendResult RequestTable::SendRequest(std::unique_ptr<Message>&& request, MessageSender* sender) {
     // The text is made under the lock: once the bytes are out, the response
     // may free the registered request on the receiver thread at any moment.
     // The send itself happens outside the lock, so a slow send never holds up
@@ -45,21 +45,22 @@ int RequestTable::SendRequest(std::unique_ptr<Message>&& request, MessageSender*
         bool reused = false;
         const int slot = RegisterLocked(request, false, &reused);
         if (slot < 0) {
-            return kTableFull;
+            return SendResult::TableFull;
         }
         xml = reused ? request->ToXml() : slots_[static_cast<std::size_t>(slot)].request->ToXml();
     }
     request.reset();  // a request whose id was registered already is done with
     if (sender == nullptr || !sender->IsConnected()) {
-        return kNotConnected;
+        return SendResult::NotConnected;
     }
     sender->SendXml(xml);
-    return kSent;
+    return SendResult::Sent;
 }
 
 std::unique_ptr<Message> RequestTable::SendAndWait(std::unique_ptr<Message>&& request,
                                                    MessageSender* sender,
-                                                   std::chrono::milliseconds timeout, int* result) {
+                                                   std::chrono::milliseconds timeout,
+                                                   SendResult* result) {
     std::string xml;
     std::int32_t id;
     {
@@ -68,7 +69,7 @@ std::unique_ptr<Message> RequestTable::SendAndWait(std::unique_ptr<Message>&& re
         const int slot = RegisterLocked(request, true, &reused);
         if (slot < 0) {
             if (result != nullptr) {
-                *result = kTableFull;
+                *result = SendResult::TableFull;
             }
             return nullptr;
         }
@@ -94,13 +95,13 @@ std::unique_ptr<Message> RequestTable::SendAndWait(std::unique_ptr<Message>&& re
         std::lock_guard lock(mutex_);
         release();
         if (result != nullptr) {
-            *result = kNotConnected;
+            *result = SendResult::NotConnected;
         }
         return nullptr;
     }
     sender->SendXml(xml);
     if (result != nullptr) {
-        *result = kSent;
+        *result = SendResult::Sent;
     }
 
     std::unique_lock lock(mutex_);

@@ -19,6 +19,7 @@
 
 #include "net/XmlChannel.h"
 #include "protocol/Message.h"
+#include "protocol/SendResult.h"
 
 namespace vantor {
 
@@ -26,27 +27,23 @@ class RequestTable {
 public:
     static constexpr int kSlotCount = 100;
 
-    // SendRequest results.
-    static constexpr int kSent = 0;
-    static constexpr int kNotConnected = 12;
-    static constexpr int kTableFull = 13;
-
     explicit RequestTable(std::int32_t firstRequestId = 0) : nextRequestId_(firstRequestId) {}
 
     // Gives the request an id when it has none, registers it and sends it.
-    // kSent, kNotConnected (no sender, or not connected: the request stays
-    // registered) or kTableFull. The table takes the request except on
-    // kTableFull, when it is left in `request` for the caller. A request
+    // NotConnected when there is no sender or it is not connected (the
+    // request stays registered). The table takes the request except on
+    // TableFull, when it is left in `request` for the caller. A request
     // whose id is already registered leaves that slot as it is.
-    int SendRequest(std::unique_ptr<Message>&& request, MessageSender* sender);
+    SendResult SendRequest(std::unique_ptr<Message>&& request, MessageSender* sender);
 
     // Sends like SendRequest with the slot marked waiting, then blocks until
     // the response arrives or the time-out passes. The response, or null on
     // a failed send or a time-out (`result` says which: the send result, or
-    // kSent with a null response for a time-out). The slot is freed either
+    // Sent with a null response for a time-out). The slot is freed either
     // way.
     std::unique_ptr<Message> SendAndWait(std::unique_ptr<Message>&& request, MessageSender* sender,
-                                         std::chrono::milliseconds timeout, int* result = nullptr);
+                                         std::chrono::milliseconds timeout,
+                                         SendResult* result = nullptr);
 
     struct Match {
         std::unique_ptr<Message> response;

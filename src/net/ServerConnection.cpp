@@ -37,13 +37,13 @@ std::string ServerConnection::Host() const {
     return host_;
 }
 
-int ServerConnection::SendRequest(std::unique_ptr<Message>&& request) {
+SendResult ServerConnection::SendRequest(std::unique_ptr<Message>&& request) {
     return requests_.SendRequest(std::move(request), channel_.get());
 }
 
 std::unique_ptr<Message> ServerConnection::SendAndWait(std::unique_ptr<Message>&& request,
                                                        std::chrono::milliseconds timeout,
-                                                       int* result) {
+                                                       SendResult* result) {
     return requests_.SendAndWait(std::move(request), channel_.get(), timeout, result);
 }
 

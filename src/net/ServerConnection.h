@@ -49,10 +49,11 @@ public:
     // The host of the last successful Connect.
     std::string Host() const;
 
-    // RequestTable::kSent, kNotConnected or kTableFull; see RequestTable.
-    int SendRequest(std::unique_ptr<Message>&& request);
+    // See RequestTable::SendRequest.
+    SendResult SendRequest(std::unique_ptr<Message>&& request);
     std::unique_ptr<Message> SendAndWait(std::unique_ptr<Message>&& request,
-                                         std::chrono::milliseconds timeout, int* result = nullptr);
+                                         std::chrono::milliseconds timeout,
+                                         SendResult* result = nullptr);
     void CancelRequests(MessageType type) { requests_.CancelRequests(type); }
     int OutstandingRequests() const { return requests_.Outstanding(); }
 

@@ -47,7 +47,7 @@ void ConnectionFlow::Start(bool firstRun, bool autoConnect) {
         watch_.Start("Network Watch", [this] { WatchNetwork(); });
     }
     if (!firstRun && autoConnect) {
-        frame_.StartTimer(kAutoConnectTimer, std::chrono::milliseconds(10));
+        frame_.StartTimer(FlowTimer::AutoConnect, std::chrono::milliseconds(10));
     }
 }
 
@@ -153,7 +153,9 @@ void ConnectionFlow::RunAttempt(std::string target, bool reconnect) {
             std::lock_guard lock(mutex_);
             target_ = target;
         }
-        manager_.RequestClientVersion(options_.platform);
+        // Its response starts the session. Not sent means the connection is
+        // already gone again, and that loss is answered as any drop is.
+        static_cast<void>(manager_.RequestClientVersion(options_.platform));
     }
     FinishAttempt();
 }
@@ -239,7 +241,8 @@ void ConnectionFlow::Handle(FlowMessage message) {
             } else {
                 frame_.SwitchScreen(FlowScreen::Main);
             }
-            manager_.SendRequest(std::make_unique<GetEqPresetsRequest>());
+            // Not sent means the connection dropped; the next session asks.
+            static_cast<void>(manager_.SendRequest(std::make_unique<GetEqPresetsRequest>()));
             frame_.Redraw();
             break;
         case FlowMessage::Reconnect: {
@@ -252,7 +255,7 @@ void ConnectionFlow::Handle(FlowMessage message) {
                 break;
             }
             lock.unlock();
-            frame_.KillTimer(kReconnectTimer);
+            frame_.KillTimer(FlowTimer::Reconnect);
             if (notConnectOrMain()) {
                 frame_.SwitchScreen(FlowScreen::Main);
             }
@@ -260,7 +263,7 @@ void ConnectionFlow::Handle(FlowMessage message) {
             break;
         }
         case FlowMessage::NetworkLost:
-            frame_.KillTimer(kReconnectTimer);
+            frame_.KillTimer(FlowTimer::Reconnect);
             SaveTitleAndShow(kNetworkDisconnectedText);
             if (notConnectOrMain()) {
                 frame_.SwitchScreen(FlowScreen::Main);
@@ -268,18 +271,18 @@ void ConnectionFlow::Handle(FlowMessage message) {
             manager_.Disconnect();
             break;
         case FlowMessage::NetworkBack:
-            frame_.StartTimer(kReconnectTimer, std::chrono::milliseconds(2000));
+            frame_.StartTimer(FlowTimer::Reconnect, std::chrono::milliseconds(2000));
             break;
     }
 }
 
-void ConnectionFlow::OnTimer(int id) {
-    if (id == kReconnectTimer) {
+void ConnectionFlow::OnTimer(FlowTimer timer) {
+    if (timer == FlowTimer::Reconnect) {
         if (frame_.CurrentScreen() != FlowScreen::Connect) {
             frame_.Post(FlowMessage::Reconnect);
         }
-    } else if (id == kAutoConnectTimer) {
-        frame_.KillTimer(kAutoConnectTimer);
+    } else if (timer == FlowTimer::AutoConnect) {
+        frame_.KillTimer(FlowTimer::AutoConnect);
         StartAttempt(TargetFromListText(frame_.ServerListText()), false);
     }
 }
@@ -291,7 +294,7 @@ void ConnectionFlow::Disconnect() {
         wake_.notify_all();
         attempt_.Stop();
     }
-    frame_.KillTimer(kReconnectTimer);
+    frame_.KillTimer(FlowTimer::Reconnect);
     manager_.Disconnect();
     quickDrops_ = 0;
     {

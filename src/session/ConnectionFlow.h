@@ -28,16 +28,18 @@
 
 namespace vantor {
 
-// The window's private messages, by their numbers.
+// What the flow posts to itself through the window's queue, so that it is
+// handled on the window's thread. The values are the window's event types.
 enum class FlowMessage {
-    SessionReady = 1030,  // WM_USER + 6
-    Reconnect = 1031,     // WM_USER + 7
-    NetworkLost = 1032,   // WM_USER + 8
-    NetworkBack = 1033,   // WM_USER + 9
+    SessionReady = 1030,
+    Reconnect = 1031,
+    NetworkLost = 1032,
+    NetworkBack = 1033,
 };
 
-inline constexpr int kReconnectTimer = 101;    // 2000 ms, repeating
-inline constexpr int kAutoConnectTimer = 102;  // 10 ms, once
+// The flow's timers, run by the window: Reconnect repeats every 2000 ms
+// while the connection is down, AutoConnect fires once, 10 ms after start.
+enum class FlowTimer { Reconnect, AutoConnect };
 
 // Texts the flow shows.
 inline constexpr const char* kDiscoveringText = "Discovering Vantor server...";
@@ -80,8 +82,8 @@ public:
     virtual std::string ServerListText() const = 0;
     virtual void SwitchScreen(FlowScreen screen) = 0;
     // Window timers; an expiry comes back through ConnectionFlow::OnTimer.
-    virtual void StartTimer(int id, std::chrono::milliseconds period) = 0;
-    virtual void KillTimer(int id) = 0;
+    virtual void StartTimer(FlowTimer timer, std::chrono::milliseconds period) = 0;
+    virtual void KillTimer(FlowTimer timer) = 0;
     virtual void SaveSettings() = 0;
     // After a reconnection: show the position and progress again.
     virtual void RefreshNowPlaying() = 0;
@@ -144,7 +146,7 @@ public:
     // while an attempt runs is kept for when it ends.
     void Handle(FlowMessage message);
     // UI thread: a timer expired.
-    void OnTimer(int id);
+    void OnTimer(FlowTimer timer);
     // UI thread: the "Exit" command, before the window quits: aborts a
     // running attempt, saves the settings, and ends the flow's threads.
     void Exit();

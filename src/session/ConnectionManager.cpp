@@ -21,17 +21,24 @@ bool ConnectionManager::Disconnect() {
     return connection_.Disconnect();
 }
 
-int ConnectionManager::RequestClientVersion(const std::string& platform) {
+SendResult ConnectionManager::RequestClientVersion(const std::string& platform) {
     auto request = std::make_unique<GetClientVersionRequest>();
     request->type = platform;
     return SendRequest(std::move(request));
 }
 
 void ConnectionManager::RequestSessionState() {
-    SendRequest(std::make_unique<GetPlayerCapabilitiesRequest>());
-    SendRequest(std::make_unique<GetCurrentStateRequest>());
-    SendRequest(std::make_unique<GetSpeakerListRequest>());
-    SendRequest(std::make_unique<GetEqRequest>());
+    std::unique_ptr<Message> requests[] = {std::make_unique<GetPlayerCapabilitiesRequest>(),
+                                           std::make_unique<GetCurrentStateRequest>(),
+                                           std::make_unique<GetSpeakerListRequest>(),
+                                           std::make_unique<GetEqRequest>()};
+    // A connection lost on the way is the flow's to handle; the next
+    // session asks for all of it again.
+    for (std::unique_ptr<Message>& request : requests) {
+        if (SendRequest(std::move(request)) != SendResult::Sent) {
+            return;
+        }
+    }
 }
 
 PlayerState ConnectionManager::Snapshot() const {

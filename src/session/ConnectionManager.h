@@ -49,16 +49,17 @@ public:
 
     // Asks which client version the server offers for this platform; the
     // answer reaches the listener's OnClientVersion.
-    int RequestClientVersion(const std::string& platform);
+    SendResult RequestClientVersion(const std::string& platform);
     // The requests that start a session, in their order: capabilities,
     // current state, speakers, equaliser.
     void RequestSessionState();
 
-    int SendRequest(std::unique_ptr<Message>&& request) {
+    SendResult SendRequest(std::unique_ptr<Message>&& request) {
         return connection_.SendRequest(std::move(request));
     }
     std::unique_ptr<Message> SendAndWait(std::unique_ptr<Message>&& request,
-                                         std::chrono::milliseconds timeout, int* result = nullptr) {
+                                         std::chrono::milliseconds timeout,
+                                         SendResult* result = nullptr) {
         return connection_.SendAndWait(std::move(request), timeout, result);
     }
     void CancelRequests(MessageType type) { connection_.CancelRequests(type); }

@@ -156,9 +156,9 @@ private:
 
 class RecordingSink final : public RequestSink {
 public:
-    int SendRequest(std::unique_ptr<Message>&& request) override {
+    SendResult SendRequest(std::unique_ptr<Message>&& request) override {
         sent.push_back(std::move(request));
-        return 0;
+        return SendResult::Sent;
     }
     void CancelRequests(MessageType type) override { cancelled.push_back(type); }
     std::vector<std::unique_ptr<Message>> sent;
@@ -285,7 +285,7 @@ TEST_F(LibraryBrowserTest, PlayNowAndAddToQueue) {
     browser_.Open(RowOf("Artists"));
     fetcher_.Deliver();
     view_.selected = 0;
-    ASSERT_TRUE(browser_.Command(kCommandPlayNow));
+    ASSERT_TRUE(browser_.Command(LibraryCommand::PlayNow));
     const auto* play = As<PlayMediaRequest>(*sink_.sent.back());
     ASSERT_NE(play, nullptr);
     EXPECT_EQ(play->selector.libPath, LibraryItemPath(*browser_.Item(0), "/Music/Artists", false));
@@ -297,14 +297,14 @@ TEST_F(LibraryBrowserTest, PlayNowAndAddToQueue) {
     browser_.Open(0);
     fetcher_.Deliver();  // an album's songs
     view_.selected = 1;
-    ASSERT_TRUE(browser_.Command(kCommandAddToQueue));
+    ASSERT_TRUE(browser_.Command(LibraryCommand::AddToQueue));
     const auto* add = As<PlaylistAddRequest>(*sink_.sent.back());
     ASSERT_NE(add, nullptr);
     EXPECT_EQ(add->selector.id, browser_.Item(1)->mediaId);
     EXPECT_TRUE(add->selector.libPath.empty());
 
     view_.selected = -1;
-    EXPECT_FALSE(browser_.Command(kCommandPlayNow));
+    EXPECT_FALSE(browser_.Command(LibraryCommand::PlayNow));
 }
 
 }  // namespace

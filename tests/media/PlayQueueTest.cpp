@@ -92,21 +92,21 @@ TEST(PlayQueueTest, MenuCommands) {
     FakeQueueView view;
     RecordingFetcher fetcher;
     PlayQueue queue(view, fetcher);
-    EXPECT_EQ(queue.Command(kCommandPlayEntry), nullptr) << "no row selected";
+    EXPECT_EQ(queue.Command(QueueCommand::Play), nullptr) << "no row selected";
+    EXPECT_EQ(queue.Command(QueueCommand::Remove), nullptr) << "no row selected";
     view.selected = 7;
-    const auto play = queue.Command(kCommandPlayEntry);
+    const auto play = queue.Command(QueueCommand::Play);
     ASSERT_NE(As<SetPlaylistPositionRequest>(*play), nullptr);
     EXPECT_EQ(As<SetPlaylistPositionRequest>(*play)->position, 7);
-    const auto remove = queue.Command(kCommandRemoveEntry);
+    const auto remove = queue.Command(QueueCommand::Remove);
     ASSERT_NE(As<PlaylistRemoveRequest>(*remove), nullptr);
     EXPECT_EQ(As<PlaylistRemoveRequest>(*remove)->position, 7);
-    for (const auto& [command, rating] :
-         {std::pair{kCommandRateNone, 0}, {22004, 60}, {22006, 100}}) {
-        const auto rate = queue.Command(command);
+    for (const auto& [stars, rating] : {std::pair{0, 0}, {3, 60}, {5, 100}}) {
+        const auto rate = queue.Command(QueueCommand::Rate, stars);
         ASSERT_NE(As<SetTrackRatingRequest>(*rate), nullptr);
         EXPECT_EQ(As<SetTrackRatingRequest>(*rate)->rating, rating);
     }
-    EXPECT_EQ(queue.Command(12345), nullptr);
+    EXPECT_EQ(queue.Command(QueueCommand::Rate, 6), nullptr);
 }
 
 }  // namespace

@@ -37,8 +37,8 @@ std::unique_ptr<Message> ResponseTo(std::int32_t requestId) {
 TEST(RequestTableTest, GivesIdsInTurnAndSendsTheRequest) {
     RequestTable table(7);
     FakeSender sender;
-    EXPECT_EQ(table.SendRequest(Volume(10), &sender), RequestTable::kSent);
-    EXPECT_EQ(table.SendRequest(Volume(20), &sender), RequestTable::kSent);
+    EXPECT_EQ(table.SendRequest(Volume(10), &sender), SendResult::Sent);
+    EXPECT_EQ(table.SendRequest(Volume(20), &sender), SendResult::Sent);
     ASSERT_EQ(sender.sent.size(), 2u);
     EXPECT_EQ(sender.sent[0],
               "<SetVolumeRequest>\n<requestId>7</requestId>\n<volume>10</volume>\n"
@@ -51,8 +51,8 @@ TEST(RequestTableTest, NotConnectedKeepsTheRequestRegistered) {
     RequestTable table;
     FakeSender sender;
     sender.connected = false;
-    EXPECT_EQ(table.SendRequest(Volume(1), &sender), RequestTable::kNotConnected);
-    EXPECT_EQ(table.SendRequest(Volume(1), nullptr), RequestTable::kNotConnected);
+    EXPECT_EQ(table.SendRequest(Volume(1), &sender), SendResult::NotConnected);
+    EXPECT_EQ(table.SendRequest(Volume(1), nullptr), SendResult::NotConnected);
     EXPECT_TRUE(sender.sent.empty());
     EXPECT_EQ(table.Outstanding(), 2);
 }
@@ -61,24 +61,24 @@ TEST(RequestTableTest, AFullTableRefusesAndLeavesTheRequestWithTheCaller) {
     RequestTable table;
     FakeSender sender;
     for (int i = 0; i < RequestTable::kSlotCount; ++i) {
-        ASSERT_EQ(table.SendRequest(Volume(i), &sender), RequestTable::kSent);
+        ASSERT_EQ(table.SendRequest(Volume(i), &sender), SendResult::Sent);
     }
     std::unique_ptr<Message> extra = Volume(99);
-    EXPECT_EQ(table.SendRequest(std::move(extra), &sender), RequestTable::kTableFull);
+    EXPECT_EQ(table.SendRequest(std::move(extra), &sender), SendResult::TableFull);
     ASSERT_NE(extra, nullptr) << "a refused request stays the caller's";
     EXPECT_EQ(sender.sent.size(), 100u);
 
     // A response frees its slot; the next request takes the lowest free one.
     EXPECT_TRUE(table.MatchResponse(ResponseTo(42)).has_value());
-    EXPECT_EQ(table.SendRequest(std::move(extra), &sender), RequestTable::kSent);
+    EXPECT_EQ(table.SendRequest(std::move(extra), &sender), SendResult::Sent);
     EXPECT_EQ(table.Outstanding(), 100);
 }
 
 TEST(RequestTableTest, AResponseComesBackWithItsRequestOnce) {
     RequestTable table;
     FakeSender sender;
-    table.SendRequest(Volume(33), &sender);
-    table.SendRequest(Volume(44), &sender);
+    EXPECT_EQ(table.SendRequest(Volume(33), &sender), SendResult::Sent);
+    EXPECT_EQ(table.SendRequest(Volume(44), &sender), SendResult::Sent);
 
     auto match = table.MatchResponse(ResponseTo(1));
     ASSERT_TRUE(match.has_value());
@@ -94,10 +94,10 @@ TEST(RequestTableTest, AResponseComesBackWithItsRequestOnce) {
 TEST(RequestTableTest, ARequestWithARegisteredIdKeepsItsSlot) {
     RequestTable table;
     FakeSender sender;
-    table.SendRequest(Volume(1), &sender);  // id 0
+    EXPECT_EQ(table.SendRequest(Volume(1), &sender), SendResult::Sent);  // id 0
     auto again = Volume(2);
     again->requestId = 0;
-    EXPECT_EQ(table.SendRequest(std::move(again), &sender), RequestTable::kSent);
+    EXPECT_EQ(table.SendRequest(std::move(again), &sender), SendResult::Sent);
     EXPECT_EQ(table.Outstanding(), 1);
     auto match = table.MatchResponse(ResponseTo(0));
     ASSERT_TRUE(match.has_value());
@@ -107,9 +107,9 @@ TEST(RequestTableTest, ARequestWithARegisteredIdKeepsItsSlot) {
 TEST(RequestTableTest, CancelDropsOnlyThatTypeAndNotWaiters) {
     RequestTable table;
     FakeSender sender;
-    table.SendRequest(Volume(1), &sender);
-    table.SendRequest(std::make_unique<GetEqRequest>(), &sender);
-    table.SendRequest(Volume(2), &sender);
+    EXPECT_EQ(table.SendRequest(Volume(1), &sender), SendResult::Sent);
+    EXPECT_EQ(table.SendRequest(std::make_unique<GetEqRequest>(), &sender), SendResult::Sent);
+    EXPECT_EQ(table.SendRequest(Volume(2), &sender), SendResult::Sent);
     table.CancelRequests(MessageType::SetVolumeRequest);
     EXPECT_EQ(table.Outstanding(), 1);
     EXPECT_FALSE(table.MatchResponse(ResponseTo(0)).has_value());
@@ -128,18 +128,18 @@ TEST(RequestTableTest, AWaitingCallerGetsItsResponse) {
         // The response is kept for the waiter, not handed out for dispatch.
         EXPECT_FALSE(table.MatchResponse(ResponseTo(0)).has_value());
     });
-    int result = -1;
+    SendResult result = SendResult::TableFull;
     auto response = table.SendAndWait(Volume(5), &sender, 5000ms, &result);
     server.join();
-    EXPECT_EQ(result, RequestTable::kSent);
+    EXPECT_EQ(result, SendResult::Sent);
     ASSERT_NE(response, nullptr);
     EXPECT_EQ(response->Type(), MessageType::SetVolumeResponse);
     EXPECT_EQ(table.Outstanding(), 0);
 
-    table.SendRequest(Volume(6), &sender);
+    EXPECT_EQ(table.SendRequest(Volume(6), &sender), SendResult::Sent);
     table.CancelRequests(MessageType::SetVolumeRequest);
     EXPECT_EQ(table.SendAndWait(Volume(7), &sender, 20ms, &result), nullptr);
-    EXPECT_EQ(result, RequestTable::kSent) << "a time-out is a sent request without answer";
+    EXPECT_EQ(result, SendResult::Sent) << "a time-out is a sent request without answer";
     EXPECT_EQ(table.Outstanding(), 0);
 }
 

@@ -159,9 +159,9 @@ TEST_F(ServerConnectionTest, AStoppedServerIsReportedOnce) {
     // the table is full.
     for (int i = 0; i < RequestTable::kSlotCount; ++i) {
         ASSERT_EQ(connection_.SendRequest(std::make_unique<PlayRequest>()),
-                  RequestTable::kNotConnected);
+                  SendResult::NotConnected);
     }
-    EXPECT_EQ(connection_.SendRequest(std::make_unique<PlayRequest>()), RequestTable::kTableFull);
+    EXPECT_EQ(connection_.SendRequest(std::make_unique<PlayRequest>()), SendResult::TableFull);
 
     // Connecting again (to the server restarted on its port) starts afresh.
     ASSERT_TRUE(server_.Restart());
@@ -175,8 +175,7 @@ TEST_F(ServerConnectionTest, DisconnectReportsNothing) {
     EXPECT_FALSE(connection_.IsConnected());
     std::this_thread::sleep_for(50ms);
     EXPECT_TRUE(recorder_.Lost().empty()) << "a disconnect that was asked for is not a loss";
-    EXPECT_EQ(connection_.SendRequest(std::make_unique<PlayRequest>()),
-              RequestTable::kNotConnected);
+    EXPECT_EQ(connection_.SendRequest(std::make_unique<PlayRequest>()), SendResult::NotConnected);
 }
 
 TEST(ServerConnectionRefusedTest, NothingListeningFailsToConnect) {

@@ -56,11 +56,11 @@ TEST(ConnectionFlowTest, AutoConnectWaitsForItsTimer) {
     TestServer server;
     Rig rig(server.Port());
     rig.flow.Start(true, true);
-    EXPECT_FALSE(rig.frame.Timer(kAutoConnectTimer)) << "not on the first run";
+    EXPECT_FALSE(rig.frame.Timer(FlowTimer::AutoConnect)) << "not on the first run";
     rig.flow.Start(false, true);
-    ASSERT_TRUE(rig.frame.Timer(kAutoConnectTimer));
-    rig.flow.OnTimer(kAutoConnectTimer);
-    EXPECT_FALSE(rig.frame.Timer(kAutoConnectTimer));
+    ASSERT_TRUE(rig.frame.Timer(FlowTimer::AutoConnect));
+    rig.flow.OnTimer(FlowTimer::AutoConnect);
+    EXPECT_FALSE(rig.frame.Timer(FlowTimer::AutoConnect));
     ASSERT_TRUE(rig.frame.PumpUntil(rig.flow,
                                     [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; }));
     EXPECT_EQ(rig.frame.Get(&TestFrame::saves_), 0) << "only the Connect button saves";
@@ -131,12 +131,13 @@ TEST(ConnectionFlowTest, ALostNetworkWaitsAndReconnectsWhenItComesBack) {
     EXPECT_TRUE(rig.flow.NetworkDown());
 
     rig.addresses->Set("192.0.2.5");
-    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow, [&] { return rig.frame.Timer(kReconnectTimer); }));
+    ASSERT_TRUE(
+        rig.frame.PumpUntil(rig.flow, [&] { return rig.frame.Timer(FlowTimer::Reconnect); }));
     EXPECT_FALSE(rig.flow.NetworkDown());
-    rig.flow.OnTimer(kReconnectTimer);
+    rig.flow.OnTimer(FlowTimer::Reconnect);
     ASSERT_TRUE(
         rig.frame.PumpUntil(rig.flow, [&] { return rig.frame.Get(&TestFrame::refreshes_) == 1; }));
-    EXPECT_FALSE(rig.frame.Timer(kReconnectTimer)) << "the reconnection stops the timer";
+    EXPECT_FALSE(rig.frame.Timer(FlowTimer::Reconnect)) << "the reconnection stops the timer";
     EXPECT_TRUE(rig.manager.IsConnected());
     EXPECT_EQ(rig.frame.Title().first, "Ana - Intro");
     rig.flow.Exit();

@@ -78,11 +78,11 @@ public:
         std::lock_guard lock(mutex_);
         screen_ = name;
     }
-    void StartTimer(int id, std::chrono::milliseconds) override {
+    void StartTimer(FlowTimer id, std::chrono::milliseconds) override {
         std::lock_guard lock(mutex_);
         timers_[id] = true;
     }
-    void KillTimer(int id) override {
+    void KillTimer(FlowTimer id) override {
         std::lock_guard lock(mutex_);
         timers_[id] = false;
     }
@@ -128,7 +128,7 @@ public:
         std::lock_guard lock(mutex_);
         return this->*field;
     }
-    bool Timer(int id) const {
+    bool Timer(FlowTimer id) const {
         std::lock_guard lock(mutex_);
         const auto found = timers_.find(id);
         return found != timers_.end() && found->second;
@@ -155,7 +155,7 @@ private:
     FlowScreen screen_ = FlowScreen::Connect;
     std::string listText_ = "127.0.0.1";
     std::pair<std::string, bool> title_{"Ana - Intro", true};
-    std::map<int, bool> timers_;
+    std::map<FlowTimer, bool> timers_;
     std::vector<FlowMessage> handled_;
 };
 

@@ -57,23 +57,23 @@ TEST(FunctionTableTest, AHandEditedFileOpensInThePageAndSavesBackTheSame) {
     LoadSettings(store, settings);
     FunctionTable table;
     table.Load(settings);
-    EXPECT_EQ(table.Row(kFunctionPlay).key, 70000);
-    EXPECT_EQ(table.Row(kFunctionPause).key, -5);
-    EXPECT_EQ(table.Row(kFunctionVolumeDown).key, kUnboundKey);
-    EXPECT_EQ(table.Find('A'), kFunctionPlayPause);  // the first of the two fires
-    EXPECT_EQ(table.Find(kUnboundKey), -1);          // unbound rows are not found by -1
+    EXPECT_EQ(table.Row(FunctionId::Play).key, 70000);
+    EXPECT_EQ(table.Row(FunctionId::Pause).key, -5);
+    EXPECT_EQ(table.Row(FunctionId::VolumeDown).key, kUnboundKey);
+    EXPECT_EQ(table.Find('A'), FunctionId::PlayPause);  // the first of the two fires
+    EXPECT_EQ(table.Find(kUnboundKey), std::nullopt);   // unbound rows are not found by -1
 
     // The page shows every binding it can name.
     testing::RecordingPrompter prompter;
     ButtonsPage page(table, prompter, &store);
-    const std::pair<int, const char*> shown[] = {
-        {kFunctionPlay, "Button 11170"}, {kFunctionPause, "Button FFFFFFFB"},
-        {kFunctionPlayPause, "A"},       {kFunctionStop, "A"},
-        {kFunctionNextSong, "Calendar"}, {kFunctionVolumeUp, ""},  // 0: no key
-        {kFunctionVolumeDown, ""},
+    const std::pair<FunctionId, const char*> shown[] = {
+        {FunctionId::Play, "Button 11170"}, {FunctionId::Pause, "Button FFFFFFFB"},
+        {FunctionId::PlayPause, "A"},       {FunctionId::Stop, "A"},
+        {FunctionId::NextSong, "Calendar"}, {FunctionId::VolumeUp, ""},  // 0: no key
+        {FunctionId::VolumeDown, ""},
     };
-    for (const auto& [row, text] : shown) {
-        EXPECT_EQ(page.KeyText(row).toStdString(), text) << row;
+    for (const auto& [function, text] : shown) {
+        EXPECT_EQ(page.KeyText(RowOf(function)).toStdString(), text) << RowOf(function);
     }
 
     // Saved as the window saves after OK, and read back.

@@ -105,7 +105,7 @@ void GuiTest::StartWindow(const std::function<void(ui::FrameOptions&)>& tweak) {
 
 void GuiTest::StopWindow() {
     if (frame_) {
-        frame_->Command(ui::kCommandExit);
+        frame_->Command(ui::WindowCommand::Exit);
         frame_.reset();
     }
 }
@@ -189,7 +189,7 @@ void GuiTest::WithSettings(const std::function<void(ui::SettingsSheet&)>& act,
     if (open) {
         open();
     } else {
-        frame_->Command(ui::kCommandOptions);
+        frame_->Command(ui::WindowCommand::Options);
     }
     EXPECT_TRUE(acted) << "the settings sheet did not open";
 }

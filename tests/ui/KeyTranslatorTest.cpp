@@ -21,7 +21,9 @@ using namespace std::chrono_literals;
 class FakeWindow final : public KeyWindow, private ScreenKeys {
 public:
     ScreenKeys& CurrentKeys() override { return *this; }
-    void FireFunction(int id) override { done.push_back("fire " + std::to_string(id)); }
+    void FireFunction(FunctionId id) override {
+        done.push_back("fire " + std::to_string(RowOf(id)));
+    }
     void NoteUserInput() override { ++inputs; }
     std::chrono::steady_clock::time_point Now() const override { return now; }
 
@@ -73,7 +75,7 @@ struct Story {
     const char* screen;
     bool searchFocused;
     bool mainListFocused;
-    std::vector<std::pair<int, std::int32_t>> bindings;
+    std::vector<std::pair<FunctionId, std::int32_t>> bindings;
     std::vector<Step> steps;
 };
 
@@ -85,7 +87,7 @@ TEST(KeyTranslatorTest, Stories) {
          "main",
          false,
          false,
-         {{kFunctionPlay, kKeyA}, {kFunctionStop, kKeyB}},
+         {{FunctionId::Play, kKeyA}, {FunctionId::Stop, kKeyB}},
          {{kUp, kKeyA, 0ms, true, "fire 0"},
           {kUp, kKeyB, 40ms, false, ""},
           {kUp, kKeyB, 60ms, false, ""},  // 100 ms after "Play": still within
@@ -95,13 +97,13 @@ TEST(KeyTranslatorTest, Stories) {
          "main",
          false,
          false,
-         {{kFunctionVolumeUp, kKeyU}, {kFunctionPlay, kKeyA}},
+         {{FunctionId::VolumeUp, kKeyU}, {FunctionId::Play, kKeyA}},
          {{kDown, kKeyU, 0ms, true, "fire 6"}, {kUp, kKeyA, 10ms, true, "fire 0"}}},
         {"keys bound to nothing go on to the control",
          "main",
          false,
          false,
-         {{kFunctionPlay, kKeyA}},
+         {{FunctionId::Play, kKeyA}},
          {{kDown, kKeyC, 0ms, false, ""},
           {kUp, kKeyC, 10ms, false, ""},
           {kDown, 0, 10ms, false, ""},
@@ -110,7 +112,7 @@ TEST(KeyTranslatorTest, Stories) {
          "playlist",
          false,
          false,
-         {{kFunctionVolumeUp, kVkUp}, {kFunctionPlay, kVkReturn}},
+         {{FunctionId::VolumeUp, kVkUp}, {FunctionId::Play, kVkReturn}},
          {{kUp, kVkReturn, 0ms, true, "open"},
           {kUp, kVkCenter, 0ms, true, "open"},
           {kUp, kVkRight, 0ms, true, "open"},
@@ -122,7 +124,7 @@ TEST(KeyTranslatorTest, Stories) {
          "playlist",
          true,
          false,
-         {{kFunctionVolumeUp, kKeyU}, {kFunctionPlay, kKeyA}},
+         {{FunctionId::VolumeUp, kKeyU}, {FunctionId::Play, kKeyA}},
          {{kDown, kKeyU, 0ms, false, ""},
           {kDown, kKeyA, 0ms, false, ""},
           {kUp, kKeyA, 0ms, false, ""},
@@ -146,7 +148,7 @@ TEST(KeyTranslatorTest, Stories) {
          "main",
          false,
          false,
-         {{kFunctionNextSong, kVkDown}, {kFunctionPlay, kKeyA}},
+         {{FunctionId::NextSong, kVkDown}, {FunctionId::Play, kKeyA}},
          {{kUp, kVkDown, 0ms, true, "fire 4"},
           {kUp, kKeyA, 50ms, false, ""},
           {kUp, kVkDown, 20ms, false, ""},
@@ -156,7 +158,7 @@ TEST(KeyTranslatorTest, Stories) {
          "nowplaying",
          false,
          false,
-         {{kFunctionVolumeDown, kVkDown}},
+         {{FunctionId::VolumeDown, kVkDown}},
          {{kUp, kVkUp, 0ms, false, ""},
           {kDown, kVkDown, 0ms, true, "fire 7"},
           {kUp, kVkDown, 0ms, true, ""}}},

@@ -25,16 +25,16 @@ void Close(SettingsSheet& sheet, QDialogButtonBox::StandardButton button) {
     QTest::mouseClick(sheet.ButtonBox()->button(button), Qt::LeftButton);
 }
 
-void Bind(SettingsSheet& sheet, int function, int key) {
+void Bind(SettingsSheet& sheet, ui::FunctionId function, int key) {
     sheet.Tabs()->setCurrentWidget(&sheet.Buttons());
-    DoubleTapRow(sheet.Buttons().List(), function);
+    DoubleTapRow(sheet.Buttons().List(), ui::RowOf(function));
     PressKey(&sheet, key);
 }
 
-std::int32_t SavedKey(const std::string& settingsFile, int function) {
+std::int32_t SavedKey(const std::string& settingsFile, ui::FunctionId function) {
     RegistryStore store(settingsFile);
     store.Load();
-    const std::string name = "FunctionKey" + std::to_string(function + 1);
+    const std::string name = "FunctionKey" + std::to_string(ui::RowOf(function) + 1);
     return static_cast<std::int32_t>(store.QueryDword(kSettingsKey, name).value_or(0));
 }
 
@@ -52,12 +52,12 @@ TEST_F(KeysTest, KeysBoundInTheSheetDriveThePlayerAndOkKeepsThemForTheNextRun) {
     ASSERT_TRUE(OnMainWithSong());
     WithSettings([&](SettingsSheet& sheet) {
         EXPECT_EQ(sheet.About().ProductVersionText().toStdString().rfind("Vantor Version ", 0), 0u);
-        Bind(sheet, ui::kFunctionNextSong, Qt::Key_N);
-        Bind(sheet, ui::kFunctionVolumeUp, Qt::Key_Up);  // the direction pad's
-        Bind(sheet, ui::kFunctionPlay, Qt::Key_P);
+        Bind(sheet, ui::FunctionId::NextSong, Qt::Key_N);
+        Bind(sheet, ui::FunctionId::VolumeUp, Qt::Key_Up);  // the direction pad's
+        Bind(sheet, ui::FunctionId::Play, Qt::Key_P);
         Close(sheet, QDialogButtonBox::Ok);
     });
-    EXPECT_EQ(SavedKey(settingsFile_, ui::kFunctionNextSong), 'N');
+    EXPECT_EQ(SavedKey(settingsFile_, ui::FunctionId::NextSong), 'N');
 
     // "Next Song" waits for the key to be let go, and fires once.
     Key(QEvent::KeyPress, Qt::Key_N);
@@ -101,8 +101,8 @@ TEST_F(KeysTest, KeysBoundInTheSheetDriveThePlayerAndOkKeepsThemForTheNextRun) {
     // The next run has them.
     StopWindow();
     StartWindow();
-    EXPECT_EQ(frame_->Functions().Row(ui::kFunctionNextSong).key, 'N');
-    EXPECT_EQ(frame_->Functions().Row(ui::kFunctionVolumeUp).key, 38);
+    EXPECT_EQ(frame_->Functions().Row(ui::FunctionId::NextSong).key, 'N');
+    EXPECT_EQ(frame_->Functions().Row(ui::FunctionId::VolumeUp).key, 38);
 }
 
 TEST_F(KeysTest, CancelKeepsBindingsForThisRunOnlyAndAConflictMovesAKeyOnlyOnYes) {
@@ -111,10 +111,10 @@ TEST_F(KeysTest, CancelKeepsBindingsForThisRunOnlyAndAConflictMovesAKeyOnlyOnYes
     ASSERT_TRUE(OnMainWithSong());
     WithSettings([&](SettingsSheet& sheet) {
         prompter_.yes = false;
-        Bind(sheet, ui::kFunctionStop, Qt::Key_N);  // "Next Song" has it: No
+        Bind(sheet, ui::FunctionId::Stop, Qt::Key_N);  // "Next Song" has it: No
         EXPECT_TRUE(prompter_.Showed("Key Already In Use"));
         prompter_.yes = true;
-        Bind(sheet, ui::kFunctionPause, Qt::Key_N);  // Yes
+        Bind(sheet, ui::FunctionId::Pause, Qt::Key_N);  // Yes
         QTest::mouseClick(sheet.General().AutoConnectBox(), Qt::LeftButton);
         Close(sheet, QDialogButtonBox::Cancel);
     });
@@ -126,11 +126,11 @@ TEST_F(KeysTest, CancelKeepsBindingsForThisRunOnlyAndAConflictMovesAKeyOnlyOnYes
 
     // Exit saves the settings, but not what was cancelled.
     StopWindow();
-    EXPECT_EQ(SavedKey(settingsFile_, ui::kFunctionNextSong), 'N');
-    EXPECT_EQ(SavedKey(settingsFile_, ui::kFunctionPause), -1);
+    EXPECT_EQ(SavedKey(settingsFile_, ui::FunctionId::NextSong), 'N');
+    EXPECT_EQ(SavedKey(settingsFile_, ui::FunctionId::Pause), -1);
     StartWindow();
-    EXPECT_EQ(frame_->Functions().Row(ui::kFunctionNextSong).key, 'N');
-    EXPECT_EQ(frame_->Functions().Row(ui::kFunctionPause).key, -1);
+    EXPECT_EQ(frame_->Functions().Row(ui::FunctionId::NextSong).key, 'N');
+    EXPECT_EQ(frame_->Functions().Row(ui::FunctionId::Pause).key, -1);
     EXPECT_TRUE(frame_->CurrentSettings().autoConnect);
 }
 

@@ -27,7 +27,7 @@ protected:
         WriteSettings();
         StartWindow();
         ASSERT_TRUE(OnMainWithSong());
-        frame_->Command(ui::kCommandLibrary);
+        frame_->Command(ui::WindowCommand::Library);
         ASSERT_EQ(frame_->Screen(), "playlist");
         ASSERT_TRUE(Pump([&] { return List().Count() > 0; }));
     }
@@ -114,7 +114,7 @@ TEST_F(ListScreensTest, TheLibraryOpensFoldersAndGoesBack) {
     EXPECT_FALSE(Screen().Back());
 
     // "Controls" goes back to the main screen and its queue.
-    frame_->Command(ui::kCommandControls);
+    frame_->Command(ui::WindowCommand::Controls);
     EXPECT_EQ(frame_->Screen(), "main");
     EXPECT_TRUE(frame_->Queue().isVisible());
     EXPECT_FALSE(List().isVisible());
@@ -221,7 +221,7 @@ TEST_F(ListScreensTest, EqualiserBandsAndPresetsReachTheServer) {
     StartWindow();
     ASSERT_TRUE(OnMainWithSong());
     ASSERT_TRUE(Pump([&] { return frame_->Player().supportsEq; }));
-    frame_->Command(ui::kCommandEqualizer);
+    frame_->Command(ui::WindowCommand::Equalizer);
     ASSERT_EQ(frame_->Screen(), "eq");
     ui::EqScreen& eq = frame_->Equalizer();
     ASSERT_TRUE(Pump([&] { return !eq.Presets().empty(); }));
@@ -270,7 +270,7 @@ TEST_F(ListScreensTest, ASkinWithoutAnEqualiserGetsTheWindowsOwn) {
     WriteSettings();
     StartWindow();
     ASSERT_TRUE(OnMainWithSong());
-    frame_->Command(ui::kCommandEqualizer);
+    frame_->Command(ui::WindowCommand::Equalizer);
     ASSERT_EQ(frame_->Screen(), "eq");
 
     // The preamplifier's track is the leftmost; a drag on it goes out.
@@ -301,7 +301,7 @@ TEST_F(ListScreensTest, SpeakersAreChosenOneOrSeveralAndTheFlagIsSaved) {
     EXPECT_TRUE(
         Pump([&] { return frame_->Speakers()[1].enabled && !frame_->Speakers()[0].enabled; }));
 
-    frame_->Command(ui::kCommandMultipleSpeakers);
+    frame_->Command(ui::WindowCommand::MultipleSpeakers);
     EXPECT_TRUE(frame_->CurrentSettings().useMultipleSpeakers);
     RegistryStore saved(settingsFile_);
     saved.Load();
@@ -345,7 +345,7 @@ TEST_F(ListScreensTest, BrokenPagesAndASlowSearchLeaveTheListUsable) {
     WriteSettings();
     StartWindow([&](ui::FrameOptions& options) { options.mediaPort = media.Port(); });
     ASSERT_TRUE(OnMainWithSong());
-    frame_->Command(ui::kCommandLibrary);
+    frame_->Command(ui::WindowCommand::Library);
     ASSERT_TRUE(Pump([&] { return List().Count() > 0; }));
     EXPECT_EQ(Row(0), "row");
     EXPECT_EQ(Row(5000), "");  // pending: never more than the rows that came

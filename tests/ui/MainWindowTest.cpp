@@ -143,7 +143,7 @@ TEST_F(GuiTest, LandscapeIsRefusedAndTurningBackLandsOnMain) {
     WriteSettings();
     StartWindow();
     ASSERT_TRUE(OnMainWithSong());
-    frame_->Command(ui::kCommandNowPlaying);
+    frame_->Command(ui::WindowCommand::NowPlaying);
     ASSERT_EQ(frame_->Screen(), "nowplaying");
 
     // The menu and command bars follow the scale's font, so the window is
@@ -286,19 +286,19 @@ TEST_F(GuiTest, DisconnectingReturnsToTheConnectScreenAndConnectPicksTheTypedSer
     QLineEdit* box = frame_->findChild<QLineEdit*>(QStringLiteral("Server Box"));
     ASSERT_NE(box, nullptr);
     box->setText(QStringLiteral("127.0.0.1"));
-    frame_->Command(ui::kCommandConnect);
+    frame_->Command(ui::WindowCommand::Connect);
     ASSERT_TRUE(OnMainWithSong());
     RegistryStore saved(settingsFile_);
     saved.Load();
     EXPECT_EQ(saved.QueryString(kSettingsKey, "Server1", 200).value_or(""), "127.0.0.1");
 
-    frame_->Command(ui::kCommandDisconnect);
+    frame_->Command(ui::WindowCommand::Disconnect);
     EXPECT_EQ(frame_->Screen(), "connect");
     EXPECT_FALSE(frame_->Connected());
     EXPECT_EQ(frame_->Queue().RowCount(), 0);
     // Commands that need a session do nothing here.
-    frame_->Command(ui::kCommandNowPlaying);
-    frame_->Command(ui::kCommandControls);
+    frame_->Command(ui::WindowCommand::NowPlaying);
+    frame_->Command(ui::WindowCommand::Controls);
     EXPECT_EQ(frame_->Screen(), "connect");
     PumpFor(300ms);
     EXPECT_EQ(frame_->Screen(), "connect");  // no reconnection follows
@@ -344,12 +344,12 @@ TEST_F(GuiTest, GarbageStallsAndMissingImagesLeaveTheWindowWorking) {
     Click("next");
     EXPECT_TRUE(Pump([&] { return frame_->View().Content().songTitle != title; }));
     EXPECT_EQ(frame_->Screen(), "main");
-    frame_->Command(ui::kCommandNowPlaying);
+    frame_->Command(ui::WindowCommand::NowPlaying);
     EXPECT_EQ(frame_->Screen(), "nowplaying");
     // The library waits as visibly, and the window goes on meanwhile.
-    frame_->Command(ui::kCommandLibrary);
+    frame_->Command(ui::WindowCommand::Library);
     EXPECT_TRUE(Pump([&] { return frame_->Library().List().ShowsBusy(); }));
-    frame_->Command(ui::kCommandControls);
+    frame_->Command(ui::WindowCommand::Controls);
     EXPECT_EQ(frame_->Screen(), "main");
 }
 

@@ -397,7 +397,7 @@ TEST_F(MprisTest, WithoutASessionCallsAreIgnoredAndEveryClientFindsItsName) {
     // Once a session runs, the desktop hears of it.
     frame_->findChild<QLineEdit*>(QStringLiteral("Server Box"))
         ->setText(QStringLiteral("127.0.0.1"));
-    frame_->Command(ui::kCommandConnect);
+    frame_->Command(ui::WindowCommand::Connect);
     EXPECT_TRUE(Pump(
         [&] {
             return Get(kPlayer, "PlaybackStatus") == QStringLiteral("Playing") &&

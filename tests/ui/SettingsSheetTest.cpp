@@ -94,14 +94,16 @@ protected:
     QPoint RowCenter(QTreeWidget* list, int row) {
         return list->visualItemRect(list->topLevelItem(row)).center();
     }
-    void DoubleTap(int row) {
+    void DoubleTap(FunctionId function) {
         sheet_->Tabs()->setCurrentWidget(&sheet_->Buttons());
-        testing::DoubleTapRow(Functions(), row);
+        testing::DoubleTapRow(Functions(), RowOf(function));
     }
     void Press(int key, Qt::KeyboardModifiers modifiers = {}) {
         testing::PressKey(sheet_.get(), key, modifiers);
     }
-    std::string KeyText(int row) { return sheet_->Buttons().KeyText(row).toStdString(); }
+    std::string KeyText(FunctionId function) {
+        return sheet_->Buttons().KeyText(RowOf(function)).toStdString();
+    }
 
     fs::path installDir_;
     FunctionTable table_;
@@ -112,68 +114,68 @@ protected:
 TEST_F(SettingsSheetTest, ADoubleTapWaitsAndTheNextKeyIsBoundByName) {
     Open();
     // Enter and Escape are bound like any key, and leave the sheet open.
-    DoubleTap(kFunctionPlay);
-    EXPECT_EQ(sheet_->Buttons().WaitingRow(), kFunctionPlay);
-    EXPECT_EQ(KeyText(kFunctionPlay), "Waiting...");
+    DoubleTap(FunctionId::Play);
+    EXPECT_EQ(sheet_->Buttons().WaitingRow(), RowOf(FunctionId::Play));
+    EXPECT_EQ(KeyText(FunctionId::Play), "Waiting...");
     Press(Qt::Key_Return);
     EXPECT_EQ(sheet_->Buttons().WaitingRow(), -1);
-    DoubleTap(kFunctionStop);
+    DoubleTap(FunctionId::Stop);
     Press(Qt::Key_Escape);
-    EXPECT_EQ(KeyText(kFunctionPlay), "Enter");
-    EXPECT_EQ(KeyText(kFunctionStop), "Esc");
+    EXPECT_EQ(KeyText(FunctionId::Play), "Enter");
+    EXPECT_EQ(KeyText(FunctionId::Stop), "Esc");
     EXPECT_TRUE(sheet_->isVisible());
     // A second double tap moves the wait; the first row keeps its key.
-    DoubleTap(kFunctionPlay);
-    DoubleTap(kFunctionPause);
-    EXPECT_EQ(KeyText(kFunctionPlay), "Enter");
-    EXPECT_EQ(KeyText(kFunctionPause), "Waiting...");
+    DoubleTap(FunctionId::Play);
+    DoubleTap(FunctionId::Pause);
+    EXPECT_EQ(KeyText(FunctionId::Play), "Enter");
+    EXPECT_EQ(KeyText(FunctionId::Pause), "Waiting...");
     // A key with no number is refused, and the row goes on waiting.
     Press(Qt::Key_Calculator);
     EXPECT_EQ(prompter_.shown,
               std::vector<std::string>{"Invalid Key: Please press a valid hardware button"});
-    EXPECT_EQ(KeyText(kFunctionPause), "Waiting...");
+    EXPECT_EQ(KeyText(FunctionId::Pause), "Waiting...");
     Press(Qt::Key_5, Qt::KeypadModifier);
-    EXPECT_EQ(KeyText(kFunctionPause), "Num 5");
-    EXPECT_EQ(table_.Row(kFunctionPause).key, 101);
+    EXPECT_EQ(KeyText(FunctionId::Pause), "Num 5");
+    EXPECT_EQ(table_.Row(FunctionId::Pause).key, 101);
 }
 
 TEST_F(SettingsSheetTest, AKeyInUseAsksByNameButItsOwnKeyAndCenterNeverAsk) {
-    table_.Bind(kFunctionPlay, 'A');
-    table_.Bind(kFunctionStop, 'S');
-    table_.Bind(kFunctionNowPlaying, kVkCenter);
+    table_.Bind(FunctionId::Play, 'A');
+    table_.Bind(FunctionId::Stop, 'S');
+    table_.Bind(FunctionId::NowPlaying, kVkCenter);
     Open();
 
-    DoubleTap(kFunctionStop);
+    DoubleTap(FunctionId::Stop);
     Press(Qt::Key_A);
     EXPECT_EQ(prompter_.shown,
               std::vector<std::string>{
                   "Key Already In Use? A is already bound to Play. Would you like to replace "
                   "this association?"});
-    EXPECT_EQ(table_.Row(kFunctionStop).key, 'S');  // the answer was No
+    EXPECT_EQ(table_.Row(FunctionId::Stop).key, 'S');  // the answer was No
 
     // The row's own key again: nothing to ask.
-    DoubleTap(kFunctionStop);
+    DoubleTap(FunctionId::Stop);
     Press(Qt::Key_S);
     EXPECT_EQ(prompter_.shown.size(), 1u);
-    EXPECT_EQ(table_.Row(kFunctionStop).key, 'S');
+    EXPECT_EQ(table_.Row(FunctionId::Stop).key, 'S');
 
     // Center takes over without a question, whatever the answer would be.
-    DoubleTap(kFunctionPlay);
+    DoubleTap(FunctionId::Play);
     Press(Qt::Key_Select);
     EXPECT_EQ(prompter_.shown.size(), 1u);
-    EXPECT_EQ(table_.Row(kFunctionPlay).key, kVkCenter);
-    EXPECT_EQ(KeyText(kFunctionPlay), "Center");
-    EXPECT_EQ(table_.Row(kFunctionNowPlaying).key, kUnboundKey);
+    EXPECT_EQ(table_.Row(FunctionId::Play).key, kVkCenter);
+    EXPECT_EQ(KeyText(FunctionId::Play), "Center");
+    EXPECT_EQ(table_.Row(FunctionId::NowPlaying).key, kUnboundKey);
 }
 
 TEST_F(SettingsSheetTest, TapAndHoldOffersReleaseButton) {
-    table_.Bind(kFunctionRewind, 'R');
+    table_.Bind(FunctionId::Rewind, 'R');
     Open();
     sheet_->Tabs()->setCurrentWidget(&sheet_->Buttons());
     QApplication::processEvents();
     QTreeWidget* list = Functions();
-    list->scrollToItem(list->topLevelItem(kFunctionRewind));
-    const QPoint at = RowCenter(list, kFunctionRewind);
+    list->scrollToItem(list->topLevelItem(RowOf(FunctionId::Rewind)));
+    const QPoint at = RowCenter(list, RowOf(FunctionId::Rewind));
 
     QTest::mousePress(list->viewport(), Qt::LeftButton, {}, at);
     QMenu* menu = sheet_->Buttons().ReleaseMenu();
@@ -183,8 +185,8 @@ TEST_F(SettingsSheetTest, TapAndHoldOffersReleaseButton) {
     EXPECT_EQ(menu->actions().front()->text().toStdString(), "Release Button");
     menu->actions().front()->trigger();
     menu->close();
-    EXPECT_EQ(table_.Row(kFunctionRewind).key, kUnboundKey);
-    EXPECT_EQ(KeyText(kFunctionRewind), "");
+    EXPECT_EQ(table_.Row(FunctionId::Rewind).key, kUnboundKey);
+    EXPECT_EQ(KeyText(FunctionId::Rewind), "");
 }
 
 TEST_F(SettingsSheetTest, SkinsListInReverseOrderWithThePrefixSelectedAndItsPreview) {
@@ -277,9 +279,9 @@ void ExpectReadable(QWidget* page, const QWidget* sheet, const std::string& wher
 }
 
 TEST_F(SettingsSheetTest, EveryPageReadsWholeAtBothWindowSizes) {
-    table_.Bind(kFunctionPlayPause, kVkCenter);
-    table_.Bind(kFunctionVolumeUp, 0xAF);
-    table_.Bind(kFunctionFastForward, 'F');
+    table_.Bind(FunctionId::PlayPause, kVkCenter);
+    table_.Bind(FunctionId::VolumeUp, 0xAF);
+    table_.Bind(FunctionId::FastForward, 'F');
     struct Size {
         const char* name;
         QSize window;

@@ -305,7 +305,9 @@ void MprisService::AskForArt() {
     artAskedSong_ = snapshot_.song;
     // The window takes the answer as its own: it downloads the picture and
     // hands the URL and the file on in its next snapshots.
-    host_.actions.Send(std::make_unique<GetAlbumArtRequest>());
+    if (host_.actions.Send(std::make_unique<GetAlbumArtRequest>()) != SendResult::Sent) {
+        artAskedSong_ = -1;  // asked again with the next snapshot
+    }
 }
 
 // --- What the bus reads ---------------------------------------------------------------
@@ -449,9 +451,9 @@ void MprisService::Act(const char* what, PlayerAction action) {
     Sent(what, host_.actions.Do(action));
 }
 
-void MprisService::Sent(const char* what, int result) {
-    if (result != RequestTable::kSent) {
-        Log(kLogError, "MPRIS: %s could not be sent (%d)", what, result);
+void MprisService::Sent(const char* what, SendResult result) {
+    if (result != SendResult::Sent) {
+        Log(kLogError, "MPRIS: %s could not be sent (%s)", what, SendResultText(result));
     }
 }
 

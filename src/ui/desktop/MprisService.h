@@ -108,7 +108,7 @@ private:
     void Quit();
     void Act(const char* what, PlayerAction action);
     void Send(const char* what, std::unique_ptr<Message> request);
-    void Sent(const char* what, int result);
+    void Sent(const char* what, SendResult result);
     bool InSession(const char* what) const;
     void Seek(std::int64_t offsetUs);
     void SetPosition(const QDBusObjectPath& track, std::int64_t positionUs);

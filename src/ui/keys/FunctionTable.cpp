@@ -22,27 +22,27 @@ FunctionTable::FunctionTable()
           {"Now Playing", kUnboundKey, false},
       }} {}
 
-int FunctionTable::Find(std::int32_t key) const {
+std::optional<FunctionId> FunctionTable::Find(std::int32_t key) const {
     if (key == kUnboundKey) {
-        return -1;
+        return std::nullopt;
     }
-    for (int id = 0; id < Count(); ++id) {
-        if (Row(id).key == key) {
-            return id;
+    for (int row = 0; row < Count(); ++row) {
+        if (Row(FunctionAt(row)).key == key) {
+            return FunctionAt(row);
         }
     }
-    return -1;
+    return std::nullopt;
 }
 
 void FunctionTable::Load(const Settings& settings) {
-    for (int id = 0; id < Count(); ++id) {
-        Bind(id, settings.functionKeys[static_cast<std::size_t>(id)]);
+    for (int row = 0; row < Count(); ++row) {
+        Bind(FunctionAt(row), settings.functionKeys[static_cast<std::size_t>(row)]);
     }
 }
 
 void FunctionTable::Store(Settings& settings) const {
-    for (int id = 0; id < Count(); ++id) {
-        settings.functionKeys[static_cast<std::size_t>(id)] = Row(id).key;
+    for (int row = 0; row < Count(); ++row) {
+        settings.functionKeys[static_cast<std::size_t>(row)] = Row(FunctionAt(row)).key;
     }
 }
 

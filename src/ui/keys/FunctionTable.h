@@ -24,22 +24,32 @@
 
 namespace vantor::ui {
 
-// Function ids: the rows of the table, in this order.
-enum FunctionId : int {
-    kFunctionPlay = 0,
-    kFunctionPause,
-    kFunctionPlayPause,
-    kFunctionStop,
-    kFunctionNextSong,
-    kFunctionPreviousSong,
-    kFunctionVolumeUp,
-    kFunctionVolumeDown,
-    kFunctionToggleRepeat,
-    kFunctionToggleShuffle,
-    kFunctionFastForward,
-    kFunctionRewind,
-    kFunctionNowPlaying,
+// The functions a key can be bound to, in the order of the table's rows
+// (and of the Buttons page, and of the settings' FunctionKey1..13).
+enum class FunctionId {
+    Play,
+    Pause,
+    PlayPause,
+    Stop,
+    NextSong,
+    PreviousSong,
+    VolumeUp,
+    VolumeDown,
+    ToggleRepeat,
+    ToggleShuffle,
+    FastForward,
+    Rewind,
+    NowPlaying,
 };
+
+// The function on a row, and the row of a function; `row` is within
+// [0, FunctionTable::Count()).
+constexpr FunctionId FunctionAt(int row) {
+    return static_cast<FunctionId>(row);
+}
+constexpr int RowOf(FunctionId id) {
+    return static_cast<int>(id);
+}
 
 inline constexpr std::int32_t kUnboundKey = -1;
 
@@ -54,14 +64,18 @@ public:
     FunctionTable();  // every function unbound
 
     static constexpr int Count() { return kFunctionCount; }
-    const FunctionBinding& Row(int id) const { return rows_.at(static_cast<std::size_t>(id)); }
+    const FunctionBinding& Row(FunctionId id) const {
+        return rows_.at(static_cast<std::size_t>(RowOf(id)));
+    }
 
-    // The first function whose key is `key`, or -1. Nothing is found for
+    // The first function whose key is `key`. Nothing is found for
     // kUnboundKey.
-    int Find(std::int32_t key) const;
+    std::optional<FunctionId> Find(std::int32_t key) const;
 
-    void Bind(int id, std::int32_t key) { rows_.at(static_cast<std::size_t>(id)).key = key; }
-    void Unbind(int id) { Bind(id, kUnboundKey); }
+    void Bind(FunctionId id, std::int32_t key) {
+        rows_.at(static_cast<std::size_t>(RowOf(id))).key = key;
+    }
+    void Unbind(FunctionId id) { Bind(id, kUnboundKey); }
 
     // The keys from the settings, and back, as they stand.
     void Load(const Settings& settings);

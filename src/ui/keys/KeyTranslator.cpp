@@ -15,14 +15,14 @@ bool KeyTranslator::KeyDown(std::int32_t vk) {
     if (window_.CurrentKeys().Typing()) {
         return false;
     }
-    const int id = functions_.Find(vk);
-    if (id < 0) {
+    const std::optional<FunctionId> id = functions_.Find(vk);
+    if (!id) {
         return false;
     }
     // A bound key's press is the function's even when it waits for the
     // release, so the focused list does not move under it.
-    if (functions_.Row(id).repeat) {
-        window_.FireFunction(id);
+    if (functions_.Row(*id).repeat) {
+        window_.FireFunction(*id);
     }
     return true;
 }
@@ -42,12 +42,12 @@ bool KeyTranslator::KeyUp(std::int32_t vk) {
     if (RecentlyFired()) {
         return false;
     }
-    const int id = functions_.Find(vk);
-    if (id < 0) {
+    const std::optional<FunctionId> id = functions_.Find(vk);
+    if (!id) {
         return (vk == kVkUp || vk == kVkDown) && screen.FreeDirectionKeyUp(vk);
     }
-    if (!functions_.Row(id).repeat) {
-        Fire(id);
+    if (!functions_.Row(*id).repeat) {
+        Fire(*id);
     }
     return true;
 }
@@ -66,7 +66,7 @@ bool KeyTranslator::RecentlyFired() const {
     return lastFired_ && window_.Now() - *lastFired_ <= kReleaseGap;
 }
 
-void KeyTranslator::Fire(int id) {
+void KeyTranslator::Fire(FunctionId id) {
     lastFired_ = window_.Now();
     window_.FireFunction(id);
 }

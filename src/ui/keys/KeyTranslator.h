@@ -48,7 +48,7 @@ public:
     // The keys of the screen shown.
     virtual ScreenKeys& CurrentKeys() = 0;
     // Carries out a function of the table (play, a volume step, ...).
-    virtual void FireFunction(int id) = 0;
+    virtual void FireFunction(FunctionId id) = 0;
 
     // Every key message is user input: the idle switch to "nowplaying"
     // counts from the last one.
@@ -79,7 +79,7 @@ public:
 
 private:
     bool RecentlyFired() const;
-    void Fire(int id);
+    void Fire(FunctionId id);
 
     const FunctionTable& functions_;
     KeyWindow& window_;

@@ -317,8 +317,8 @@ void LibraryList::contextMenuEvent(QContextMenuEvent* event) {
     }
     setCurrentIndex(index);
     QMenu menu(this);
-    menu.addAction(QStringLiteral("Play now"))->setData(kCommandPlayNow);
-    menu.addAction(QStringLiteral("Add to queue"))->setData(kCommandAddToQueue);
+    const QAction* playNow = menu.addAction(QStringLiteral("Play now"));
+    const QAction* addToQueue = menu.addAction(QStringLiteral("Add to queue"));
     if (handlers_.menuOpen) {
         handlers_.menuOpen(true);
     }
@@ -326,8 +326,8 @@ void LibraryList::contextMenuEvent(QContextMenuEvent* event) {
     if (handlers_.menuOpen) {
         handlers_.menuOpen(false);
     }
-    if (chosen != nullptr && handlers_.command) {
-        handlers_.command(chosen->data().toInt());
+    if (handlers_.command && (chosen == playNow || chosen == addToQueue)) {
+        handlers_.command(chosen == playNow ? LibraryCommand::PlayNow : LibraryCommand::AddToQueue);
     }
 }
 

@@ -36,11 +36,11 @@ class BusyIndicator;
 class LibraryList final : public QListView {
 public:
     struct Handlers {
-        std::function<void(int row)> tapped;       // a tap on a row
-        std::function<void(int row)> activated;    // a double tap, or Enter
-        std::function<void(int command)> command;  // from the row's menu
-        std::function<void(bool open)> menuOpen;   // the row's menu opens and closes
-        std::function<void()> rowsWanted;          // the rows in view changed
+        std::function<void(int row)> tapped;                  // a tap on a row
+        std::function<void(int row)> activated;               // a double tap, or Enter
+        std::function<void(LibraryCommand command)> command;  // from the row's menu
+        std::function<void(bool open)> menuOpen;              // the row's menu opens and closes
+        std::function<void()> rowsWanted;                     // the rows in view changed
     };
 
     LibraryList(QWidget* parent, const LibraryBrowser& browser, Handlers handlers);

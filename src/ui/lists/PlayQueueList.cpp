@@ -7,6 +7,7 @@
 #include <QStyledItemDelegate>
 #include <QTimer>
 #include <algorithm>
+#include <map>
 
 #include "ui/lists/BusyIndicator.h"
 #include "ui/lists/LibraryList.h"
@@ -94,7 +95,7 @@ PlayQueueList::PlayQueueList(QWidget* parent, PageFetcher& fetcher, RequestSink&
     SetUpList(*this);
     connect(this, &QListView::doubleClicked, this, [this](const QModelIndex& index) {
         setCurrentIndex(index);
-        RunCommand(kCommandPlayEntry);
+        RunCommand(QueueCommand::Play);
     });
 }
 
@@ -164,7 +165,7 @@ void PlayQueueList::FocusEntry(int position) {
 
 void PlayQueueList::PlaySelected() {
     if (SelectedRow() >= 0) {
-        RunCommand(kCommandPlayEntry);
+        RunCommand(QueueCommand::Play);
     }
 }
 
@@ -251,9 +252,9 @@ void PlayQueueList::scrollContentsBy(int dx, int dy) {
     HintVisibleRows();
 }
 
-void PlayQueueList::RunCommand(int command) {
-    if (std::unique_ptr<Message> request = queue_.Command(command)) {
-        requests_.SendRequest(std::move(request));
+void PlayQueueList::RunCommand(QueueCommand command, int stars) {
+    if (std::unique_ptr<Message> request = queue_.Command(command, stars)) {
+        requests_.Send(std::move(request));
     }
 }
 
@@ -264,14 +265,17 @@ void PlayQueueList::contextMenuEvent(QContextMenuEvent* event) {
     }
     setCurrentIndex(index);
     QMenu menu(this);
-    menu.addAction(QStringLiteral("Play"))->setData(kCommandPlayEntry);
-    menu.addAction(QStringLiteral("Remove"))->setData(kCommandRemoveEntry);
+    // Each action carries what it does: the command, and for a rating its
+    // stars.
+    std::map<const QAction*, std::pair<QueueCommand, int>> commands;
+    commands[menu.addAction(QStringLiteral("Play"))] = {QueueCommand::Play, 0};
+    commands[menu.addAction(QStringLiteral("Remove"))] = {QueueCommand::Remove, 0};
     const PlayQueueMenu entry = queue_.Menu(index.row(), current_, currentRating_);
     if (entry.rating) {
         QMenu* rating = menu.addMenu(QStringLiteral("Rating"));
         for (int stars = 0; stars <= 5; ++stars) {
             QAction* action = rating->addAction(QString::fromLatin1(kStars[stars]));
-            action->setData(kCommandRateNone + stars);
+            commands[action] = {QueueCommand::Rate, stars};
             action->setCheckable(true);
             action->setChecked(stars == entry.checkedStars);
         }
@@ -283,8 +287,8 @@ void PlayQueueList::contextMenuEvent(QContextMenuEvent* event) {
     if (menuOpen_) {
         menuOpen_(false);
     }
-    if (chosen != nullptr) {
-        RunCommand(chosen->data().toInt());
+    if (const auto found = commands.find(chosen); found != commands.end()) {
+        RunCommand(found->second.first, found->second.second);
     }
 }
 

@@ -80,7 +80,7 @@ private:
     void FetchPlaylist(int start, int count, bool withTotal) override;
 
     void HintVisibleRows();
-    void RunCommand(int command);
+    void RunCommand(QueueCommand command, int stars = 0);
     int VisibleRows() const;
 
     PageFetcher& fetcher_;

@@ -35,19 +35,19 @@ PlayerActions::PlayerActions(QObject* owner, RequestSink& requests, ScreenView& 
                   [this](std::int32_t percent) {
                       auto request = std::make_unique<SetVolumeRequest>();
                       request->volume = percent;
-                      Send(std::move(request));
+                      Post(std::move(request));
                   }),
       positionDrag_(owner, [this](std::int32_t seconds) {
           auto request = std::make_unique<SetPlayPositionRequest>();
           request->position = seconds;
-          Send(std::move(request));
+          Post(std::move(request));
       }) {}
 
-int PlayerActions::Send(std::unique_ptr<Message> request) {
+SendResult PlayerActions::Send(std::unique_ptr<Message> request) {
     return requests_.SendRequest(std::move(request));
 }
 
-int PlayerActions::Do(PlayerAction action) {
+SendResult PlayerActions::Do(PlayerAction action) {
     switch (action) {
         case PlayerAction::Play:
             return Send(Make<PlayRequest>());
@@ -78,7 +78,15 @@ int PlayerActions::Do(PlayerAction action) {
             return Send(std::move(request));
         }
     }
-    return 0;
+    return SendResult::Sent;
+}
+
+void PlayerActions::Act(PlayerAction action) {
+    static_cast<void>(Do(action));
+}
+
+void PlayerActions::Post(std::unique_ptr<Message> request) {
+    static_cast<void>(Send(std::move(request)));
 }
 
 bool PlayerActions::SkinButton(std::string_view component) {
@@ -96,56 +104,57 @@ bool PlayerActions::SkinButton(std::string_view component) {
     }
     for (const auto& [name, action] : kButtons) {
         if (component == name) {
-            Do(action);
+            Act(action);
             return true;
         }
     }
     return false;
 }
 
-bool PlayerActions::Function(int id) {
+bool PlayerActions::Function(FunctionId id) {
     constexpr int kVolumeStep = 5;
     constexpr std::int32_t kSkipSeconds = 5;
     switch (id) {
-        case kFunctionPlay:
-            Do(PlayerAction::Play);
+        case FunctionId::Play:
+            Act(PlayerAction::Play);
             return true;
-        case kFunctionPause:
-            Do(PlayerAction::Pause);
+        case FunctionId::Pause:
+            Act(PlayerAction::Pause);
             return true;
-        case kFunctionPlayPause:
-            Do(PlayerAction::PlayPause);
+        case FunctionId::PlayPause:
+            Act(PlayerAction::PlayPause);
             return true;
-        case kFunctionStop:
-            Do(PlayerAction::Stop);
+        case FunctionId::Stop:
+            Act(PlayerAction::Stop);
             return true;
-        case kFunctionNextSong:
-            Do(PlayerAction::Next);
+        case FunctionId::NextSong:
+            Act(PlayerAction::Next);
             return true;
-        case kFunctionPreviousSong:
-            Do(PlayerAction::Previous);
+        case FunctionId::PreviousSong:
+            Act(PlayerAction::Previous);
             return true;
-        case kFunctionVolumeUp:
+        case FunctionId::VolumeUp:
             StepVolume(kVolumeStep);
             return true;
-        case kFunctionVolumeDown:
+        case FunctionId::VolumeDown:
             StepVolume(-kVolumeStep);
             return true;
-        case kFunctionToggleRepeat:
-            Do(PlayerAction::ToggleRepeat);
+        case FunctionId::ToggleRepeat:
+            Act(PlayerAction::ToggleRepeat);
             return true;
-        case kFunctionToggleShuffle:
-            Do(PlayerAction::ToggleShuffle);
+        case FunctionId::ToggleShuffle:
+            Act(PlayerAction::ToggleShuffle);
             return true;
-        case kFunctionFastForward:
+        case FunctionId::FastForward:
             SkipBy(kSkipSeconds);
             return true;
-        case kFunctionRewind:
+        case FunctionId::Rewind:
             SkipBy(-kSkipSeconds);
             return true;
-        default:
-            return false;
+        case FunctionId::NowPlaying:
+            return false;  // a screen switch: the window's to make
     }
+    return false;
 }
 
 void PlayerActions::BarDragged(std::string_view back, std::int32_t value, std::int32_t extent,
@@ -198,7 +207,7 @@ void PlayerActions::StepVolume(int percent) {
     view_.SetVolumePixels(step->fillPixels);
     auto request = std::make_unique<SetVolumeRequest>();
     request->volume = step->volume;
-    Send(std::move(request));
+    Post(std::move(request));
 }
 
 void PlayerActions::SkipBy(std::int32_t seconds) {
@@ -212,7 +221,7 @@ void PlayerActions::SkipBy(std::int32_t seconds) {
     presenter_.RefreshProgress();
     auto request = std::make_unique<SetPlayPositionRequest>();
     request->position = target;
-    Send(std::move(request));
+    Post(std::move(request));
 }
 
 }  // namespace vantor::ui

@@ -15,6 +15,7 @@
 #include <memory>
 #include <string_view>
 
+#include "protocol/SendResult.h"
 #include "session/PlayerState.h"
 #include "ui/player/DragCoalescer.h"
 
@@ -26,6 +27,7 @@ class RequestSink;
 namespace vantor::ui {
 
 class EqScreen;
+enum class FunctionId;
 class PlayerPresenter;
 class ScreenView;
 
@@ -46,15 +48,16 @@ public:
     PlayerActions(QObject* owner, RequestSink& requests, ScreenView& view,
                   PlayerPresenter& presenter, EqScreen& eq, std::function<PlayerState()> player);
 
-    // The request's send result (RequestTable's codes).
-    int Do(PlayerAction action);
-    int Send(std::unique_ptr<Message> request);
+    // For callers that answer for a request that was not sent (the desktop
+    // media controls).
+    SendResult Do(PlayerAction action);
+    SendResult Send(std::unique_ptr<Message> request);
 
     // A skin button tapped; false when it is none of the player's.
     bool SkinButton(std::string_view component);
     // A function of the key table fired; false when it is none of the
     // player's.
-    bool Function(int id);
+    bool Function(FunctionId id);
     // A bar dragged on the skin (see ScreenInput::OnBarDragged).
     void BarDragged(std::string_view back, std::int32_t value, std::int32_t extent, bool finished);
     // The volume by `percent` points from the fill the user sees.
@@ -66,6 +69,11 @@ public:
     bool DraggingPosition() const { return positionDrag_.Dragging(); }
 
 private:
+    // A button, a key or a drag: a lost connection shows as such and a full
+    // table is logged where requests leave, so there is nothing to answer.
+    void Act(PlayerAction action);
+    void Post(std::unique_ptr<Message> request);
+
     RequestSink& requests_;
     ScreenView& view_;
     PlayerPresenter& presenter_;

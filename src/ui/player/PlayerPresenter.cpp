@@ -28,14 +28,14 @@ PlayerPresenter::~PlayerPresenter() = default;
 void PlayerPresenter::Suspend(bool suspended) {
     clock_->Suspend(suspended);
     if (suspended) {
-        timers_.Kill(kAnimationTimer);
+        timers_.Kill(TimerId::Animation);
     } else {
-        timers_.Start(kAnimationTimer, milliseconds(30));
+        timers_.Start(TimerId::Animation, milliseconds(30));
     }
 }
 
 void PlayerPresenter::Stop() {
-    timers_.Kill(kAnimationTimer);
+    timers_.Kill(TimerId::Animation);
     clock_.reset();
 }
 
@@ -56,10 +56,10 @@ void PlayerPresenter::ScheduleAnimation() {
     const std::int64_t due =
         clock_->Playing() ? view_.MsUntilNextPixel(clock_->PositionMs(), clock_->Length()) : -1;
     if (due < 0) {
-        timers_.Kill(kAnimationTimer);
+        timers_.Kill(TimerId::Animation);
         return;
     }
-    timers_.Start(kAnimationTimer, milliseconds(std::clamp<std::int64_t>(due, 30, 1000)));
+    timers_.Start(TimerId::Animation, milliseconds(std::clamp<std::int64_t>(due, 30, 1000)));
 }
 
 std::pair<std::string, bool> PlayerPresenter::Title() const {

@@ -29,7 +29,7 @@ void AlbumArtLoader::Request(const CSkin& skin, QSize screen) {
         request->width = SkinClamp(rect.Width());
         request->height = SkinClamp(rect.Height());
     }
-    requests_.SendRequest(std::move(request));
+    requests_.Send(std::move(request));
 }
 
 void AlbumArtLoader::Fetch(const std::string& path) {

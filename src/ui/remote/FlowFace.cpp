@@ -65,12 +65,20 @@ void FlowFace::SwitchScreen(FlowScreen screen) {
     }
 }
 
-void FlowFace::StartTimer(int id, milliseconds period) {
-    parts_.timers.Start(id, period);
+namespace {
+
+TimerId WindowTimer(FlowTimer timer) {
+    return timer == FlowTimer::Reconnect ? TimerId::ReconnectPrompt : TimerId::AutoConnect;
 }
 
-void FlowFace::KillTimer(int id) {
-    parts_.timers.Kill(id);
+}  // namespace
+
+void FlowFace::StartTimer(FlowTimer timer, milliseconds period) {
+    parts_.timers.Start(WindowTimer(timer), period);
+}
+
+void FlowFace::KillTimer(FlowTimer timer) {
+    parts_.timers.Kill(WindowTimer(timer));
 }
 
 void FlowFace::SaveSettings() {
@@ -80,7 +88,7 @@ void FlowFace::SaveSettings() {
 void FlowFace::RefreshNowPlaying() {
     parts_.player.RefreshProgress();
     if (parts_.screens.Current() == ScreenId::NowPlaying) {
-        parts_.timers.Start(kAlbumArtTimer, milliseconds(100));
+        parts_.timers.Start(TimerId::AlbumArt, milliseconds(100));
     }
 }
 

@@ -54,8 +54,8 @@ public:
     void SetTitle(const std::string& text, bool shown) override;
     std::string ServerListText() const override;
     void SwitchScreen(FlowScreen screen) override;
-    void StartTimer(int id, std::chrono::milliseconds period) override;
-    void KillTimer(int id) override;
+    void StartTimer(FlowTimer timer, std::chrono::milliseconds period) override;
+    void KillTimer(FlowTimer timer) override;
     void SaveSettings() override;
     void RefreshNowPlaying() override;
     void Redraw() override;

@@ -71,15 +71,15 @@ void RemoteSession::Shutdown() {
     fetcher_.reset();
 }
 
-int RemoteSession::SendRequest(std::unique_ptr<Message>&& request) {
+SendResult RemoteSession::SendRequest(std::unique_ptr<Message>&& request) {
     if (!manager_) {
-        return RequestTable::kNotConnected;
+        return SendResult::NotConnected;
     }
     const MessageType type = request->Type();
-    const int result = manager_->SendRequest(std::move(request));
+    const SendResult result = manager_->SendRequest(std::move(request));
     // Not connected is the session's to show (the connect screen, the
     // reconnection); a full table loses the request, which nothing else says.
-    if (result == RequestTable::kTableFull) {
+    if (result == SendResult::TableFull) {
         Log(kLogError, "Too many requests unanswered; %s was not sent",
             std::string(MessageTypeName(type)).c_str());
     }

@@ -76,7 +76,7 @@ public:
     void Shutdown();
 
     // RequestSink
-    int SendRequest(std::unique_ptr<Message>&& request) override;
+    SendResult SendRequest(std::unique_ptr<Message>&& request) override;
     void CancelRequests(MessageType type) override;
 
 private:

@@ -30,7 +30,7 @@ public:
     // Screen
     ScreenId Id() const override { return ScreenId::Connect; }
     QString CommandLabel() const override { return QStringLiteral("Connect"); }
-    int Command() const override { return kCommandConnect; }
+    WindowCommand Command() const override { return WindowCommand::Connect; }
     void Open() override { SetShown(true, ready_()); }
     void Close() override { SetShown(false, ready_()); }
     void Place(const CSkin& skin, QSize /*screen*/, const QFont& font) override {

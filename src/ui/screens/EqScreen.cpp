@@ -145,13 +145,13 @@ bool EqScreen::Toggle(std::string_view component) {
 void EqScreen::ChoosePreset(const std::string& name) {
     auto request = std::make_unique<SetEqPresetRequest>();
     request->preset = name;
-    requests_.SendRequest(std::move(request));
+    requests_.Send(std::move(request));
 }
 
 void EqScreen::Send() {
     auto request = std::make_unique<SetEqRequest>();
     request->eq = eq_;
-    requests_.SendRequest(std::move(request));
+    requests_.Send(std::move(request));
 }
 
 }  // namespace vantor::ui

@@ -32,7 +32,7 @@ public:
     // Screen
     ScreenId Id() const override { return ScreenId::Eq; }
     QString CommandLabel() const override { return QStringLiteral("Controls"); }
-    int Command() const override { return kCommandControls; }
+    WindowCommand Command() const override { return WindowCommand::Controls; }
     void Open() override { SetShown(true); }
     void Close() override { SetShown(false); }
     void Place(const CSkin& skin, QSize screen, const QFont& fallback) override;

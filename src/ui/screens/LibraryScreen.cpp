@@ -42,10 +42,10 @@ LibraryScreen::LibraryScreen(QWidget* screen, PageFetcher& fetcher, RequestSink&
     handlers.activated = [this](int row) {
         // A double tap opens a folder (the tap did) and plays anything else.
         if (const wire::MediaItem* item = browser_->Item(row); item && !item->container) {
-            browser_->Command(kCommandPlayNow);
+            browser_->Command(LibraryCommand::PlayNow);
         }
     };
-    handlers.command = [this](int command) { browser_->Command(command); };
+    handlers.command = [this](LibraryCommand command) { browser_->Command(command); };
     handlers.menuOpen = hooks_.menuOpen;
     handlers.rowsWanted = [this] {
         const auto [first, last] = list_->RowsInView();

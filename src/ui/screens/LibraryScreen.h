@@ -44,7 +44,7 @@ public:
     // Screen
     ScreenId Id() const override { return ScreenId::Library; }
     QString CommandLabel() const override { return QStringLiteral("Controls"); }
-    int Command() const override { return kCommandControls; }
+    WindowCommand Command() const override { return WindowCommand::Controls; }
     void Open() override { SetShown(true); }
     void Close() override { SetShown(false); }
     // The library's root the first time.

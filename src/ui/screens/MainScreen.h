@@ -26,7 +26,7 @@ public:
 
     ScreenId Id() const override { return ScreenId::Main; }
     QString CommandLabel() const override { return QStringLiteral("Library"); }
-    int Command() const override { return kCommandLibrary; }
+    WindowCommand Command() const override { return WindowCommand::Library; }
     void Open() override;
     void Close() override;
     void Entered() override;
@@ -46,7 +46,7 @@ class NowPlayingScreen final : public Screen {
 public:
     ScreenId Id() const override { return ScreenId::NowPlaying; }
     QString CommandLabel() const override { return QStringLiteral("Controls"); }
-    int Command() const override { return kCommandControls; }
+    WindowCommand Command() const override { return WindowCommand::Controls; }
 };
 
 }  // namespace vantor::ui

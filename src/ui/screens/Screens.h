@@ -25,17 +25,19 @@ class CSkin;
 
 namespace vantor::ui {
 
-// Command identifiers of the menu and the command bar.
-inline constexpr int kCommandDisconnect = 32776;
-inline constexpr int kCommandOptions = 32777;
-inline constexpr int kCommandNowPlaying = 32786;
-inline constexpr int kCommandControls = 32791;
-inline constexpr int kCommandLibrary = 32792;
-inline constexpr int kCommandConnect = 32794;
-inline constexpr int kCommandMultipleSpeakers = 22050;
-inline constexpr int kCommandEqualizer = 32800;  // shows the "eq" screen
-inline constexpr int kCommandSpeakers = 32801;   // the speakers submenu
-inline constexpr int kCommandExit = 57665;       // the application-exit command
+// The commands of the menu and the command bar.
+enum class WindowCommand {
+    Disconnect,
+    Options,
+    NowPlaying,
+    Controls,
+    Library,
+    Connect,
+    MultipleSpeakers,
+    Equalizer,  // shows the "eq" screen
+    Speakers,   // the speakers submenu
+    Exit,
+};
 
 // The screens. Each is drawn from the skin under its key (SkinKey); the
 // library screen is the skin's "playlist".
@@ -66,7 +68,7 @@ public:
     virtual ScreenId Id() const = 0;
     // The command bar's one button while the screen shows.
     virtual QString CommandLabel() const = 0;
-    virtual int Command() const = 0;
+    virtual WindowCommand Command() const = 0;
     // Its child controls shown and enabled (the screen becomes current),
     // or hidden and disabled.
     virtual void Open() {}
@@ -81,7 +83,7 @@ public:
 
 // An item the menu holds only at times, above "Options...".
 struct MenuItemSpec {
-    int command = 0;
+    WindowCommand command = WindowCommand::Options;
     QString label;
     std::function<bool()> shown = nullptr;       // whether the menu holds it now
     std::function<bool()> checked = nullptr;     // null: not a check item

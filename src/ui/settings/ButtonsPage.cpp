@@ -48,7 +48,8 @@ ButtonsPage::ButtonsPage(FunctionTable& functions, Prompter& prompter,
     list_->header()->setSectionResizeMode(QHeaderView::Fixed);
     list_->setContextMenuPolicy(Qt::CustomContextMenu);
     for (int id = 0; id < FunctionTable::Count(); ++id) {
-        new QTreeWidgetItem(list_, {QString::fromLatin1(functions_.Row(id).displayName)});
+        new QTreeWidgetItem(list_,
+                            {QString::fromLatin1(functions_.Row(FunctionAt(id)).displayName)});
     }
 
     // The list ends a little above the page's bottom, as far at every
@@ -93,7 +94,7 @@ QString ButtonsPage::KeyText(int row) const {
 }
 
 void ButtonsPage::ShowKey(int row) {
-    const std::int32_t key = functions_.Row(row).key;
+    const std::int32_t key = functions_.Row(FunctionAt(row)).key;
     list_->topLevelItem(row)->setText(
         kKeyColumn, key == kUnboundKey ? QString() : Q(GetKeyName(key, shellKeys_)));
 }
@@ -134,7 +135,7 @@ void ButtonsPage::TakeKey(const QKeyEvent& event) {
     const int row = waiting_;
     int other = -1;
     for (int id = 0; id < FunctionTable::Count() && other < 0; ++id) {
-        if (id != row && functions_.Row(id).key == vk) {
+        if (id != row && functions_.Row(FunctionAt(id)).key == vk) {
             other = id;
         }
     }
@@ -145,7 +146,7 @@ void ButtonsPage::TakeKey(const QKeyEvent& event) {
             asking_ = true;
             replace = prompter_.AskYesNo(kKeyInUseCaption,
                                          name + " is already bound to " +
-                                             functions_.Row(other).displayName +
+                                             functions_.Row(FunctionAt(other)).displayName +
                                              ". Would you like to replace this association?");
             asking_ = false;
         }
@@ -154,13 +155,13 @@ void ButtonsPage::TakeKey(const QKeyEvent& event) {
             return;
         }
         for (int id = 0; id < FunctionTable::Count(); ++id) {
-            if (id != row && functions_.Row(id).key == vk) {
-                functions_.Unbind(id);
+            if (id != row && functions_.Row(FunctionAt(id)).key == vk) {
+                functions_.Unbind(FunctionAt(id));
                 ShowKey(id);
             }
         }
     }
-    functions_.Bind(row, vk);
+    functions_.Bind(FunctionAt(row), vk);
     // The key's own repeats and release are the page's too: a held Enter
     // must not go on to close the sheet.
     heldKey_ = event.key();
@@ -176,7 +177,7 @@ void ButtonsPage::ReleaseSelected() {
     if (row == waiting_) {
         CancelWaiting();
     }
-    functions_.Unbind(row);
+    functions_.Unbind(FunctionAt(row));
     ShowKey(row);
 }
 

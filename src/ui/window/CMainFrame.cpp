@@ -76,7 +76,7 @@ CMainFrame::CMainFrame(FrameOptions options, FrameServices services)
       settings_(std::make_unique<Settings>()),
       functions_(std::make_unique<FunctionTable>()),
       handOff_(std::make_unique<HandOff>(this, [this](int change) { Busy(change); })),
-      timers_(std::make_unique<FrameTimers>(this, [this](int id) { OnTimer(id); })),
+      timers_(std::make_unique<FrameTimers>(this, [this](TimerId id) { OnTimer(id); })),
       view_(new ScreenView(skin_, *this, this)) {
     setObjectName(QStringLiteral("Vantor"));
     setWindowTitle(QStringLiteral("Vantor"));
@@ -109,7 +109,7 @@ CMainFrame::CMainFrame(FrameOptions options, FrameServices services)
                                                OnScreenSwitched();
                                            }});
     connect_ = std::make_unique<ConnectScreen>(
-        view_, [this] { Command(kCommandConnect); }, [this] { return !AttemptRunning(); });
+        view_, [this] { Command(WindowCommand::Connect); }, [this] { return !AttemptRunning(); });
     keys_ = std::make_unique<KeyTranslator>(*functions_, static_cast<KeyWindow&>(*this));
     setCentralWidget(view_);
     view_->SetResizeHandler([this](QSize size) { CheckOrientation(size); });
@@ -131,7 +131,7 @@ bool CMainFrame::Create() {
     landscape_ = screenSize_.width() > screenSize_.height();
     menu_ = std::make_unique<CommandMenu>(
         *this, *this,
-        CommandMenu::Hooks{.command = [this](int command) { Command(command); },
+        CommandMenu::Hooks{.command = [this](WindowCommand command) { Command(command); },
                            .busy = [this](int change) { Busy(change); },
                            .multipleSpeakers = [this] { return settings_->useMultipleSpeakers; }});
 
@@ -171,13 +171,13 @@ bool CMainFrame::Create() {
     // Threads and timers: the position thread with its animation step,
     // the network watch, then the welcome or the automatic connection.
     player_->Clock().Start();
-    timers_->Start(kAnimationTimer, milliseconds(30));
+    timers_->Start(TimerId::Animation, milliseconds(30));
     session_->Flow().Start(firstRun, settings_->autoConnect);
     if (firstRun) {
-        timers_->Start(kWelcomeTimer, milliseconds(10));
+        timers_->Start(TimerId::Welcome, milliseconds(10));
     }
     screens_->NoteInput();
-    timers_->Start(kIdleTimer, milliseconds(1000));
+    timers_->Start(TimerId::Idle, milliseconds(1000));
     created_ = true;
 
     if (landscape_) {
@@ -202,7 +202,7 @@ void CMainFrame::MakeSession() {
     hooks.songShown = [this](const CurrentMedia& media) {
         queue_->SetCurrentRating(media.rating);
         if (screens_->Current() == ScreenId::NowPlaying) {
-            timers_->Start(kAlbumArtTimer, milliseconds(200));
+            timers_->Start(TimerId::AlbumArt, milliseconds(200));
         }
     };
     hooks.queueChanged = [this] {
@@ -221,11 +221,11 @@ void CMainFrame::MakeSession() {
     };
     hooks.artChanged = [this] {
         if (screens_->Current() == ScreenId::NowPlaying) {
-            timers_->Start(kAlbumArtTimer, milliseconds(100));
+            timers_->Start(TimerId::AlbumArt, milliseconds(100));
         }
     };
     hooks.artUrl = [this](const std::string& url) { art_->Fetch(url); };
-    hooks.refused = [this] { timers_->Start(kDeferredRequestTimer, milliseconds(1000)); };
+    hooks.refused = [this] { timers_->Start(TimerId::DeferredRequest, milliseconds(1000)); };
     hooks.clientVersion = [this](const std::string& version) { serverVersion_ = version; };
     player_ = std::make_unique<PlayerPresenter>(*handOff_, *view_, *timers_, std::move(hooks));
 
@@ -265,9 +265,9 @@ void CMainFrame::MakeScreens() {
     LibraryScreen::Hooks hooks;
     hooks.searchTimer = [this](bool start) {
         if (start) {
-            timers_->Start(kSearchSettledTimer, milliseconds(1500));
+            timers_->Start(TimerId::SearchSettled, milliseconds(1500));
         } else {
-            timers_->Kill(kSearchSettledTimer);
+            timers_->Kill(TimerId::SearchSettled);
         }
     };
     hooks.menuOpen = [this](bool open) { Busy(open ? 1 : -1); };
@@ -291,26 +291,27 @@ void CMainFrame::MakeScreens() {
 
 void CMainFrame::AddMenuItems() {
     const auto on = [this](ScreenId id) { return screens_->Current() == id; };
-    menu_->AddItem({.command = kCommandNowPlaying,
+    menu_->AddItem({.command = WindowCommand::NowPlaying,
                     .label = QStringLiteral("Now Playing"),
                     .shown = [on] { return !on(ScreenId::Connect) && !on(ScreenId::NowPlaying); }});
-    menu_->AddItem({.command = kCommandLibrary, .label = QStringLiteral("Library"), .shown = [on] {
-                        return !on(ScreenId::Connect) && !on(ScreenId::Library);
+    menu_->AddItem({.command = WindowCommand::Library,
+                    .label = QStringLiteral("Library"),
+                    .shown = [on] { return !on(ScreenId::Connect) && !on(ScreenId::Library); }});
+    menu_->AddItem({.command = WindowCommand::Equalizer,
+                    .label = QStringLiteral("Equalizer"),
+                    .shown = [this, on] {
+                        return Connected() && Player().supportsEq && !on(ScreenId::Connect) &&
+                               !on(ScreenId::Eq);
                     }});
-    menu_->AddItem(
-        {.command = kCommandEqualizer, .label = QStringLiteral("Equalizer"), .shown = [this, on] {
-             return Connected() && Player().supportsEq && !on(ScreenId::Connect) &&
-                    !on(ScreenId::Eq);
-         }});
-    menu_->AddItem({.command = kCommandSpeakers,
+    menu_->AddItem({.command = WindowCommand::Speakers,
                     .label = QStringLiteral("Speakers"),
                     .shown = [this] { return Connected() && !menu_->Speakers().empty(); },
                     .fill = [this](QMenu& menu) { menu_->FillSpeakers(menu); }});
-    menu_->AddItem({.command = kCommandMultipleSpeakers,
+    menu_->AddItem({.command = WindowCommand::MultipleSpeakers,
                     .label = QStringLiteral("Use Multiple Speakers"),
                     .shown = [this] { return Connected() && Player().supportsMultipleSpeakers; },
                     .checked = [this] { return settings_->useMultipleSpeakers; }});
-    menu_->AddItem({.command = kCommandDisconnect,
+    menu_->AddItem({.command = WindowCommand::Disconnect,
                     .label = QStringLiteral("Disconnect"),
                     .shown = [this] { return Connected() || AttemptRunning(); }});
 }
@@ -426,7 +427,7 @@ void CMainFrame::Shutdown() {
     if (player_) {
         player_->Stop();
     }
-    timers_->Kill(kAnimationTimer);
+    timers_->Kill(TimerId::Animation);
 }
 
 // --- What the window shows, for the tour, the desktop and tests ----------------------------
@@ -464,11 +465,11 @@ void CMainFrame::AddPlayerWatcher(PlayerWatcher watcher) {
 }
 
 MprisHost CMainFrame::Desktop() {
-    return MprisHost{*player_, *actions_, *this, [this] { Command(kCommandExit); }};
+    return MprisHost{*player_, *actions_, *this, [this] { Command(WindowCommand::Exit); }};
 }
 
-int CMainFrame::SendRequest(std::unique_ptr<Message>&& request) {
-    return session_ ? session_->SendRequest(std::move(request)) : RequestTable::kNotConnected;
+SendResult CMainFrame::SendRequest(std::unique_ptr<Message>&& request) {
+    return session_ ? session_->SendRequest(std::move(request)) : SendResult::NotConnected;
 }
 
 void CMainFrame::CancelRequests(MessageType type) {

@@ -51,6 +51,7 @@ class EqScreen;
 class FlowFace;
 class FrameEvent;
 class FrameTimers;
+enum class TimerId;
 class FunctionTable;
 class HandOff;
 class LibraryScreen;
@@ -108,7 +109,7 @@ public:
     bool Create();
 
     // A command of the menu or the command bar, by its number.
-    void Command(int id);
+    void Command(WindowCommand command);
 
     // Told "window mapped" when the window first paints, and "title shown"
     // when the playing title first shows on the main screen (start-up
@@ -144,7 +145,7 @@ public:
     // What the desktop's media controls use of the window.
     MprisHost Desktop();
 
-    int SendRequest(std::unique_ptr<Message>&& request) override;
+    SendResult SendRequest(std::unique_ptr<Message>&& request) override;
     void CancelRequests(MessageType type) override;
 
 protected:
@@ -173,7 +174,7 @@ private:
     void OpenSettings();
     void ApplySkin(const std::string& path);
     void SaveAll();
-    void OnTimer(int id);
+    void OnTimer(TimerId id);
     void OnIdleTick();
     void OnFrameEvent(const FrameEvent& event);
     void Busy(int change);
@@ -190,7 +191,7 @@ private:
 
     // KeyWindow (CMainFrameInput.cpp)
     ScreenKeys& CurrentKeys() override;
-    void FireFunction(int id) override;
+    void FireFunction(FunctionId id) override;
     void NoteUserInput() override;
     std::chrono::steady_clock::time_point Now() const override;
     bool TranslateKey(QObject* watched, QEvent* event);

@@ -28,47 +28,47 @@ namespace vantor::ui {
 
 using std::chrono::milliseconds;
 
-void CMainFrame::Command(int id) {
+void CMainFrame::Command(WindowCommand command) {
     if (!created_ || closing_) {
         return;
     }
     const ScreenId screen = screens_->Current();
-    switch (id) {
-        case kCommandOptions:
+    switch (command) {
+        case WindowCommand::Options:
             OpenSettings();
             break;
-        case kCommandExit:
+        case WindowCommand::Exit:
             Exit();
             break;
-        case kCommandConnect:
+        case WindowCommand::Connect:
             session_->Flow().ConnectPressed();
             connect_->SetServers(settings_->servers);
             connect_->SetReady(!AttemptRunning());
             break;
-        case kCommandDisconnect:
+        case WindowCommand::Disconnect:
             Disconnect();
             break;
-        case kCommandNowPlaying:
+        case WindowCommand::NowPlaying:
             ShowNowPlaying();
             break;
-        case kCommandControls:
+        case WindowCommand::Controls:
             if (screen != ScreenId::Connect && screen != ScreenId::Main) {
                 screens_->Switch(ScreenId::Main);
             }
             break;
-        case kCommandLibrary:
+        case WindowCommand::Library:
             ShowLibrary();
             break;
-        case kCommandMultipleSpeakers:
+        case WindowCommand::MultipleSpeakers:
             ToggleMultipleSpeakers();
             break;
-        case kCommandEqualizer:
+        case WindowCommand::Equalizer:
             if (screen != ScreenId::Connect && screen != ScreenId::Eq && Connected()) {
                 screens_->Switch(ScreenId::Eq);
             }
             break;
-        default:
-            break;
+        case WindowCommand::Speakers:
+            break;  // a submenu: its items choose
     }
 }
 
@@ -98,7 +98,7 @@ void CMainFrame::Disconnect() {
 
 void CMainFrame::ShowNowPlaying() {
     if (screens_->ShowNowPlaying()) {
-        timers_->Start(kAlbumArtTimer, milliseconds(100));
+        timers_->Start(TimerId::AlbumArt, milliseconds(100));
     }
 }
 
@@ -144,44 +144,42 @@ void CMainFrame::OnScreenSwitched() {
 
 // --- Timers and posts ---------------------------------------------------------------
 
-void CMainFrame::OnTimer(int id) {
+void CMainFrame::OnTimer(TimerId id) {
     switch (id) {
-        case kReconnectPromptTimer:
-        case kAutoConnectTimerId:
-            session_->Flow().OnTimer(id);
-            if (id == kAutoConnectTimerId) {
-                connect_->SetReady(!AttemptRunning());
-                menu_->Rebuild();
-            }
+        case TimerId::ReconnectPrompt:
+            session_->Flow().OnTimer(FlowTimer::Reconnect);
             break;
-        case kWelcomeTimer:
-            timers_->Kill(kWelcomeTimer);
+        case TimerId::AutoConnect:
+            session_->Flow().OnTimer(FlowTimer::AutoConnect);
+            connect_->SetReady(!AttemptRunning());
+            menu_->Rebuild();
+            break;
+        case TimerId::Welcome:
+            timers_->Kill(TimerId::Welcome);
             Busy(1);
             prompter_->Inform(kWelcomeCaption, kWelcomeText);
             Busy(-1);
             OpenSettings();
             break;
-        case kIdleTimer:
+        case TimerId::Idle:
             OnIdleTick();
             break;
-        case kSearchSettledTimer:
-            timers_->Kill(kSearchSettledTimer);
+        case TimerId::SearchSettled:
+            timers_->Kill(TimerId::SearchSettled);
             library_->SearchTimerFired();
             break;
-        case kDeferredRequestTimer:
+        case TimerId::DeferredRequest:
             // A request was refused: what the screen shows may be what was
             // asked for rather than what is; ask the player how it stands.
-            timers_->Kill(kDeferredRequestTimer);
-            SendRequest(std::make_unique<GetCurrentStateRequest>());
+            timers_->Kill(TimerId::DeferredRequest);
+            Send(std::make_unique<GetCurrentStateRequest>());
             break;
-        case kAlbumArtTimer:
-            timers_->Kill(kAlbumArtTimer);
+        case TimerId::AlbumArt:
+            timers_->Kill(TimerId::AlbumArt);
             art_->Request(skin_, screenSize_);
             break;
-        case kAnimationTimer:
+        case TimerId::Animation:
             player_->RefreshProgress();
-            break;
-        default:
             break;
     }
 }

@@ -39,9 +39,9 @@ ScreenKeys& CMainFrame::CurrentKeys() {
     return screens_->CurrentKeys();
 }
 
-void CMainFrame::FireFunction(int id) {
-    if (!actions_->Function(id) && id == kFunctionNowPlaying) {
-        Command(kCommandNowPlaying);
+void CMainFrame::FireFunction(FunctionId id) {
+    if (!actions_->Function(id) && id == FunctionId::NowPlaying) {
+        Command(WindowCommand::NowPlaying);
     }
 }
 

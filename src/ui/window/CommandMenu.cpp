@@ -41,9 +41,8 @@ CommandMenu::CommandMenu(QMainWindow& window, RequestSink& requests, Hooks hooks
 
 void CommandMenu::Rebuild() {
     menu_->clear();
-    const auto add = [this](QMenu& menu, const QString& label, int command) {
+    const auto add = [this](QMenu& menu, const QString& label, WindowCommand command) {
         QAction* action = menu.addAction(label);
-        action->setObjectName(QStringLiteral("command %1").arg(command));
         QObject::connect(action, &QAction::triggered, &window_,
                          [this, command] { hooks_.command(command); });
         return action;
@@ -56,7 +55,6 @@ void CommandMenu::Rebuild() {
             QMenu* submenu = menu_->addMenu(item.label);
             submenu->setPalette(menu_->palette());
             submenu->setFont(menu_->font());
-            submenu->setObjectName(QStringLiteral("command %1").arg(item.command));
             item.fill(*submenu);
             continue;
         }
@@ -69,8 +67,8 @@ void CommandMenu::Rebuild() {
     if (!menu_->isEmpty()) {
         menu_->addSeparator();
     }
-    add(*menu_, QStringLiteral("Options..."), kCommandOptions);
-    add(*menu_, QStringLiteral("Exit"), kCommandExit);
+    add(*menu_, QStringLiteral("Options..."), WindowCommand::Options);
+    add(*menu_, QStringLiteral("Exit"), WindowCommand::Exit);
 }
 
 std::vector<QString> CommandMenu::Texts() {
@@ -84,7 +82,7 @@ std::vector<QString> CommandMenu::Texts() {
     return texts;
 }
 
-void CommandMenu::SetButton(const QString& label, int command) {
+void CommandMenu::SetButton(const QString& label, WindowCommand command) {
     buttonCommand_ = command;
     button_->setText(label);
 }
@@ -129,11 +127,11 @@ void CommandMenu::ChooseSpeaker(const std::string& id, bool enabled) {
         auto request = std::make_unique<EnableSpeakerRequest>();
         request->id = id;
         request->enabled = enabled;
-        requests_.SendRequest(std::move(request));
+        requests_.Send(std::move(request));
     } else {
         auto request = std::make_unique<SelectSpeakerRequest>();
         request->id = id;
-        requests_.SendRequest(std::move(request));
+        requests_.Send(std::move(request));
     }
 }
 

@@ -31,9 +31,9 @@ namespace vantor::ui {
 class CommandMenu {
 public:
     struct Hooks {
-        std::function<void(int command)> command;  // an item or the button chosen
-        std::function<void(int change)> busy;      // +1 as the menu opens, -1 as it closes
-        std::function<bool()> multipleSpeakers;    // "Use Multiple Speakers" is on
+        std::function<void(WindowCommand command)> command;  // an item or the button chosen
+        std::function<void(int change)> busy;    // +1 as the menu opens, -1 as it closes
+        std::function<bool()> multipleSpeakers;  // "Use Multiple Speakers" is on
     };
 
     // Adds the menu to `window`'s menu bar and the command bar at its foot.
@@ -46,7 +46,7 @@ public:
     std::vector<QString> Texts();
 
     // The command bar's button on the screen shown.
-    void SetButton(const QString& label, int command);
+    void SetButton(const QString& label, WindowCommand command);
     int BarHeight() const;
     void SetLook(const QPalette& palette, const QFont& font);
 
@@ -64,7 +64,7 @@ private:
     QMenu* menu_;
     QToolBar* bar_;
     QToolButton* button_;
-    int buttonCommand_ = 0;
+    WindowCommand buttonCommand_ = WindowCommand::Connect;
     std::vector<MenuItemSpec> items_;
     std::vector<Speaker> speakers_;
 };

@@ -2,34 +2,38 @@
 
 namespace vantor::ui {
 
-FrameTimers::FrameTimers(QObject* owner, std::function<void(int id)> expired)
-    : owner_(owner), expired_(std::move(expired)) {
-    for (int id = kReconnectPromptTimer; id <= kAnimationTimer; ++id) {
-        auto* timer = new QTimer(owner_);
-        timer->setObjectName(QStringLiteral("timer %1").arg(id));
+namespace {
+
+constexpr std::array<const char*, kTimerCount> kNames = {
+    "reconnect-prompt", "auto-connect",     "welcome",   "idle",
+    "search-settled",   "deferred-request", "album-art", "animation"};
+
+}  // namespace
+
+FrameTimers::FrameTimers(QObject* owner, std::function<void(TimerId)> expired)
+    : expired_(std::move(expired)) {
+    for (std::size_t index = 0; index < kTimerCount; ++index) {
+        const auto id = static_cast<TimerId>(index);
+        auto* timer = new QTimer(owner);
+        timer->setObjectName(QStringLiteral("timer %1").arg(QLatin1String(kNames[index])));
         // Coarse timers let the system batch wake-ups; only the animation
         // step needs its 30 ms kept closely.
-        timer->setTimerType(id == kAnimationTimer ? Qt::PreciseTimer : Qt::CoarseTimer);
-        QObject::connect(timer, &QTimer::timeout, owner_, [this, id] { expired_(id); });
-        timers_[id] = timer;
+        timer->setTimerType(id == TimerId::Animation ? Qt::PreciseTimer : Qt::CoarseTimer);
+        QObject::connect(timer, &QTimer::timeout, owner, [this, id] { expired_(id); });
+        timers_[index] = timer;
     }
 }
 
-void FrameTimers::Start(int id, std::chrono::milliseconds period) {
-    if (const auto found = timers_.find(id); found != timers_.end()) {
-        found->second->start(period);
-    }
+void FrameTimers::Start(TimerId id, std::chrono::milliseconds period) {
+    At(id).start(period);
 }
 
-void FrameTimers::Kill(int id) {
-    if (const auto found = timers_.find(id); found != timers_.end()) {
-        found->second->stop();
-    }
+void FrameTimers::Kill(TimerId id) {
+    At(id).stop();
 }
 
-bool FrameTimers::IsRunning(int id) const {
-    const auto found = timers_.find(id);
-    return found != timers_.end() && found->second->isActive();
+bool FrameTimers::IsRunning(TimerId id) const {
+    return At(id).isActive();
 }
 
 }  // namespace vantor::ui

@@ -51,18 +51,18 @@ Tour::Tour(CMainFrame& frame, QString folder, std::chrono::milliseconds sessionT
                                      frame_.Queue().RowCount() > 0;
                           }});
     stops_.push_back(Stop{std::string(kScreenNowPlaying),
-                          [this] { frame_.Command(kCommandNowPlaying); },
+                          [this] { frame_.Command(WindowCommand::NowPlaying); },
                           [this] {
                               return frame_.Screen() == kScreenNowPlaying &&
                                      !frame_.View().Content().albumArt.isNull();
                           }});
-    stops_.push_back(Stop{std::string(kScreenPlaylist), [this] { frame_.Command(kCommandLibrary); },
-                          [this] {
-                              return frame_.Screen() == kScreenPlaylist &&
-                                     frame_.Library().List().Count() > 0;
-                          }});
+    stops_.push_back(
+        Stop{std::string(kScreenPlaylist), [this] { frame_.Command(WindowCommand::Library); },
+             [this] {
+                 return frame_.Screen() == kScreenPlaylist && frame_.Library().List().Count() > 0;
+             }});
     stops_.push_back(Stop{
-        std::string(kScreenEq), [this] { frame_.Command(kCommandEqualizer); },
+        std::string(kScreenEq), [this] { frame_.Command(WindowCommand::Equalizer); },
         [this] { return frame_.Screen() == kScreenEq && !frame_.Equalizer().Presets().empty(); },
         std::chrono::milliseconds(3000), [this] { return frame_.Player().supportsEq; }});
 
@@ -79,7 +79,7 @@ Tour::Tour(CMainFrame& frame, QString folder, std::chrono::milliseconds sessionT
                           // From the loop, not this timer's step: Qt holds a
                           // timer back while its own step runs.
                           QTimer::singleShot(0, &frame_,
-                                             [this] { frame_.Command(kCommandOptions); });
+                                             [this] { frame_.Command(WindowCommand::Options); });
                       } else if (sheet() != nullptr) {
                           sheet()->Tabs()->setCurrentIndex(page);
                       }
@@ -176,7 +176,7 @@ bool Tour::FirstStartStep() {
     }
     if (connectPending_ && modal == nullptr && frame_.Screen() == kScreenConnect) {
         connectPending_ = false;
-        frame_.Command(kCommandConnect);
+        frame_.Command(WindowCommand::Connect);
         return true;
     }
     return false;
@@ -203,7 +203,7 @@ void Tour::Finish(int code, const std::string& message) {
     }
     // The program ends through the Exit command, which saves and stops the
     // threads, with the tour's result.
-    frame_.Command(kCommandExit);
+    frame_.Command(WindowCommand::Exit);
     QCoreApplication::exit(code);
 }
 
