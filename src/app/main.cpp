@@ -288,7 +288,7 @@ int main(int argc, char** argv) {
 
     std::unique_ptr<vantor::ui::Tour> tour;
     if (touring) {
-        tour = std::make_unique<vantor::ui::Tour>(frame, arguments.tour,
+        tour = std::make_unique<vantor::ui::Tour>(frame.ForTour(), arguments.tour,
                                                   std::chrono::seconds(arguments.tourTimeout));
         tour->Start();
     }

@@ -35,6 +35,7 @@
 #include "ui/window/FrameTimers.h"
 #include "ui/window/HandOff.h"
 #include "ui/window/Prompter.h"
+#include "ui/window/Tour.h"
 
 namespace vantor::ui {
 
@@ -466,6 +467,17 @@ void CMainFrame::AddPlayerWatcher(PlayerWatcher watcher) {
 
 MprisHost CMainFrame::Desktop() {
     return MprisHost{*player_, *actions_, *this, [this] { Command(WindowCommand::Exit); }};
+}
+
+TourHost CMainFrame::ForTour() {
+    return TourHost{.window = *this,
+                    .screen = [this] { return Screen(); },
+                    .command = [this](WindowCommand command) { Command(command); },
+                    .player = [this] { return Player(); },
+                    .view = *view_,
+                    .queue = *queue_,
+                    .library = library_->List(),
+                    .equalizer = *eq_};
 }
 
 SendResult CMainFrame::SendRequest(std::unique_ptr<Message>&& request) {

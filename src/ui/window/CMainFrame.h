@@ -64,15 +64,11 @@ class Prompter;
 class RemoteSession;
 class ScreenNavigator;
 struct MprisHost;
+struct TourHost;
 
 inline constexpr const char* kLandscapeText =
     "Sorry, Vantor does not support landscape screen orientations - please use a portrait "
     "screen orientation.";
-inline constexpr const char* kWelcomeCaption = "Welcome!";
-inline constexpr const char* kWelcomeText =
-    "Welcome to Vantor! Since this appears to be the first time you have configured this "
-    "remote, you will now be taken to the Settings screen to choose the media player you'd like "
-    "Vantor to control.";
 
 struct FrameOptions {
     std::string configPath;  // the settings file
@@ -144,6 +140,7 @@ public:
     void AddPlayerWatcher(PlayerWatcher watcher);
     // What the desktop's media controls use of the window.
     MprisHost Desktop();
+    TourHost ForTour();
 
     SendResult SendRequest(std::unique_ptr<Message>&& request) override;
     void CancelRequests(MessageType type) override;

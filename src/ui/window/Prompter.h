@@ -15,6 +15,14 @@ class QWidget;
 
 namespace vantor::ui {
 
+// The first start's welcome box (the tour tells it from the others by its
+// caption).
+inline constexpr const char* kWelcomeCaption = "Welcome!";
+inline constexpr const char* kWelcomeText =
+    "Welcome to Vantor! Since this appears to be the first time you have configured this "
+    "remote, you will now be taken to the Settings screen to choose the media player you'd like "
+    "Vantor to control.";
+
 enum class PromptIcon { Information, Warning };
 
 class Prompter {

@@ -9,11 +9,11 @@
 #include <QTabWidget>
 #include <cstdio>
 
+#include "ui/lists/LibraryList.h"
 #include "ui/lists/PlayQueueList.h"
 #include "ui/screens/EqScreen.h"
-#include "ui/screens/LibraryScreen.h"
 #include "ui/settings/SettingsSheet.h"
-#include "ui/window/CMainFrame.h"
+#include "ui/view/ScreenView.h"
 
 namespace vantor::ui {
 
@@ -39,32 +39,29 @@ void TourPrompter::SetLook(const QPalette& palette, const QFont& font) {
     shown_.SetLook(palette, font);
 }
 
-Tour::Tour(CMainFrame& frame, QString folder, std::chrono::milliseconds sessionTimeout)
-    : frame_(frame), folder_(std::move(folder)), sessionTimeout_(sessionTimeout) {
+Tour::Tour(TourHost host, QString folder, std::chrono::milliseconds sessionTimeout)
+    : host_(std::move(host)), folder_(std::move(folder)), sessionTimeout_(sessionTimeout) {
     timer_.setInterval(kStep);
     QObject::connect(&timer_, &QTimer::timeout, &timer_, [this] { Step(); });
     // The session's own screen comes first, once the song and the queue
     // are there to be seen.
     stops_.push_back(Stop{std::string(kScreenMain), nullptr, [this] {
-                              return frame_.Screen() == kScreenMain &&
-                                     !frame_.View().Content().songTitle.empty() &&
-                                     frame_.Queue().RowCount() > 0;
+                              return host_.screen() == kScreenMain &&
+                                     !host_.view.Content().songTitle.empty() &&
+                                     host_.queue.RowCount() > 0;
                           }});
-    stops_.push_back(Stop{std::string(kScreenNowPlaying),
-                          [this] { frame_.Command(WindowCommand::NowPlaying); },
-                          [this] {
-                              return frame_.Screen() == kScreenNowPlaying &&
-                                     !frame_.View().Content().albumArt.isNull();
-                          }});
-    stops_.push_back(
-        Stop{std::string(kScreenPlaylist), [this] { frame_.Command(WindowCommand::Library); },
-             [this] {
-                 return frame_.Screen() == kScreenPlaylist && frame_.Library().List().Count() > 0;
-             }});
     stops_.push_back(Stop{
-        std::string(kScreenEq), [this] { frame_.Command(WindowCommand::Equalizer); },
-        [this] { return frame_.Screen() == kScreenEq && !frame_.Equalizer().Presets().empty(); },
-        std::chrono::milliseconds(3000), [this] { return frame_.Player().supportsEq; }});
+        std::string(kScreenNowPlaying), [this] { host_.command(WindowCommand::NowPlaying); },
+        [this] {
+            return host_.screen() == kScreenNowPlaying && !host_.view.Content().albumArt.isNull();
+        }});
+    stops_.push_back(
+        Stop{std::string(kScreenPlaylist), [this] { host_.command(WindowCommand::Library); },
+             [this] { return host_.screen() == kScreenPlaylist && host_.library.Count() > 0; }});
+    stops_.push_back(
+        Stop{std::string(kScreenEq), [this] { host_.command(WindowCommand::Equalizer); },
+             [this] { return host_.screen() == kScreenEq && !host_.equalizer.Presets().empty(); },
+             std::chrono::milliseconds(3000), [this] { return host_.player().supportsEq; }});
 
     // The settings sheet, a page at a time. The sheet runs modally inside
     // the command that opens it; the tour's timer goes on in its loop.
@@ -78,8 +75,8 @@ Tour::Tour(CMainFrame& frame, QString folder, std::chrono::milliseconds sessionT
                       if (page == 0) {
                           // From the loop, not this timer's step: Qt holds a
                           // timer back while its own step runs.
-                          QTimer::singleShot(0, &frame_,
-                                             [this] { frame_.Command(WindowCommand::Options); });
+                          QTimer::singleShot(0, &host_.window,
+                                             [this] { host_.command(WindowCommand::Options); });
                       } else if (sheet() != nullptr) {
                           sheet()->Tabs()->setCurrentIndex(page);
                       }
@@ -115,7 +112,7 @@ void Tour::Start() {
 
 void Tour::Step() {
     const auto now = std::chrono::steady_clock::now();
-    if (next_ == 0 && frame_.Screen() != kScreenMain) {
+    if (next_ == 0 && host_.screen() != kScreenMain) {
         if (FirstStartStep()) {
             return;
         }
@@ -174,9 +171,9 @@ bool Tour::FirstStartStep() {
         }
         return true;
     }
-    if (connectPending_ && modal == nullptr && frame_.Screen() == kScreenConnect) {
+    if (connectPending_ && modal == nullptr && host_.screen() == kScreenConnect) {
         connectPending_ = false;
-        frame_.Command(WindowCommand::Connect);
+        host_.command(WindowCommand::Connect);
         return true;
     }
     return false;
@@ -187,7 +184,7 @@ bool Tour::Capture(const std::string& screen) {
         folder_ + QLatin1Char('/') + QString::fromStdString(screen) + QStringLiteral(".png");
     // A dialog over the window is what the user sees.
     QWidget* shown = QApplication::activeModalWidget();
-    if (!(shown != nullptr ? shown : &frame_)->grab().save(file, "PNG")) {
+    if (!(shown != nullptr ? shown : &host_.window)->grab().save(file, "PNG")) {
         Finish(1, "cannot write " + file.toStdString());
         return false;
     }
@@ -203,7 +200,7 @@ void Tour::Finish(int code, const std::string& message) {
     }
     // The program ends through the Exit command, which saves and stops the
     // threads, with the tour's result.
-    frame_.Command(WindowCommand::Exit);
+    host_.command(WindowCommand::Exit);
     QCoreApplication::exit(code);
 }
 

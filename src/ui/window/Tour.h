@@ -19,11 +19,31 @@
 #include <string>
 #include <vector>
 
+#include "session/PlayerState.h"
+#include "ui/screens/Screens.h"
 #include "ui/window/Prompter.h"
+
+class QWidget;
 
 namespace vantor::ui {
 
-class CMainFrame;
+class EqScreen;
+class LibraryList;
+class PlayQueueList;
+class ScreenView;
+
+// What the tour looks at and acts through: the window's pieces, not the
+// window.
+struct TourHost {
+    QWidget& window;                             // pictured when no dialog is over it
+    std::function<std::string()> screen;         // the skin key of the screen shown
+    std::function<void(WindowCommand)> command;  // as a user picks it from the menu
+    std::function<PlayerState()> player;
+    const ScreenView& view;
+    const PlayQueueList& queue;
+    const LibraryList& library;
+    const EqScreen& equalizer;
+};
 
 // The tour's message boxes. The first start's welcome is shown, so that the
 // tour can picture it and press its OK; every other box is answered unseen,
@@ -52,7 +72,7 @@ public:
         std::function<void()> after = nullptr;   // once the picture is taken
     };
 
-    Tour(CMainFrame& frame, QString folder,
+    Tour(TourHost host, QString folder,
          std::chrono::milliseconds sessionTimeout = std::chrono::seconds(20));
 
     // Starts; the program's event loop ends with the tour's result.
@@ -66,7 +86,7 @@ private:
     bool Capture(const std::string& screen);
     void Finish(int code, const std::string& message = {});
 
-    CMainFrame& frame_;
+    TourHost host_;
     QString folder_;
     std::chrono::milliseconds sessionTimeout_;
     std::vector<Stop> stops_;
