@@ -32,7 +32,10 @@ void BusyIndicator::SetBusy(bool busy) {
     const bool empty =
         view == nullptr || view->model() == nullptr || view->model()->rowCount() == 0;
     const bool shown = busy && empty;
-    if (shown == isVisible()) {
+    // Whether it is shown with its list, not whether it is on the screen:
+    // while the list's screen is hidden, a wait that ended must still hide
+    // it, or it turns up with the list over rows that came long ago.
+    if (shown == !isHidden()) {
         return;
     }
     if (shown) {

@@ -20,7 +20,7 @@ public:
 
     // Shows it (while `busy` and the list is empty) or hides it.
     void SetBusy(bool busy);
-    bool Busy() const { return isVisible(); }
+    bool Busy() const { return !isHidden(); }  // shown whenever its list is
 
 protected:
     void paintEvent(QPaintEvent* event) override;

@@ -126,7 +126,10 @@ int PlayQueueList::RowCount() const {
 }
 
 void PlayQueueList::Open(int position) {
+    // Pages asked for before are dropped as they come: they no longer count
+    // as awaited.
     ++generation_;
+    fetching_ = 0;
     opened_ = true;
     current_ = position;
     queue_.Open(position, VisibleRows());

@@ -48,11 +48,6 @@ void PageFetcher::Queue(std::function<void(Shared&)> job) {
     }
 }
 
-void PageFetcher::DropWaiting() {
-    std::lock_guard lock(shared_->mutex);
-    shared_->jobs.clear();
-}
-
 void PageFetcher::FetchPlaylist(int start, int count, bool withTotal,
                                 Deliver<wire::PlaylistPage> deliver) {
     Queue([=, deliver = std::move(deliver)](Shared& shared) {

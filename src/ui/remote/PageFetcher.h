@@ -42,10 +42,6 @@ public:
                      Deliver<wire::MediaList> deliver);
     void Search(const std::string& text, int start, int count, Deliver<wire::MediaList> deliver);
 
-    // Requests not yet started are forgotten (the list they were for is
-    // gone).
-    void DropWaiting();
-
 private:
     // What the worker uses; it holds a share, so a worker that outlives its
     // stop never reaches freed memory.
