@@ -68,23 +68,15 @@ PlayQueueMenu PlayQueue::Menu(int row, int currentPosition, int currentRating) c
 
 std::unique_ptr<Message> PlayQueue::Command(QueueCommand command, int stars) const {
     const int row = view_.SelectedRow();
+    const auto atRow = [row]<class Request>(std::unique_ptr<Request> request) {
+        request->position = row;
+        return std::unique_ptr<Message>(row < 0 ? nullptr : std::move(request));
+    };
     switch (command) {
-        case QueueCommand::Play: {
-            if (row < 0) {
-                return nullptr;
-            }
-            auto request = std::make_unique<SetPlaylistPositionRequest>();
-            request->position = row;
-            return request;
-        }
-        case QueueCommand::Remove: {
-            if (row < 0) {
-                return nullptr;
-            }
-            auto request = std::make_unique<PlaylistRemoveRequest>();
-            request->position = row;
-            return request;
-        }
+        case QueueCommand::Play:
+            return atRow(std::make_unique<SetPlaylistPositionRequest>());
+        case QueueCommand::Remove:
+            return atRow(std::make_unique<PlaylistRemoveRequest>());
         case QueueCommand::Rate: {
             if (stars < 0 || stars > 5) {
                 return nullptr;
