@@ -21,20 +21,27 @@ using testing::TestFrame;
 using testing::TestServer;
 using testing::WaitUntil;
 
-void ShortDropPauses(FlowOptions& options) {
-    options.dropPause = 10ms;
-    options.dropPauseCap = 80ms;
-}
-
-TEST(ReconnectTest, AConnectionClosedAtOnceIsTriedAgainUntilTheServerIsBack) {
+// A session reached through the relay, on another screen than the main one.
+struct ReconnectTest : ::testing::Test {
     TestServer server;
-    RelayEndpoint relay(server.Port());
-    Rig rig(relay.Port(), {}, false, "192.0.2.5", ShortDropPauses);
-    rig.flow.Start(false, false);
-    rig.flow.ConnectPressed();
-    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow,
-                                    [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; }));
-    rig.frame.SetScreen(FlowScreen::Other);
+    RelayEndpoint relay{server.Port()};
+    Rig rig{relay.Port(), {}, false, "192.0.2.5", [](FlowOptions& options) {
+                options.dropPause = 10ms;
+                options.dropPauseCap = 80ms;
+            }};
+
+    bool Connected() {
+        rig.flow.Start(false, false);
+        rig.flow.ConnectPressed();
+        const bool main = rig.frame.PumpUntil(
+            rig.flow, [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; });
+        rig.frame.SetScreen(FlowScreen::Other);
+        return main;
+    }
+};
+
+TEST_F(ReconnectTest, AConnectionClosedAtOnceIsTriedAgainUntilTheServerIsBack) {
+    ASSERT_TRUE(Connected());
 
     // The server goes away; the relay still accepts, and closes.
     server.Stop();
@@ -63,18 +70,11 @@ TEST(ReconnectTest, AConnectionClosedAtOnceIsTriedAgainUntilTheServerIsBack) {
     rig.flow.Exit();
 }
 
-TEST(ReconnectTest, ALossWhileAnAttemptRunsLeadsToAnotherAttempt) {
+TEST_F(ReconnectTest, ALossWhileAnAttemptRunsLeadsToAnotherAttempt) {
     // Each reconnection is asked for while the attempt that made the lost
     // connection is still running: the relay closes before the attempt has
     // sent its first request. Many rounds make that ordering certain.
-    TestServer server;
-    RelayEndpoint relay(server.Port());
-    Rig rig(relay.Port(), {}, false, "192.0.2.5", ShortDropPauses);
-    rig.flow.Start(false, false);
-    rig.flow.ConnectPressed();
-    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow,
-                                    [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; }));
-    rig.frame.SetScreen(FlowScreen::Other);
+    ASSERT_TRUE(Connected());
     for (int round = 0; round < 3; ++round) {
         SCOPED_TRACE(round);
         server.Stop();
