@@ -241,6 +241,12 @@ long CpuTicks(pid_t pid) {
 }
 
 TEST(DescriptorExhaustionTest, TheServerRestsItsListenerAndServesAgain) {
+#ifdef VANTOR_UNDEFINED_SANITIZER
+    // The sanitizer checks a virtual call by probing memory through a pipe
+    // of its own; in a server whose descriptors are used up on purpose it
+    // gets none and reports the call as a bad one.
+    GTEST_SKIP() << "the undefined-behaviour sanitizer needs descriptors this test takes away";
+#endif
     // The server as its own process with few descriptors, and no limits of
     // its own that would refuse the crowd first.
     testing::Process server({"/bin/sh", "-c",
