@@ -1,0 +1,411 @@
+#include "MessageLoop.h"
+
+#include <arpa/inet.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "RefusalLog.h"
+#include "core/Logger.h"
+#include "core/Text.h"
+#include "net/LocalAddressSource.h"
+#include "protocol/MessageFactory.h"
+#include "protocol/XmlReader.h"
+
+namespace vantor::server {
+
+namespace {
+
+// A client whose unsent output grows past this is not reading; it is dropped.
+constexpr std::size_t kMaxUnsent = 64 * 1024 * 1024;
+
+// How many of the latest request names ReceivedRequests() keeps.
+constexpr std::size_t kReceivedKept = 1000;
+
+// The listener's first rest after accept ran out of descriptors or memory,
+// and its longest.
+constexpr std::chrono::milliseconds kFirstAcceptRest{50};
+constexpr std::chrono::milliseconds kLongestAcceptRest{2000};
+
+}  // namespace
+
+std::unique_ptr<Message> ReadRequest(std::string_view document, std::string* text,
+                                     std::string* root, bool* notRequest) {
+    while (!document.empty() && document.front() == '\0') {
+        document.remove_prefix(1);
+    }
+    *text = RemoveProcessingInstructionsAndComments(document);
+    *root = RootName(*text);
+    auto request = MessageFactory::Create(MessageTypeFromName(*root));
+    *notRequest = request != nullptr && request->Kind() != MessageKind::Request;
+    if (!request || *notRequest) {
+        return nullptr;
+    }
+    request->FromXml(*text);
+    return request;
+}
+
+void MessageServer::Loop::Run() {
+    using Clock = std::chrono::steady_clock;
+    auto nextTick = Clock::now() + options_.tick;
+    // epoll, not poll: a wake costs the same with a thousand idle clients as
+    // with none.
+    epoll_event events[64];
+    while (!stop_) {
+        auto now = Clock::now();
+        // Dropped here, before the wait, so their descriptors go at once.
+        const auto nextGreetingDeadline = DropSilent(now);
+        RemoveClosed();
+        WatchOutput();
+        const bool listening = !acceptResting_ || now >= acceptResumes_;
+        // A resting listener is left out: its waiting connection would wake
+        // the loop at once, again and again.
+        if (listening != listenerWatched_ &&
+            Watch(listener_.Get(), listening ? EPOLL_CTL_ADD : EPOLL_CTL_DEL, EPOLLIN,
+                  kListenerTag)) {
+            listenerWatched_ = listening;
+        }
+        auto until = std::min(nextTick, nextGreetingDeadline);
+        if (!listening) {
+            until = std::min(until, acceptResumes_);
+        }
+        now = Clock::now();
+        const auto wait =
+            until <= now ? 0 : std::chrono::ceil<std::chrono::milliseconds>(until - now).count();
+        const int ready =
+            ::epoll_wait(epoll_.Get(), events, static_cast<int>(std::size(events)),
+                         static_cast<int>(std::min<long long>(wait, 24LL * 3600 * 1000)));
+
+        bool accept = acceptResting_ && listening;
+        for (int i = 0; i < ready; ++i) {
+            const std::uint64_t tag = events[i].data.u64;
+            if (tag == kWakeTag) {
+                char drain[64];
+                while (::read(wakeRead_.Get(), drain, sizeof drain) > 0) {
+                }
+                RunTasks();
+            } else if (tag == kListenerTag) {
+                accept = true;
+            } else if (tag == kDiscoveryTag) {
+                AnswerProbe();
+            } else {
+                // Clients leave only in RemoveClosed, so the pointer holds
+                // for the whole batch.
+                Client& client = *reinterpret_cast<Client*>(static_cast<std::uintptr_t>(tag));
+                if ((events[i].events & (EPOLLIN | EPOLLHUP | EPOLLERR)) != 0) {
+                    Read(client);
+                }
+                if ((events[i].events & EPOLLOUT) != 0 && !client.closing) {
+                    Flush(client);
+                }
+            }
+        }
+        if (accept) {
+            Accept();
+        }
+        if (Clock::now() >= nextTick) {
+            nextTick += options_.tick;
+            Events tickEvents;
+            player_->Tick(tickEvents);
+            Broadcast(tickEvents);
+        }
+        RemoveClosed();
+        stats_->clients = static_cast<int>(clients_.size());
+    }
+    clients_.clear();
+    stats_->clients = 0;
+}
+
+void MessageServer::Loop::RemoveClosed() {
+    std::erase_if(clients_, [this](const std::unique_ptr<Client>& client) {
+        if (!client->closing || !client->unsent.empty()) {
+            return false;
+        }
+        ::epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, client->fd.Get(), nullptr);
+        return true;
+    });
+}
+
+void MessageServer::Loop::WatchOutput() {
+    for (auto& client : clients_) {
+        const bool want = !client->unsent.empty() && !client->closing;
+        if (want != client->watchOut) {
+            client->watchOut = want;
+            Watch(client->fd.Get(), EPOLL_CTL_MOD, want ? EPOLLIN | EPOLLOUT : EPOLLIN,
+                  Tag(*client));
+        }
+    }
+}
+
+void MessageServer::Loop::RunTasks() {
+    std::deque<PlayerBackend::Task> tasks;
+    std::deque<std::function<void()>> rawTasks;
+    {
+        std::lock_guard lock(tasksMutex_);
+        tasks.swap(tasks_);
+        rawTasks.swap(rawTasks_);
+    }
+    for (auto& task : tasks) {
+        Events events;
+        task(*player_, events);
+        Broadcast(events);
+    }
+    for (auto& task : rawTasks) {
+        task();
+    }
+}
+
+void MessageServer::Loop::Accept() {
+    while (true) {
+        sockaddr_storage peer{};
+        socklen_t length = sizeof peer;
+        const int fd = ::accept4(listener_.Get(), reinterpret_cast<sockaddr*>(&peer), &length,
+                                 SOCK_CLOEXEC | SOCK_NONBLOCK);
+        if (fd < 0) {
+            const int error = errno;
+            if (error == EINTR || error == ECONNABORTED) {
+                continue;
+            }
+            if (error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM) {
+                // The waiting connection stays in the backlog and keeps the
+                // listener readable: polling it now would spin. Rest, and
+                // try again later, longer each time.
+                if (!acceptResting_) {
+                    Log(kLogError,
+                        "vantor-server: cannot accept a connection: %s; trying again as "
+                        "clients leave",
+                        std::strerror(error));
+                }
+                acceptResting_ = true;
+                acceptRest_ = acceptRest_.count() == 0
+                                  ? kFirstAcceptRest
+                                  : std::min(acceptRest_ * 2, kLongestAcceptRest);
+                acceptResumes_ = std::chrono::steady_clock::now() + acceptRest_;
+            } else if (error != EAGAIN && error != EWOULDBLOCK) {
+                refusals_.Write(Format("accept failed: %s", std::strerror(error)));
+            } else if (acceptResting_) {
+                acceptResting_ = false;  // nothing waits; nothing to rest for
+                acceptRest_ = std::chrono::milliseconds(0);
+            }
+            return;
+        }
+        Descriptor client(fd);
+        if (acceptResting_) {
+            acceptResting_ = false;
+            acceptRest_ = std::chrono::milliseconds(0);
+            Log(kLogError, "vantor-server: accepting connections again");
+        }
+        const auto* address = reinterpret_cast<const sockaddr*>(&peer);
+        const std::string name = DescribePeer(address, length);
+        if (!options_.allow.Allows(address, length)) {
+            refusals_.Write(name +
+                            " is outside the allowed addresses (--allow); connection closed");
+            continue;
+        }
+        const std::string host = PeerHost(address, length);
+        if (!MakeRoom(host)) {
+            refusals_.Write(Format("%s refused: %zu clients from its address, %zu in all, at most",
+                                   name.c_str(), options_.maxClientsPerAddress,
+                                   options_.maxClients));
+            continue;
+        }
+        const int one = 1;
+        ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+        auto added = std::make_unique<Client>(client.Release(), name, host, options_.maxPending);
+        if (!Watch(fd, EPOLL_CTL_ADD, EPOLLIN, Tag(*added))) {
+            refusals_.Write(Format("%s refused: cannot watch its connection: %s", name.c_str(),
+                                   std::strerror(errno)));
+            continue;
+        }
+        clients_.push_back(std::move(added));
+    }
+}
+
+bool MessageServer::Loop::MakeRoom(const std::string& host) {
+    std::size_t total = 0;
+    std::size_t fromHost = 0;
+    for (const auto& client : clients_) {
+        if (!client->closing) {
+            ++total;
+            fromHost += client->host == host ? 1 : 0;
+        }
+    }
+    const bool hostFull = fromHost >= options_.maxClientsPerAddress;
+    if (!hostFull && total < options_.maxClients) {
+        return true;
+    }
+    // Clients are kept in the order they came, so the first is the oldest.
+    for (auto& client : clients_) {
+        if (!client->closing && !client->greeted && (!hostFull || client->host == host)) {
+            refusals_.Write(client->peer +
+                            " has not spoken and makes room for a new client; connection closed");
+            Close(*client);
+            return true;
+        }
+    }
+    return false;
+}
+
+std::chrono::steady_clock::time_point MessageServer::Loop::DropSilent(
+    std::chrono::steady_clock::time_point now) {
+    auto next = std::chrono::steady_clock::time_point::max();
+    for (auto& client : clients_) {
+        if (client->greeted || client->closing) {
+            continue;
+        }
+        const auto deadline = client->connected + options_.greetingTimeout;
+        if (deadline <= now) {
+            refusals_.Write(client->peer + " sent no message after connecting; connection closed");
+            Close(*client);
+        } else {
+            next = std::min(next, deadline);
+        }
+    }
+    return next;
+}
+
+void MessageServer::Loop::Read(Client& client) {
+    char buffer[64 * 1024];
+    while (!client.closing) {
+        const ssize_t received = ::recv(client.fd.Get(), buffer, sizeof buffer, 0);
+        if (received == 0 || (received < 0 && errno != EAGAIN && errno != EINTR)) {
+            client.closing = true;
+            client.unsent.clear();
+            return;
+        }
+        if (received < 0) {
+            return;
+        }
+        const bool fits =
+            client.framer.Feed(std::string_view(buffer, static_cast<std::size_t>(received)),
+                               [&](std::string_view document) {
+                                   client.greeted = true;
+                                   Handle(client, document);
+                               });
+        if (!fits) {
+            ++stats_->malformed;
+            Log(kLogError,
+                "vantor-server: %s sent more than %zu bytes without ending a message; "
+                "closing its connection",
+                client.peer.c_str(), options_.maxPending);
+            client.closing = true;
+            client.unsent.clear();
+        }
+    }
+}
+
+void MessageServer::Loop::Handle(Client& client, std::string_view document) {
+    std::string text;
+    std::string root;
+    bool notRequest = false;
+    const auto request = ReadRequest(document, &text, &root, &notRequest);
+    if (!request) {
+        ++stats_->malformed;
+        Log(kLogError, "vantor-server: %s from %s: %s",
+            notRequest ? "not a request" : "unknown or malformed message", client.peer.c_str(),
+            text.c_str());
+        return;
+    }
+    ++stats_->requests;
+    {
+        std::lock_guard lock(stats_->mutex);
+        if (stats_->received.size() == kReceivedKept) {
+            stats_->received.erase(stats_->received.begin());
+        }
+        stats_->received.emplace_back(request->TypeName());
+    }
+    Events events;
+    const auto response = handler_.Handle(*request, events);
+    if (!response) {
+        ++stats_->malformed;
+        Log(kLogError, "vantor-server: %s sent %s, which asks for nothing", client.peer.c_str(),
+            root.c_str());
+        return;
+    }
+    std::string bytes = response->ToXml();
+    bytes.push_back('\0');
+    // The response and the events it caused leave in one write, so the
+    // client that asked wakes once for both.
+    Queue(client, bytes, false);
+    Broadcast(events);
+    Flush(client);
+}
+
+void MessageServer::Loop::Broadcast(const Events& events) {
+    if (events.empty()) {
+        return;
+    }
+    std::string bytes;
+    for (const auto& event : events) {
+        bytes += event->ToXml();
+        bytes.push_back('\0');
+    }
+    for (auto& client : clients_) {
+        Queue(*client, bytes);
+    }
+}
+
+void MessageServer::Loop::Queue(Client& client, std::string_view bytes, bool flush) {
+    if (client.closing) {
+        return;
+    }
+    client.unsent.append(bytes);
+    if (client.unsent.size() > kMaxUnsent) {
+        Log(kLogError, "vantor-server: %s does not read its messages; closing its connection",
+            client.peer.c_str());
+        client.closing = true;
+        client.unsent.clear();
+        return;
+    }
+    if (flush) {
+        Flush(client);
+    }
+}
+
+void MessageServer::Loop::Flush(Client& client) {
+    while (!client.unsent.empty()) {
+        const ssize_t sent =
+            ::send(client.fd.Get(), client.unsent.data(), client.unsent.size(), MSG_NOSIGNAL);
+        if (sent < 0) {
+            if (errno == EAGAIN || errno == EINTR) {
+                return;
+            }
+            client.closing = true;
+            client.unsent.clear();
+            return;
+        }
+        client.unsent.erase(0, static_cast<std::size_t>(sent));
+    }
+}
+
+void MessageServer::Loop::AnswerProbe() {
+    unsigned char probe[1000];
+    sockaddr_in sender{};
+    socklen_t length = sizeof sender;
+    const ssize_t received = ::recvfrom(discovery_.Get(), probe, sizeof probe, 0,
+                                        reinterpret_cast<sockaddr*>(&sender), &length);
+    if (received <= 0) {
+        return;
+    }
+    if (!options_.allow.Allows(reinterpret_cast<const sockaddr*>(&sender), length)) {
+        refusals_.Write(Describe(sender) +
+                        " is outside the allowed addresses (--allow); no discovery reply");
+        return;
+    }
+    if (received < 2 || probe[0] != 0x01 || probe[1] != 0x00) {
+        ++stats_->malformed;
+        Log(kLogError, "vantor-server: ignoring a discovery datagram of %zd bytes from %s",
+            received, Describe(sender).c_str());
+        return;
+    }
+    // 0x01 0x00, a spare byte, then our addresses separated by ",".
+    std::string reply("\x01\x00\x00", 3);
+    for (std::size_t i = 0; i < advertised_.size(); ++i) {
+        reply += (i == 0 ? "" : ",") + advertised_[i];
+    }
+    ::sendto(discovery_.Get(), reply.data(), reply.size(), 0,
+             reinterpret_cast<const sockaddr*>(&sender), length);
+}
+}  // namespace vantor::server

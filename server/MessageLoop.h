@@ -1,0 +1,170 @@
+#pragma once
+
+// The message server's loop thread: one epoll loop accepting clients (with
+// the per-address and total limits and the rest after running out of
+// descriptors), reading and framing their messages, answering them through
+// the player, fanning the player's events out, writing with a bounded queue
+// per client, and answering discovery probes. Private to MessageServer.
+
+#include <fcntl.h>
+#include <sys/epoll.h>
+
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "MessageServer.h"
+#include "ServerSocket.h"
+
+namespace vantor::server {
+
+struct MessageServer::Client {
+    Descriptor fd;
+    std::string peer;
+    std::string host;  // the peer's address without its port
+    std::chrono::steady_clock::time_point connected;
+    MessageFramer framer;
+    std::string unsent;
+    bool greeted = false;   // it has sent a whole message
+    bool watchOut = false;  // the loop waits for room to write to it
+    bool closing = false;
+
+    Client(int descriptor, std::string name, std::string address, std::size_t maxPending)
+        : fd(descriptor),
+          peer(std::move(name)),
+          host(std::move(address)),
+          connected(std::chrono::steady_clock::now()),
+          framer(maxPending) {}
+};
+
+class MessageServer::Loop {
+public:
+    Loop(const ServerOptions& options, std::shared_ptr<PlayerBackend> player,
+         std::shared_ptr<Stats> stats, Descriptor listener, Descriptor discovery,
+         std::vector<std::string> advertised)
+        : options_(options),
+          player_(std::move(player)),
+          stats_(std::move(stats)),
+          listener_(std::move(listener)),
+          discovery_(std::move(discovery)),
+          advertised_(std::move(advertised)),
+          handler_(*player_, options.info) {
+        int pipe[2];
+        if (::pipe2(pipe, O_CLOEXEC | O_NONBLOCK) == 0) {
+            wakeRead_.Reset(pipe[0]);
+            wakeWrite_.Reset(pipe[1]);
+        }
+        epoll_.Reset(::epoll_create1(EPOLL_CLOEXEC));
+        Watch(wakeRead_.Get(), EPOLL_CTL_ADD, EPOLLIN, kWakeTag);
+        Watch(discovery_.Get(), EPOLL_CTL_ADD, EPOLLIN, kDiscoveryTag);
+    }
+
+    void Run();
+    void RequestStop() {
+        stop_ = true;
+        Wake();
+    }
+    void Post(PlayerBackend::Task task) {
+        {
+            std::lock_guard lock(tasksMutex_);
+            tasks_.push_back(std::move(task));
+        }
+        Wake();
+    }
+    void PostRaw(std::function<void()> task) {
+        {
+            std::lock_guard lock(tasksMutex_);
+            rawTasks_.push_back(std::move(task));
+        }
+        Wake();
+    }
+    void SendRawToAll(const std::string& bytes) {
+        for (auto& client : clients_) {
+            Queue(*client, bytes);
+        }
+    }
+    void DropAll() {
+        for (auto& client : clients_) {
+            client->closing = true;
+            client->unsent.clear();
+        }
+    }
+
+private:
+    void Wake() {
+        const char byte = 1;
+        if (wakeWrite_.Get() >= 0) {
+            (void)!::write(wakeWrite_.Get(), &byte, 1);
+        }
+    }
+    // What an epoll event names: one of these, or a Client.
+    static constexpr std::uint64_t kWakeTag = 1;
+    static constexpr std::uint64_t kListenerTag = 2;
+    static constexpr std::uint64_t kDiscoveryTag = 3;
+    bool Watch(int fd, int operation, std::uint32_t events, std::uint64_t tag) {
+        if (fd < 0 || epoll_.Get() < 0) {
+            return false;
+        }
+        epoll_event event{};
+        event.events = events;
+        event.data.u64 = tag;
+        return ::epoll_ctl(epoll_.Get(), operation, fd, &event) == 0;
+    }
+    static std::uint64_t Tag(Client& client) { return reinterpret_cast<std::uintptr_t>(&client); }
+    // Takes closed clients out of the epoll set before their descriptors
+    // close (a copy held by a child being spawned would keep them in it).
+    void RemoveClosed();
+    // Waits for room to write only to clients with output waiting.
+    void WatchOutput();
+    void RunTasks();
+    void Accept();
+    // Makes room for a new client from `host` when a limit is reached, by
+    // closing the oldest client that has not spoken yet; false when there
+    // is none to close.
+    bool MakeRoom(const std::string& host);
+    // Drops the clients that stayed silent past the greeting time; the
+    // earliest time another one will have.
+    std::chrono::steady_clock::time_point DropSilent(std::chrono::steady_clock::time_point now);
+    void Close(Client& client) {
+        client.closing = true;
+        client.unsent.clear();
+    }
+    void Read(Client& client);
+    void Flush(Client& client);
+    // Appends to the client's output and, unless told not to, sends.
+    void Queue(Client& client, std::string_view bytes, bool flush = true);
+    void Handle(Client& client, std::string_view document);
+    void Broadcast(const Events& events);
+    void AnswerProbe();
+
+    const ServerOptions options_;
+    const std::shared_ptr<PlayerBackend> player_;
+    const std::shared_ptr<Stats> stats_;
+    Descriptor listener_;
+    Descriptor discovery_;
+    Descriptor epoll_;
+    bool listenerWatched_ = false;
+    Descriptor wakeRead_;
+    Descriptor wakeWrite_;
+    std::vector<std::string> advertised_;
+    RequestHandler handler_;
+    std::vector<std::unique_ptr<Client>> clients_;
+    std::atomic<bool> stop_{false};
+    std::mutex tasksMutex_;  // guards tasks_ and rawTasks_
+    std::deque<PlayerBackend::Task> tasks_;
+    std::deque<std::function<void()>> rawTasks_;
+    RefusalLog refusals_;
+    // While accept fails for want of resources the listener rests until
+    // `acceptResumes_`; each failure in a row doubles the rest.
+    bool acceptResting_ = false;
+    std::chrono::milliseconds acceptRest_{0};
+    std::chrono::steady_clock::time_point acceptResumes_;
+};
+
+}  // namespace vantor::server
