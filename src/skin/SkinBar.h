@@ -29,6 +29,16 @@ inline constexpr SkinBarNames kProgressBar{"progressbar.back", "progressbar"};
 inline constexpr std::string_view kEqKnob = "eq.position";
 inline constexpr std::int32_t kEqTracks = 11;  // ten bands, then the preamplifier
 
+// The fill (or knob) drawn on a bar's track.
+constexpr std::string_view BarFront(std::string_view back) {
+    for (const SkinBarNames& bar : {kVolumeBar, kPositionBar, kNowPlayingPositionBar}) {
+        if (back == bar.back) {
+            return bar.front;
+        }
+    }
+    return kEqKnob;
+}
+
 // "eq.bar01" ... "eq.bar10" for tracks 0-9, "eq.preamp" for track 10.
 std::string EqTrackName(std::int32_t track);
 

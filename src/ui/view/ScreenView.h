@@ -144,6 +144,9 @@ protected:
     void leaveEvent(QEvent* event) override;
 
 private:
+    static QRect ToQRect(const SkinRect& rect) {
+        return QRect(rect.left, rect.top, SkinClamp(rect.Width()), SkinClamp(rect.Height()));
+    }
     enum class Element {
         Toggles,      // repeat, shuffle, eq.enabled, eq.autoload pushed when on
         Hot,          // the button under the stylus: hovered, or pushed while held

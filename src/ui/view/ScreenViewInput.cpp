@@ -1,0 +1,194 @@
+#include <QMouseEvent>
+#include <QPaintEvent>
+#include <QPainter>
+
+#include "skin/SkinBar.h"
+#include "skin/SkinScreen.h"
+#include "ui/view/ScreenView.h"
+
+// The view as the stylus and the window's events meet it: painting the
+// built picture, resizing, hot and pushed buttons, bars dragged, taps.
+
+namespace vantor::ui {
+
+namespace {
+
+// Bars are thin; the stylus may land this far (skin units) off their track.
+constexpr int kBarReach = 12;
+
+}  // namespace
+
+// --- Qt events -------------------------------------------------------------------
+
+void ScreenView::paintEvent(QPaintEvent* event) {
+    QPainter painter(this);
+    if (buffer_.size() != size()) {
+        painter.fillRect(event->rect(), background_);
+    }
+    painter.drawImage(event->rect(), buffer_, event->rect());
+}
+
+void ScreenView::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    if (resized_) {
+        resized_(size());
+    }
+}
+
+void ScreenView::leaveEvent(QEvent* event) {
+    QWidget::leaveEvent(event);
+    if (held_ == nullptr) {
+        SetHot(nullptr, false);
+    }
+}
+
+const SkinComponent* ScreenView::BarAt(int x, int y) const {
+    const auto within = [&](const SkinComponent* back) -> const SkinComponent* {
+        if (back == nullptr || !back->norm.present || !IsShownIn(*back, screen_)) {
+            return nullptr;
+        }
+        // A thin track is easier to hit when it reaches a little further
+        // across than it is drawn.
+        QRect reach = ToQRect(back->norm.destination);
+        const bool across = reach.width() >= reach.height();
+        const int grow = skin_.Scale().Y(kBarReach);
+        const int growAcross = skin_.Scale().X(kBarReach) / 3;
+        reach = across ? reach.adjusted(0, -grow / 2, 0, grow / 2)
+                       : reach.adjusted(-growAcross, 0, growAcross, 0);
+        return reach.contains(x, y) ? back : nullptr;
+    };
+    for (const std::string_view name :
+         {kVolumeBar.back, kPositionBar.back, kNowPlayingPositionBar.back}) {
+        if (const SkinComponent* back = within(skin_.FindComponent(name))) {
+            return back;
+        }
+    }
+    for (int track = 0; track < kEqTracks; ++track) {
+        if (const SkinComponent* back = within(EqTrack(track))) {
+            return back;
+        }
+    }
+    return nullptr;
+}
+
+std::int32_t ScreenView::BarValue(const SkinComponent& back, int x, int y,
+                                  std::int32_t* extent) const {
+    const SkinRect& rect = back.norm.destination;
+    if (rect.Width() >= rect.Height()) {
+        const SkinComponent* front = skin_.FindComponent(BarFront(back.name));
+        const std::int32_t length =
+            SkinClamp(front ? front->norm.destination.Width() : rect.Width());
+        *extent = length;
+        return std::clamp(x - rect.left, 0, std::max(length, 0));
+    }
+    const std::int32_t height = SkinClamp(rect.Height());
+    *extent = height;
+    return std::clamp(rect.bottom - y, 0, std::max(height, 0));
+}
+
+void ScreenView::SetHot(const SkinComponent* component, bool pushed) {
+    if (component == hot_ && pushed == hotPushed_) {
+        return;
+    }
+    const QRect before = OverlayRect(Element::Hot);
+    hot_ = component;
+    hotPushed_ = pushed;
+    const QRect after = OverlayRect(Element::Hot);
+    for (Overlay& overlay : overlays_) {
+        if (overlay.element == Element::Hot) {
+            overlay.rect = after;
+        }
+    }
+    RedrawRegion(before);
+    RedrawRegion(after);
+}
+
+bool ScreenView::InNowPlayingArea(const QPoint& point) const {
+    if (screen_ == kScreenMain) {
+        return ComponentRect("songback").contains(point);
+    }
+    if (screen_ == kScreenNowPlaying) {
+        return OverlayRect(Element::AlbumArt).contains(point) ||
+               OverlayRect(Element::NowPlayingTitle).contains(point);
+    }
+    return false;
+}
+
+void ScreenView::mousePressEvent(QMouseEvent* event) {
+    tapPending_ = false;
+    if (event->button() != Qt::LeftButton || Landscape()) {
+        return;
+    }
+    const QPoint point = event->position().toPoint();
+    if (const SkinComponent* button = ComponentAtPress(skin_, point.x(), point.y(), screen_)) {
+        held_ = button;
+        SetHot(button, true);
+        return;
+    }
+    if (const SkinComponent* bar = BarAt(point.x(), point.y())) {
+        std::int32_t extent = 0;
+        dragBar_ = bar;
+        dragValue_ = BarValue(*bar, point.x(), point.y(), &extent);
+        RedrawRegion(ToQRect(bar->norm.destination));
+        input_.OnBarDragged(bar->name, dragValue_, extent, false);
+        return;
+    }
+    tapPending_ = InNowPlayingArea(point);
+}
+
+void ScreenView::mouseMoveEvent(QMouseEvent* event) {
+    const QPoint point = event->position().toPoint();
+    if (dragBar_ != nullptr) {
+        std::int32_t extent = 0;
+        const std::int32_t value = BarValue(*dragBar_, point.x(), point.y(), &extent);
+        if (value != dragValue_) {
+            dragValue_ = value;
+            RedrawRegion(ToQRect(dragBar_->norm.destination));
+            input_.OnBarDragged(dragBar_->name, value, extent, false);
+        }
+        return;
+    }
+    if (held_ != nullptr) {
+        // A held button shows pushed only while the stylus stays on it.
+        SetHot(held_, ComponentAtPress(skin_, point.x(), point.y(), screen_) == held_);
+        return;
+    }
+    if (event->buttons() == Qt::NoButton && !Landscape()) {
+        const SkinComponent* under = ComponentAtInput(skin_, point.x(), point.y(), screen_, true);
+        SetHot(under != nullptr && under->hover.present ? under : nullptr, false);
+    }
+}
+
+void ScreenView::mouseReleaseEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton) {
+        return;
+    }
+    const QPoint point = event->position().toPoint();
+    if (dragBar_ != nullptr) {
+        const SkinComponent* bar = dragBar_;
+        std::int32_t extent = 0;
+        const std::int32_t value = BarValue(*bar, point.x(), point.y(), &extent);
+        dragBar_ = nullptr;
+        // The window takes the value over before the bar is drawn again.
+        input_.OnBarDragged(bar->name, value, extent, true);
+        RedrawRegion(ToQRect(bar->norm.destination));
+        return;
+    }
+    if (held_ != nullptr) {
+        const SkinComponent* button = held_;
+        held_ = nullptr;
+        const bool over = ComponentAtPress(skin_, point.x(), point.y(), screen_) == button;
+        SetHot(over && button->hover.present ? button : nullptr, false);
+        if (over) {
+            input_.OnSkinButton(button->name);
+        }
+        return;
+    }
+    if (tapPending_ && InNowPlayingArea(point)) {
+        tapPending_ = false;
+        input_.OnNowPlayingTapped();
+    }
+    tapPending_ = false;
+}
+
+}  // namespace vantor::ui
