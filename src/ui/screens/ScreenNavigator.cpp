@@ -43,7 +43,7 @@ void ScreenNavigator::Switch(ScreenId id) {
         current_ = id;
     }
     next->Open();
-    view_.SetScreen(std::string(SkinKey(id)));
+    view_.Rebuild();
     next->Entered();
     hooks_.switched(*next);
 }

@@ -30,8 +30,9 @@ constexpr int kCaptionX = 18, kCaptionY = 124, kCaptionWidth = 200, kCaptionHeig
 constexpr int kIconTop = 14;
 }  // namespace
 
-ScreenView::ScreenView(const CSkin& skin, ScreenInput& input, QWidget* parent)
-    : QWidget(parent), skin_(skin), input_(input) {
+ScreenView::ScreenView(const CSkin& skin, ScreenInput& input,
+                       std::function<std::string_view()> shown, QWidget* parent)
+    : QWidget(parent), skin_(skin), input_(input), shown_(std::move(shown)) {
     setObjectName(QStringLiteral("Skinned Screen"));
     setAttribute(Qt::WA_OpaquePaintEvent);
     setMouseTracking(true);
@@ -47,7 +48,7 @@ void ScreenView::SetFrameLook(QColor background, QFont normal, QFont large,
 
 QRect ScreenView::ComponentRect(std::string_view name) const {
     const SkinComponent* component = skin_.FindComponent(name);
-    if (component == nullptr || !component->norm.present || !IsShownIn(*component, screen_)) {
+    if (component == nullptr || !component->norm.present || !IsShownIn(*component, shown_())) {
         return {};
     }
     return ToQRect(component->norm.destination);
@@ -100,18 +101,13 @@ void ScreenView::RedrawAll() {
     update();
 }
 
-void ScreenView::SetScreen(std::string screen) {
-    screen_ = std::move(screen);
-    Rebuild();
-}
-
 void ScreenView::SetLandscapeMessage(const QString& message) {
     landscape_ = message;
     Rebuild();
 }
 
 bool ScreenView::DefaultNowPlayingView() const {
-    return screen_ == kScreenNowPlaying && skin_.FindBitmap("back.np") == nullptr;
+    return shown_() == kScreenNowPlaying && skin_.FindBitmap("back.np") == nullptr;
 }
 
 void ScreenView::BuildBase() {
@@ -131,10 +127,10 @@ void ScreenView::BuildBase() {
     }
     {
         const SkinDrawGuard lock;
-        PaintScreen(lock, skin_, base_, screen_);
-        ReleaseImagesNotShownIn(lock, skin_, screen_);
+        PaintScreen(lock, skin_, base_, shown_());
+        ReleaseImagesNotShownIn(lock, skin_, shown_());
     }
-    if (screen_ == kScreenConnect) {
+    if (shown_() == kScreenConnect) {
         DrawConnectLook(base_);
     }
     if (DefaultNowPlayingView()) {
@@ -175,7 +171,7 @@ QRect ScreenView::OverlayRect(Element element) const {
         }
         return rect;
     };
-    const bool nowPlaying = screen_ == kScreenNowPlaying;
+    const bool nowPlaying = shown_() == kScreenNowPlaying;
     const bool defaultView = DefaultNowPlayingView();
     const auto nowPlayingLine = [&](std::string_view back, int y, int h) {
         const QRect skinned = ComponentRect(back);
@@ -328,12 +324,12 @@ void ScreenView::DrawBarOverlay(std::string_view back, std::string_view front, s
                                 bool knob) {
     const SkinDrawGuard lock;
     DrawBar(lock, skin_, buffer_, skin_.FindComponent(back), skin_.FindComponent(front), value,
-            knob, screen_);
+            knob, shown_());
 }
 
 void ScreenView::DrawToggle(std::string_view name, bool on) {
     const SkinComponent* component = skin_.FindComponent(name);
-    if (on && component != nullptr && component->push.present && IsShownIn(*component, screen_)) {
+    if (on && component != nullptr && component->push.present && IsShownIn(*component, shown_())) {
         const SkinDrawGuard lock;
         DrawComponentState(lock, skin_, buffer_, *component, true);
     }
@@ -371,14 +367,14 @@ const SkinComponent* ScreenView::EqTrack(int track) const {
         return &defaultEq_[static_cast<std::size_t>(track)];
     }
     const SkinComponent* back = skin_.FindComponent(EqTrackName(track));
-    return back && back->norm.present && IsShownIn(*back, screen_) ? back : nullptr;
+    return back && back->norm.present && IsShownIn(*back, shown_()) ? back : nullptr;
 }
 
 // A skin without the equaliser's band graphics gets the frame's own layout:
 // the preamplifier and the ten bands as plain tracks across the screen.
 void ScreenView::BuildDefaultEq() {
     defaultEq_.clear();
-    if (screen_ != kScreenEq || skin_.FindBitmap("eqbar") != nullptr) {
+    if (shown_() != kScreenEq || skin_.FindBitmap("eqbar") != nullptr) {
         return;
     }
     constexpr int kTop = 44, kHeight = 200, kWidth = 14;
@@ -459,7 +455,7 @@ void ScreenView::Draw(const Overlay& overlay) {
             break;
         case Element::PlayerState: {
             const SkinDrawGuard lock;
-            DrawPlayerState(lock, skin_, buffer_, content_.playingState, screen_);
+            DrawPlayerState(lock, skin_, buffer_, content_.playingState, shown_());
             break;
         }
         case Element::AlbumArt:

@@ -72,7 +72,10 @@ struct ScreenContent {
 
 class ScreenView final : public QWidget {
 public:
-    ScreenView(const CSkin& skin, ScreenInput& input, QWidget* parent);
+    // `shown` names the screen shown by its skin key; it is asked whenever
+    // the view draws or is touched, so the view keeps no copy of it.
+    ScreenView(const CSkin& skin, ScreenInput& input, std::function<std::string_view()> shown,
+               QWidget* parent);
 
     // Called with the new size whenever the screen is resized; the window
     // checks the orientation and reloads the skin, then calls Rebuild.
@@ -86,8 +89,6 @@ public:
     // Draws everything again: after the skin, the size or the screen
     // changed.
     void Rebuild();
-    void SetScreen(std::string screen);
-    const std::string& Screen() const { return screen_; }
     // A message instead of any screen (landscape); empty for none.
     void SetLandscapeMessage(const QString& message);
     bool Landscape() const { return !landscape_.isEmpty(); }
@@ -214,7 +215,7 @@ private:
     std::vector<std::string> iconFolders_;
     QImage icon_;
 
-    std::string screen_ = std::string(kScreenConnect);
+    std::function<std::string_view()> shown_;
     QString landscape_;
     ScreenContent content_;
     QImage base_;

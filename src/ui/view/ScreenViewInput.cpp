@@ -44,7 +44,7 @@ void ScreenView::leaveEvent(QEvent* event) {
 
 const SkinComponent* ScreenView::BarAt(int x, int y) const {
     const auto within = [&](const SkinComponent* back) -> const SkinComponent* {
-        if (back == nullptr || !back->norm.present || !IsShownIn(*back, screen_)) {
+        if (back == nullptr || !back->norm.present || !IsShownIn(*back, shown_())) {
             return nullptr;
         }
         // A thin track is easier to hit when it reaches a little further
@@ -104,10 +104,10 @@ void ScreenView::SetHot(const SkinComponent* component, bool pushed) {
 }
 
 bool ScreenView::InNowPlayingArea(const QPoint& point) const {
-    if (screen_ == kScreenMain) {
+    if (shown_() == kScreenMain) {
         return ComponentRect("songback").contains(point);
     }
-    if (screen_ == kScreenNowPlaying) {
+    if (shown_() == kScreenNowPlaying) {
         return OverlayRect(Element::AlbumArt).contains(point) ||
                OverlayRect(Element::NowPlayingTitle).contains(point);
     }
@@ -120,7 +120,7 @@ void ScreenView::mousePressEvent(QMouseEvent* event) {
         return;
     }
     const QPoint point = event->position().toPoint();
-    if (const SkinComponent* button = ComponentAtPress(skin_, point.x(), point.y(), screen_)) {
+    if (const SkinComponent* button = ComponentAtPress(skin_, point.x(), point.y(), shown_())) {
         held_ = button;
         SetHot(button, true);
         return;
@@ -150,11 +150,11 @@ void ScreenView::mouseMoveEvent(QMouseEvent* event) {
     }
     if (held_ != nullptr) {
         // A held button shows pushed only while the stylus stays on it.
-        SetHot(held_, ComponentAtPress(skin_, point.x(), point.y(), screen_) == held_);
+        SetHot(held_, ComponentAtPress(skin_, point.x(), point.y(), shown_()) == held_);
         return;
     }
     if (event->buttons() == Qt::NoButton && !Landscape()) {
-        const SkinComponent* under = ComponentAtInput(skin_, point.x(), point.y(), screen_, true);
+        const SkinComponent* under = ComponentAtInput(skin_, point.x(), point.y(), shown_(), true);
         SetHot(under != nullptr && under->hover.present ? under : nullptr, false);
     }
 }
@@ -177,7 +177,7 @@ void ScreenView::mouseReleaseEvent(QMouseEvent* event) {
     if (held_ != nullptr) {
         const SkinComponent* button = held_;
         held_ = nullptr;
-        const bool over = ComponentAtPress(skin_, point.x(), point.y(), screen_) == button;
+        const bool over = ComponentAtPress(skin_, point.x(), point.y(), shown_()) == button;
         SetHot(over && button->hover.present ? button : nullptr, false);
         if (over) {
             input_.OnSkinButton(button->name);

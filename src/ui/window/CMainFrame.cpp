@@ -78,7 +78,14 @@ CMainFrame::CMainFrame(FrameOptions options, FrameServices services)
       functions_(std::make_unique<FunctionTable>()),
       handOff_(std::make_unique<HandOff>(this, [this](int change) { Busy(change); })),
       timers_(std::make_unique<FrameTimers>(this, [this](TimerId id) { OnTimer(id); })),
-      view_(new ScreenView(skin_, *this, this)) {
+      view_(new ScreenView(
+          skin_, *this,
+          [this] {
+              // Until the first switch the view shows the connect screen.
+              const ScreenId id = screens_ ? screens_->Current() : ScreenId::None;
+              return SkinKey(id == ScreenId::None ? ScreenId::Connect : id);
+          },
+          this)) {
     setObjectName(QStringLiteral("Vantor"));
     setWindowTitle(QStringLiteral("Vantor"));
     if (prompter_ == nullptr) {
