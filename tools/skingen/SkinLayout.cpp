@@ -1,0 +1,285 @@
+#include <QLinearGradient>
+#include <QPainterPath>
+#include <QString>
+#include <cstdio>
+#include <string>
+#include <tuple>
+#include <utility>
+
+#include "SkinArt.h"
+#include "SkinScreens.h"
+#include "SkinSpec.h"
+
+namespace vantor::skingen {
+
+using namespace palette;
+
+Skin BuildSkin() {
+    Skin skin;
+    skin.sheets.reserve(16);  // the components keep pointers to the sheets
+
+    const struct {
+        const char* bitmap;
+        const char* file;
+        void (*paint)(QPainter&);
+    } screens[] = {{"back.main", "back-main", PaintMain},
+                   {"back.np", "back-nowplaying", PaintNowPlaying},
+                   {"back.list", "back-list", PaintList},
+                   {"back.connect", "back-connect", PaintConnect},
+                   {"back.eq", "back-eq", PaintEq}};
+    for (const auto& screen : screens) {
+        Sheet& sheet = skin.AddSheet(screen.bitmap, screen.file);
+        sheet.Add("full", kScreenWidth, kScreenHeight,
+                  [paint = screen.paint](QPainter& p, const QRectF&) { paint(p); });
+        sheet.Pack(kScreenWidth);
+    }
+
+    Sheet& deck = skin.AddSheet("deck", "deck");
+    deck.Add("full", kScreenWidth, kDeckHeight,
+             [](QPainter& p, const QRectF&) { PaintDeck(p, 0); });
+    deck.Pack(kScreenWidth);
+
+    Sheet& art = skin.AddSheet("noart", "noart");
+    art.Add("full", 120, 120, Over(PaintNowPlaying, 60, 12, [](QPainter& p, const QRectF& box) {
+                p.save();
+                p.setRenderHint(QPainter::Antialiasing);
+                QLinearGradient face(box.topLeft(), box.bottomRight());
+                face.setColorAt(0, kRaised);
+                face.setColorAt(1, kStrip2);
+                p.setPen(QPen(kLine, 1));
+                p.setBrush(face);
+                p.drawRoundedRect(box.adjusted(0.5, 0.5, -0.5, -0.5), 10, 10);
+                p.restore();
+                DrawGlyph(p, Glyph::Note, box.adjusted(0, -14, 0, -14), 46, kDim);
+                DrawLabel(p, QRectF(box.x(), box.bottom() - 34, box.width(), 16),
+                          QStringLiteral("No artwork"), 11, kDim);
+            }));
+    art.Pack(120);
+
+    Sheet& controls = skin.AddSheet("controls", "controls");
+    const std::pair<const char*, Glyph> transport[] = {{"prev", Glyph::Prev},
+                                                       {"play", Glyph::Play},
+                                                       {"pause", Glyph::Pause},
+                                                       {"stop", Glyph::Stop},
+                                                       {"next", Glyph::Next}};
+    const std::pair<const char*, Look> looks[] = {
+        {"norm", Look::Norm}, {"hover", Look::Hover}, {"push", Look::Push}};
+    for (const auto& [name, glyph] : transport) {
+        for (const auto& [suffix, look] : looks) {
+            controls.Add(std::string(name) + "." + suffix, 40, 40,
+                         [glyph, look, primary = std::string(name) == "play"](QPainter& p,
+                                                                              const QRectF& box) {
+                             p.fillRect(box, kStrip);
+                             DrawRoundButton(p, box, glyph, look, primary);
+                         });
+        }
+    }
+    for (const auto& [name, glyph] :
+         {std::pair{"repeat", Glyph::Repeat}, std::pair{"shuffle", Glyph::Shuffle}}) {
+        for (const auto& [suffix, look] : looks) {
+            controls.Add(std::string(name) + "." + suffix, 28, 28,
+                         [glyph, look](QPainter& p, const QRectF& box) {
+                             p.fillRect(box, kStrip);
+                             DrawToggle(p, box, glyph, look);
+                         });
+        }
+    }
+    for (const auto& [name, word] :
+         {std::pair{"eq.enabled", "ON"}, std::pair{"eq.autoload", "AUTO"}}) {
+        for (const auto& [suffix, look] : looks) {
+            controls.Add(std::string(name) + "." + suffix, 40, 20,
+                         [word, look](QPainter& p, const QRectF& box) {
+                             p.fillRect(box, kStrip);
+                             DrawPill(p, box, QString::fromLatin1(word), look, false);
+                         });
+        }
+    }
+    const std::tuple<const char*, Glyph, QColor> states[] = {{"playing", Glyph::Play, kAccent},
+                                                             {"paused", Glyph::Pause, kText},
+                                                             {"stopped", Glyph::Stop, kMuted}};
+    for (const auto& [name, glyph, color] : states) {
+        controls.Add(std::string("state.") + name, 16, 16,
+                     [glyph, color](QPainter& p, const QRectF& box) {
+                         p.fillRect(box, kStrip);
+                         DrawGlyph(p, glyph, box, 11, color);
+                     });
+    }
+    const std::tuple<const char*, int, QColor> tracks[] = {
+        {"pos", 170, kStrip2}, {"vol", 128, kStrip}, {"np", 208, kBase}, {"prog", 200, kStrip}};
+    for (const auto& [name, width, background] : tracks) {
+        controls.Add(
+            std::string(name) + ".track", width, 6,
+            [background](QPainter& p, const QRectF& box) { DrawTrack(p, box, background, false); });
+        controls.Add(
+            std::string(name) + ".fill", width, 6,
+            [background](QPainter& p, const QRectF& box) { DrawTrack(p, box, background, true); });
+    }
+    controls.Add("songback", 206, 30, Flat(kStrip));
+    controls.Add("positionback", 50, 20, Flat(kStrip2));
+    controls.Add("searchback", 226, 22, Over(PaintList, 7, 30, [](QPainter& p, const QRectF& box) {
+                     DrawPanel(p, QRectF(box.x() + 1.5, box.y() + 1.5, 223, 19), kList, 9.5);
+                     DrawGlyph(p, Glyph::Search, QRectF(box.x() + 5, box.y() + 3, 16, 16), 13,
+                               kMuted);
+                 }));
+    controls.Add("titleback", 240, 22, Flat(kBase));
+    controls.Add("artistback", 240, 18, Flat(kBase));
+    controls.Add("albumback", 240, 18, Flat(kBase));
+    controls.Pack(256);
+
+    // The equaliser's tracks and knob; keyed so the knob's rounded corners
+    // show the track behind it.
+    Sheet& eq = skin.AddSheet("eqbar", "eqbar", true);
+    eq.Add("track", kEqTrackWidth, kEqTrackHeight, [](QPainter& p, const QRectF& box) {
+        p.fillRect(box, kStrip2);
+        p.save();
+        p.setRenderHint(QPainter::Antialiasing);
+        p.setPen(Qt::NoPen);
+        p.setBrush(kLine);
+        p.drawRoundedRect(QRectF(box.x() + 5, box.y() + 4, 4, box.height() - 8), 2, 2);
+        for (int i = 0; i <= 8; ++i) {
+            const double y = box.y() + 5 + i * (box.height() - 10) / 8.0;
+            const bool centre = i == 4;
+            p.fillRect(QRectF(box.x() + (centre ? 0 : 1), y - 0.5, centre ? 3 : 2, 1),
+                       centre ? kMuted : kLine);
+            p.fillRect(QRectF(box.right() - (centre ? 3 : 3), y - 0.5, centre ? 3 : 2, 1),
+                       centre ? kMuted : kLine);
+        }
+        p.restore();
+    });
+    const auto knobShape = [](const QRectF& box) {
+        QPainterPath path;
+        path.addRoundedRect(box.adjusted(0.5, 0.5, -0.5, -0.5), 3, 3);
+        return path;
+    };
+    eq.Add(
+        "knob", kEqTrackWidth, 10,
+        [knobShape](QPainter& p, const QRectF& box) {
+            p.fillRect(box, kStrip2);
+            p.save();
+            p.setRenderHint(QPainter::Antialiasing);
+            QLinearGradient face(box.topLeft(), box.bottomLeft());
+            face.setColorAt(0, kText);
+            face.setColorAt(1, QColor(0xC4, 0xCC, 0xD8));
+            p.setPen(QPen(QColor(0x0B, 0x0E, 0x14), 0.8));
+            p.setBrush(face);
+            p.drawPath(knobShape(box));
+            p.fillRect(QRectF(box.x() + 3, box.center().y() - 0.75, box.width() - 6, 1.5),
+                       kAccentDark);
+            p.restore();
+        },
+        [knobShape](QPainter& p, const QRectF& box) {
+            p.setRenderHint(QPainter::Antialiasing);
+            p.fillPath(knobShape(box), Qt::white);
+        });
+    eq.Pack(64);
+
+    Sheet& dialog = skin.AddSheet("dialog", "dialog");
+    dialog.Add("panel", 200, 120, [](QPainter& p, const QRectF& box) {
+        p.fillRect(box, kStrip);
+        p.fillRect(QRectF(box.x(), box.y(), box.width(), 3), kAccent);
+        p.setPen(QPen(kLine, 1));
+        p.setBrush(Qt::NoBrush);
+        p.drawRect(box.adjusted(0.5, 0.5, -0.5, -0.5));
+    });
+    for (const auto& [name, word, primary] :
+         {std::tuple{"ok", "OK", true}, std::tuple{"cancel", "Cancel", false}}) {
+        for (const auto& [suffix, look] : looks) {
+            dialog.Add(std::string(name) + "." + suffix, 64, 26,
+                       [word, look, primary](QPainter& p, const QRectF& box) {
+                           p.fillRect(box, kStrip);
+                           DrawPill(p, box, QString::fromLatin1(word), look, primary);
+                       });
+        }
+    }
+    dialog.Pack(200);
+
+    // Document order is drawing order: backgrounds first. Hit tests take the
+    // first match, so nothing that must not take taps lacks "ignoreinput".
+    const Rect full{0, 0, {}, {}, 0, 0};  // stretched over any screen, copied at 3:4
+    skin.Add("background.main", "main", true, "back.main", "full", full);
+    skin.Add("background.nowplaying", "nowplaying", true, "back.np", "full", full);
+    skin.Add("background.playlist", "playlist", true, "back.list", "full", full);
+    skin.Add("background.connect", "connect", true, "back.connect", "full", full);
+    skin.Add("background.eq", "eq", true, "back.eq", "full", full);
+    // The deck keeps to the bottom of the screen whatever its height.
+    skin.Add("deck", "main,nowplaying", true, "deck", "full", Rect{0, {}, 240, {}, {}, 0});
+
+    for (const char* state : {"playing", "paused", "stopped"}) {
+        skin.Add(std::string("playingstate.") + state, "main", true, "controls",
+                 std::string("state.") + state, Rect{7, 7, 16, 16});
+    }
+    skin.Add("songback", "main", true, "controls", "songback", Rect{28, 0, 206, 30});
+    skin.Add("positionback", "main", true, "controls", "positionback", Rect{6, 32, 50, 20});
+    skin.Add("positionbar.back", "main", false, "controls", "pos.track", Rect{62, 39, 170, 6});
+    skin.Add("positionbar", "", false, "controls", "pos.fill", Rect{62, 39, 170, 6});
+
+    skin.Add("playlist.searchback", "playlist", true, "controls", "searchback",
+             Rect{7, 30, 226, 22});
+    skin.Add("albumart.placeholder", "nowplaying", true, "noart", "full", Rect{60, 12, 120, 120});
+    skin.Add("titleback", "nowplaying", true, "controls", "titleback", Rect{0, 138, 240, 22});
+    skin.Add("artistback", "nowplaying", true, "controls", "artistback", Rect{0, 160, 240, 18});
+    skin.Add("albumback", "nowplaying", true, "controls", "albumback", Rect{0, 178, 240, 18});
+    skin.Add("positionbar.nowplaying.back", "nowplaying", false, "controls", "np.track",
+             Rect{16, 201, 208, 6});
+    skin.Add("positionbar.nowplaying", "", false, "controls", "np.fill", Rect{16, 201, 208, 6});
+
+    // Transport and toggles sit on the deck, counted from the screen's bottom.
+    int x = 8;
+    for (const auto& [name, glyph] : transport) {
+        (void)glyph;
+        const std::string n = name;
+        skin.Add(n, "main,nowplaying", false, "controls", n + ".norm", Rect{x, {}, 40, {}, {}, 52},
+                 n + ".hover", n + ".push");
+        x += 46;
+    }
+    skin.Add("repeat", "main,nowplaying", false, "controls", "repeat.norm",
+             Rect{12, {}, 28, {}, {}, 10}, "repeat.hover", "repeat.push");
+    skin.Add("shuffle", "main,nowplaying", false, "controls", "shuffle.norm",
+             Rect{44, {}, 28, {}, {}, 10}, "shuffle.hover", "shuffle.push");
+    skin.Add("volumebar.back", "main,nowplaying", false, "controls", "vol.track",
+             Rect{100, {}, 128, {}, {}, 21});
+    skin.Add("volumebar", "", false, "controls", "vol.fill", Rect{100, {}, 128, {}, {}, 21});
+
+    skin.Add("progressbar.back", "connect", false, "controls", "prog.track", Rect{20, 266, 200, 6});
+    skin.Add("progressbar", "", false, "controls", "prog.fill", Rect{20, 266, 200, 6});
+
+    skin.Add("eq.enabled", "eq", false, "controls", "eq.enabled.norm", Rect{146, 8, 40, 20},
+             "eq.enabled.hover", "eq.enabled.push");
+    skin.Add("eq.autoload", "eq", false, "controls", "eq.autoload.norm", Rect{190, 8, 40, 20},
+             "eq.autoload.hover", "eq.autoload.push");
+    skin.Add("eq.preamp", "eq", false, "eqbar", "track",
+             Rect{EqTrackX(0), kEqTop, kEqTrackWidth, kEqTrackHeight});
+    for (int band = 1; band <= 10; ++band) {
+        char name[16];
+        std::snprintf(name, sizeof name, "eq.bar%02d", band);
+        skin.Add(name, "eq", false, "eqbar", "track",
+                 Rect{EqTrackX(band), kEqTop, kEqTrackWidth, kEqTrackHeight});
+    }
+    skin.Add("eq.position", "", false, "eqbar", "knob", Rect{0, 0, kEqTrackWidth, 10});
+
+    skin.Add("dlg.background", "dialog", true, "dialog", "panel", Rect{0, 0, 200, 120});
+    skin.Add("dlg.ok", "dialog", false, "dialog", "ok.norm", Rect{28, 84, 64, 26}, "ok.hover",
+             "ok.push");
+    skin.Add("dlg.cancel", "dialog", false, "dialog", "cancel.norm", Rect{108, 84, 64, 26},
+             "cancel.hover", "cancel.push");
+
+    const QColor listText(0xE2, 0xE7, 0xEF);
+    skin.windows = {
+        {"playlist.main", Rect{0, 54, 240, 168}, kList, listText, kAccent},
+        {"medialib.tagview", Rect{0, 56, {}, {}, 0, 0}, kList, listText, kAccent},
+        {"albumart", Rect{60, 12, 120, 120}, kBase, {}, {}},
+        {"nowplaying.position", Rect{16, 207, 208, 14}, {}, kMuted, {}},
+        {"playlist.header", Rect{0, 0, 240, 26}, kStrip, kMuted, kAccent},
+        {"playlist.search", Rect{32, 32, 194, 18}, kList, kText, kAccent},
+        {"eq.presets", Rect{10, 274, 220, 20}, kList, kText, kAccent},
+    };
+    skin.fonts = {
+        {"songtitle", 10, "bold", kText},    {"title.nowplaying", 12, "bold", kText},
+        {"time", 9, "normal", kAccent},      {"time.nowplaying", 8, "normal", kMuted},
+        {"playlist", 9, "normal", listText}, {"medialib", 9, "normal", listText},
+        {"dialog", 10, "normal", kText},
+    };
+    return skin;
+}
+
+}  // namespace vantor::skingen
