@@ -33,49 +33,42 @@ QImage Target(int width, int height) {
     return SolidImage(width, height, QColor::fromRgb(kGrey));
 }
 
-TEST(SkinDrawingTest, SameSizeIsAPixelCopy) {
-    const SkinImage image = SkinImage::Of(Gradient(6, 6));
+// Each target pixel shows the source pixel under its centre: equal sizes
+// copy, others stretch by the nearest pixel; -1 sizes are the image's own.
+TEST(SkinDrawingTest, OpaqueDrawsTheNearestSourcePixel) {
+    const struct {
+        int imageW, imageH, targetW, targetH;
+        std::int32_t x, y, w, h, sx, sy, sw, sh;
+    } cases[] = {
+        {6, 6, 8, 8, 2, 3, 3, 2, 1, 2, 3, 2},    // same size: a copy
+        {4, 4, 8, 8, 0, 0, 8, 8, 1, 1, 2, 2},    // up
+        {4, 4, 2, 2, 0, 0, 2, 2, 0, 0, 4, 4},    // down
+        {3, 2, 5, 5, 1, 1, -1, -1, 2, 2, 1, 1},  // the whole image, source ignored
+        {3, 2, 5, 5, 1, 1, 3, 2, 0, 0, -1, -1},  // the source's own size
+    };
     const SkinDrawGuard lock;
-    QImage target = Target(8, 8);
-    ASSERT_TRUE(DrawOpaque(lock, image, target, 2, 3, 3, 2, 1, 2, 3, 2));
-    for (int y = 0; y < 8; ++y) {
-        for (int x = 0; x < 8; ++x) {
-            const bool inside = x >= 2 && x < 5 && y >= 3 && y < 5;
-            EXPECT_EQ(Rgb(target, x, y), inside ? Rgb(image.pixels, x - 1, y - 1) : kGrey)
-                << x << "," << y;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(::testing::Message() << c.x << "," << c.y << " " << c.w << "x" << c.h);
+        const SkinImage image = SkinImage::Of(Gradient(c.imageW, c.imageH));
+        QImage target = Target(c.targetW, c.targetH);
+        ASSERT_TRUE(DrawOpaque(lock, image, target, c.x, c.y, c.w, c.h, c.sx, c.sy, c.sw, c.sh));
+        const bool whole = c.w == -1 && c.h == -1;
+        const int w = whole ? c.imageW : c.w, h = whole ? c.imageH : c.h;
+        const int sx = whole ? 0 : c.sx, sy = whole ? 0 : c.sy;
+        const int sw = whole || c.sw == -1 ? c.imageW : c.sw;
+        const int sh = whole || c.sh == -1 ? c.imageH : c.sh;
+        for (int y = 0; y < c.targetH; ++y) {
+            for (int x = 0; x < c.targetW; ++x) {
+                const int dx = x - c.x, dy = y - c.y;
+                const bool inside = dx >= 0 && dx < w && dy >= 0 && dy < h;
+                EXPECT_EQ(Rgb(target, x, y),
+                          inside ? Rgb(image.pixels, sx + (2 * dx + 1) * sw / (2 * w),
+                                       sy + (2 * dy + 1) * sh / (2 * h))
+                                 : kGrey)
+                    << x << "," << y;
+            }
         }
     }
-}
-
-TEST(SkinDrawingTest, OtherSizesStretchByNearestPixel) {
-    const SkinImage image = SkinImage::Of(Gradient(4, 4));
-    const SkinDrawGuard lock;
-    QImage up = Target(8, 8);
-    ASSERT_TRUE(DrawOpaque(lock, image, up, 0, 0, 8, 8, 1, 1, 2, 2));
-    QImage down = Target(2, 2);
-    ASSERT_TRUE(DrawOpaque(lock, image, down, 0, 0, 2, 2, 0, 0, 4, 4));
-    for (int y = 0; y < 8; ++y) {
-        for (int x = 0; x < 8; ++x) {
-            EXPECT_EQ(Rgb(up, x, y), Rgb(image.pixels, 1 + x / 4, 1 + y / 4)) << x << "," << y;
-        }
-    }
-    for (int y = 0; y < 2; ++y) {
-        for (int x = 0; x < 2; ++x) {
-            EXPECT_EQ(Rgb(down, x, y), Rgb(image.pixels, 2 * x + 1, 2 * y + 1));
-        }
-    }
-}
-
-TEST(SkinDrawingTest, MinusOneMeansTheImagesOwnSize) {
-    const SkinImage image = SkinImage::Of(Gradient(3, 2));
-    const SkinDrawGuard lock;
-    QImage whole = Target(5, 5);
-    ASSERT_TRUE(DrawOpaque(lock, image, whole, 1, 1, -1, -1, 2, 2, 1, 1));
-    QImage sized = Target(5, 5);
-    ASSERT_TRUE(DrawOpaque(lock, image, sized, 1, 1, 3, 2, 0, 0, -1, -1));
-    EXPECT_EQ(whole, sized);
-    EXPECT_EQ(Rgb(whole, 1, 1), Rgb(image.pixels, 0, 0));
-    EXPECT_EQ(Rgb(whole, 3, 2), Rgb(image.pixels, 2, 1));
 }
 
 TEST(SkinDrawingTest, ColourKeyIsExact) {

@@ -24,9 +24,19 @@ int PixelsNear(const QImage& image, const QRect& region, QColor colour) {
     return count;
 }
 
-void DoubleTapRow(QTreeWidget* list, int row) {
+QPoint RowCenter(QAbstractItemView* list, int row) {
     QApplication::processEvents();  // a page is laid out once shown
-    const QPoint at = list->visualItemRect(list->topLevelItem(row)).center();
+    const QModelIndex index = list->model()->index(row, 0);
+    list->scrollTo(index);
+    return list->visualRect(index).center();
+}
+
+void TapRow(QAbstractItemView* list, int row) {
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, RowCenter(list, row));
+}
+
+void DoubleTapRow(QAbstractItemView* list, int row) {
+    const QPoint at = RowCenter(list, row);
     QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, at);
     QTest::mouseDClick(list->viewport(), Qt::LeftButton, {}, at);
     QTest::mouseRelease(list->viewport(), Qt::LeftButton, {}, at);

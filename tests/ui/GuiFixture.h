@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QImage>
 #include <QMouseEvent>
@@ -95,9 +96,12 @@ private:
 // text drawn in that colour leaves some.
 int PixelsNear(const QImage& image, const QRect& region, QColor colour);
 
-// A double tap on a row of a tree list, as the platform reports one: a
-// click, then a second press that is the double click, and its release.
-void DoubleTapRow(QTreeWidget* list, int row);
+// A row of a list, scrolled to, and its centre; a tap on it; a double tap
+// as the platform reports one: a click, then a second press that is the
+// double click, and its release.
+QPoint RowCenter(QAbstractItemView* list, int row);
+void TapRow(QAbstractItemView* list, int row);
+void DoubleTapRow(QAbstractItemView* list, int row);
 // A key pressed and let go, delivered as the platform delivers it: to the
 // control with the focus in `window` (the window itself when none has it).
 void PressKey(QWidget* window, int key, Qt::KeyboardModifiers modifiers = {});

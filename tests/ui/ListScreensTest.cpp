@@ -42,18 +42,6 @@ protected:
                             Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
         QApplication::sendEvent(&Screen().Header(), &release);
     }
-    static void MouseOn(QAbstractItemView& view, QEvent::Type type, int row) {
-        view.scrollTo(view.model()->index(row, 0));
-        const QPoint at = view.visualRect(view.model()->index(row, 0)).center();
-        QMouseEvent event(
-            type, QPointF(at), view.viewport()->mapToGlobal(QPointF(at)), Qt::LeftButton,
-            type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton, Qt::NoModifier);
-        QApplication::sendEvent(view.viewport(), &event);
-    }
-    static void Tap(QAbstractItemView& view, int row) {
-        MouseOn(view, QEvent::MouseButtonPress, row);
-        MouseOn(view, QEvent::MouseButtonRelease, row);
-    }
     // Opens a row's menu and chooses the entry with that text, as the user
     // would with the menu open.
     static void ChooseFromMenu(QAbstractItemView& view, int row, const QString& entry) {
@@ -96,13 +84,13 @@ TEST_F(ListScreensTest, TheLibraryOpensFoldersAndGoesBack) {
     OpenLibrary();
     EXPECT_EQ(Row(0), "Music");
     EXPECT_EQ(Screen().Header().Texts().front(), "Media Library");
-    Tap(List(), 0);
+    TapRow(&List(), 0);
     ASSERT_TRUE(Pump([&] { return Row(0) == "Artists"; }));
     EXPECT_EQ(Screen().Header().Texts().front(), "\u2039 Music");
 
     const int albums = FindRow("Albums");
     ASSERT_GE(albums, 0);
-    Tap(List(), albums);
+    TapRow(&List(), albums);
     ASSERT_TRUE(Pump(
         [&] { return Screen().Browser().CurrentPath() == "/Music/Albums" && !Row(0).empty(); }));
     // Back twice: the tab row's library button, then the screen's back key.
@@ -144,10 +132,10 @@ TEST_F(ListScreensTest, TwoLettersShowTwentyAtOnceAndEverythingWhenTypingStops) 
 
 TEST_F(ListScreensTest, PlayNowAndAddToQueueReachTheServer) {
     OpenLibrary();
-    Tap(List(), 0);  // Music
+    TapRow(&List(), 0);  // Music
     ASSERT_TRUE(Pump([&] { return Row(0) == "Artists"; }));
     const int songs = FindRow("Songs");
-    Tap(List(), songs);
+    TapRow(&List(), songs);
     ASSERT_TRUE(Pump([&] {
         return Screen().Browser().CurrentPath() == "/Music/Songs" && List().Count() > 3 &&
                !Row(3).empty();
@@ -196,9 +184,9 @@ TEST_F(ListScreensTest, AQueueThousandsLongShowsTheRowsScrolledTo) {
 TEST_F(ListScreensTest, AJumpLabelLandsOnTheFirstRowOfItsLetter) {
     serverOptions_.songs = 500;
     OpenLibrary();
-    Tap(List(), 0);
+    TapRow(&List(), 0);
     ASSERT_TRUE(Pump([&] { return Row(0) == "Artists"; }));
-    Tap(List(), FindRow("Albums"));
+    TapRow(&List(), FindRow("Albums"));
     ASSERT_TRUE(Pump([&] { return !List().JumpLabels().empty(); }));
     const auto labels = List().JumpLabels();
     const auto& [letter, row] = labels[labels.size() / 2];

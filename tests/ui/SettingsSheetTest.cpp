@@ -91,9 +91,6 @@ protected:
     }
 
     QTreeWidget* Functions() { return sheet_->Buttons().List(); }
-    QPoint RowCenter(QTreeWidget* list, int row) {
-        return list->visualItemRect(list->topLevelItem(row)).center();
-    }
     void DoubleTap(FunctionId function) {
         sheet_->Tabs()->setCurrentWidget(&sheet_->Buttons());
         testing::DoubleTapRow(Functions(), RowOf(function));
@@ -175,7 +172,7 @@ TEST_F(SettingsSheetTest, TapAndHoldOffersReleaseButton) {
     QApplication::processEvents();
     QTreeWidget* list = Functions();
     list->scrollToItem(list->topLevelItem(RowOf(FunctionId::Rewind)));
-    const QPoint at = RowCenter(list, RowOf(FunctionId::Rewind));
+    const QPoint at = testing::RowCenter(list, RowOf(FunctionId::Rewind));
 
     QTest::mousePress(list->viewport(), Qt::LeftButton, {}, at);
     QMenu* menu = sheet_->Buttons().ReleaseMenu();
@@ -203,10 +200,10 @@ TEST_F(SettingsSheetTest, SkinsListInReverseOrderWithThePrefixSelectedAndItsPrev
     // A tap chooses and shows the preview below the list, at its own size.
     sheet_->Tabs()->setCurrentWidget(&skins);
     QApplication::processEvents();
-    QTest::mouseClick(skins.List()->viewport(), Qt::LeftButton, {}, RowCenter(skins.List(), 3));
+    testing::TapRow(skins.List(), 3);
     EXPECT_EQ(skins.ChosenPath(), SkinPath("aqua/aqua.xml"));
     EXPECT_EQ(sheet_->NewSkin(), std::nullopt) << "the skin in use";
-    QTest::mouseClick(skins.List()->viewport(), Qt::LeftButton, {}, RowCenter(skins.List(), 1));
+    testing::TapRow(skins.List(), 1);
     EXPECT_EQ(sheet_->NewSkin(), SkinPath("default/default.xml"));
     const QImage page = skins.grab().toImage();
     const QPoint corner = skins.PreviewPosition();
@@ -214,7 +211,7 @@ TEST_F(SettingsSheetTest, SkinsListInReverseOrderWithThePrefixSelectedAndItsPrev
     EXPECT_EQ(page.pixelColor(corner + QPoint(94, 46)), QColor(200, 40, 40));
     EXPECT_NE(page.pixelColor(corner + QPoint(97, 2)), QColor(200, 40, 40));
     // A skin without a preview draws none.
-    QTest::mouseClick(skins.List()->viewport(), Qt::LeftButton, {}, RowCenter(skins.List(), 0));
+    testing::TapRow(skins.List(), 0);
     EXPECT_EQ(skins.ChosenPath(), SkinPath("night/Night.xml"));
     EXPECT_TRUE(skins.Preview().isNull());
 
