@@ -394,12 +394,8 @@ std::vector<WireCase> PlayerCases() {
          "<PlaylistAddRequest>\n<requestId>39</requestId>"
          "\n<libPath>/Albums/Kind of Blue</libPath>\n<position>5</position>"
          "\n</PlaylistAddRequest>"},
-        {"PlaylistAddRequest by an empty query",
-         Build<PlaylistAddRequest>([](auto& m) { m.requestId = 40; }),
-         "<PlaylistAddRequest>\n<requestId>40</requestId>\n<mediaType>music</mediaType>"
-         "\n</PlaylistAddRequest>"},
-        {"PlaylistAddRequest by a full query", Build<PlaylistAddRequest>([](auto& m) {
-             m.selector.mediaType = MediaType::Music;
+        {"PlaylistAddRequest by a full query, of music unless told",
+         Build<PlaylistAddRequest>([](auto& m) {
              m.selector.any = "a";
              m.selector.genre = "g";
              m.selector.artist = "r";
