@@ -196,18 +196,11 @@ void BM_ServerVolumeRoundTrip(benchmark::State& state) {
     }
     // Away from both volumes the loop sets, which would otherwise change
     // nothing and be told to no one (the run before may have left one).
-    SetVolumeRequest away;
-    away.requestId = 1;
-    away.volume = 50;
-    client.Send(away);
-    client.WaitForVolume(50);
+    client.SetVolume(50);
     int volume = 30;
     for (auto _ : state) {
         volume = volume == 30 ? 31 : 30;
-        SetVolumeRequest request;
-        request.requestId = 1;
-        request.volume = volume;
-        if (!client.Send(request) || !client.WaitForVolume(volume)) {
+        if (!client.SetVolume(volume)) {
             state.SkipWithError("no event");
             break;
         }

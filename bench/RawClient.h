@@ -60,6 +60,13 @@ public:
             input_.append(buffer, static_cast<std::size_t>(size));
         }
     }
+    // Sets the volume and waits for the event that tells every client.
+    bool SetVolume(int volume) {
+        SetVolumeRequest request;
+        request.requestId = 1;
+        request.volume = volume;
+        return Send(request) && WaitForVolume(volume);
+    }
     bool WaitForVolume(int volume) {
         const std::string wanted = "<volume>" + std::to_string(volume) + "</volume>";
         return ReadUntil([&](const std::string& document) {
