@@ -392,32 +392,6 @@ protected:
         }
     }
 
-    // A call on VLC's track list as another program on the desktop makes
-    // it; its answer as dbus-send prints it.
-    std::string CallVlc(const std::vector<std::string>& arguments) const {
-        std::vector<std::string> command = {FindProgram("dbus-send"), "--session", "--print-reply",
-                                            "--dest=org.mpris.MediaPlayer2.vlc",
-                                            "/org/mpris/MediaPlayer2"};
-        command.insert(command.end(), arguments.begin(), arguments.end());
-        Process call(command);
-        call.Wait();
-        return call.Output();
-    }
-    // VLC's track ids, in its order.
-    std::vector<std::string> VlcTracks() const {
-        const std::string answer =
-            CallVlc({"org.freedesktop.DBus.Properties.Get",
-                     "string:org.mpris.MediaPlayer2.TrackList", "string:Tracks"});
-        std::vector<std::string> ids;
-        const std::string mark = "object path \"";
-        for (std::size_t at = answer.find(mark); at != std::string::npos;
-             at = answer.find(mark, at)) {
-            at += mark.size();
-            ids.push_back(answer.substr(at, answer.find('"', at) - at));
-        }
-        return ids;
-    }
-
     std::unique_ptr<testing::SharedBus> bus_;
     std::unique_ptr<testing::Vlc> vlc_;
 };
@@ -451,40 +425,6 @@ TEST_F(MprisVlcTest, TheTrackListIsThePlayQueue) {
     const auto library = Run({"browse", "/"}).second;
     EXPECT_NE(library.find("Slow Dance"), std::string::npos) << library;
     EXPECT_EQ(library.find("Playlists"), std::string::npos) << library;
-}
-
-TEST_F(MprisVlcTest, TracksAddedAndRemovedOnVlcReachTheQueue) {
-    ASSERT_TRUE(EventuallySays({"queue"}, "2  Slow Dance - Glass Orchard"))
-        << Run({"queue"}).second;
-    Process watch(Ctl({"watch"}));
-    ASSERT_TRUE(watch.WaitForOutput("watching")) << watch.Output();
-
-    std::vector<std::string> ids = VlcTracks();
-    ASSERT_EQ(ids.size(), 3u);
-    CallVlc({"org.mpris.MediaPlayer2.TrackList.RemoveTrack", "objpath:" + ids[1]});
-    const std::size_t removed = WaitFor(watch, "queue changed");
-    EXPECT_NE(removed, std::string::npos) << watch.Output();
-    EXPECT_TRUE(EventuallySays({"queue"}, "queue: 2 entries")) << Run({"queue"}).second;
-    EXPECT_TRUE(Says({"queue"}, "1  Slow Dance - Glass Orchard")) << Run({"queue"}).second;
-
-    // VLC lists a track added to it once it moves to another one.
-    std::string added = "file://";
-    for (const char c : (folder_ / "music" / kSongs[1].file).string()) {
-        added += c == ' ' ? std::string("%20") : std::string(1, c);
-    }
-    CallVlc({"org.mpris.MediaPlayer2.TrackList.AddTrack", "string:" + added, "objpath:" + ids[2],
-             "boolean:false"});
-    Playerctl("vlc", {"next"});
-    EXPECT_NE(WaitFor(watch, "now playing: Glass Orchard - Slow Dance"), std::string::npos)
-        << watch.Output();
-    EXPECT_TRUE(EventuallySays({"queue"}, "2  Summer Rain - Glass Orchard"))
-        << Run({"queue"}).second;
-    EXPECT_TRUE(Says({"queue"}, "queue: 3 entries")) << Run({"queue"}).second;
-    EXPECT_TRUE(Says({"status"}, "queue:     position 1")) << Run({"status"}).second;
-    EXPECT_NE(watch.Output().find("queue changed", removed + 1), std::string::npos)
-        << watch.Output();
-    watch.Signal(SIGINT);
-    EXPECT_EQ(watch.Wait(), 0);
 }
 
 }  // namespace
