@@ -233,30 +233,6 @@ TEST_F(MprisTest, TheCurrentTracksCoverIsServedAndNothingElse) {
     EXPECT_EQ(Get("/art/999.png").rfind("HTTP/1.1 404", 0), 0u);
 }
 
-TEST_F(MprisTest, APlayerLeavingAndComingBackIsFollowed) {
-    Process watch(Ctl({"watch"}));
-    ASSERT_TRUE(watch.WaitForOutput("watching")) << watch.Output();
-    EXPECT_EQ(Run({"play"}).first, 0);
-    EXPECT_NE(WaitFor(watch, "state playing\n"), std::string::npos) << watch.Output();
-
-    mpv_->Stop();
-    const std::size_t gone = WaitFor(watch, "state stopped\n");
-    EXPECT_NE(gone, std::string::npos) << watch.Output();
-    EXPECT_TRUE(EventuallySays({"status"}, "playing:   -"));
-    const auto refused = Run({"play"});
-    EXPECT_EQ(refused.first, 4) << "no player to play: " << refused.second;
-    EXPECT_TRUE(Says({"speakers"}, "")) << "no players listed";
-
-    ASSERT_TRUE(mpv_->Start());
-    EXPECT_NE(WaitFor(watch, "now playing: Mira Solen - Night Drive", gone), std::string::npos)
-        << watch.Output();
-    EXPECT_EQ(Run({"play"}).first, 0) << "the same server drives the new mpv";
-    EXPECT_TRUE(WaitUntil([&] { return mpv_->Get("pause") == "false"; }));
-    EXPECT_EQ(server_->Output().find("vantor-server: lost"), std::string::npos);
-    watch.Signal(SIGINT);
-    EXPECT_EQ(watch.Wait(), 0);
-}
-
 TEST_F(MprisTest, TwoPlayersAreSpeakersAndTheClientSwitchesBetweenThem) {
     Mpv other(folder_ / "list.m3u", folder_ / "other.sock");
     ASSERT_TRUE(other.Start());

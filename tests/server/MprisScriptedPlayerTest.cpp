@@ -383,7 +383,7 @@ TEST_F(MprisScriptedPlayerTest, MalformedPropertiesAreReadAsFarAsTheyMakeSense) 
     EXPECT_EQ(Status().playingState, PlayingState::Paused) << "a state that is no text is ignored";
 }
 
-TEST_F(MprisScriptedPlayerTest, APlayerLeavingMidCallIsAFailureAndShowsStopped) {
+TEST_F(MprisScriptedPlayerTest, APlayerLeavingMidCallIsAFailureAndComingBackIsFollowed) {
     player_->Hang(Q("Play"));
     player_->SetPlayer(Q("PlaybackStatus"), Q("Playing"));
     ASSERT_TRUE(Eventually([&] { return Status().playingState == PlayingState::Playing; }));
@@ -395,6 +395,15 @@ TEST_F(MprisScriptedPlayerTest, APlayerLeavingMidCallIsAFailureAndShowsStopped) 
     std::vector<Speaker> speakers;
     backend_->Speakers(&speakers);
     EXPECT_TRUE(speakers.empty());
+
+    // Back on the bus (under another unique name), it is followed again.
+    OnPlayerThread([this] { player_->Come(); });
+    ASSERT_TRUE(Eventually([&] { return Status().current.has_value(); }));
+    EXPECT_EQ(Status().current->title, "Night Drive");
+    player_->SetPlayer(Q("PlaybackStatus"), Q("Paused"));
+    EXPECT_TRUE(Eventually([&] { return Status().playingState == PlayingState::Paused; }));
+    backend_->Speakers(&speakers);
+    EXPECT_EQ(speakers.size(), 1u);
 }
 
 // What the player names as its cover goes through the same checks as any
