@@ -19,7 +19,6 @@
 #include <string>
 #include <vector>
 
-#include "AlbumArtImage.h"
 #include "e2e/ServerProcessTest.h"
 #include "protocol/MessageFactory.h"
 #include "protocol/Messages.h"
@@ -81,9 +80,8 @@ protected:
         char pattern[] = "/tmp/vantor-mpris-XXXXXX";
         ASSERT_NE(::mkdtemp(pattern), nullptr);
         folder_ = pattern;
-        cover_ = server::AlbumArtPng("Blue Rivers");
         std::string error;
-        ASSERT_TRUE(testing::WriteMusic(folder_, kSongs, cover_, &error)) << error;
+        ASSERT_TRUE(testing::WriteMusic(folder_, kSongs, "", &error)) << error;
         mpv_ = std::make_unique<Mpv>(folder_ / "list.m3u", folder_ / "mpv.sock");
         ASSERT_TRUE(mpv_->Start()) << "mpv did not come onto the bus";
         StartServer({"--mpris"});
@@ -144,7 +142,6 @@ protected:
     }
 
     fs::path folder_;
-    std::string cover_;
     std::unique_ptr<Mpv> mpv_;
 };
 
@@ -207,30 +204,6 @@ TEST_F(MprisTest, CommandsReachMpvAndComeBackAsEvents) {
     }
     watch.Signal(SIGINT);
     EXPECT_EQ(watch.Wait(), 0);
-}
-
-TEST_F(MprisTest, TheCurrentTracksCoverIsServedAndNothingElse) {
-    ASSERT_TRUE(EventuallySays({"status"}, "Night Drive"));
-    GetAlbumArtRequest ask;
-    const auto answer = Ask(ask);
-    ASSERT_NE(answer, nullptr);
-    ASSERT_EQ(answer->returnCode, 0);
-    const std::string url = As<GetAlbumArtResponse>(*answer)->artURL;
-    ASSERT_EQ(url.rfind("/art/", 0), 0u) << url;
-    const std::string art = Get(url);
-    EXPECT_EQ(art.rfind("HTTP/1.1 200", 0), 0u) << art.substr(0, 200);
-    EXPECT_NE(art.find("Content-Type: image/png"), std::string::npos) << art.substr(0, 200);
-    EXPECT_EQ(art.substr(art.find("\r\n\r\n") + 4), cover_);
-
-    // The next song has no cover; the last one's is no longer served.
-    EXPECT_EQ(Run({"next"}).first, 0);
-    ASSERT_TRUE(EventuallySays({"status"}, "Summer Rain"));
-    GetAlbumArtRequest again;
-    const auto none = Ask(again);
-    ASSERT_NE(none, nullptr);
-    EXPECT_EQ(none->returnCode, 3) << As<GetAlbumArtResponse>(*none)->artURL;
-    EXPECT_EQ(Get(url).rfind("HTTP/1.1 404", 0), 0u);
-    EXPECT_EQ(Get("/art/999.png").rfind("HTTP/1.1 404", 0), 0u);
 }
 
 TEST_F(MprisTest, TwoPlayersAreSpeakersAndTheClientSwitchesBetweenThem) {
