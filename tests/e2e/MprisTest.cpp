@@ -44,7 +44,8 @@ const std::vector<TestSong> kSongs = {
     {"Glass Orchard/Paper Fields/02.flac", "Glass Orchard", "Paper Fields", "Slow Dance"},
 };
 
-std::string SkipReason() {
+// Why a case cannot run, given why its player cannot; empty when it can.
+std::string SkipReason(const std::string& player) {
     if (!testing::OnPrivateBus()) {
         return "not on a session bus of its own: run it through ctest, or as "
                "dbus-run-session -- mpris_e2e_tests";
@@ -52,36 +53,20 @@ std::string SkipReason() {
     if (FindProgram("flac").empty() || FindProgram("playerctl").empty()) {
         return "flac or playerctl is not installed (scripts/install-deps installs them)";
     }
-    return {};
-}
-
-// Waits until `text` shows in the output after `from`; where it begins.
-std::size_t WaitFor(Process& process, const std::string& text, std::size_t from = 0) {
-    std::size_t at = std::string::npos;
-    WaitUntil(
-        [&] {
-            at = process.Output().find(text, from);
-            return at != std::string::npos;
-        },
-        std::chrono::seconds(10));
-    return at;
+    return player;
 }
 
 class MprisTest : public testing::ServerProcessTest {
 protected:
     void SetUp() override {
-        if (const std::string reason = SkipReason(); !reason.empty()) {
+        if (const std::string reason =
+                SkipReason(Mpv::Available() ? ""
+                                            : "mpv or its MPRIS plugin is not installed "
+                                              "(scripts/install-deps installs mpv and mpv-mpris)");
+            !reason.empty()) {
             GTEST_SKIP() << reason;
         }
-        if (!Mpv::Available()) {
-            GTEST_SKIP() << "mpv or its MPRIS plugin is not installed (scripts/install-deps "
-                            "installs mpv and mpv-mpris)";
-        }
-        char pattern[] = "/tmp/vantor-mpris-XXXXXX";
-        ASSERT_NE(::mkdtemp(pattern), nullptr);
-        folder_ = pattern;
-        std::string error;
-        ASSERT_TRUE(testing::WriteMusic(folder_, kSongs, "", &error)) << error;
+        ASSERT_NO_FATAL_FAILURE(WriteSongs());
         mpv_ = std::make_unique<Mpv>(folder_ / "list.m3u", folder_ / "mpv.sock");
         ASSERT_TRUE(mpv_->Start()) << "mpv did not come onto the bus";
         StartServer({"--mpris"});
@@ -93,6 +78,17 @@ protected:
         if (!folder_.empty()) {
             fs::remove_all(folder_);
         }
+    }
+
+    // The songs, in a folder of the test's own that another user may read
+    // (VLC may be one).
+    void WriteSongs() {
+        char pattern[] = "/tmp/vantor-mpris-XXXXXX";
+        ASSERT_NE(::mkdtemp(pattern), nullptr);
+        folder_ = pattern;
+        fs::permissions(folder_, fs::perms(0755));
+        std::string error;
+        ASSERT_TRUE(testing::WriteMusic(folder_, kSongs, "", &error)) << error;
     }
 
     void StartServer(const std::vector<std::string>& player) {
@@ -150,33 +146,35 @@ TEST_F(MprisTest, CommandsReachMpvAndComeBackAsEvents) {
     ASSERT_TRUE(watch.WaitForOutput("watching")) << watch.Output();
 
     EXPECT_EQ(Run({"play"}).first, 0);
-    EXPECT_NE(WaitFor(watch, "state playing\n"), std::string::npos) << watch.Output();
+    EXPECT_TRUE(watch.WaitForOutput("state playing\n")) << watch.Output();
     EXPECT_TRUE(WaitUntil([&] { return mpv_->Get("pause") == "false"; }));
 
     EXPECT_EQ(Run({"volume", "70"}).first, 0);
-    EXPECT_NE(WaitFor(watch, "volume 70\n"), std::string::npos) << watch.Output();
+    EXPECT_TRUE(watch.WaitForOutput("volume 70\n")) << watch.Output();
     EXPECT_TRUE(WaitUntil([&] { return mpv_->Get("volume").rfind("70.", 0) == 0; }))
         << mpv_->Get("volume");
 
     EXPECT_EQ(Run({"next"}).first, 0);
-    const std::size_t second = WaitFor(watch, "now playing: Glass Orchard - Summer Rain");
-    EXPECT_NE(second, std::string::npos) << watch.Output();
+    EXPECT_TRUE(watch.WaitForOutput("now playing: Glass Orchard - Summer Rain")) << watch.Output();
     EXPECT_TRUE(WaitUntil([&] { return mpv_->Get("playlist-pos") == "1"; }));
+    const std::size_t second = watch.Output().size();
     EXPECT_EQ(Run({"prev"}).first, 0);
-    EXPECT_NE(WaitFor(watch, "now playing: Mira Solen - Night Drive", second), std::string::npos)
-        << watch.Output();
+    EXPECT_TRUE(WaitUntil([&] {
+        return watch.Output().find("now playing: Mira Solen - Night Drive", second) !=
+               std::string::npos;
+    })) << watch.Output();
     EXPECT_TRUE(WaitUntil([&] { return mpv_->Get("playlist-pos") == "0"; }));
 
     EXPECT_EQ(Run({"seek", "12"}).first, 0);
-    EXPECT_NE(WaitFor(watch, "position 00:12\n"), std::string::npos) << watch.Output();
+    EXPECT_TRUE(watch.WaitForOutput("position 00:12\n")) << watch.Output();
     EXPECT_GE(std::atof(mpv_->Get("time-pos").c_str()), 12.0);
 
     EXPECT_EQ(Run({"pause"}).first, 0);
-    EXPECT_NE(WaitFor(watch, "state paused\n"), std::string::npos) << watch.Output();
+    EXPECT_TRUE(watch.WaitForOutput("state paused\n")) << watch.Output();
     EXPECT_TRUE(WaitUntil([&] { return mpv_->Get("pause") == "true"; }));
 
     EXPECT_EQ(Run({"repeat", "all"}).first, 0);
-    EXPECT_NE(WaitFor(watch, "repeat all\n"), std::string::npos) << watch.Output();
+    EXPECT_TRUE(watch.WaitForOutput("repeat all\n")) << watch.Output();
     EXPECT_TRUE(WaitUntil([&] { return mpv_->Get("loop-playlist") == "\"inf\""; }))
         << mpv_->Get("loop-playlist");
     EXPECT_EQ(Run({"shuffle", "on"}).first, 0) << "mpv has Shuffle";
@@ -228,12 +226,12 @@ TEST_F(MprisTest, TwoPlayersAreSpeakersAndTheClientSwitchesBetweenThem) {
     EXPECT_EQ(selected->returnCode, 0);
     EXPECT_TRUE(EventuallySays(
         {"speakers"}, otherName + "\tmpv (mpv.instance" + std::to_string(other.Pid()) + ")\ton"));
-    EXPECT_NE(WaitFor(watch, "speakers "), std::string::npos) << watch.Output();
+    EXPECT_TRUE(watch.WaitForOutput("speakers ")) << watch.Output();
 
     EXPECT_EQ(Run({"play"}).first, 0);
     EXPECT_TRUE(WaitUntil([&] { return other.Get("pause") == "false"; }));
     EXPECT_EQ(mpv_->Get("pause"), "true") << "the first player is left alone";
-    EXPECT_NE(WaitFor(watch, "state playing\n"), std::string::npos) << watch.Output();
+    EXPECT_TRUE(watch.WaitForOutput("state playing\n")) << watch.Output();
 
     // Without a name the server follows the player a person uses: the first
     // one starting to play on the desktop is driven again.
@@ -285,19 +283,10 @@ TEST(MprisStartTest, WithoutASessionBusTheServerSaysSoAndFails) {
 class MprisVlcTest : public MprisTest {
 protected:
     void SetUp() override {
-        if (const std::string reason = SkipReason(); !reason.empty()) {
-            GTEST_SKIP() << reason;
-        }
-        if (const std::string reason = testing::Vlc::Unavailable(); !reason.empty()) {
+        if (const std::string reason = SkipReason(testing::Vlc::Unavailable()); !reason.empty()) {
             GTEST_SKIP() << reason << "; the track-list tests against VLC are skipped";
         }
-        char pattern[] = "/tmp/vantor-mpris-XXXXXX";
-        ASSERT_NE(::mkdtemp(pattern), nullptr);
-        folder_ = pattern;
-        // VLC may be another user: it has to reach the music and the bus.
-        fs::permissions(folder_, fs::perms(0755));
-        std::string error;
-        ASSERT_TRUE(testing::WriteMusic(folder_, kSongs, "", &error)) << error;
+        ASSERT_NO_FATAL_FAILURE(WriteSongs());
         if (testing::Vlc::AsOtherUser()) {
             bus_ = std::make_unique<testing::SharedBus>(folder_ / "bus");
             ASSERT_TRUE(bus_->Start()) << "no bus for VLC and the server: " << bus_->Output();
@@ -314,9 +303,7 @@ protected:
         StopServer();
         vlc_.reset();
         bus_.reset();
-        if (!folder_.empty()) {
-            fs::remove_all(folder_);
-        }
+        MprisTest::TearDown();
     }
 
     std::unique_ptr<testing::SharedBus> bus_;
