@@ -223,9 +223,11 @@ TEST(MprisPropertiesTest, PropertiesAndThePositionBetweenReadings) {
     ApplyPlayerProperties(Metadata({{"Metadata", Q("not a map")}}), start + 602s, &view);
     EXPECT_FALSE(view.track) << "Metadata that is no map: nothing loaded";
 
-    ApplyPlayerProperties(Metadata({{"Volume", Q("x")}, {"LoopStatus", 3}}), start, &view);
+    ApplyPlayerProperties(Metadata({{"Volume", Q("x")}, {"LoopStatus", 3}, {"PlaybackStatus", 3}}),
+                          start, &view);
     EXPECT_EQ(view.volume, -1);
     EXPECT_FALSE(view.repeat);
+    EXPECT_EQ(view.playingState, PlayingState::Playing) << "a state that is no text is ignored";
 }
 
 Track Titled(const char* id, const char* title) {

@@ -209,14 +209,15 @@ public:
         std::filesystem::create_directories(folder_);
         std::filesystem::permissions(folder_, std::filesystem::perms(0755));
         const std::filesystem::path config = folder_ / "bus.conf";
+        const std::string address = "unix:path=" + (folder_ / "socket").string();
         std::ofstream(config)
             << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration "
                "1.0//EN\"\n"
                " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
                "<busconfig>\n"
                "  <type>session</type>\n"
-               "  <listen>unix:path="
-            << (folder_ / "socket").string()
+               "  <listen>"
+            << address
             << "</listen>\n"
                "  <auth>EXTERNAL</auth>\n"
                "  <policy context=\"default\">\n"
@@ -226,17 +227,11 @@ public:
                "    <allow eavesdrop=\"true\"/>\n"
                "  </policy>\n"
                "</busconfig>\n";
-        daemon_ = std::make_unique<Process>(
-            std::vector<std::string>{FindProgram("dbus-daemon"), "--config-file=" + config.string(),
-                                     "--print-address", "--nofork"});
-        // The address is a line of its own; the daemon may warn on the same
-        // pipe (it cannot raise its file limit) before or after it.
-        std::string address;
-        const auto printed = [&] {
-            address = AddressIn(daemon_->Output());
-            return !address.empty();
-        };
-        if (!daemon_->Started() || !WaitUntil(printed, std::chrono::seconds(10))) {
+        daemon_ = std::make_unique<Process>(std::vector<std::string>{
+            FindProgram("dbus-daemon"), "--config-file=" + config.string(), "--nofork"});
+        if (!daemon_->Started() ||
+            !WaitUntil([&] { return std::filesystem::exists(folder_ / "socket"); },
+                       std::chrono::seconds(10))) {
             return false;
         }
         if (const char* before = std::getenv("DBUS_SESSION_BUS_ADDRESS")) {
@@ -260,20 +255,6 @@ public:
     std::string Output() { return daemon_ ? daemon_->Output() : std::string(); }
 
 private:
-    static std::string AddressIn(const std::string& output) {
-        for (std::size_t start = 0; start < output.size();) {
-            const std::size_t end = output.find('\n', start);
-            if (end == std::string::npos) {
-                break;  // not a whole line yet
-            }
-            if (output.compare(start, 5, "unix:") == 0) {
-                return output.substr(start, end - start);
-            }
-            start = end + 1;
-        }
-        return {};
-    }
-
     std::filesystem::path folder_;
     std::unique_ptr<Process> daemon_;
     std::optional<std::string> saved_;

@@ -23,6 +23,7 @@
 #include <optional>
 
 #include "support/LogCapture.h"
+#include "support/MprisPlayers.h"
 #include "ui/GuiFixture.h"
 #include "ui/desktop/MprisService.h"
 
@@ -40,15 +41,6 @@ const QString kPlayer = QStringLiteral("org.mpris.MediaPlayer2.Player");
 const QString kProperties = QStringLiteral("org.freedesktop.DBus.Properties");
 const QString kName = QStringLiteral("org.mpris.MediaPlayer2.vantor");
 const QString kClient = QStringLiteral("mpris test client");
-
-// The bus is this test's own when dbus-run-session started it for us.
-bool OnABusOfItsOwn() {
-    std::error_code error;
-    const std::filesystem::path parent =
-        std::filesystem::read_symlink("/proc/" + std::to_string(::getppid()) + "/exe", error);
-    return !error && parent.filename() == "dbus-run-session" &&
-           std::getenv("DBUS_SESSION_BUS_ADDRESS") != nullptr;
-}
 
 // D-Bus variants and dictionaries as plain Qt values, all the way down.
 QVariant Plain(const QVariant& value) {
@@ -97,7 +89,7 @@ public Q_SLOTS:
 class MprisTest : public GuiTest {
 protected:
     void SetUp() override {
-        if (!OnABusOfItsOwn()) {
+        if (!OnPrivateBus()) {
             GTEST_SKIP() << "needs a session bus of its own: run it as "
                             "dbus-run-session -- mpris_tests, as ctest does where "
                             "dbus-run-session (Debian package dbus) is installed";
