@@ -162,6 +162,11 @@ void MprisBackend::Stop() {
 
 void MprisBackend::Apply(PlayerView view, Events& events) {
     AppendChanges(view_, view, Clock::now(), &toldPosition_, events);
+    if (view.busName != view_.busName) {
+        // A stalled call was the old player's: a player that has left and
+        // come back, or another one, answers commands from the start.
+        stalledUntil_ = {};
+    }
     view_ = std::move(view);
     std::lock_guard lock(sharedMutex_);
     listed_ = view_;

@@ -398,6 +398,8 @@ TEST_F(MprisScriptedPlayerTest, APlayerLeavingMidCallIsAFailureAndComingBackIsFo
     EXPECT_TRUE(Eventually([&] { return Status().playingState == PlayingState::Paused; }));
     backend_->Speakers(&speakers);
     EXPECT_EQ(speakers.size(), 1u);
+    // The call the old one never answered does not hold back the new one.
+    EXPECT_EQ(backend_->Transport(TransportCommand::Next, none_), kSuccess);
 }
 
 // The current track's cover is served while it plays, and nothing else:
