@@ -26,10 +26,7 @@ public:
         std::lock_guard lock(mutex_);
         events_.push_back(std::move(event));
     }
-    void OnResponse(std::unique_ptr<Message> response, std::unique_ptr<Message> request) override {
-        std::lock_guard lock(mutex_);
-        responses_.emplace_back(std::move(response), std::move(request));
-    }
+    void OnResponse(std::unique_ptr<Message>, std::unique_ptr<Message>) override {}
     void OnChannelLost(int code) override {
         std::lock_guard lock(mutex_);
         lost_.push_back(code);
@@ -38,10 +35,6 @@ public:
     std::size_t EventCount() const {
         std::lock_guard lock(mutex_);
         return events_.size();
-    }
-    std::size_t ResponseCount() const {
-        std::lock_guard lock(mutex_);
-        return responses_.size();
     }
     std::vector<int> Lost() const {
         std::lock_guard lock(mutex_);
@@ -61,18 +54,10 @@ public:
         std::lock_guard lock(mutex_);
         return index < events_.size() ? As<M>(*events_[index]) : nullptr;
     }
-    std::pair<const Message*, const Message*> Response(std::size_t index) const {
-        std::lock_guard lock(mutex_);
-        if (index >= responses_.size()) {
-            return {nullptr, nullptr};
-        }
-        return {responses_[index].first.get(), responses_[index].second.get()};
-    }
 
 private:
     mutable std::mutex mutex_;
     std::vector<std::unique_ptr<Message>> events_;
-    std::vector<std::pair<std::unique_ptr<Message>, std::unique_ptr<Message>>> responses_;
     std::vector<int> lost_;
 };
 
