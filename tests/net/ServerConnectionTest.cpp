@@ -139,6 +139,8 @@ TEST_F(ServerConnectionTest, AStoppedServerIsReportedOnce) {
     std::this_thread::sleep_for(100ms);
     EXPECT_EQ(recorder_.Lost(), std::vector<int>{0}) << "an orderly close, reported once";
     EXPECT_FALSE(connection_.IsConnected());
+    EXPECT_FALSE(connection_.Connect("127.0.0.2", server_.Port())) << "nothing listens there";
+    EXPECT_EQ(connection_.Host(), "127.0.0.1") << "a failed connect keeps the last host";
 
     // Not connected: requests are refused with 12 but stay registered, until
     // the table is full.
@@ -161,19 +163,6 @@ TEST_F(ServerConnectionTest, DisconnectReportsNothing) {
     std::this_thread::sleep_for(50ms);
     EXPECT_TRUE(recorder_.Lost().empty()) << "a disconnect that was asked for is not a loss";
     EXPECT_EQ(connection_.SendRequest(std::make_unique<PlayRequest>()), SendResult::NotConnected);
-}
-
-TEST(ServerConnectionRefusedTest, NothingListeningFailsToConnect) {
-    Recorder recorder;
-    ServerConnection connection(&recorder);
-    std::uint16_t port;
-    {
-        TestServer server;
-        port = server.Port();
-    }  // stopped: nothing listens there now
-    EXPECT_FALSE(connection.Connect("127.0.0.1", port));
-    EXPECT_FALSE(connection.IsConnected());
-    EXPECT_TRUE(connection.Host().empty());
 }
 
 }  // namespace
