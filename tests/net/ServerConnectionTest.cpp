@@ -157,13 +157,5 @@ TEST_F(ServerConnectionTest, AStoppedServerIsReportedOnce) {
     EXPECT_NE(connection_.SendAndWait(std::make_unique<GetVolumeRequest>(), 5s), nullptr);
 }
 
-TEST_F(ServerConnectionTest, DisconnectReportsNothing) {
-    EXPECT_TRUE(connection_.Disconnect());
-    EXPECT_FALSE(connection_.IsConnected());
-    std::this_thread::sleep_for(50ms);
-    EXPECT_TRUE(recorder_.Lost().empty()) << "a disconnect that was asked for is not a loss";
-    EXPECT_EQ(connection_.SendRequest(std::make_unique<PlayRequest>()), SendResult::NotConnected);
-}
-
 }  // namespace
 }  // namespace vantor
