@@ -23,10 +23,7 @@ using testing::WaitUntil;
 TEST(ConnectionFlowTest, ASessionStartsInItsOrderSeenByTheServer) {
     TestServer server;
     Rig rig(server.Port());
-    rig.flow.Start(false, false);
-    rig.flow.ConnectPressed();
-    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow,
-                                    [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; }));
+    ASSERT_TRUE(rig.ConnectToMain());
     ASSERT_TRUE(WaitUntil([&] { return server->ReceivedRequests().size() == 6; }));
     EXPECT_EQ(server->ReceivedRequests(), kSessionStart);
     EXPECT_EQ(rig.frame.Get(&TestFrame::statuses_), std::vector<std::string>{"Connecting..."});
@@ -70,10 +67,7 @@ TEST(ConnectionFlowTest, AutoConnectWaitsForItsTimer) {
 TEST(ConnectionFlowTest, ALostChannelOnTheConnectScreenIsLeftAlone) {
     TestServer server;
     Rig rig(server.Port());
-    rig.flow.Start(false, false);
-    rig.flow.ConnectPressed();
-    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow,
-                                    [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; }));
+    ASSERT_TRUE(rig.ConnectToMain());
     rig.frame.SetScreen(FlowScreen::Connect);
     server.Stop();
     ASSERT_TRUE(WaitUntil([&] { return !rig.manager.IsConnected(); }));
@@ -87,10 +81,7 @@ TEST(ConnectionFlowTest, ALostChannelOnTheConnectScreenIsLeftAlone) {
 TEST(ConnectionFlowTest, ALostNetworkWaitsAndReconnectsWhenItComesBack) {
     TestServer server;
     Rig rig(server.Port());
-    rig.flow.Start(false, false);
-    rig.flow.ConnectPressed();
-    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow,
-                                    [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; }));
+    ASSERT_TRUE(rig.ConnectToMain());
 
     rig.addresses->Set("0.0.0.0");
     ASSERT_TRUE(rig.frame.PumpUntil(

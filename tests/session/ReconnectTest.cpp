@@ -31,10 +31,7 @@ struct ReconnectTest : ::testing::Test {
             }};
 
     bool Connected() {
-        rig.flow.Start(false, false);
-        rig.flow.ConnectPressed();
-        const bool main = rig.frame.PumpUntil(
-            rig.flow, [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; });
+        const bool main = rig.ConnectToMain();
         rig.frame.SetScreen(FlowScreen::Other);
         return main;
     }
