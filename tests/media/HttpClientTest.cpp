@@ -34,6 +34,11 @@ std::string ReadFile(const std::string& path) {
     return content.str();
 }
 
+// Promises 1000 bytes, sends 500 and closes.
+ScriptedReply HalfOfWhatItPromises(const std::string&) {
+    return {"HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n" + std::string(500, 'c'), 0ms, true};
+}
+
 TEST(ResponseBufferTest, GrowsInStepsAndKeepsAZeroAfterItsData) {
     ResponseBuffer buffer;
     EXPECT_EQ(buffer.Append("", 0), 0);
@@ -182,10 +187,7 @@ TEST(HttpDownloadTest, WritesTheBodyAndCountsAShortReadAsDone) {
     EXPECT_EQ(HttpDownloadToFile(base + "/art/999999.png", file, kDownloadDirect), -1);
     EXPECT_FALSE(std::filesystem::exists(file)) << "nothing is made for a failed status";
 
-    ScriptedHttp cut([](const std::string&) {
-        return ScriptedReply{
-            "HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n" + std::string(500, 'c'), 0ms, true};
-    });
+    ScriptedHttp cut(HalfOfWhatItPromises);
     EXPECT_EQ(HttpDownloadToFile(cut.Url("/x"), file, kDownloadDirect), 0);
     EXPECT_EQ(ReadFile(file), std::string(500, 'c')) << "the caller finds a shorter file";
     ASSERT_EQ(cut.Heads().size(), 1u);
@@ -214,10 +216,7 @@ TEST(HttpSaveTest, TheUpdateDownloadFailsOnAShortReadAndReportsProgress) {
     EXPECT_TRUE(std::filesystem::exists(file)) << "made before the status is read";
     EXPECT_EQ(ReadFile(file), "");
 
-    ScriptedHttp cut([](const std::string&) {
-        return ScriptedReply{
-            "HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n" + std::string(500, 'c'), 0ms, true};
-    });
+    ScriptedHttp cut(HalfOfWhatItPromises);
     EXPECT_EQ(HttpSaveToFile(cut.Url("/u.bin"), file, nullptr), -1);
     std::filesystem::remove(file);
 }
