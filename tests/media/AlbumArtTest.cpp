@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "core/Event.h"
 #include "media/AlbumArt.h"
@@ -12,7 +11,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(AlbumArtTest, DownloadsTheCoverOrSaysThereIsNone) {
+// A cover that arrives is the now-playing screen's story.
+TEST(AlbumArtTest, SaysWhenThereIsNoCover) {
     testing::TestServer server;
     const std::string file = (std::filesystem::path(::testing::TempDir()) /
                               ("albumart-" + std::to_string(::getpid()) + ".jpg"))
@@ -27,18 +27,6 @@ TEST(AlbumArtTest, DownloadsTheCoverOrSaysThereIsNone) {
     });
     EXPECT_TRUE(done.IsSet()) << "no path: told at once";
     EXPECT_FALSE(ok);
-
-    done.Reset();
-    art.Fetch("127.0.0.1", "/art/4.png", [&](bool result, const std::string& path) {
-        ok = result && path == file;
-        done.Set();
-    });
-    ASSERT_TRUE(done.WaitFor(5000ms));
-    EXPECT_TRUE(ok);
-    std::ifstream in(file, std::ios::binary);
-    char signature[4] = {};
-    in.read(signature, 4);
-    EXPECT_EQ(std::string(signature + 1, 3), "PNG") << "saved as it came, whatever its name";
 
     done.Reset();
     art.Fetch("127.0.0.1", "/art/99999.png", [&](bool result, const std::string&) {

@@ -26,10 +26,7 @@ public:
         std::lock_guard lock(mutex_);
         events_.push_back(std::move(event));
     }
-    void OnResponse(std::unique_ptr<Message> response, std::unique_ptr<Message> request) override {
-        std::lock_guard lock(mutex_);
-        responses_.emplace_back(std::move(response), std::move(request));
-    }
+    void OnResponse(std::unique_ptr<Message>, std::unique_ptr<Message>) override {}
     void OnChannelLost(int code) override {
         std::lock_guard lock(mutex_);
         lost_.push_back(code);
@@ -38,10 +35,6 @@ public:
     std::size_t EventCount() const {
         std::lock_guard lock(mutex_);
         return events_.size();
-    }
-    std::size_t ResponseCount() const {
-        std::lock_guard lock(mutex_);
-        return responses_.size();
     }
     std::vector<int> Lost() const {
         std::lock_guard lock(mutex_);
@@ -61,18 +54,10 @@ public:
         std::lock_guard lock(mutex_);
         return index < events_.size() ? As<M>(*events_[index]) : nullptr;
     }
-    std::pair<const Message*, const Message*> Response(std::size_t index) const {
-        std::lock_guard lock(mutex_);
-        if (index >= responses_.size()) {
-            return {nullptr, nullptr};
-        }
-        return {responses_[index].first.get(), responses_[index].second.get()};
-    }
 
 private:
     mutable std::mutex mutex_;
     std::vector<std::unique_ptr<Message>> events_;
-    std::vector<std::pair<std::unique_ptr<Message>, std::unique_ptr<Message>>> responses_;
     std::vector<int> lost_;
 };
 
@@ -154,6 +139,8 @@ TEST_F(ServerConnectionTest, AStoppedServerIsReportedOnce) {
     std::this_thread::sleep_for(100ms);
     EXPECT_EQ(recorder_.Lost(), std::vector<int>{0}) << "an orderly close, reported once";
     EXPECT_FALSE(connection_.IsConnected());
+    EXPECT_FALSE(connection_.Connect("127.0.0.2", server_.Port())) << "nothing listens there";
+    EXPECT_EQ(connection_.Host(), "127.0.0.1") << "a failed connect keeps the last host";
 
     // Not connected: requests are refused with 12 but stay registered, until
     // the table is full.
@@ -168,27 +155,6 @@ TEST_F(ServerConnectionTest, AStoppedServerIsReportedOnce) {
     ASSERT_TRUE(connection_.Connect("127.0.0.1", server_.Port()));
     EXPECT_EQ(connection_.OutstandingRequests(), 0);
     EXPECT_NE(connection_.SendAndWait(std::make_unique<GetVolumeRequest>(), 5s), nullptr);
-}
-
-TEST_F(ServerConnectionTest, DisconnectReportsNothing) {
-    EXPECT_TRUE(connection_.Disconnect());
-    EXPECT_FALSE(connection_.IsConnected());
-    std::this_thread::sleep_for(50ms);
-    EXPECT_TRUE(recorder_.Lost().empty()) << "a disconnect that was asked for is not a loss";
-    EXPECT_EQ(connection_.SendRequest(std::make_unique<PlayRequest>()), SendResult::NotConnected);
-}
-
-TEST(ServerConnectionRefusedTest, NothingListeningFailsToConnect) {
-    Recorder recorder;
-    ServerConnection connection(&recorder);
-    std::uint16_t port;
-    {
-        TestServer server;
-        port = server.Port();
-    }  // stopped: nothing listens there now
-    EXPECT_FALSE(connection.Connect("127.0.0.1", port));
-    EXPECT_FALSE(connection.IsConnected());
-    EXPECT_TRUE(connection.Host().empty());
 }
 
 }  // namespace

@@ -31,6 +31,10 @@ private:
     std::vector<std::string> addresses_;
 };
 
+std::shared_ptr<LocalAddressSource> Local(std::vector<std::string> addresses) {
+    return std::make_shared<FixedAddresses>(std::move(addresses));
+}
+
 // A UDP responder on 127.0.0.1 that logs where each probe came from and
 // answers with `reply(source)` (nothing when it returns empty).
 class ScriptedResponder {
@@ -122,9 +126,7 @@ TEST(ServerDiscoveryTest, FindsTheServerAndTheAddressesItNames) {
     auto options = testing::LoopbackServerOptions();
     options.advertisedAddresses = {"127.0.0.1", "192.0.2.10"};
     TestServer server(options);
-    ServerDiscovery discovery(
-        std::make_shared<FixedAddresses>(std::vector<std::string>{"127.0.0.1"}),
-        LoopbackOptions(server->DiscoveryPort()));
+    ServerDiscovery discovery(Local({"127.0.0.1"}), LoopbackOptions(server->DiscoveryPort()));
     EXPECT_EQ(discovery.Discover(), "127.0.0.1");
     EXPECT_EQ(Servers(discovery), (std::vector<std::string>{"127.0.0.1", "192.0.2.10"}))
         << "the sender first, its own address named again not twice";
@@ -156,9 +158,7 @@ TEST(ServerDiscoveryTest, RepliesAreReadAsTheyStand) {
     };
     for (const Case& c : cases) {
         ScriptedResponder responder([&](const std::string&) { return c.reply; });
-        ServerDiscovery discovery(
-            std::make_shared<FixedAddresses>(std::vector<std::string>{"127.0.0.1"}),
-            LoopbackOptions(responder.Port()));
+        ServerDiscovery discovery(Local({"127.0.0.1"}), LoopbackOptions(responder.Port()));
         ::testing::internal::CaptureStdout();
         const std::string found = discovery.Discover();
         const std::string printed = ::testing::internal::GetCapturedStdout();
@@ -171,8 +171,7 @@ TEST(ServerDiscoveryTest, RepliesAreReadAsTheyStand) {
 }
 
 TEST(ServerDiscoveryTest, NoLocalAddressFindsNothing) {
-    ServerDiscovery discovery(std::make_shared<FixedAddresses>(std::vector<std::string>{}),
-                              LoopbackOptions(9));
+    ServerDiscovery discovery(Local({}), LoopbackOptions(9));
     EXPECT_EQ(discovery.Discover(), "");
 }
 
@@ -186,9 +185,7 @@ TEST(ServerDiscoveryTest, EachAddressIsProbedBothWaysBeforeTheNext) {
         *error = 1;
         return std::nullopt;
     };
-    ServerDiscovery discovery(
-        std::make_shared<FixedAddresses>(std::vector<std::string>{"127.0.0.2", "127.0.0.3"}),
-        options);
+    ServerDiscovery discovery(Local({"127.0.0.2", "127.0.0.3"}), options);
     ::testing::internal::CaptureStdout();
     EXPECT_EQ(discovery.Discover(), "127.0.0.1") << "the reply's sender";
     ::testing::internal::GetCapturedStdout();
@@ -203,8 +200,7 @@ TEST(ServerDiscoveryTest, TheCableLinkPeerIsTriedWhenNoReplyComes) {
     options.resolvePeer = [](const std::string&, int*) -> std::optional<std::string> {
         return "127.0.0.1";
     };
-    ServerDiscovery discovery(
-        std::make_shared<FixedAddresses>(std::vector<std::string>{"127.0.0.1"}), options);
+    ServerDiscovery discovery(Local({"127.0.0.1"}), options);
     EXPECT_EQ(discovery.Discover(), "127.0.0.1");
 }
 

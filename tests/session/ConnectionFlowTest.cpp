@@ -23,10 +23,7 @@ using testing::WaitUntil;
 TEST(ConnectionFlowTest, ASessionStartsInItsOrderSeenByTheServer) {
     TestServer server;
     Rig rig(server.Port());
-    rig.flow.Start(false, false);
-    rig.flow.ConnectPressed();
-    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow,
-                                    [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; }));
+    ASSERT_TRUE(rig.ConnectToMain());
     ASSERT_TRUE(WaitUntil([&] { return server->ReceivedRequests().size() == 6; }));
     EXPECT_EQ(server->ReceivedRequests(), kSessionStart);
     EXPECT_EQ(rig.frame.Get(&TestFrame::statuses_), std::vector<std::string>{"Connecting..."});
@@ -67,44 +64,10 @@ TEST(ConnectionFlowTest, AutoConnectWaitsForItsTimer) {
     rig.flow.Exit();
 }
 
-TEST(ConnectionFlowTest, AServerStoppedAndRestartedIsReconnected) {
-    TestServer server;
-    Rig rig(server.Port());
-    rig.flow.Start(false, false);
-    rig.flow.ConnectPressed();
-    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow,
-                                    [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; }));
-    rig.frame.SetScreen(FlowScreen::Other);
-
-    server.Stop();
-    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow, [&] {
-        const auto titles = rig.frame.Get(&TestFrame::titles_);
-        return !titles.empty() && titles.back() == "Reconnecting...";
-    }));
-    EXPECT_EQ(rig.frame.CurrentScreen(), FlowScreen::Main)
-        << "a reconnection shows the main screen";
-    std::this_thread::sleep_for(100ms);  // a few refused connects
-    EXPECT_TRUE(rig.flow.AttemptRunning());
-
-    ASSERT_TRUE(server.Restart());
-    ASSERT_TRUE(
-        rig.frame.PumpUntil(rig.flow, [&] { return rig.frame.Get(&TestFrame::refreshes_) == 1; }));
-    EXPECT_EQ(rig.frame.Get(&TestFrame::titles_),
-              (std::vector<std::string>{"Reconnecting...", "Ana - Intro"}))
-        << "the title comes back after the reconnection";
-    EXPECT_EQ(rig.frame.CurrentScreen(), FlowScreen::Main);
-    ASSERT_TRUE(WaitUntil([&] { return server->ReceivedRequests().size() == 6; }));
-    EXPECT_EQ(server->ReceivedRequests(), kSessionStart);
-    rig.flow.Exit();
-}
-
 TEST(ConnectionFlowTest, ALostChannelOnTheConnectScreenIsLeftAlone) {
     TestServer server;
     Rig rig(server.Port());
-    rig.flow.Start(false, false);
-    rig.flow.ConnectPressed();
-    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow,
-                                    [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; }));
+    ASSERT_TRUE(rig.ConnectToMain());
     rig.frame.SetScreen(FlowScreen::Connect);
     server.Stop();
     ASSERT_TRUE(WaitUntil([&] { return !rig.manager.IsConnected(); }));
@@ -118,10 +81,7 @@ TEST(ConnectionFlowTest, ALostChannelOnTheConnectScreenIsLeftAlone) {
 TEST(ConnectionFlowTest, ALostNetworkWaitsAndReconnectsWhenItComesBack) {
     TestServer server;
     Rig rig(server.Port());
-    rig.flow.Start(false, false);
-    rig.flow.ConnectPressed();
-    ASSERT_TRUE(rig.frame.PumpUntil(rig.flow,
-                                    [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; }));
+    ASSERT_TRUE(rig.ConnectToMain());
 
     rig.addresses->Set("0.0.0.0");
     ASSERT_TRUE(rig.frame.PumpUntil(

@@ -208,6 +208,13 @@ struct Rig {
         return options;
     }
 
+    // Starts the flow and presses Connect: true once the main screen shows.
+    bool ConnectToMain() {
+        flow.Start(false, false);
+        flow.ConnectPressed();
+        return frame.PumpUntil(flow, [&] { return frame.CurrentScreen() == FlowScreen::Main; });
+    }
+
     std::shared_ptr<SwitchableAddresses> addresses;
     ConnectionManager manager;
     TestFrame frame;

@@ -31,10 +31,7 @@ struct ReconnectTest : ::testing::Test {
             }};
 
     bool Connected() {
-        rig.flow.Start(false, false);
-        rig.flow.ConnectPressed();
-        const bool main = rig.frame.PumpUntil(
-            rig.flow, [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; });
+        const bool main = rig.ConnectToMain();
         rig.frame.SetScreen(FlowScreen::Other);
         return main;
     }
@@ -61,7 +58,10 @@ TEST_F(ReconnectTest, AConnectionClosedAtOnceIsTriedAgainUntilTheServerIsBack) {
         rig.flow, [&] { return rig.frame.Get(&TestFrame::refreshes_) == 1; }, 10s));
     ASSERT_TRUE(WaitUntil([&] { return server->ReceivedRequests().size() == 6; }));
     EXPECT_EQ(server->ReceivedRequests(), kSessionStart);
-    EXPECT_EQ(rig.frame.Get(&TestFrame::titles_).back(), "Ana - Intro");
+    EXPECT_EQ(rig.frame.Get(&TestFrame::titles_).back(), "Ana - Intro")
+        << "the title comes back after the reconnection";
+    EXPECT_EQ(rig.frame.CurrentScreen(), FlowScreen::Main)
+        << "a reconnection shows the main screen";
 
     // A session that then ends the ordinary way is reconnected at once.
     ASSERT_TRUE(server.Restart());

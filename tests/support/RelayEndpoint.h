@@ -47,8 +47,7 @@ public:
     RelayEndpoint& operator=(const RelayEndpoint&) = delete;
 
     std::uint16_t Port() const { return port_; }
-    // Connections accepted, and of those closed at once for want of a server.
-    int Accepted() const { return accepted_; }
+    // Connections closed at once for want of a server.
     int Closed() const { return closed_; }
 
 private:
@@ -110,7 +109,6 @@ private:
         if (client < 0) {
             return;
         }
-        ++accepted_;
         const int server = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
         const sockaddr_in address = Loopback(serverPort_);
         if (server < 0 ||
@@ -129,7 +127,6 @@ private:
     int listener_ = -1;
     std::uint16_t port_ = 0;
     std::atomic<bool> stop_{false};
-    std::atomic<int> accepted_{0};
     std::atomic<int> closed_{0};
     std::vector<Pair> pairs_;  // the relay thread's
     std::thread thread_;
