@@ -276,12 +276,6 @@ void LibraryBrowser::SearchTimerFired() {
     Search(-1);
 }
 
-void LibraryBrowser::LeaveSearch() {
-    if (searchMode_) {
-        Back();  // puts the placeholder back into the box
-    }
-}
-
 bool LibraryBrowser::Command(LibraryCommand command) {
     const wire::MediaItem* item = pages_.Item(view_.SelectedRow());
     if (item == nullptr) {

@@ -97,8 +97,6 @@ public:
     // The search box's text changed, and its timer (105) fired.
     void SearchTextChanged(const std::string& text);
     void SearchTimerFired();
-    // Back from search results to the list under them.
-    void LeaveSearch();
 
     // The item commands on the selected row.
     bool Command(LibraryCommand command);

@@ -235,7 +235,7 @@ TEST_F(LibraryBrowserTest, LongerSearchesAreWholeAndOneAtATime) {
 
     // Back from the results: the placeholder returns without searching.
     const auto asked = fetcher_.asked.size();
-    browser_.LeaveSearch();
+    EXPECT_TRUE(browser_.Back());
     EXPECT_EQ(view_.searchText, "Search");
     fetcher_.Deliver();
     EXPECT_FALSE(browser_.SearchMode());
