@@ -58,18 +58,12 @@ public:
         return heads_;
     }
 
-    // A response with these headers and body; Content-Length is added unless
-    // `length` says otherwise (-1: none).
+    // A response with these headers, Content-Length and body.
     static std::string Response(int status, const std::string& body,
-                                const std::string& headers = {}, long length = -2) {
-        std::string text = "HTTP/1.1 " + std::to_string(status) + " X\r\n" + headers;
-        if (length == -2) {
-            length = static_cast<long>(body.size());
-        }
-        if (length >= 0) {
-            text += "Content-Length: " + std::to_string(length) + "\r\n";
-        }
-        return text + "Connection: close\r\n\r\n" + body;
+                                const std::string& headers = {}) {
+        return "HTTP/1.1 " + std::to_string(status) + " X\r\n" + headers +
+               "Content-Length: " + std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" +
+               body;
     }
 
 private:
