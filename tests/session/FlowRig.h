@@ -16,28 +16,12 @@
 
 #include "session/ConnectionFlow.h"
 #include "session/Settings.h"
+#include "support/TestAddresses.h"
 #include "support/Wait.h"
 
 namespace vantor::testing {
 
 using namespace std::chrono_literals;
-
-class SwitchableAddresses final : public LocalAddressSource {
-public:
-    explicit SwitchableAddresses(std::string address) : address_(std::move(address)) {}
-    std::vector<std::string> LocalAddresses() override {
-        std::lock_guard lock(mutex_);
-        return {address_};
-    }
-    void Set(std::string address) {
-        std::lock_guard lock(mutex_);
-        address_ = std::move(address);
-    }
-
-private:
-    std::mutex mutex_;
-    std::string address_;
-};
 
 class TestFrame final : public ConnectionFrame {
 public:
@@ -190,7 +174,7 @@ struct Rig {
     explicit Rig(std::uint16_t port, DiscoveryOptions discovery = {}, bool applyingUpdate = false,
                  std::string address = "192.0.2.5",
                  const std::function<void(FlowOptions&)>& adjust = {})
-        : addresses(std::make_shared<SwitchableAddresses>(std::move(address))),
+        : addresses(std::make_shared<TestAddresses>(std::move(address))),
           manager(addresses, std::move(discovery)),
           update(applyingUpdate),
           flow(manager, frame, nullptr, addresses, &update, Options(port, adjust)) {}
@@ -215,7 +199,7 @@ struct Rig {
         return frame.PumpUntil(flow, [&] { return frame.CurrentScreen() == FlowScreen::Main; });
     }
 
-    std::shared_ptr<SwitchableAddresses> addresses;
+    std::shared_ptr<TestAddresses> addresses;
     ConnectionManager manager;
     TestFrame frame;
     CountingUpdate update;

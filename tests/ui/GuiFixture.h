@@ -26,6 +26,7 @@
 #include "session/RegistryStore.h"
 #include "session/SelfUpdate.h"
 #include "session/Settings.h"
+#include "support/TestAddresses.h"
 #include "support/TestServer.h"
 #include "ui/settings/SettingsSheet.h"
 #include "ui/window/CMainFrame.h"
@@ -73,23 +74,6 @@ public:
 
     std::mutex mutex;  // the launcher is called on the receiver thread
     std::vector<std::string> opened;
-};
-
-// The machine's address, as the network watch sees it; tests change it.
-class TestAddresses final : public LocalAddressSource {
-public:
-    std::vector<std::string> LocalAddresses() override {
-        std::lock_guard lock(mutex_);
-        return {address_};
-    }
-    void Set(std::string address) {
-        std::lock_guard lock(mutex_);
-        address_ = std::move(address);
-    }
-
-private:
-    std::mutex mutex_;
-    std::string address_ = "192.0.2.10";
 };
 
 // How many pixels of the region are within a few steps of the colour:
