@@ -60,19 +60,16 @@ TEST_F(VantorctlTest, ExitStatusesSayWhatFailed) {
     EXPECT_EQ(discover.Wait(), 0) << discover.Output();
     EXPECT_EQ(discover.Output(), "127.0.0.1\n");
 
-    server_->Signal(SIGTERM);
-    ASSERT_EQ(server_->Wait(), 0);
-    const auto gone = Run({"status"});
-    EXPECT_EQ(gone.first, 2) << gone.second;
-    EXPECT_NE(gone.second.find("cannot connect to 127.0.0.1"), std::string::npos);
-}
-
-TEST_F(VantorctlTest, WatchEndsWhenTheServerGoes) {
+    // The server going ends a watch and fails whatever comes after.
     Process watch(Ctl({"watch"}));
     ASSERT_TRUE(watch.WaitForOutput("watching"));
     server_->Signal(SIGTERM);
+    ASSERT_EQ(server_->Wait(), 0);
     EXPECT_EQ(watch.Wait(), 2) << watch.Output();
     EXPECT_NE(watch.Output().find("connection lost"), std::string::npos);
+    const auto gone = Run({"status"});
+    EXPECT_EQ(gone.first, 2) << gone.second;
+    EXPECT_NE(gone.second.find("cannot connect to 127.0.0.1"), std::string::npos);
 }
 
 TEST(VantorctlHelpTest, HelpNamesEveryCommand) {
