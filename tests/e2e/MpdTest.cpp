@@ -116,21 +116,17 @@ TEST_F(MpdTest, TransportVolumeAndSeekReachMpdAndComeBackAsEvents) {
     EXPECT_EQ(Run({"pause"}).first, 0);
     EXPECT_TRUE(watch.WaitForOutput("state paused\n")) << watch.Output();
     EXPECT_EQ(Run({"shuffle", "on"}).first, 0);
+    EXPECT_TRUE(watch.WaitForOutput("shuffle on\n")) << watch.Output();
     EXPECT_EQ(Run({"repeat", "all"}).first, 0);
     EXPECT_TRUE(watch.WaitForOutput("repeat all\n")) << watch.Output();
     EXPECT_TRUE(Says({"speakers"}, "Null Output")) << "MPD's outputs are the speakers";
 
-    // What MPD itself says.
+    // The events above are MPD's status read back, but a stray single mode
+    // does not show in them: ask MPD itself.
     auto mpd = mpd_->Connect();
     ASSERT_TRUE(mpd);
     mpd_status* status = mpd_run_status(mpd.get());
     ASSERT_NE(status, nullptr);
-    EXPECT_EQ(mpd_status_get_state(status), MPD_STATE_PAUSE);
-    EXPECT_EQ(mpd_status_get_volume(status), 70);
-    EXPECT_EQ(mpd_status_get_song_pos(status), 1);
-    EXPECT_GE(mpd_status_get_elapsed_time(status), 12u);
-    EXPECT_TRUE(mpd_status_get_random(status));
-    EXPECT_TRUE(mpd_status_get_repeat(status));
     EXPECT_FALSE(mpd_status_get_single(status));
     mpd_status_free(status);
 
