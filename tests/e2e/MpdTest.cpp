@@ -247,11 +247,18 @@ TEST_F(MpdAbsentTest, TheServerRunsAndSaysSo) {
     const auto status = Run({"status"});
     EXPECT_EQ(status.first, 0) << status.second;
     EXPECT_NE(status.second.find("state:     stopped"), std::string::npos) << status.second;
-    const auto play = Run({"play"});
-    EXPECT_EQ(play.first, 4) << play.second;
-    EXPECT_NE(play.second.find("could not be reached"), std::string::npos) << play.second;
+    for (int i = 0; i < 2; ++i) {
+        const auto play = Run({"play"});
+        EXPECT_EQ(play.first, 4) << play.second;
+        EXPECT_NE(play.second.find("could not be reached"), std::string::npos) << play.second;
+    }
     EXPECT_NE(Run({"queue"}).first, 0);
+    // One line per connection and outage, however often it is tried.
     EXPECT_TRUE(server_->WaitForOutput("cannot reach MPD at 127.0.0.1")) << server_->Output();
+    const std::string log = server_->Output();
+    const std::size_t first = log.find("(commands connection): ");
+    EXPECT_NE(first, std::string::npos) << log;
+    EXPECT_EQ(log.find("(commands connection): ", first + 1), std::string::npos) << log;
 }
 
 }  // namespace
