@@ -72,6 +72,22 @@ TEST_F(VantorctlTest, ExitStatusesSayWhatFailed) {
     EXPECT_NE(gone.second.find("cannot connect to 127.0.0.1"), std::string::npos);
 }
 
+using AllowListTest = testing::ServerProcessTest;
+
+TEST_F(AllowListTest, AnAddressOutsideTheRangesGetsNothing) {
+    // Everything but this machine.
+    StartServer(
+        {"--discovery-port", "0", "--songs", "5", "--allow", "10.0.0.0/8,192.168.0.0/16,fc00::/7"},
+        " songs\n");
+    const testing::RawPeer message(static_cast<std::uint16_t>(std::stoi(port_)));
+    message.Send(std::string("<GetCurrentStateRequest/>\0", 26));
+    EXPECT_TRUE(message.ClosedWithNothing(std::chrono::seconds(5)));
+    EXPECT_EQ(Get("/playlist.thrift"), "");
+    Process discover({VANTORCTL_PATH, "--broadcast", "127.0.0.1", "--discovery-port",
+                      discoveryPort_, "--peer", "no-such-host.invalid", "discover"});
+    EXPECT_EQ(discover.Wait(), 2) << discover.Output();
+}
+
 TEST(VantorctlHelpTest, HelpNamesEveryCommand) {
     Process help({VANTORCTL_PATH, "--help"});
     EXPECT_EQ(help.Wait(), 0);

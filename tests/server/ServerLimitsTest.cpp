@@ -191,27 +191,6 @@ TEST(MessageServerLimitsTest, TheExcessIsRefusedUnlessASilentConnectionMakesRoom
     }
 }
 
-TEST(AllowListTest, AnAddressOutsideTheRangesGetsNothing) {
-    auto options = testing::LoopbackServerOptions();
-    // Everything but this machine.
-    options.allow = *server::AddressFilter::Parse("10.0.0.0/8,192.168.0.0/16,fc00::/7");
-    TestServer server(options);
-
-    RawPeer message(server.Port());
-    ASSERT_TRUE(message.Connected());
-    message.Send(std::string("<GetCurrentStateRequest/>\0", 26));
-    EXPECT_TRUE(message.ClosedWithNothing(5s));
-
-    RawPeer media(server->MediaPort());
-    ASSERT_TRUE(media.Connected());
-    media.Send("GET /playlist.thrift HTTP/1.1\r\nHost: x\r\n\r\n");
-    EXPECT_TRUE(media.ClosedWithNothing(5s));
-
-    EXPECT_EQ(testing::UdpExchange(server->DiscoveryPort(), std::string("\x01\x00", 2), 500ms), "");
-    EXPECT_EQ(server->RequestCount(), 0);
-    EXPECT_TRUE(server->MediaRequests().empty());
-}
-
 // CPU ticks (user + system) the process has used, from /proc.
 long CpuTicks(pid_t pid) {
     std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
