@@ -43,18 +43,13 @@ TEST_F(RequestHandlerTest, UnrecognizedRequestHasNoAnswer) {
     EXPECT_EQ(Handle(PlainMessage<MessageType::UnrecognizedRequest>()), nullptr);
 }
 
-TEST_F(RequestHandlerTest, BadValuesFailWithACodeTheServerCanDescribe) {
+TEST_F(RequestHandlerTest, BadValuesFailWithACode) {
     SetVolumeRequest loud;
     loud.volume = 101;
     const auto refused = Handle(loud);
     EXPECT_EQ(refused->returnCode, kBadParameter);
     EXPECT_TRUE(events_.empty());
-
-    GetErrorDetailsRequest details;
-    details.returnCode = refused->returnCode;
-    const auto described = Handle(details);
-    EXPECT_EQ(As<GetErrorDetailsResponse>(*described)->description,
-              "A value in the request is out of range.");
+    // (Its description is checked as vantorctl prints it.)
 
     SetEqPresetRequest preset;
     preset.preset = "Polka";
