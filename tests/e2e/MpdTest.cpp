@@ -181,20 +181,18 @@ TEST_F(MpdTest, QueueLibrarySearchArtAndRatings) {
     EXPECT_NE(Run({"browse", "/Music/Artists/Nobody"}).first, 0) << "no such folder";
 
     // Album art: the cover file beside the first album's songs; none for
-    // the other album.
-    const auto album = Run({"browse", "/Music/Artists/Mira Solen/Blue Rivers"}).second;
-    const std::size_t at = album.find("/Music/Artists/Mira Solen/Blue Rivers/");
-    ASSERT_NE(at, std::string::npos) << album;
-    const std::string id = album.substr(at + 38, album.find('\n', at) - at - 38);
-    const std::string art = Get("/art/" + id + ".png");
-    EXPECT_EQ(art.rfind("HTTP/1.1 200", 0), 0u) << art.substr(0, 200);
-    EXPECT_NE(art.find("\r\n\r\n\x89PNG"), std::string::npos);
-    const auto other = Run({"browse", "/Music/Artists/Glass Orchard/Paper Fields"}).second;
-    const std::size_t otherAt = other.find("Paper Fields/");
-    ASSERT_NE(otherAt, std::string::npos) << other;
-    const std::string otherId =
-        other.substr(otherAt + 13, other.find('\n', otherAt) - otherAt - 13);
-    EXPECT_EQ(Get("/art/" + otherId + ".png").rfind("HTTP/1.1 404", 0), 0u);
+    // the other album. A song's id ends its path in the album's listing.
+    const auto art = [&](const std::string& album) {
+        const std::string listing = Run({"browse", album}).second;
+        const std::size_t at = listing.find(album + "/");
+        EXPECT_NE(at, std::string::npos) << listing;
+        const std::size_t id = at + album.size() + 1;
+        return Get("/art/" + listing.substr(id, listing.find('\n', at) - id) + ".png");
+    };
+    const std::string cover = art("/Music/Artists/Mira Solen/Blue Rivers");
+    EXPECT_EQ(cover.rfind("HTTP/1.1 200", 0), 0u) << cover.substr(0, 200);
+    EXPECT_NE(cover.find("\r\n\r\n\x89PNG"), std::string::npos);
+    EXPECT_EQ(art("/Music/Artists/Glass Orchard/Paper Fields").rfind("HTTP/1.1 404", 0), 0u);
 
     // Ratings are MPD stickers.
     EXPECT_TRUE(Says({"rate", "80"}, ""));
