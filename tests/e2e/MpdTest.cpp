@@ -31,6 +31,7 @@ using testing::FreePort;
 using testing::Mpd;
 using testing::Process;
 using testing::WaitUntil;
+using namespace std::chrono_literals;
 
 struct Song {
     const char* file;
@@ -99,7 +100,7 @@ protected:
     std::unique_ptr<Mpd> mpd_;
 };
 
-TEST_F(MpdTest, TransportVolumeAndSeekReachMpdAndComeBackAsEvents) {
+TEST_F(MpdTest, TransportVolumeAndSeekReachMpdAndComeBackAsEventsAcrossARestart) {
     Process watch(Ctl({"watch"}));
     ASSERT_TRUE(watch.WaitForOutput("watching")) << watch.Output();
 
@@ -116,21 +117,17 @@ TEST_F(MpdTest, TransportVolumeAndSeekReachMpdAndComeBackAsEvents) {
     EXPECT_EQ(Run({"pause"}).first, 0);
     EXPECT_TRUE(watch.WaitForOutput("state paused\n")) << watch.Output();
     EXPECT_EQ(Run({"shuffle", "on"}).first, 0);
+    EXPECT_TRUE(watch.WaitForOutput("shuffle on\n")) << watch.Output();
     EXPECT_EQ(Run({"repeat", "all"}).first, 0);
     EXPECT_TRUE(watch.WaitForOutput("repeat all\n")) << watch.Output();
     EXPECT_TRUE(Says({"speakers"}, "Null Output")) << "MPD's outputs are the speakers";
 
-    // What MPD itself says.
+    // The events above are MPD's status read back, but a stray single mode
+    // does not show in them: ask MPD itself.
     auto mpd = mpd_->Connect();
     ASSERT_TRUE(mpd);
     mpd_status* status = mpd_run_status(mpd.get());
     ASSERT_NE(status, nullptr);
-    EXPECT_EQ(mpd_status_get_state(status), MPD_STATE_PAUSE);
-    EXPECT_EQ(mpd_status_get_volume(status), 70);
-    EXPECT_EQ(mpd_status_get_song_pos(status), 1);
-    EXPECT_GE(mpd_status_get_elapsed_time(status), 12u);
-    EXPECT_TRUE(mpd_status_get_random(status));
-    EXPECT_TRUE(mpd_status_get_repeat(status));
     EXPECT_FALSE(mpd_status_get_single(status));
     mpd_status_free(status);
 
@@ -148,6 +145,23 @@ TEST_F(MpdTest, TransportVolumeAndSeekReachMpdAndComeBackAsEvents) {
     const auto eq = Run({"eq"});
     EXPECT_EQ(eq.first, 4) << eq.second;
     EXPECT_NE(eq.second.find(": 1 "), std::string::npos) << eq.second;
+
+    // An MPD restart is survived: the player shows stopped meanwhile, and
+    // the server finds MPD again by itself.
+    mpd_->Stop();
+    EXPECT_TRUE(watch.WaitForOutput("state stopped\n")) << watch.Output();
+    const auto refused = Run({"volume", "20"});
+    EXPECT_EQ(refused.first, 4) << refused.second;
+    EXPECT_NE(refused.second.find(": 4 "), std::string::npos) << refused.second;
+    ASSERT_TRUE(mpd_->Start()) << mpd_->Output();
+    EXPECT_TRUE(WaitUntil([&] { return Run({"volume", "20"}).first == 0; }, 10s));
+    EXPECT_TRUE(watch.WaitForOutput("volume 20\n")) << watch.Output();
+    EXPECT_TRUE(Says({"queue"}, "queue: 3 entries"));
+    // Whichever connection noticed first said so in the log.
+    const std::string log = server_->Output();
+    EXPECT_TRUE(log.find("lost MPD") != std::string::npos ||
+                log.find("MPD connection (commands) failed") != std::string::npos)
+        << log;
 
     watch.Signal(SIGINT);
     EXPECT_EQ(watch.Wait(), 0);
@@ -185,20 +199,18 @@ TEST_F(MpdTest, QueueLibrarySearchArtAndRatings) {
     EXPECT_NE(Run({"browse", "/Music/Artists/Nobody"}).first, 0) << "no such folder";
 
     // Album art: the cover file beside the first album's songs; none for
-    // the other album.
-    const auto album = Run({"browse", "/Music/Artists/Mira Solen/Blue Rivers"}).second;
-    const std::size_t at = album.find("/Music/Artists/Mira Solen/Blue Rivers/");
-    ASSERT_NE(at, std::string::npos) << album;
-    const std::string id = album.substr(at + 38, album.find('\n', at) - at - 38);
-    const std::string art = Get("/art/" + id + ".png");
-    EXPECT_EQ(art.rfind("HTTP/1.1 200", 0), 0u) << art.substr(0, 200);
-    EXPECT_NE(art.find("\r\n\r\n\x89PNG"), std::string::npos);
-    const auto other = Run({"browse", "/Music/Artists/Glass Orchard/Paper Fields"}).second;
-    const std::size_t otherAt = other.find("Paper Fields/");
-    ASSERT_NE(otherAt, std::string::npos) << other;
-    const std::string otherId =
-        other.substr(otherAt + 13, other.find('\n', otherAt) - otherAt - 13);
-    EXPECT_EQ(Get("/art/" + otherId + ".png").rfind("HTTP/1.1 404", 0), 0u);
+    // the other album. A song's id ends its path in the album's listing.
+    const auto art = [&](const std::string& album) {
+        const std::string listing = Run({"browse", album}).second;
+        const std::size_t at = listing.find(album + "/");
+        EXPECT_NE(at, std::string::npos) << listing;
+        const std::size_t id = at + album.size() + 1;
+        return Get("/art/" + listing.substr(id, listing.find('\n', at) - id) + ".png");
+    };
+    const std::string cover = art("/Music/Artists/Mira Solen/Blue Rivers");
+    EXPECT_EQ(cover.rfind("HTTP/1.1 200", 0), 0u) << cover.substr(0, 200);
+    EXPECT_NE(cover.find("\r\n\r\n\x89PNG"), std::string::npos);
+    EXPECT_EQ(art("/Music/Artists/Glass Orchard/Paper Fields").rfind("HTTP/1.1 404", 0), 0u);
 
     // Ratings are MPD stickers.
     EXPECT_TRUE(Says({"rate", "80"}, ""));
@@ -213,36 +225,6 @@ TEST_F(MpdTest, QueueLibrarySearchArtAndRatings) {
     mpd_response_finish(mpd.get());
 }
 
-TEST_F(MpdTest, AnMpdRestartIsSurvived) {
-    Process watch(Ctl({"watch"}));
-    ASSERT_TRUE(watch.WaitForOutput("watching")) << watch.Output();
-    ASSERT_EQ(Run({"play-path", "/Music/Songs"}).first, 0);
-    ASSERT_TRUE(watch.WaitForOutput("state playing\n")) << watch.Output();
-
-    mpd_->Stop();
-    EXPECT_TRUE(watch.WaitForOutput("state stopped\n")) << watch.Output();
-    const auto refused = Run({"volume", "20"});
-    EXPECT_EQ(refused.first, 4) << refused.second;
-    EXPECT_NE(refused.second.find(": 4 "), std::string::npos) << refused.second;
-
-    ASSERT_TRUE(mpd_->Start()) << mpd_->Output();
-    // The server finds MPD again by itself.
-    EXPECT_TRUE(WaitUntil(
-        [&] {
-            return Run({"volume", "20"}).first == 0;
-        },
-        std::chrono::seconds(10)));
-    EXPECT_TRUE(watch.WaitForOutput("volume 20\n")) << watch.Output();
-    EXPECT_TRUE(Says({"queue"}, "queue: 3 entries"));
-    // Whichever connection noticed first said so in the log.
-    const std::string log = server_->Output();
-    EXPECT_TRUE(log.find("lost MPD") != std::string::npos ||
-                log.find("MPD connection (commands) failed") != std::string::npos)
-        << log;
-    watch.Signal(SIGINT);
-    EXPECT_EQ(watch.Wait(), 0);
-}
-
 // Needs no mpd: nothing listens where the server is told MPD is.
 using MpdAbsentTest = testing::ServerProcessTest;
 
@@ -251,11 +233,18 @@ TEST_F(MpdAbsentTest, TheServerRunsAndSaysSo) {
     const auto status = Run({"status"});
     EXPECT_EQ(status.first, 0) << status.second;
     EXPECT_NE(status.second.find("state:     stopped"), std::string::npos) << status.second;
-    const auto play = Run({"play"});
-    EXPECT_EQ(play.first, 4) << play.second;
-    EXPECT_NE(play.second.find("could not be reached"), std::string::npos) << play.second;
+    for (int i = 0; i < 2; ++i) {
+        const auto play = Run({"play"});
+        EXPECT_EQ(play.first, 4) << play.second;
+        EXPECT_NE(play.second.find("could not be reached"), std::string::npos) << play.second;
+    }
     EXPECT_NE(Run({"queue"}).first, 0);
+    // One line per connection and outage, however often it is tried.
     EXPECT_TRUE(server_->WaitForOutput("cannot reach MPD at 127.0.0.1")) << server_->Output();
+    const std::string log = server_->Output();
+    const std::size_t first = log.find("(commands connection): ");
+    EXPECT_NE(first, std::string::npos) << log;
+    EXPECT_EQ(log.find("(commands connection): ", first + 1), std::string::npos) << log;
 }
 
 }  // namespace

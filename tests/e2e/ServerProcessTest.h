@@ -5,11 +5,7 @@
 // share. The suites that include it define VANTOR_SERVER_PATH and
 // VANTORCTL_PATH.
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
@@ -18,6 +14,7 @@
 #include <vector>
 
 #include "support/Process.h"
+#include "support/RawPeer.h"
 #include "support/Wait.h"
 
 namespace vantor::testing {
@@ -86,23 +83,9 @@ protected:
 
     // An HTTP GET on the media side: status line, headers and body.
     std::string Get(const std::string& path) const {
-        const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(static_cast<std::uint16_t>(std::stoi(media_)));
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        std::string response;
-        if (::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
-            const std::string request = "GET " + path + " HTTP/1.0\r\n\r\n";
-            (void)!::write(fd, request.data(), request.size());
-            char buffer[4096];
-            ssize_t size;
-            while ((size = ::read(fd, buffer, sizeof buffer)) > 0) {
-                response.append(buffer, static_cast<std::size_t>(size));
-            }
-        }
-        ::close(fd);
-        return response;
+        const RawPeer peer(static_cast<std::uint16_t>(std::stoi(media_)));
+        peer.Send("GET " + path + " HTTP/1.0\r\n\r\n");
+        return peer.Receive(std::chrono::seconds(10));
     }
 
     std::unique_ptr<Process> server_;

@@ -60,19 +60,32 @@ TEST_F(VantorctlTest, ExitStatusesSayWhatFailed) {
     EXPECT_EQ(discover.Wait(), 0) << discover.Output();
     EXPECT_EQ(discover.Output(), "127.0.0.1\n");
 
+    // The server going ends a watch and fails whatever comes after.
+    Process watch(Ctl({"watch"}));
+    ASSERT_TRUE(watch.WaitForOutput("watching"));
     server_->Signal(SIGTERM);
     ASSERT_EQ(server_->Wait(), 0);
+    EXPECT_EQ(watch.Wait(), 2) << watch.Output();
+    EXPECT_NE(watch.Output().find("connection lost"), std::string::npos);
     const auto gone = Run({"status"});
     EXPECT_EQ(gone.first, 2) << gone.second;
     EXPECT_NE(gone.second.find("cannot connect to 127.0.0.1"), std::string::npos);
 }
 
-TEST_F(VantorctlTest, WatchEndsWhenTheServerGoes) {
-    Process watch(Ctl({"watch"}));
-    ASSERT_TRUE(watch.WaitForOutput("watching"));
-    server_->Signal(SIGTERM);
-    EXPECT_EQ(watch.Wait(), 2) << watch.Output();
-    EXPECT_NE(watch.Output().find("connection lost"), std::string::npos);
+using AllowListTest = testing::ServerProcessTest;
+
+TEST_F(AllowListTest, AnAddressOutsideTheRangesGetsNothing) {
+    // Everything but this machine.
+    StartServer(
+        {"--discovery-port", "0", "--songs", "5", "--allow", "10.0.0.0/8,192.168.0.0/16,fc00::/7"},
+        " songs\n");
+    const testing::RawPeer message(static_cast<std::uint16_t>(std::stoi(port_)));
+    message.Send(std::string("<GetCurrentStateRequest/>\0", 26));
+    EXPECT_TRUE(message.ClosedWithNothing(std::chrono::seconds(5)));
+    EXPECT_EQ(Get("/playlist.thrift"), "");
+    Process discover({VANTORCTL_PATH, "--broadcast", "127.0.0.1", "--discovery-port",
+                      discoveryPort_, "--peer", "no-such-host.invalid", "discover"});
+    EXPECT_EQ(discover.Wait(), 2) << discover.Output();
 }
 
 TEST(VantorctlHelpTest, HelpNamesEveryCommand) {

@@ -132,30 +132,23 @@ TEST(MpdStatusTest, EachChangeIsToldOnceAndAStartTellsEverything) {
     }
 }
 
+// The values the MPD story cannot see in vantorctl's watch: the queue
+// position, the song's rating and kind, the position a new song starts at.
 TEST(MpdStatusTest, TheEventsCarryTheNewValues) {
     State next;
-    next.player.playingState = PlayingState::Paused;
-    next.player.volume = 55;
     next.player.queuePosition = 2;
     next.player.playbackPosition = 30;
-    next.player.repeat = RepeatState::All;
     LibraryEntry song;
-    song.title = "Night Drive";
-    song.length = 30;
     song.rating = 80;
     next.player.current = song;
     Events events;
     AppendStatusEvents(std::nullopt, next, events);
-    ASSERT_EQ(events.size(), 9u);
-    EXPECT_EQ(As<PlayingStateChangedEvent>(*events[1])->playingState, PlayingState::Paused);
+    ASSERT_EQ(events.size(), 8u) << "no mixer: no volume event";
     EXPECT_EQ(As<PlaylistPositionChangedEvent>(*events[2])->playlistPosition, 2);
     const auto* media = As<CurrentMediaChangedEvent>(*events[3]);
-    EXPECT_EQ(media->title, "Night Drive");
     EXPECT_EQ(media->rating, 80);
     EXPECT_EQ(media->type, MediaType::Music);
     EXPECT_EQ(As<PlayPositionChangedEvent>(*events[5])->playbackPosition, 30);
-    EXPECT_EQ(As<VolumeChangedEvent>(*events[6])->volume, 55);
-    EXPECT_EQ(As<RepeatStateChangedEvent>(*events[8])->repeatState, RepeatState::All);
     EXPECT_TRUE(SongEvent(std::nullopt)->title.empty()) << "no song: an empty song event";
 }
 

@@ -3,8 +3,6 @@
 #include "RequestHandler.h"
 #include "SimulatedBackend.h"
 #include "protocol/MessageFactory.h"
-#include "support/TestServer.h"
-#include "support/Wait.h"
 
 namespace vantor::server {
 namespace {
@@ -45,18 +43,13 @@ TEST_F(RequestHandlerTest, UnrecognizedRequestHasNoAnswer) {
     EXPECT_EQ(Handle(PlainMessage<MessageType::UnrecognizedRequest>()), nullptr);
 }
 
-TEST_F(RequestHandlerTest, BadValuesFailWithACodeTheServerCanDescribe) {
+TEST_F(RequestHandlerTest, BadValuesFailWithACode) {
     SetVolumeRequest loud;
     loud.volume = 101;
     const auto refused = Handle(loud);
     EXPECT_EQ(refused->returnCode, kBadParameter);
     EXPECT_TRUE(events_.empty());
-
-    GetErrorDetailsRequest details;
-    details.returnCode = refused->returnCode;
-    const auto described = Handle(details);
-    EXPECT_EQ(As<GetErrorDetailsResponse>(*described)->description,
-              "A value in the request is out of range.");
+    // (Its description is checked as vantorctl prints it.)
 
     SetEqPresetRequest preset;
     preset.preset = "Polka";
@@ -93,17 +86,6 @@ TEST_F(RequestHandlerTest, PlayingFromALibraryPathFillsTheQueue) {
     EXPECT_EQ(player_.PlayingState(), PlayingState::Playing);
     EXPECT_EQ(player_.Current()->album, library_.Tracks()[0].album);
     EXPECT_FALSE(events_.empty());
-}
-
-TEST(MessageServerPostTest, TasksReachTheSimulatedPlayerAndItsEventsGoOut) {
-    testing::TestServer server;
-    std::atomic<int> volume{-1};
-    server->Post([](PlayerModel& player, Events& events) {
-        auto changed = player.SetVolume(77);
-        std::move(changed.begin(), changed.end(), std::back_inserter(events));
-    });
-    server->Post([&](PlayerBackend& player, Events&) { volume = player.Status().volume; });
-    EXPECT_TRUE(testing::WaitUntil([&] { return volume == 77; }));
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #pragma once
 
-// Plain TCP and UDP peers on loopback for tests of what a server does to
+// Plain TCP peers on loopback for tests of what a server does to
 // connections that are idle, half-sent, silent or unwelcome.
 
 #include <arpa/inet.h>
@@ -105,33 +105,6 @@ inline rlim_t RaiseDescriptorLimit(rlim_t want) {
         ::getrlimit(RLIMIT_NOFILE, &limit);
     }
     return limit.rlim_cur;
-}
-
-// Sends one UDP datagram to 127.0.0.1:port and returns the reply that comes
-// within `timeout` (empty when none).
-inline std::string UdpExchange(std::uint16_t port, std::string_view datagram,
-                               std::chrono::milliseconds timeout) {
-    const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (fd < 0) {
-        return {};
-    }
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    ::sendto(fd, datagram.data(), datagram.size(), 0, reinterpret_cast<const sockaddr*>(&address),
-             sizeof address);
-    std::string reply;
-    pollfd polled{fd, POLLIN, 0};
-    if (::poll(&polled, 1, static_cast<int>(timeout.count())) > 0) {
-        char buffer[2048];
-        const ssize_t size = ::recv(fd, buffer, sizeof buffer, 0);
-        if (size > 0) {
-            reply.assign(buffer, static_cast<std::size_t>(size));
-        }
-    }
-    ::close(fd);
-    return reply;
 }
 
 }  // namespace vantor::testing
