@@ -3,18 +3,11 @@
 // The "Vantor Settings" sheet the menu's "Options..." opens: the pages
 // "General", "Buttons", "About" and "Skins" over OK and Cancel, modal.
 //
-// The window gives it what the pages show before each opening and, after
-// OK, takes the general values and the chosen skin, loads that skin (with
-// its fall-back) and saves every setting. The Buttons page works on the
-// window's function table directly, so bindings changed there hold even
-// after Cancel; they are saved only after OK, with the rest.
-//
-//   SettingsSheet sheet(functions_, *prompter_, &store_, this);
-//   sheet.setFont(normalFont_);
-//   sheet.SetGeneral(settings_.autoConnect, settings_.nowPlayingOnIdle);
-//   sheet.SetServerVersion(version);
-//   sheet.SetSkins(settings_.installDir, skinPath_);
-//   if (sheet.Run()) { ...AutoConnect(), NowPlayingOnIdle(), NewSkin()... }
+// `UserSettings::Edit` gives it what the pages show before each opening
+// and, after OK, takes the general values; the window loads the chosen skin
+// (with its fall-back) and saves every setting. The Buttons page works on
+// the window's function table directly, so bindings changed there hold
+// even after Cancel; they are saved only after OK, with the rest.
 //
 // The sheet takes the window's palette (and font, unless given one) and
 // covers the window, as the handheld's full-screen sheet did.

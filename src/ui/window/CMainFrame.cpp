@@ -5,15 +5,12 @@
 #include <QDir>
 #include <QMenuBar>
 #include <QStandardPaths>
-#include <algorithm>
-#include <cmath>
 #include <filesystem>
 
 #include "core/Logger.h"
 #include "net/RequestTable.h"
 #include "protocol/Messages.h"
 #include "session/ConnectionFlow.h"
-#include "session/RegistryStore.h"
 #include "session/SelfUpdate.h"
 #include "session/Settings.h"
 #include "ui/desktop/MprisService.h"
@@ -30,7 +27,7 @@
 #include "ui/screens/LibraryScreen.h"
 #include "ui/screens/MainScreen.h"
 #include "ui/screens/ScreenNavigator.h"
-#include "ui/view/ChromeLook.h"
+#include "ui/settings/UserSettings.h"
 #include "ui/window/CommandMenu.h"
 #include "ui/window/FrameTimers.h"
 #include "ui/window/HandOff.h"
@@ -43,24 +40,12 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr QColor kFrameBackground{24, 69, 154};
-
 std::string CacheFolder() {
     QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation);
     if (folder.isEmpty()) {
         folder = QDir::tempPath();
     }
     return (folder + QStringLiteral("/vantor/")).toStdString();
-}
-
-// A frame font: "Arial" (served by Liberation Sans) of normal weight in the
-// sans-serif family, `points` high at the device's vertical resolution.
-QFont FrameFont(int dpi, int points) {
-    QFont font(QStringLiteral("Arial"));
-    font.setStyleHint(QFont::SansSerif);
-    font.setWeight(QFont::Normal);
-    font.setPixelSize(std::max(dpi * points / 72, 1));
-    return font;
 }
 
 }  // namespace
@@ -72,14 +57,12 @@ CMainFrame::CMainFrame(FrameOptions options, FrameServices services)
       addresses_(std::move(services.addresses)),
       quit_(services.quit ? std::move(services.quit)
                           : [](int code) { QCoreApplication::exit(code); }),
-      store_(std::make_unique<RegistryStore>(
-          options_.configPath.empty() ? RegistryStore::DefaultPath() : options_.configPath)),
-      settings_(std::make_unique<Settings>()),
-      functions_(std::make_unique<FunctionTable>()),
+      settings_(std::make_unique<UserSettings>(options_.configPath)),
+      look_(options_.dpi),
       handOff_(std::make_unique<HandOff>(this, [this](int change) { Busy(change); })),
       timers_(std::make_unique<FrameTimers>(this, [this](TimerId id) { OnTimer(id); })),
       view_(new ScreenView(
-          skin_, *this,
+          look_.Skin(), *this,
           [this] {
               // Until the first switch the view shows the connect screen.
               const ScreenId id = screens_ ? screens_->Current() : ScreenId::None;
@@ -118,7 +101,7 @@ CMainFrame::CMainFrame(FrameOptions options, FrameServices services)
                                            }});
     connect_ = std::make_unique<ConnectScreen>(
         view_, [this] { Command(WindowCommand::Connect); }, [this] { return !AttemptRunning(); });
-    keys_ = std::make_unique<KeyTranslator>(*functions_, static_cast<KeyWindow&>(*this));
+    keys_ = std::make_unique<KeyTranslator>(settings_->Functions(), static_cast<KeyWindow&>(*this));
     setCentralWidget(view_);
     view_->SetResizeHandler([this](QSize size) { CheckOrientation(size); });
     qApp->installEventFilter(this);
@@ -139,36 +122,31 @@ bool CMainFrame::Create() {
     landscape_ = screenSize_.width() > screenSize_.height();
     menu_ = std::make_unique<CommandMenu>(
         *this, *this,
-        CommandMenu::Hooks{.command = [this](WindowCommand command) { Command(command); },
-                           .busy = [this](int change) { Busy(change); },
-                           .multipleSpeakers = [this] { return settings_->useMultipleSpeakers; }});
+        CommandMenu::Hooks{
+            .command = [this](WindowCommand command) { Command(command); },
+            .busy = [this](int change) { Busy(change); },
+            .multipleSpeakers = [this] { return settings_->Get().useMultipleSpeakers; }});
 
     // Settings. A start without a settings file is the first run; the
     // installer's part then records where the program's data is.
-    const bool firstRun = !std::filesystem::exists(store_->Path());
-    store_->Load();
-    EnsureInstalled(*store_);
-    LoadSettings(*store_, *settings_);
-    functions_->Load(*settings_);
+    const bool firstRun = settings_->Load();
+    Settings& settings = settings_->Get();
 
     MakeSession();
 
     // Every start uses the default skin; the saved choice is written back
     // on every save all the same.
-    const std::string savedSkin = settings_->skinFilePath;
-    skinPath_.clear();
-    if (!LoadSkin()) {
+    if (!LoadSkin({})) {
         return false;
     }
-    settings_->skinFilePath = savedSkin;
 
     MakeScreens();
     AddMenuItems();
-    connect_->SetServers(settings_->servers);
+    connect_->SetServers(settings.servers);
     if (!options_.server.empty()) {
         connect_->SetText(options_.server);
     }
-    view_->SetShowRemaining(settings_->showRemainingTime);
+    view_->SetShowRemaining(settings.showRemainingTime);
     // The window is the screen with the menu above and the command bar below.
     view_->SetPreferredSize(screenSize_);
     view_->resize(screenSize_);
@@ -180,7 +158,7 @@ bool CMainFrame::Create() {
     // the network watch, then the welcome or the automatic connection.
     player_->Clock().Start();
     timers_->Start(TimerId::Animation, milliseconds(30));
-    session_->Flow().Start(firstRun, settings_->autoConnect);
+    session_->Flow().Start(firstRun, settings.autoConnect);
     if (firstRun) {
         timers_->Start(TimerId::Welcome, milliseconds(10));
     }
@@ -204,7 +182,7 @@ void CMainFrame::MakeSession() {
     PlayerPresenter::Hooks hooks;
     hooks.connected = [this] { return Connected(); };
     hooks.hidden = [this] { return landscape_; };
-    hooks.showsSongTitleFont = [this] { return skin_.FindFont("songtitle") != nullptr; };
+    hooks.showsSongTitleFont = [this] { return look_.Skin().FindFont("songtitle") != nullptr; };
     hooks.draggingVolume = [this] { return actions_->DraggingVolume(); };
     hooks.draggingPosition = [this] { return actions_->DraggingPosition(); };
     hooks.songShown = [this](const CurrentMedia& media) {
@@ -253,7 +231,7 @@ void CMainFrame::MakeSession() {
     session.port = options_.port;
     session.mediaPort = options_.mediaPort;
     session.discovery = options_.discovery;
-    session.installDir = settings_->installDir;
+    session.installDir = settings_->Get().installDir;
     session_ = std::make_unique<RemoteSession>(
         session, addresses_,
         SessionWindow{*face_, *player_, *face_, *launcher_, handOff_->Mailbox()});
@@ -318,65 +296,37 @@ void CMainFrame::AddMenuItems() {
     menu_->AddItem({.command = WindowCommand::MultipleSpeakers,
                     .label = QStringLiteral("Use Multiple Speakers"),
                     .shown = [this] { return Connected() && Player().supportsMultipleSpeakers; },
-                    .checked = [this] { return settings_->useMultipleSpeakers; }});
+                    .checked = [this] { return settings_->Get().useMultipleSpeakers; }});
     menu_->AddItem({.command = WindowCommand::Disconnect,
                     .label = QStringLiteral("Disconnect"),
                     .shown = [this] { return Connected() || AttemptRunning(); }});
 }
 
 void CMainFrame::ApplyScale(QSize screen) {
-    // The display scale follows the screen's width; a narrow screen keeps
-    // whatever scale it had.
-    if (screen.width() >= 480) {
-        displayScale_ = 2.0;
-    } else if (screen.width() >= 320) {
-        displayScale_ = 1.3;
-    }
-    const int dpi =
-        options_.dpi > 0 ? options_.dpi : static_cast<int>(std::lround(96 * displayScale_));
-    skin_.SetScale(SkinScale{dpi, dpi});
-    normalFont_ = FrameFont(dpi, 10);
-    largeFont_ = FrameFont(dpi, 16);
-    // Below 320 pixels the skin's smallest images are read, which only a
-    // scale of 1 draws right; a handheld's screen never shrank, but a
-    // desktop window could, so one drawn larger stops at 320.
-    view_->setMinimumWidth(displayScale_ > 1.0 ? 320 : 1);
+    view_->setMinimumWidth(look_.ApplyScale(screen));
 }
 
-bool CMainFrame::LoadSkin() {
-    const SkinRect screen{0, 0, screenSize_.width(), screenSize_.height()};
-    if (!LoadSkinWithFallback(skin_, skinPath_, settings_->DefaultSkinPath(), screen, *this)) {
+// The skin at `path` (empty: the default), and the window's own controls
+// in its colours and the frame's font, so they grow with the screen's
+// scale. Message boxes are windows of their own, which take nothing from
+// the window unless given it.
+bool CMainFrame::LoadSkin(const std::string& path) {
+    const std::string defaultPath = settings_->Get().DefaultSkinPath();
+    if (!look_.Load(path, defaultPath, screenSize_, *this)) {
         return false;
     }
-    const std::string folder = skinPath_.substr(0, skinPath_.rfind('/') + 1);
-    const std::string defaultPath = settings_->DefaultSkinPath();
-    view_->SetFrameLook(kFrameBackground, normalFont_, largeFont_,
-                        {folder, defaultPath.substr(0, defaultPath.rfind('/') + 1)});
-    ApplyChromeLook();
-    return true;
-}
-
-// The menu bar, the command bar and the boxes take the colours of the
-// skin's header and lists, so the window reads as one piece, and the
-// frame's font, so they grow with the screen's scale.
-void CMainFrame::ApplyChromeLook() {
-    const SkinWinComponent* header = skin_.FindWinComponent("playlist.header");
-    const SkinWinComponent* lists = skin_.FindWinComponent("playlist.main");
-    const QColor back = SkinColour(header, &SkinWinComponent::backColor, kFrameBackground);
-    const QColor text = SkinColour(lists, &SkinWinComponent::foreColor, QColor(Qt::white));
-    const QColor accent = SkinColour(header, &SkinWinComponent::selectColor, QColor(Qt::white));
-    const QColor base = SkinColour(lists, &SkinWinComponent::backColor, back.darker(130));
-    const QPalette chrome = ChromePalette(back, text, accent, base);
+    view_->SetFrameLook(FrameLook::kBackground, look_.Normal(), look_.Large(),
+                        look_.IconFolders(defaultPath));
+    const QPalette chrome = look_.Chrome();
     setPalette(chrome);
-    menu_->SetLook(chrome, normalFont_);
-    // Message boxes are windows of their own, which take nothing from the
-    // window unless given it.
-    prompter_->SetLook(chrome, normalFont_);
+    menu_->SetLook(chrome, look_.Normal());
+    prompter_->SetLook(chrome, look_.Normal());
+    return true;
 }
 
 void CMainFrame::PlaceControls() {
     for (ui::Screen* screen : screens_->All()) {
-        screen->Place(skin_, screenSize_, normalFont_);
+        screen->Place(look_.Skin(), screenSize_, look_.Normal());
     }
     if (player_->Volume() >= 0) {
         view_->SetVolumePercent(player_->Volume());
@@ -403,7 +353,7 @@ void CMainFrame::CheckOrientation(QSize screen) {
     const bool wasLandscape = landscape_;
     landscape_ = false;
     ApplyScale(screen);
-    if (!LoadSkin()) {
+    if (!LoadSkin(look_.Path())) {
         Exit();
         return;
     }
@@ -454,6 +404,14 @@ bool CMainFrame::Connected() const {
 
 bool CMainFrame::AttemptRunning() const {
     return session_ && session_->AttemptRunning();
+}
+
+const Settings& CMainFrame::CurrentSettings() const {
+    return settings_->Get();
+}
+
+const FunctionTable& CMainFrame::Functions() const {
+    return settings_->Functions();
 }
 
 const std::vector<Speaker>& CMainFrame::Speakers() const {

@@ -13,6 +13,8 @@
 //   AlbumArtLoader   the song's picture
 //   ScreenNavigator  which screen shows; the idle switch
 //   CommandMenu      the menu, the command bar and the speakers
+//   FrameLook        the skin, the scale and the frame's fonts and colours
+//   UserSettings     the settings file, the key bindings and the sheet
 //
 // Threads: the window's thread only; other threads reach it through the
 // HandOff.
@@ -34,10 +36,10 @@
 #include "ui/player/PlayerSnapshot.h"
 #include "ui/screens/Screens.h"
 #include "ui/view/ScreenView.h"
+#include "ui/window/FrameLook.h"
 
 namespace vantor {
 class Launcher;
-class RegistryStore;
 struct PlayerState;
 struct Settings;
 }  // namespace vantor
@@ -63,6 +65,7 @@ class PlayerPresenter;
 class Prompter;
 class RemoteSession;
 class ScreenNavigator;
+class UserSettings;
 struct MprisHost;
 struct TourHost;
 
@@ -119,8 +122,8 @@ public:
     const ScreenView& View() const { return *view_; }
     bool Landscape() const { return landscape_; }
     bool Closing() const { return closing_; }
-    double DisplayScale() const { return displayScale_; }
-    const Settings& CurrentSettings() const { return *settings_; }
+    double DisplayScale() const { return look_.Scale(); }
+    const Settings& CurrentSettings() const;
     PlayerState Player() const;
     bool Connected() const;
     bool AttemptRunning() const;
@@ -130,8 +133,8 @@ public:
     const std::vector<Speaker>& Speakers() const;
     const ConnectScreen& Connect() const { return *connect_; }
     // The keys bound to the remote's functions, as the settings sheet left them.
-    const FunctionTable& Functions() const { return *functions_; }
-    const CSkin& Skin() const { return skin_; }
+    const FunctionTable& Functions() const;
+    const CSkin& Skin() const { return look_.Skin(); }
     // The menu's items as they stand now (run-time items included).
     std::vector<QString> MenuTexts();
 
@@ -156,8 +159,7 @@ private:
     void MakeScreens();
     void AddMenuItems();
     void ApplyScale(QSize screen);
-    bool LoadSkin();
-    void ApplyChromeLook();
+    bool LoadSkin(const std::string& path);
     void PlaceControls();
     void CheckOrientation(QSize screen);
     void Shutdown();
@@ -201,14 +203,8 @@ private:
     std::shared_ptr<LocalAddressSource> addresses_;
     std::function<void(int)> quit_;
 
-    std::unique_ptr<RegistryStore> store_;
-    std::unique_ptr<Settings> settings_;
-    std::unique_ptr<FunctionTable> functions_;
-    CSkin skin_;
-    std::string skinPath_;
-    QFont normalFont_;  // 10 pt
-    QFont largeFont_;   // 16 pt
-    double displayScale_ = 1.0;
+    std::unique_ptr<UserSettings> settings_;
+    FrameLook look_;
     bool landscape_ = false;
     bool created_ = false;
     bool closing_ = false;

@@ -6,7 +6,6 @@
 #include "core/Logger.h"
 #include "protocol/Messages.h"
 #include "session/ConnectionFlow.h"
-#include "session/RegistryStore.h"
 #include "session/Settings.h"
 #include "ui/keys/FunctionTable.h"
 #include "ui/lists/PlayQueueList.h"
@@ -17,7 +16,7 @@
 #include "ui/screens/ConnectScreen.h"
 #include "ui/screens/LibraryScreen.h"
 #include "ui/screens/ScreenNavigator.h"
-#include "ui/settings/SettingsSheet.h"
+#include "ui/settings/UserSettings.h"
 #include "ui/window/CMainFrame.h"
 #include "ui/window/CommandMenu.h"
 #include "ui/window/FrameTimers.h"
@@ -42,7 +41,7 @@ void CMainFrame::Command(WindowCommand command) {
             break;
         case WindowCommand::Connect:
             session_->Flow().ConnectPressed();
-            connect_->SetServers(settings_->servers);
+            connect_->SetServers(settings_->Get().servers);
             connect_->SetReady(!AttemptRunning());
             break;
         case WindowCommand::Disconnect:
@@ -115,22 +114,14 @@ void CMainFrame::ShowLibrary() {
 }
 
 void CMainFrame::ToggleMultipleSpeakers() {
-    settings_->useMultipleSpeakers = !settings_->useMultipleSpeakers;
+    bool& multiple = settings_->Get().useMultipleSpeakers;
+    multiple = !multiple;
     menu_->Rebuild();
     SaveAll();
 }
 
 void CMainFrame::SaveAll() {
-    // The history comes from the connect screen's box; a server given for
-    // this run only leaves the saved history as it is.
-    const std::string shown = connect_->Text();
-    if (options_.server.empty() || shown != options_.server) {
-        settings_->servers = RebuildServerHistory(shown, connect_->Items());
-    }
-    vantor::SaveSettings(*store_, *settings_);
-    if (store_->Save() != 0) {
-        Log(kLogError, "Could not save the settings to %s", store_->Path().c_str());
-    }
+    settings_->Save(connect_->Text(), connect_->Items(), options_.server);
 }
 
 void CMainFrame::Busy(int change) {
@@ -176,7 +167,7 @@ void CMainFrame::OnTimer(TimerId id) {
             break;
         case TimerId::AlbumArt:
             timers_->Kill(TimerId::AlbumArt);
-            art_->Request(skin_, screenSize_);
+            art_->Request(look_.Skin(), screenSize_);
             break;
         case TimerId::Animation:
             player_->RefreshProgress();
@@ -185,12 +176,12 @@ void CMainFrame::OnTimer(TimerId id) {
 }
 
 void CMainFrame::OnIdleTick() {
-    if (!settings_->nowPlayingOnIdle || AttemptRunning() || !screens_->IdleFor(options_.idleTime) ||
-        Player().playingState == PlayingState::Stopped) {
+    if (!settings_->Get().nowPlayingOnIdle || AttemptRunning() ||
+        !screens_->IdleFor(options_.idleTime) || Player().playingState == PlayingState::Stopped) {
         return;
     }
     if (screens_->ShowNowPlaying()) {
-        art_->Request(skin_, screenSize_);
+        art_->Request(look_.Skin(), screenSize_);
     }
 }
 
@@ -285,42 +276,35 @@ void CMainFrame::OpenSettings() {
     if (closing_) {
         return;
     }
-    // The sheet edits the window's function table in place: a binding made
-    // there holds from then on, OK or Cancel; only OK saves it.
-    SettingsSheet sheet(*functions_, *prompter_, store_.get(), this);
-    sheet.setFont(normalFont_);
-    sheet.SetGeneral(settings_->autoConnect, settings_->nowPlayingOnIdle);
-    sheet.SetServerVersion(serverVersion_);
-    sheet.SetSkins(settings_->installDir, skinPath_);
-    sheet.SetProductIcon(view_->Icon());
     Busy(1);
-    const bool ok = sheet.Run();
+    const std::optional<UserSettings::SheetChoice> choice =
+        settings_->Edit(this, *prompter_,
+                        {.font = look_.Normal(),
+                         .icon = view_->Icon(),
+                         .serverVersion = serverVersion_,
+                         .skinPath = look_.Path()});
     Busy(-1);
-    if (!ok || closing_) {
+    if (!choice || closing_) {
         return;
     }
-    settings_->autoConnect = sheet.AutoConnect();
-    settings_->nowPlayingOnIdle = sheet.NowPlayingOnIdle();
-    if (const std::optional<std::string> skin = sheet.NewSkin()) {
-        ApplySkin(*skin);
+    if (choice->skin) {
+        ApplySkin(*choice->skin);
         if (closing_) {
             return;  // neither the skin nor the default loaded
         }
     }
-    functions_->Store(*settings_);
     SaveAll();
 }
 
 void CMainFrame::ApplySkin(const std::string& path) {
     // A skin that does not load gives the default (the user is told);
     // when that fails too the program ends, as at start.
-    skinPath_ = path;
-    if (!LoadSkin()) {
+    if (!LoadSkin(path)) {
         Exit();
         return;
     }
-    settings_->skinFilePath = skinPath_;
-    Log(kLogInfo, "Skin %s in use", skinPath_.c_str());
+    settings_->Get().skinFilePath = look_.Path();
+    Log(kLogInfo, "Skin %s in use", look_.Path().c_str());
     PlaceControls();
     screens_->Switch(screens_->Current());
 }

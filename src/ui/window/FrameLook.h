@@ -1,0 +1,61 @@
+#pragma once
+
+// The skin as the window wears it: the display scale and the frame's fonts,
+// which follow the screen's width; the skin file read for the screen's size
+// (the default skin when it does not load); and the colours the window's
+// own controls take from it.
+//
+// Threads: the window's thread only.
+
+#include <QColor>
+#include <QFont>
+#include <QPalette>
+#include <QSize>
+#include <string>
+#include <vector>
+
+#include "skin/CSkin.h"
+#include "skin/SkinFallback.h"
+
+namespace vantor::ui {
+
+class FrameLook {
+public:
+    // The window's own blue, where the skin gives no colour.
+    static constexpr QColor kBackground{24, 69, 154};
+
+    explicit FrameLook(int dpi) : dpi_(dpi) {}  // 0: 96 x the display scale
+
+    // The scale for a screen this wide (a narrow one keeps the scale it
+    // had), and the fonts at that scale. The narrowest the view may then
+    // become.
+    int ApplyScale(QSize screen);
+    // Reads the skin at `path` for a screen of this size, or the default;
+    // false when neither loads (the reporter has told the user).
+    bool Load(const std::string& path, const std::string& defaultPath, QSize screen,
+              SkinErrorReporter& reporter);
+
+    CSkin& Skin() { return skin_; }
+    const CSkin& Skin() const { return skin_; }
+    // The skin file in use (the default's when the chosen one failed).
+    const std::string& Path() const { return path_; }
+    double Scale() const { return scale_; }
+    const QFont& Normal() const { return normal_; }  // 10 pt
+    const QFont& Large() const { return large_; }    // 16 pt
+    // The folders the skin's icons are looked for in: the skin's own, then
+    // the default skin's.
+    std::vector<std::string> IconFolders(const std::string& defaultPath) const;
+    // The menu bar, the command bar and the boxes take the colours of the
+    // skin's header and lists, so the window reads as one piece.
+    QPalette Chrome() const;
+
+private:
+    int dpi_;
+    CSkin skin_;
+    std::string path_;
+    double scale_ = 1.0;
+    QFont normal_;
+    QFont large_;
+};
+
+}  // namespace vantor::ui
