@@ -263,24 +263,5 @@ TEST(XmlReaderTest, AgreesWithTheLiteralReaderOnRandomInput) {
     }
 }
 
-TEST(XmlWriterTest, WritesTheElementForms) {
-    std::string out;
-    XmlWriter writer(out);
-    writer.Open("M");
-    writer.Text("title", "a<b & c");
-    writer.Text("artist", "");
-    writer.Int("volume", -12);
-    writer.Bool("shuffleState", true);
-    writer.Bool("repeatState", false);
-    writer.Media("type", MediaType::PodcastShow);
-    writer.OpenLine("item");
-    writer.Close("item");
-    writer.Close("M");
-    EXPECT_EQ(out,
-              "<M>\n<title>a&lt;b &amp; c</title>\n<artist/>\n<volume>-12</volume>"
-              "\n<shuffleState>true</shuffleState>\n<repeatState>false</repeatState>"
-              "\n<type>podcast_show</type>\n<item>\n</item>\n</M>");
-}
-
 }  // namespace
 }  // namespace vantor

@@ -45,10 +45,10 @@ TEST(SkinLoaderTest, PicksResolutionVariantsByScreenWidth) {
 TEST(SkinLoaderTest, BitmapTransparencyIsSetOnlyWhenGiven) {
     SkinFixture fixture;
     const CSkin skin = fixture.Load(
-        "<bitmap name=\"k\" file=\"k.png\" transparency=\"255,0,255\"/>"
+        "<bitmap name=\"k\" file=\"k.png\" transparency=\"250,128,5\"/>"
         "<bitmap name=\"e\" file=\"e.png\" transparency=\"\"/><bitmap name=\"n\" file=\"n.png\"/>");
     EXPECT_TRUE(skin.FindBitmap("k")->transparent);
-    EXPECT_EQ(skin.FindBitmap("k")->transparencyColor, SkinColor::FromRgb(255, 0, 255));
+    EXPECT_EQ(skin.FindBitmap("k")->transparencyColor, SkinColor::FromRgb(250, 128, 5));
     EXPECT_FALSE(skin.FindBitmap("e")->transparent);
     EXPECT_FALSE(skin.FindBitmap("n")->transparent);
 }
