@@ -33,6 +33,7 @@
 #include "ui/window/HandOff.h"
 #include "ui/window/Prompter.h"
 #include "ui/window/Tour.h"
+#include "ui/window/WindowCommands.h"
 
 namespace vantor::ui {
 
@@ -141,7 +142,7 @@ bool CMainFrame::Create() {
     }
 
     MakeScreens();
-    AddMenuItems();
+    commands_->AddMenuItems();
     connect_->SetServers(settings.servers);
     if (!options_.server.empty()) {
         connect_->SetText(options_.server);
@@ -273,33 +274,20 @@ void CMainFrame::MakeScreens() {
              connect_.get(), main_.get(), nowPlaying_.get(), library_.get(), eq_.get()}) {
         screens_->Add(*screen);
     }
-}
-
-void CMainFrame::AddMenuItems() {
-    const auto on = [this](ScreenId id) { return screens_->Current() == id; };
-    menu_->AddItem({.command = WindowCommand::NowPlaying,
-                    .label = QStringLiteral("Now Playing"),
-                    .shown = [on] { return !on(ScreenId::Connect) && !on(ScreenId::NowPlaying); }});
-    menu_->AddItem({.command = WindowCommand::Library,
-                    .label = QStringLiteral("Library"),
-                    .shown = [on] { return !on(ScreenId::Connect) && !on(ScreenId::Library); }});
-    menu_->AddItem({.command = WindowCommand::Equalizer,
-                    .label = QStringLiteral("Equalizer"),
-                    .shown = [this, on] {
-                        return Connected() && Player().supportsEq && !on(ScreenId::Connect) &&
-                               !on(ScreenId::Eq);
-                    }});
-    menu_->AddItem({.command = WindowCommand::Speakers,
-                    .label = QStringLiteral("Speakers"),
-                    .shown = [this] { return Connected() && !menu_->Speakers().empty(); },
-                    .fill = [this](QMenu& menu) { menu_->FillSpeakers(menu); }});
-    menu_->AddItem({.command = WindowCommand::MultipleSpeakers,
-                    .label = QStringLiteral("Use Multiple Speakers"),
-                    .shown = [this] { return Connected() && Player().supportsMultipleSpeakers; },
-                    .checked = [this] { return settings_->Get().useMultipleSpeakers; }});
-    menu_->AddItem({.command = WindowCommand::Disconnect,
-                    .label = QStringLiteral("Disconnect"),
-                    .shown = [this] { return Connected() || AttemptRunning(); }});
+    commands_ = std::make_unique<WindowCommands>(WindowCommands::Parts{
+        .screens = *screens_,
+        .session = *session_,
+        .connect = *connect_,
+        .queue = *queue_,
+        .library = *library_,
+        .menu = *menu_,
+        .player = *player_,
+        .timers = *timers_,
+        .settings = settings_->Get(),
+        .options = [this] { OpenSettings(); },
+        .exit = [this] { Exit(); },
+        .save = [this] { SaveAll(); },
+    });
 }
 
 void CMainFrame::ApplyScale(QSize screen) {

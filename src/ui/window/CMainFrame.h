@@ -2,8 +2,8 @@
 
 // The client's one window: the shell that makes the window's rooms and
 // wires them together, loads the skin, follows the window's orientation
-// and scale, places the child controls, carries out the menu's commands
-// and closes. The rooms do the work:
+// and scale, places the child controls, opens the settings sheet and
+// closes. The rooms do the work:
 //
 //   HandOff          posts and questions from other threads
 //   RemoteSession    the connection, the flow, the update, the media service
@@ -13,6 +13,7 @@
 //   AlbumArtLoader   the song's picture
 //   ScreenNavigator  which screen shows; the idle switch
 //   CommandMenu      the menu, the command bar and the speakers
+//   WindowCommands   what the commands do; the menu's run-time items
 //   FrameLook        the skin, the scale and the frame's fonts and colours
 //   UserSettings     the settings file, the key bindings and the sheet
 //
@@ -66,6 +67,7 @@ class Prompter;
 class RemoteSession;
 class ScreenNavigator;
 class UserSettings;
+class WindowCommands;
 struct MprisHost;
 struct TourHost;
 
@@ -107,7 +109,8 @@ public:
     // (the user was told): the program ends.
     bool Create();
 
-    // A command of the menu or the command bar, by its number.
+    // A command of the menu or the command bar (none while the window is
+    // being made or closing).
     void Command(WindowCommand command);
 
     // Told "window mapped" when the window first paints, and "title shown"
@@ -157,7 +160,6 @@ private:
     // Start-up pieces (CMainFrame.cpp).
     void MakeSession();
     void MakeScreens();
-    void AddMenuItems();
     void ApplyScale(QSize screen);
     bool LoadSkin(const std::string& path);
     void PlaceControls();
@@ -166,10 +168,6 @@ private:
 
     // Commands, timers and posts (CMainFrameCommands.cpp).
     void Exit();
-    void Disconnect();
-    void ShowNowPlaying();
-    void ShowLibrary();
-    void ToggleMultipleSpeakers();
     void OpenSettings();
     void ApplySkin(const std::string& path);
     void SaveAll();
@@ -229,6 +227,7 @@ private:
     std::unique_ptr<MainScreen> main_;
     std::unique_ptr<NowPlayingScreen> nowPlaying_;
     std::unique_ptr<PlayerActions> actions_;
+    std::unique_ptr<WindowCommands> commands_;
     std::unique_ptr<KeyTranslator> keys_;
 
     std::function<void(const char*)> milestone_;

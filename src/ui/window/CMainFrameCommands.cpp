@@ -1,5 +1,5 @@
-// The window's commands (the menu's and the command bar's), its timers and
-// the posts other threads send it, and the settings sheet's opening.
+// The window's side of its commands (leaving, the settings sheet and the
+// skin it may choose), its timers, and the posts other threads send it.
 
 #include <QApplication>
 
@@ -7,9 +7,7 @@
 #include "protocol/Messages.h"
 #include "session/ConnectionFlow.h"
 #include "session/Settings.h"
-#include "ui/keys/FunctionTable.h"
 #include "ui/lists/PlayQueueList.h"
-#include "ui/player/PlayerActions.h"
 #include "ui/player/PlayerPresenter.h"
 #include "ui/remote/AlbumArtLoader.h"
 #include "ui/remote/RemoteSession.h"
@@ -22,52 +20,15 @@
 #include "ui/window/FrameTimers.h"
 #include "ui/window/HandOff.h"
 #include "ui/window/Prompter.h"
+#include "ui/window/WindowCommands.h"
 
 namespace vantor::ui {
 
 using std::chrono::milliseconds;
 
 void CMainFrame::Command(WindowCommand command) {
-    if (!created_ || closing_) {
-        return;
-    }
-    const ScreenId screen = screens_->Current();
-    switch (command) {
-        case WindowCommand::Options:
-            OpenSettings();
-            break;
-        case WindowCommand::Exit:
-            Exit();
-            break;
-        case WindowCommand::Connect:
-            session_->Flow().ConnectPressed();
-            connect_->SetServers(settings_->Get().servers);
-            connect_->SetReady(!AttemptRunning());
-            break;
-        case WindowCommand::Disconnect:
-            Disconnect();
-            break;
-        case WindowCommand::NowPlaying:
-            ShowNowPlaying();
-            break;
-        case WindowCommand::Controls:
-            if (screen != ScreenId::Connect && screen != ScreenId::Main) {
-                screens_->Switch(ScreenId::Main);
-            }
-            break;
-        case WindowCommand::Library:
-            ShowLibrary();
-            break;
-        case WindowCommand::MultipleSpeakers:
-            ToggleMultipleSpeakers();
-            break;
-        case WindowCommand::Equalizer:
-            if (screen != ScreenId::Connect && screen != ScreenId::Eq && Connected()) {
-                screens_->Switch(ScreenId::Eq);
-            }
-            break;
-        case WindowCommand::Speakers:
-            break;  // a submenu: its items choose
+    if (created_ && !closing_) {
+        commands_->Run(command);
     }
 }
 
@@ -81,43 +42,6 @@ void CMainFrame::Exit() {
         session_->Flow().Exit();
     }
     quit_(0);
-}
-
-void CMainFrame::Disconnect() {
-    session_->Flow().Disconnect();
-    screens_->Switch(ScreenId::Connect);
-    queue_->Clear();
-    library_->Reset();
-    menu_->SetSpeakers({});
-    connect_->SetStatus("");
-    connect_->SetReady(true);
-    menu_->Rebuild();
-    player_->TellWatchers();
-}
-
-void CMainFrame::ShowNowPlaying() {
-    if (screens_->ShowNowPlaying()) {
-        timers_->Start(TimerId::AlbumArt, milliseconds(100));
-    }
-}
-
-void CMainFrame::ShowLibrary() {
-    const ScreenId screen = screens_->Current();
-    if (screen == ScreenId::Connect || screen == ScreenId::Library || session_->NetworkDown() ||
-        AttemptRunning()) {
-        return;
-    }
-    if (!queue_->IsOpen()) {
-        queue_->Open(player_->PlaylistPosition());
-    }
-    screens_->Switch(ScreenId::Library);
-}
-
-void CMainFrame::ToggleMultipleSpeakers() {
-    bool& multiple = settings_->Get().useMultipleSpeakers;
-    multiple = !multiple;
-    menu_->Rebuild();
-    SaveAll();
 }
 
 void CMainFrame::SaveAll() {

@@ -8,6 +8,7 @@
 #include "ui/player/PlayerActions.h"
 #include "ui/screens/ScreenNavigator.h"
 #include "ui/window/CMainFrame.h"
+#include "ui/window/WindowCommands.h"
 
 namespace vantor::ui {
 
@@ -68,7 +69,7 @@ void CMainFrame::OnNowPlayingTapped() {
     if (screens_->Current() == ScreenId::NowPlaying) {
         screens_->BackFromNowPlaying();
     } else {
-        ShowNowPlaying();
+        commands_->ShowNowPlaying();
     }
 }
 
