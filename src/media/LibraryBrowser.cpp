@@ -130,6 +130,19 @@ std::string LibraryItemPath(const wire::MediaItem& item, const std::string& curr
 LibraryBrowser::LibraryBrowser(LibraryView& view, LibraryFetcher& fetcher, RequestSink& requests)
     : view_(view), fetcher_(fetcher), requests_(requests) {}
 
+void LibraryBrowser::Reset() {
+    pages_.Clear();
+    pagesAsked_.clear();
+    history_.clear();
+    path_.clear();
+    searchText_.clear();
+    searchMode_ = false;
+    suppressNextChange_ = false;
+    busy_ = false;
+    pendingSelected_ = -1;
+    pendingTop_ = -1;
+}
+
 void LibraryBrowser::Show() {
     if (!path_.empty()) {
         return;

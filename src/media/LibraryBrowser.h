@@ -101,6 +101,10 @@ public:
     // The item commands on the selected row.
     bool Command(LibraryCommand command);
 
+    // As new: no path, pages or history. Pages still on their way find no
+    // list of theirs and are dropped.
+    void Reset();
+
     // Pages arriving from the fetcher.
     void OnFolderPage(const std::string& path, std::shared_ptr<const wire::MediaList> page);
     void OnSearchPage(const std::string& text, std::shared_ptr<const wire::MediaList> page);

@@ -302,6 +302,17 @@ TEST_F(GuiTest, DisconnectingReturnsToTheConnectScreenAndConnectPicksTheTypedSer
     EXPECT_EQ(frame_->Screen(), "connect");
     PumpFor(300ms);
     EXPECT_EQ(frame_->Screen(), "connect");  // no reconnection follows
+
+    // Connected again, the library's list reads the new session's rows
+    // (the list outlives the session's browsing).
+    frame_->Command(ui::WindowCommand::Connect);
+    ASSERT_TRUE(OnMainWithSong());
+    frame_->Command(ui::WindowCommand::Library);
+    ui::LibraryList& list = frame_->Library().List();
+    EXPECT_TRUE(Pump([&] {
+        return list.Count() > 0 &&
+               list.model()->index(0, 0).data().toString() == QStringLiteral("Music");
+    }));
 }
 
 TEST_F(GuiTest, AFirstRunWelcomesTheUserAndWaitsToBeToldWhereToConnect) {

@@ -221,11 +221,9 @@ void LibraryScreen::SearchTimerFired() {
 }
 
 void LibraryScreen::Reset() {
-    // A new browser forgets the path, the pages and the history (pages
-    // still on their way find no list of theirs and are dropped); "Search"
-    // in the box is no search.
-    browser_ = std::make_unique<LibraryBrowser>(static_cast<LibraryView&>(*this),
-                                                static_cast<LibraryFetcher&>(*this), requests_);
+    // The browser is reset, not made anew: the list reads its rows from
+    // it. "Search" in the box is no search.
+    browser_->Reset();
     title_ = kLibraryRootTitle;
     ClearRows();
     search_->setText(QString::fromLatin1(kSearchPlaceholder));
