@@ -22,8 +22,7 @@ LibraryScreen::LibraryScreen(QWidget* screen, PageFetcher& fetcher, RequestSink&
       requests_(requests),
       queue_(queue),
       hooks_(std::move(hooks)),
-      browser_(std::make_unique<LibraryBrowser>(static_cast<LibraryView&>(*this),
-                                                static_cast<LibraryFetcher&>(*this), requests)),
+      browser_(static_cast<LibraryView&>(*this), static_cast<LibraryFetcher&>(*this), requests),
       header_(new HeaderBarWidget(screen, [this](int button) { HeaderTapped(button); })),
       search_(new QLineEdit(screen)) {
     search_->setObjectName(QStringLiteral("Search Field"));
@@ -34,26 +33,26 @@ LibraryScreen::LibraryScreen(QWidget* screen, PageFetcher& fetcher, RequestSink&
         if (mode_ != Mode::Library && text != QString::fromLatin1(kSearchPlaceholder)) {
             ShowMode(Mode::Library);
         }
-        browser_->SearchTextChanged(text.toStdString());
+        browser_.SearchTextChanged(text.toStdString());
         UpdateHeader();
     });
     LibraryList::Handlers handlers;
     handlers.tapped = [this](int row) { Tapped(row); };
     handlers.activated = [this](int row) {
         // A double tap opens a folder (the tap did) and plays anything else.
-        if (const wire::MediaItem* item = browser_->Item(row); item && !item->container) {
-            browser_->Command(LibraryCommand::PlayNow);
+        if (const wire::MediaItem* item = browser_.Item(row); item && !item->container) {
+            browser_.Command(LibraryCommand::PlayNow);
         }
     };
-    handlers.command = [this](LibraryCommand command) { browser_->Command(command); };
+    handlers.command = [this](LibraryCommand command) { browser_.Command(command); };
     handlers.menuOpen = hooks_.menuOpen;
     handlers.rowsWanted = [this] {
         const auto [first, last] = list_->RowsInView();
         if (first >= 0) {
-            browser_->CacheHint(first, last);
+            browser_.CacheHint(first, last);
         }
     };
-    list_ = new LibraryList(screen, *browser_, std::move(handlers));
+    list_ = new LibraryList(screen, browser_, std::move(handlers));
     SetShown(false);
     UpdateHeader();
 }
@@ -114,7 +113,7 @@ void LibraryScreen::SetShown(bool shown) {
 }
 
 void LibraryScreen::Entered() {
-    browser_->Show();
+    browser_.Show();
     UpdateHeader();
 }
 
@@ -154,7 +153,7 @@ void LibraryScreen::ShowMode(Mode mode) {
 }
 
 void LibraryScreen::UpdateHeader() {
-    const std::string library = (browser_->HistoryDepth() > 0 ? kBackMark : "") + title_;
+    const std::string library = (browser_.HistoryDepth() > 0 ? kBackMark : "") + title_;
     header_->SetButtons({library, kQueueTab}, mode_ == Mode::Library ? 0 : 1);
 }
 
@@ -173,7 +172,7 @@ void LibraryScreen::HeaderTapped(int button) {
 }
 
 void LibraryScreen::Tapped(int row) {
-    if (browser_->Open(row)) {
+    if (browser_.Open(row)) {
         list_->SetJumpLabels({});
         UpdateHeader();
     }
@@ -184,7 +183,7 @@ bool LibraryScreen::Back() {
         ShowMode(Mode::Library);
         return true;
     }
-    const bool back = browser_->Back();
+    const bool back = browser_.Back();
     if (back) {
         list_->SetJumpLabels({});
         UpdateHeader();
@@ -216,14 +215,13 @@ bool LibraryScreen::SearchFocused() const {
 }
 
 void LibraryScreen::SearchTimerFired() {
-    browser_->SearchTimerFired();
+    browser_.SearchTimerFired();
     UpdateHeader();
 }
 
 void LibraryScreen::Reset() {
-    // The browser is reset, not made anew: the list reads its rows from
-    // it. "Search" in the box is no search.
-    browser_->Reset();
+    // "Search" in the box is no search.
+    browser_.Reset();
     title_ = kLibraryRootTitle;
     ClearRows();
     search_->setText(QString::fromLatin1(kSearchPlaceholder));
@@ -235,7 +233,7 @@ void LibraryScreen::Refresh() {
     QTimer::singleShot(0, list_, [this] {
         const auto [first, last] = list_->RowsInView();
         if (first >= 0) {
-            browser_->CacheHint(first, last);
+            browser_.CacheHint(first, last);
         }
     });
 }
@@ -276,7 +274,7 @@ void LibraryScreen::SetSearchText(const std::string& text) {
     const QString wanted = QString::fromStdString(text);
     if (search_->text() == wanted) {
         // No change for the box to report; the browser expects one.
-        browser_->SearchTextChanged(text);
+        browser_.SearchTextChanged(text);
     } else {
         search_->setText(wanted);
     }
@@ -299,7 +297,7 @@ void LibraryScreen::StopSearchTimer() {
 void LibraryScreen::PagesArrived(int first, int count) {
     list_->RowsArrived(first, count);
     std::vector<std::pair<QString, int>> labels;
-    for (const auto& [label, row] : browser_->JumpLabels()) {
+    for (const auto& [label, row] : browser_.JumpLabels()) {
         labels.emplace_back(QString::fromStdString(label), row);
     }
     list_->SetJumpLabels(std::move(labels));
@@ -318,7 +316,7 @@ void LibraryScreen::FetchFolder(const std::string& path, int start, int count, b
                              Fetching(-1);
                              const int first = page ? page->start : 0;
                              const int items = page ? static_cast<int>(page->items.size()) : 0;
-                             browser_->OnFolderPage(path, std::move(page));
+                             browser_.OnFolderPage(path, std::move(page));
                              PagesArrived(first, items);
                          });
 }
@@ -328,7 +326,7 @@ void LibraryScreen::Search(const std::string& text, int start, int count) {
     fetcher_.Search(text, start, count, [this, text](std::shared_ptr<const wire::MediaList> page) {
         Fetching(-1);
         const int items = page ? static_cast<int>(page->items.size()) : 0;
-        browser_->OnSearchPage(text, std::move(page));
+        browser_.OnSearchPage(text, std::move(page));
         PagesArrived(0, items);
     });
 }

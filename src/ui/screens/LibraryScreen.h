@@ -70,7 +70,7 @@ public:
     // The session came back: rows whose pages were lost are asked again.
     void Refresh();
 
-    const LibraryBrowser& Browser() const { return *browser_; }
+    const LibraryBrowser& Browser() const { return browser_; }
     LibraryList& List() { return *list_; }
     QLineEdit& SearchField() { return *search_; }
     HeaderBarWidget& Header() { return *header_; }
@@ -102,7 +102,9 @@ private:
     RequestSink& requests_;
     PlayQueueList& queue_;
     Hooks hooks_;
-    std::unique_ptr<LibraryBrowser> browser_;
+    // The list reads its rows from the browser, so it lives as long as the
+    // screen; a disconnect resets it.
+    LibraryBrowser browser_;
     HeaderBarWidget* header_;
     QLineEdit* search_;
     LibraryList* list_;
