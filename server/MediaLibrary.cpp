@@ -320,12 +320,20 @@ std::vector<std::int32_t> MediaLibrary::SongsAt(const std::string& path) const {
     const LibraryPath at = LibraryPath::Parse(path);
     std::vector<std::int32_t> found;
     if (const auto entries = BrowseFolder(at)) {
+        // Subfolders overlap (a song is under its artist, its album and its
+        // genre): what they hold plays once, where it first comes.
+        std::vector<bool> seen;
         for (const LibraryEntry& entry : *entries) {
-            if (entry.container) {
-                const auto inner = SongsAt(entry.path);
-                found.insert(found.end(), inner.begin(), inner.end());
-            } else {
+            if (!entry.container) {
                 found.push_back(entry.id);
+                continue;
+            }
+            seen.resize(tracks_.size() + 1);
+            for (const std::int32_t id : SongsAt(entry.path)) {
+                if (!seen[static_cast<std::size_t>(id)]) {
+                    seen[static_cast<std::size_t>(id)] = true;
+                    found.push_back(id);
+                }
             }
         }
         return found;

@@ -68,7 +68,8 @@ public:
 
     // The rows of a folder, or nothing when the path names no folder.
     std::optional<std::vector<LibraryEntry>> Browse(const std::string& path) const;
-    // The tracks at a path: a folder's (all the way down) or one item's.
+    // The tracks at a path: a folder's (all the way down, each once) or one
+    // item's.
     std::vector<std::int32_t> SongsAt(const std::string& path) const;
     // Artists, albums, playlists, shows and songs whose names contain the
     // text, any case.

@@ -90,6 +90,7 @@ public:
     virtual ResultCode Transport(TransportCommand command, Events& events) = 0;
     virtual ResultCode SetVolume(std::int32_t volume, Events& events) = 0;  // 0..100
     virtual ResultCode SetPlaybackPosition(std::int32_t seconds, Events& events) = 0;
+    // Plays the queue's entry at `position`, stopped, paused or playing.
     virtual ResultCode SetQueuePosition(std::int32_t position, Events& events) = 0;
     virtual ResultCode SetShuffle(bool shuffle, Events& events) = 0;
     virtual ResultCode SetRepeat(std::int32_t repeat, Events& events) = 0;

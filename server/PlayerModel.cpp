@@ -21,10 +21,14 @@ PlayerModel::PlayerModel(const MediaLibrary& library, int queueLength)
             queue_.push_back(track.id);
         }
     }
+    // Gains on the client's -100..100 scale.
     presets_ = {
-        {"Flat", {0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},   {"Rock", {5, 4, 3, 1, -1, -1, 1, 3, 4, 5}},
-        {"Jazz", {3, 2, 1, 2, -1, -1, 0, 1, 2, 3}}, {"Classical", {4, 3, 2, 1, -1, -1, 0, 2, 3, 4}},
-        {"Pop", {-1, 1, 3, 4, 4, 3, 1, 0, -1, -1}}, {"Bass Boost", {8, 6, 4, 2, 0, 0, 0, 0, 0, 0}},
+        {"Flat", {0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
+        {"Rock", {50, 40, 30, 10, -10, -10, 10, 30, 40, 50}},
+        {"Jazz", {30, 20, 10, 20, -10, -10, 0, 10, 20, 30}},
+        {"Classical", {40, 30, 20, 10, -10, -10, 0, 20, 30, 40}},
+        {"Pop", {-10, 10, 30, 40, 40, 30, 10, 0, -10, -10}},
+        {"Bass Boost", {80, 60, 40, 20, 0, 0, 0, 0, 0, 0}},
     };
     eq_.enabled = false;
     eq_.autoLoad = true;
@@ -114,14 +118,33 @@ bool PlayerModel::Advance(int step, bool byUser, Events& events) {
         return false;
     }
     const auto size = static_cast<std::int32_t>(queue_.size());
-    std::int32_t next = queuePosition_ + step;
     if (repeat_ == RepeatState::One && !byUser) {
-        next = queuePosition_;
-    } else if (next >= size || next < 0) {
-        if (repeat_ == RepeatState::Off && !byUser) {
+        playbackPosition_ = 0;
+        AddQueueEvents(events);
+        return true;
+    }
+    if (shuffle_ && order_.size() != queue_.size()) {
+        Reshuffle();
+    }
+    // Steps go through the playing order: the queue's, or the shuffled one.
+    std::int32_t at = queuePosition_;
+    if (shuffle_) {
+        at = static_cast<std::int32_t>(std::find(order_.begin(), order_.end(), queuePosition_) -
+                                       order_.begin());
+    }
+    std::int32_t next = at + step;
+    if (next >= size || next < 0) {
+        if (repeat_ == RepeatState::Off) {
+            if (next < 0) {
+                // Before the first song: that song again, from its start.
+                playbackPosition_ = 0;
+                AddPositionEvent(events);
+                return true;
+            }
             // The end of the queue: stop at its first song.
             queuePosition_ = 0;
             playbackPosition_ = 0;
+            Reshuffle();
             auto stopped = SetPlayingState(PlayingState::Stopped);
             std::move(stopped.begin(), stopped.end(), std::back_inserter(events));
             AddQueueEvents(events);
@@ -129,10 +152,27 @@ bool PlayerModel::Advance(int step, bool byUser, Events& events) {
         }
         next = (next + size) % size;
     }
-    queuePosition_ = next;
+    queuePosition_ = shuffle_ ? order_[static_cast<std::size_t>(next)] : next;
     playbackPosition_ = 0;
     AddQueueEvents(events);
     return true;
+}
+
+void PlayerModel::Reshuffle() {
+    order_.clear();
+    if (!shuffle_) {
+        return;
+    }
+    const auto size = static_cast<std::int32_t>(queue_.size());
+    for (std::int32_t i = 0; i < size; ++i) {
+        if (i != queuePosition_) {
+            order_.push_back(i);
+        }
+    }
+    std::shuffle(order_.begin(), order_.end(), random_);
+    if (queuePosition_ < size) {
+        order_.insert(order_.begin(), queuePosition_);
+    }
 }
 
 void PlayerModel::AddPositionEvent(Events& events) const {
@@ -191,6 +231,7 @@ bool PlayerModel::SetQueuePosition(std::int32_t position, Events& events) {
     }
     queuePosition_ = position;
     playbackPosition_ = 0;
+    Reshuffle();
     AddQueueEvents(events);
     return true;
 }
@@ -199,6 +240,7 @@ Events PlayerModel::SetShuffle(bool shuffle) {
     Events events;
     if (shuffle != shuffle_) {
         shuffle_ = shuffle;
+        Reshuffle();
         auto event = Make<ShuffleStateChangedEvent>();
         event->shuffleState = shuffle;
         events.push_back(std::move(event));
@@ -295,6 +337,7 @@ bool PlayerModel::PlayNow(const std::vector<std::int32_t>& songs, std::int32_t s
     queuePosition_ = std::clamp<std::int32_t>(startingItem < 0 ? 0 : startingItem, 0,
                                               static_cast<std::int32_t>(songs.size()) - 1);
     playbackPosition_ = 0;
+    Reshuffle();
     events.push_back(Make<PlaylistChangedEvent>());
     AddQueueEvents(events);
     auto playing = SetPlayingState(PlayingState::Playing);
@@ -317,6 +360,7 @@ bool PlayerModel::Add(const std::vector<std::int32_t>& songs, std::int32_t posit
         moved->playlistPosition = queuePosition_;
         events.push_back(std::move(moved));
     }
+    Reshuffle();
     return true;
 }
 
@@ -343,6 +387,7 @@ bool PlayerModel::Remove(std::int32_t position, Events& events) {
         }
         AddQueueEvents(events);
     }
+    Reshuffle();
     return true;
 }
 
@@ -369,6 +414,7 @@ bool PlayerModel::Move(std::int32_t from, std::int32_t to, Events& events) {
         moved->playlistPosition = queuePosition_;
         events.push_back(std::move(moved));
     }
+    Reshuffle();
     return true;
 }
 
@@ -376,6 +422,7 @@ Events PlayerModel::Clear() {
     queue_.clear();
     queuePosition_ = 0;
     playbackPosition_ = 0;
+    Reshuffle();
     Events events = SetPlayingState(PlayingState::Stopped);
     events.push_back(Make<PlaylistChangedEvent>());
     AddQueueEvents(events);

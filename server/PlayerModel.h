@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -51,11 +52,15 @@ public:
     Events Stop();
     Events FastForward();
     Events Rewind();
+    // Through the queue in its order, or in the shuffled one; past either
+    // end only when repeating (the last song's Next stops at the first, the
+    // first song's Previous starts it again).
     Events Next();
     Events Previous();
     Events SetVolume(std::int32_t volume);  // clamped to 0..100
     // False (and nothing changes) when the position is out of range.
     bool SetPlaybackPosition(std::int32_t seconds, Events& events);
+    // Makes the entry current; playing or not stays as it is.
     bool SetQueuePosition(std::int32_t position, Events& events);
     Events SetShuffle(bool shuffle);
     Events SetRepeat(std::int32_t repeat);
@@ -86,6 +91,9 @@ private:
     void AddPositionEvent(Events& events) const;
     void AddQueueEvents(Events& events) const;
     bool Advance(int step, bool byUser, Events& events);
+    // Draws a new shuffled order that starts at the current entry (when
+    // shuffling).
+    void Reshuffle();
 
     const MediaLibrary& library_;
     std::vector<std::int32_t> queue_;    // song ids
@@ -95,6 +103,9 @@ private:
     std::int32_t queuePosition_ = 0;
     std::int32_t playbackPosition_ = 0;
     bool shuffle_ = false;
+    // While shuffling: every queue position once, in the order they play.
+    std::vector<std::int32_t> order_;
+    std::mt19937 random_;
     std::int32_t repeat_;
     EqSettings eq_;
     std::vector<EqPreset> presets_;

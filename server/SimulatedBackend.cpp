@@ -83,7 +83,11 @@ ResultCode SimulatedBackend::SetPlaybackPosition(std::int32_t seconds, Events& e
 }
 
 ResultCode SimulatedBackend::SetQueuePosition(std::int32_t position, Events& events) {
-    return Outcome(player_.SetQueuePosition(position, events), kBadParameter);
+    if (!player_.SetQueuePosition(position, events)) {
+        return kBadParameter;
+    }
+    Append(events, player_.Play());
+    return kSuccess;
 }
 
 ResultCode SimulatedBackend::SetShuffle(bool shuffle, Events& events) {

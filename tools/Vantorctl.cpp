@@ -58,6 +58,7 @@ const char kHelp[] =
     "  search TEXT       artists, albums, playlists, shows and songs matching TEXT\n"
     "  play-path PATH    play what is at a library path (a folder or one item)\n"
     "  add PATH          add what is at a library path to the end of the queue\n"
+    "  play-entry N      play the queue's entry N (counting from 0)\n"
     "\n"
     "Options:\n"
     "  --server HOST     the server (name or address); without it, discovery finds one\n"
@@ -348,9 +349,14 @@ int MediaCommand(const Options& options, const std::string& host) {
         std::printf("queue: %d entries\n", page->totalCount);
         for (std::size_t i = 0; i < page->items.size(); ++i) {
             const auto& item = page->items[i];
-            std::printf("%5d  %s - %s (%s)\n", page->start + static_cast<int>(i),
-                        item.title.c_str(), item.artist.c_str(),
-                        FormatPlayTime(item.length).c_str());
+            std::printf("%5d  %s", page->start + static_cast<int>(i), item.title.c_str());
+            if (!item.artist.empty()) {
+                std::printf(" - %s", item.artist.c_str());
+            }
+            if (item.length > 0) {
+                std::printf(" (%s)", FormatPlayTime(item.length).c_str());
+            }
+            std::printf("\n");
         }
         return kOk;
     }
@@ -412,6 +418,15 @@ std::unique_ptr<Message> CommandRequest(const Options& options, bool* known, boo
             return nullptr;
         }
         auto request = std::make_unique<SetPlayPositionRequest>();
+        request->position = static_cast<std::int32_t>(number);
+        return request;
+    }
+    if (command == "play-entry") {
+        if (!ParseNumber(argument, 0, 10'000'000, &number)) {
+            *badArgument = true;
+            return nullptr;
+        }
+        auto request = std::make_unique<SetPlaylistPositionRequest>();
         request->position = static_cast<std::int32_t>(number);
         return request;
     }

@@ -281,7 +281,7 @@ ResultCode MpdBackend::Transport(TransportCommand command, Events& events) {
                 return kSuccess;
             }
             const std::int32_t length = now.queueLength;
-            return SetQueuePosition((now.queuePosition + (next ? 1 : length - 1)) % length, events);
+            return Cue((now.queuePosition + (next ? 1 : length - 1)) % length, events);
         }
     }
     return kUnsupported;

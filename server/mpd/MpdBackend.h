@@ -116,6 +116,8 @@ private:
     std::int32_t ReadRating(const std::string& uri);
     ResultCode ReadSpeakers(std::vector<Speaker>* speakers);
     void RefreshSpeakers(Events& events);
+    // Makes the queue's entry current, playing or not as before.
+    ResultCode Cue(std::int32_t position, Events& events);
     // The songs a selection names: kNotFound for none.
     ResultCode CountSongs(const MpdSelection& selection, std::size_t* count, Events& events);
     static std::vector<Send> AddCommands(const MpdSelection& selection, std::int32_t position);

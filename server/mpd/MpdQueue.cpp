@@ -14,6 +14,15 @@ ResultCode MpdBackend::SetQueuePosition(std::int32_t position, Events& events) {
     if (position < 0 || position >= state_.player.queueLength) {
         return kBadParameter;
     }
+    return Run("play", {[position](mpd_connection* c) { return mpd_send_play_pos(c, position); }},
+               events);
+}
+
+ResultCode MpdBackend::Cue(std::int32_t position, Events& events) {
+    if (position < 0 || position >= state_.player.queueLength) {
+        return kBadParameter;
+    }
+    // MPD moves in its queue only by playing.
     const std::int32_t state = state_.player.playingState;
     std::vector<Send> commands = {
         [position](mpd_connection* c) { return mpd_send_play_pos(c, position); }};

@@ -24,8 +24,27 @@ MpdSelection MpdSelection::OfPath(const std::string& path, const MpdSongs& songs
     if (const std::int32_t id = at.ItemId(); id >= 0) {
         return Song(songs.UriOf(id));
     }
+    // Songs without the category's tag are in no folder of it.
+    const auto tagged = [](const char* tag) { return std::string("(") + tag + " != '')"; };
     MpdSelection selection;
     switch (at.kind) {
+        case Folder::kRoot:
+        case Folder::kMusic:
+            selection.kind = Kind::kFilter;
+            selection.value = mpd::kEverything;
+            break;
+        case Folder::kArtists:
+            selection.kind = Kind::kFilter;
+            selection.value = tagged("artist");
+            break;
+        case Folder::kAlbums:
+            selection.kind = Kind::kFilter;
+            selection.value = tagged("album");
+            break;
+        case Folder::kGenres:
+            selection.kind = Kind::kFilter;
+            selection.value = tagged("genre");
+            break;
         case Folder::kArtist:
         case Folder::kArtistAlbum:
         case Folder::kAlbum:

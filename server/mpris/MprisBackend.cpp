@@ -258,14 +258,22 @@ ResultCode MprisBackend::Transport(TransportCommand command, Events&) {
     const bool playing = view_.playingState == PlayingState::Playing;
     switch (command) {
         case TransportCommand::Play:
-            return can.control && can.play ? PlayerCall("Play") : kUnsupported;
+            return Play();
         case TransportCommand::Pause:
             return can.control && can.pause ? PlayerCall("Pause") : kUnsupported;
         case TransportCommand::PlayPause:
+            if (!playing && !view_.track) {
+                return Play();
+            }
             return can.control && (playing ? can.pause : can.play) ? PlayerCall("PlayPause")
                                                                    : kUnsupported;
         case TransportCommand::Stop:
-            return can.control ? PlayerCall("Stop") : kUnsupported;
+            if (!can.control) {
+                return kUnsupported;
+            }
+            stoppedBus_ = view_.busName;
+            stoppedUrl_ = view_.track ? view_.track->url : std::string();
+            return PlayerCall("Stop");
         case TransportCommand::Next:
             return can.control && can.next ? PlayerCall("Next") : kUnsupported;
         case TransportCommand::Previous:
@@ -280,6 +288,26 @@ ResultCode MprisBackend::Transport(TransportCommand command, Events&) {
         }
     }
     return kUnsupported;
+}
+
+ResultCode MprisBackend::Play() {
+    if (!view_.can.control) {
+        return kUnsupported;
+    }
+    if (!view_.track && view_.busName == stoppedBus_ && !stoppedUrl_.empty()) {
+        // Stopped empty: nothing would play, though the player says yes.
+        // Paused first, so that Play changes its pause switch: mpv says it
+        // plays only when that changes.
+        if (view_.can.pause) {
+            PlayerCall("Pause");
+        }
+        if (const ResultCode code = PlayerCall("OpenUri", {QString::fromStdString(stoppedUrl_)});
+            code != kSuccess) {
+            return code;
+        }
+        return PlayerCall("Play");
+    }
+    return view_.can.play ? PlayerCall("Play") : kUnsupported;
 }
 
 ResultCode MprisBackend::SetVolume(std::int32_t volume, Events&) {
@@ -317,7 +345,7 @@ ResultCode MprisBackend::SetPlaybackPosition(std::int32_t seconds, Events&) {
     return PlayerCall("Seek", {QVariant::fromValue(offset)});
 }
 
-ResultCode MprisBackend::SetQueuePosition(std::int32_t position, Events& events) {
+ResultCode MprisBackend::SetQueuePosition(std::int32_t position, Events&) {
     if (view_.busName.empty()) {
         return kPlayerFailed;  // no player on the bus
     }
@@ -330,12 +358,18 @@ ResultCode MprisBackend::SetQueuePosition(std::int32_t position, Events& events)
         }
         const QString id =
             QString::fromStdString((*view_.tracks)[static_cast<std::size_t>(position)].id);
-        return Command(kTrackListInterface, "GoTo", {QVariant::fromValue(QDBusObjectPath(id))});
+        const ResultCode code =
+            Command(kTrackListInterface, "GoTo", {QVariant::fromValue(QDBusObjectPath(id))});
+        // GoTo only makes the track current where the player is not playing.
+        if (code != kSuccess || view_.playingState == PlayingState::Playing) {
+            return code;
+        }
+        return Play();
     }
     if (position != 0 || !view_.track) {
         return kBadParameter;
     }
-    return Transport(TransportCommand::Play, events);
+    return Play();
 }
 
 ResultCode MprisBackend::SetShuffle(bool shuffle, Events&) {

@@ -125,6 +125,8 @@ private:
     ResultCode Command(const QString& interface, const char* method, QVariantList arguments);
     ResultCode PlayerCall(const char* method, QVariantList arguments = {});
     ResultCode SetProperty(const char* property, QVariant value);
+    // Play, and Play after a Stop that emptied the player.
+    ResultCode Play();
 
     // Under sharedMutex_.
     std::int32_t NumberOf(const std::string& busName, bool playlist, const std::string& target,
@@ -146,6 +148,10 @@ private:
     // Until then a command the player left unanswered may still keep it
     // busy: further commands fail at once.
     Clock::time_point stalledUntil_{};
+    // The player and the file it played when a client stopped it: a player
+    // whose Stop empties its playlist (mpv) is given the file again by Play.
+    std::string stoppedBus_;
+    std::string stoppedUrl_;
 
     std::mutex sharedMutex_;    // guards listed_, known_ and numbers_
     PlayerView listed_;         // the driven player's view as last applied

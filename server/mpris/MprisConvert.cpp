@@ -270,7 +270,8 @@ std::optional<Track> TrackOf(const QVariantMap& metadata) {
         track.title = Text(QString::fromStdString(track.title));
         track.untitled = true;
     }
-    if (track.id.empty() && track.title.empty() && track.artist.empty() && track.album.empty()) {
+    // An id alone (mpv's "/noplaylist" once stopped) names no track.
+    if (track.title.empty() && track.artist.empty() && track.album.empty()) {
         return std::nullopt;
     }
     return track;

@@ -72,6 +72,11 @@ protected:
                             std::string("--tag=GENRE=") + song.genre, wav.string()});
             ASSERT_EQ(encode.Wait(), 0) << encode.Output();
         }
+        // And one song without tags, which MPD names by its file.
+        fs::create_directories(folder_ / "music/Zed");
+        Process encode({flac, "--silent", "--force", "-o", (folder_ / "music/Zed/b.flac").string(),
+                        wav.string()});
+        ASSERT_EQ(encode.Wait(), 0) << encode.Output();
         std::ofstream(folder_ / "music/Mira Solen/Blue Rivers/cover.png", std::ios::binary)
             << server::AlbumArtPng("Blue Rivers");
         std::ofstream(folder_ / "playlists/Evening.m3u") << kSongs[2].file << "\n"
@@ -79,7 +84,7 @@ protected:
 
         mpd_ = std::make_unique<Mpd>(mpd, folder_);
         ASSERT_TRUE(mpd_->Start()) << mpd_->Output();
-        ASSERT_TRUE(mpd_->Update(3)) << mpd_->Output();
+        ASSERT_TRUE(mpd_->Update(4)) << mpd_->Output();
         StartServer("127.0.0.1:" + std::to_string(mpd_->Port()));
     }
 
@@ -156,7 +161,7 @@ TEST_F(MpdTest, TransportVolumeAndSeekReachMpdAndComeBackAsEventsAcrossARestart)
     ASSERT_TRUE(mpd_->Start()) << mpd_->Output();
     EXPECT_TRUE(WaitUntil([&] { return Run({"volume", "20"}).first == 0; }, 10s));
     EXPECT_TRUE(watch.WaitForOutput("volume 20\n")) << watch.Output();
-    EXPECT_TRUE(Says({"queue"}, "queue: 3 entries"));
+    EXPECT_TRUE(Says({"queue"}, "queue: 4 entries"));
     // Whichever connection noticed first said so in the log.
     const std::string log = server_->Output();
     EXPECT_TRUE(log.find("lost MPD") != std::string::npos ||
@@ -223,6 +228,38 @@ TEST_F(MpdTest, QueueLibrarySearchArtAndRatings) {
     EXPECT_STREQ(sticker->value, "80");
     mpd_return_sticker(mpd.get(), sticker);
     mpd_response_finish(mpd.get());
+}
+
+TEST_F(MpdTest, AFolderPlaysAsItsSongsOnceEachAndTheQueuesPlayPlaysThatEntry) {
+    // A category plays the songs that have its tag.
+    const std::pair<const char*, int> folders[] = {
+        {"/", 4}, {"/Music", 4}, {"/Music/Artists", 3}, {"/Music/Genres", 3}, {"/Music/Albums", 3}};
+    for (const auto& [path, songs] : folders) {
+        EXPECT_EQ(Run({"play-path", path}).first, 0) << path;
+        EXPECT_TRUE(EventuallySays({"queue"}, "queue: " + std::to_string(songs) + " entries"))
+            << path << "\n"
+            << Run({"queue"}).second;
+        EXPECT_EQ(Run({"add", path}).first, 0) << path;
+        EXPECT_TRUE(EventuallySays({"queue"}, "queue: " + std::to_string(2 * songs) + " entries"))
+            << path << "\n"
+            << Run({"queue"}).second;
+    }
+
+    EXPECT_EQ(Run({"play-path", "/Music"}).first, 0);
+    const auto queue = Run({"queue"}).second;
+    EXPECT_NE(queue.find("  b.flac (00:30)\n"), std::string::npos) << "no artist, no dash\n"
+                                                                   << queue;
+
+    // The queue's Play plays that entry, whether stopped, paused or playing.
+    for (const char* before : {"stop", "pause", "play"}) {
+        EXPECT_EQ(Run({before}).first, 0) << before;
+        for (const std::string entry : {"1", "2"}) {
+            EXPECT_EQ(Run({"play-entry", entry}).first, 0) << before;
+            EXPECT_TRUE(EventuallySays({"status"}, "queue:     position " + entry)) << before;
+            EXPECT_TRUE(Says({"status"}, "state:     playing")) << before;
+        }
+    }
+    EXPECT_EQ(Run({"play-entry", "4"}).first, 4) << "there is no fifth entry";
 }
 
 // Needs no mpd: nothing listens where the server is told MPD is.

@@ -204,6 +204,24 @@ TEST_F(MprisTest, CommandsReachMpvAndComeBackAsEvents) {
     EXPECT_EQ(watch.Wait(), 0);
 }
 
+TEST_F(MprisTest, AfterStopTheQueueHasNoBlankEntryAndPlayPlaysAgain) {
+    EXPECT_EQ(Run({"play"}).first, 0);
+    EXPECT_TRUE(EventuallySays({"status"}, "state:     playing"));
+    // mpv's Stop empties its playlist: nothing is left to list.
+    EXPECT_EQ(Run({"stop"}).first, 0);
+    EXPECT_TRUE(EventuallySays({"queue"}, "queue: 0 entries")) << Run({"queue"}).second;
+    EXPECT_TRUE(Says({"status"}, "state:     stopped"));
+
+    // Play brings back the song that was stopped.
+    EXPECT_EQ(Run({"play"}).first, 0);
+    EXPECT_TRUE(WaitUntil([&] {
+        return mpv_->Get("pause") == "false" && mpv_->Get("idle-active") == "false";
+    })) << mpv_->Get("idle-active");
+    EXPECT_TRUE(EventuallySays({"status"}, "playing:   Mira Solen - Night Drive"))
+        << Run({"status"}).second;
+    EXPECT_TRUE(EventuallySays({"status"}, "state:     playing"));
+}
+
 TEST_F(MprisTest, TwoPlayersAreSpeakersAndTheClientSwitchesBetweenThem) {
     Mpv other(folder_ / "list.m3u", folder_ / "other.sock");
     ASSERT_TRUE(other.Start());

@@ -91,9 +91,10 @@ TEST_F(AllowListTest, AnAddressOutsideTheRangesGetsNothing) {
 TEST(VantorctlHelpTest, HelpNamesEveryCommand) {
     Process help({VANTORCTL_PATH, "--help"});
     EXPECT_EQ(help.Wait(), 0);
-    for (const char* command : {"status", "play", "pause", "toggle", "stop", "next", "prev",
-                                "volume N", "seek SECONDS", "shuffle on|off", "repeat off|all",
-                                "rate N", "eq", "speakers", "watch", "discover", "--broadcast"}) {
+    for (const char* command :
+         {"status", "play", "pause", "toggle", "stop", "next", "prev", "volume N", "seek SECONDS",
+          "shuffle on|off", "repeat off|all", "rate N", "eq", "speakers", "watch", "discover",
+          "play-entry N", "--broadcast"}) {
         EXPECT_NE(help.Output().find(command), std::string::npos) << command;
     }
 }

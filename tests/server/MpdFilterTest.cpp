@@ -50,8 +50,10 @@ TEST(MpdFilterTest, LibraryPathsAndSelectorsBecomeSelections) {
         {"//Music//Songs", Kind::kFilter, "(file != '')"},
         {"/Music/Playlists/Evening", Kind::kPlaylist, "Evening"},
         {"/Music/Songs/999", Kind::kNothing, ""},  // a song number never given out
-        {"/Music", Kind::kNothing, ""},
-        {"/Music/Artists", Kind::kNothing, ""},
+        {"/", Kind::kFilter, "(file != '')"},
+        {"/Music", Kind::kFilter, "(file != '')"},
+        {"/Music/Artists", Kind::kFilter, "(artist != '')"},
+        {"/Music/Genres/", Kind::kFilter, "(genre != '')"},
         {"/Podcasts/Show", Kind::kNothing, ""},
         {"/Music/Artists/A/B/C/D", Kind::kNothing, ""},
     };

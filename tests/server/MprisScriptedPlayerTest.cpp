@@ -479,6 +479,7 @@ TEST_F(MprisTrackListTest, TheTrackListIsTheQueueAndPlaylistsTheLibrary) {
     EXPECT_EQ(Status().queueLength, 3);
     EXPECT_EQ(backend_->SetQueuePosition(2, none_), kSuccess);
     EXPECT_TRUE(player_->Got("GoTo /t/2"));
+    EXPECT_TRUE(player_->Got("Play")) << "paused, the entry chosen is played";
     EXPECT_EQ(backend_->SetQueuePosition(3, none_), kBadParameter);
 
     ASSERT_TRUE(Eventually([&] {

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "PlayerModel.h"
 
 namespace vantor::server {
@@ -61,6 +63,60 @@ TEST_F(PlayerModelTest, TheEndOfTheQueueStopsUnlessRepeating) {
     player_.SetPlaybackPosition(player_.Current()->length, events);
     player_.Tick();
     EXPECT_EQ(player_.QueuePosition(), 0) << "repeat one plays the same song again";
+}
+
+TEST_F(PlayerModelTest, NextAndPreviousStopAtTheEndsUnlessRepeating) {
+    Events events;
+    player_.Play();
+    player_.SetQueuePosition(2, events);
+    player_.Next();
+    EXPECT_EQ(player_.QueuePosition(), 0) << "the last song's Next stops at the first";
+    EXPECT_EQ(player_.PlayingState(), PlayingState::Stopped);
+    player_.Play();
+    player_.Previous();
+    EXPECT_EQ(player_.QueuePosition(), 0) << "the first song's Previous starts it again";
+    EXPECT_EQ(player_.PlayingState(), PlayingState::Playing);
+
+    player_.SetRepeat(RepeatState::All);
+    player_.Previous();
+    EXPECT_EQ(player_.QueuePosition(), 2);
+    player_.Next();
+    EXPECT_EQ(player_.QueuePosition(), 0);
+}
+
+TEST_F(PlayerModelTest, ShufflePlaysEverySongOnceInAnotherOrder) {
+    std::vector<std::int32_t> songs;
+    for (std::int32_t id = 1; id <= 20; ++id) {
+        songs.push_back(id);
+    }
+    Events events;
+    ASSERT_TRUE(player_.PlayNow(songs, 5, events));
+    player_.SetShuffle(true);
+    std::vector<std::int32_t> played = {player_.QueuePosition()};
+    for (std::size_t i = 1; i < songs.size(); ++i) {
+        player_.Next();
+        played.push_back(player_.QueuePosition());
+    }
+    std::vector<std::int32_t> sorted = played;
+    std::sort(sorted.begin(), sorted.end());
+    EXPECT_EQ(std::unique(sorted.begin(), sorted.end()), sorted.end()) << "each once";
+    EXPECT_FALSE(std::is_sorted(played.begin(), played.end())) << "not the queue's order";
+    player_.Previous();
+    EXPECT_EQ(player_.QueuePosition(), played[played.size() - 2]) << "back the way it came";
+    player_.Next();
+    player_.Next();
+    EXPECT_EQ(player_.PlayingState(), PlayingState::Stopped) << "all played, none repeating";
+}
+
+TEST_F(PlayerModelTest, EqPresetsAreAudibleOnTheClientsScale) {
+    for (const EqPreset& preset : player_.Presets()) {
+        const auto [low, high] = std::minmax_element(preset.bands.begin(), preset.bands.end());
+        EXPECT_GE(*low, -100) << preset.name;
+        EXPECT_LE(*high, 100) << preset.name;
+        if (preset.name != "Flat") {
+            EXPECT_GE(*high - *low, 30) << preset.name;
+        }
+    }
 }
 
 TEST_F(PlayerModelTest, QueueEditsKeepTheCurrentSong) {

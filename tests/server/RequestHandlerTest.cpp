@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "RequestHandler.h"
 #include "SimulatedBackend.h"
 #include "protocol/MessageFactory.h"
@@ -86,6 +88,49 @@ TEST_F(RequestHandlerTest, PlayingFromALibraryPathFillsTheQueue) {
     EXPECT_EQ(player_.PlayingState(), PlayingState::Playing);
     EXPECT_EQ(player_.Current()->album, library_.Tracks()[0].album);
     EXPECT_FALSE(events_.empty());
+}
+
+TEST_F(RequestHandlerTest, TheQueuesPlayPlaysThatEntryWhateverTheState) {
+    for (const auto state : {PlayingState::Stopped, PlayingState::Paused, PlayingState::Playing}) {
+        events_.clear();
+        player_.Play();
+        if (state == PlayingState::Paused) {
+            player_.Pause();
+        } else if (state == PlayingState::Stopped) {
+            player_.Stop();
+        }
+        SetPlaylistPositionRequest play;
+        play.position = 4;
+        EXPECT_EQ(Handle(play)->returnCode, kSuccess) << state;
+        EXPECT_EQ(player_.QueuePosition(), 4) << state;
+        EXPECT_EQ(player_.PlayingState(), PlayingState::Playing) << state;
+    }
+}
+
+TEST_F(RequestHandlerTest, AFolderPlaysAndIsAddedAsItsSongsOnceEach) {
+    const auto songs = static_cast<std::size_t>(library_.SongCount());
+    const std::pair<const char*, std::size_t> folders[] = {
+        {"/", library_.Tracks().size()},  // podcasts too
+        {"/Music", songs},
+        {"/Music/Artists", songs},
+        {"/Music/Genres", songs},
+        {"/Music/Albums", songs},
+    };
+    for (const auto& [path, count] : folders) {
+        PlayMediaRequest play;
+        play.selector.libPath = path;
+        EXPECT_EQ(Handle(play)->returnCode, kSuccess) << path;
+        EXPECT_EQ(player_.Queue().size(), count) << path;
+        std::vector<std::int32_t> ids = player_.Queue();
+        std::sort(ids.begin(), ids.end());
+        EXPECT_EQ(std::unique(ids.begin(), ids.end()), ids.end()) << path;
+
+        PlaylistAddRequest add;
+        add.selector.libPath = path;
+        add.position = -1;
+        EXPECT_EQ(Handle(add)->returnCode, kSuccess) << path;
+        EXPECT_EQ(player_.Queue().size(), 2 * count) << path;
+    }
 }
 
 }  // namespace
