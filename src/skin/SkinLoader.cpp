@@ -59,9 +59,14 @@ public:
     void Run(std::vector<SkinBitmap>& bitmaps, std::vector<SkinWinComponent>& winComponents,
              std::vector<SkinFont>& fonts, std::vector<SkinComponent>& components) const {
         ForEach("bitmap", [&](const SkinXmlElement& e) { bitmaps.push_back(ReadBitmap(e)); });
+        ForEach("font", [&](const SkinXmlElement& e) { fonts.push_back(ReadFont(e)); });
+        Place(winComponents, components);
+    }
+    // What depends on the screen's size: the windows and the components.
+    void Place(std::vector<SkinWinComponent>& winComponents,
+               std::vector<SkinComponent>& components) const {
         ForEach("wincomponent",
                 [&](const SkinXmlElement& e) { winComponents.push_back(ReadWinComponent(e)); });
-        ForEach("font", [&](const SkinXmlElement& e) { fonts.push_back(ReadFont(e)); });
         ForEach("component",
                 [&](const SkinXmlElement& e) { components.push_back(ReadComponent(e)); });
     }
@@ -256,8 +261,9 @@ bool CSkin::LoadSkin(const std::string& path, const SkinRect& screen) {
             path.c_str(), static_cast<long>(kMaxSkinFileBytes));
     }
 
-    const SkinXmlDocument document = SkinXmlDocument::Parse(ToUtf8(std::move(bytes)));
-    if (const SkinXmlProblems& problems = document.Problems(); problems.count > 0) {
+    auto document =
+        std::make_shared<const SkinXmlDocument>(SkinXmlDocument::Parse(ToUtf8(std::move(bytes))));
+    if (const SkinXmlProblems& problems = document->Problems(); problems.count > 0) {
         Log(kLogError,
             "Skin file \"%s\": %s at byte %zu (%zu problem%s in all); using what could be read",
             path.c_str(), problems.first.c_str(), problems.firstOffset, problems.count,
@@ -268,13 +274,31 @@ bool CSkin::LoadSkin(const std::string& path, const SkinRect& screen) {
     std::vector<SkinWinComponent> winComponents;
     std::vector<SkinFont> fonts;
     std::vector<SkinComponent> components;
-    Loader(document, scale_, screen, std::move(folder), suffix_)
+    Loader(*document, scale_, screen, folder, suffix_)
         .Run(bitmaps, winComponents, fonts, components);
 
     const SkinDrawGuard lock;
     bitmaps_ = std::move(bitmaps);
     winComponents_ = std::move(winComponents);
     fonts_ = std::move(fonts);
+    components_ = std::move(components);
+    document_ = std::move(document);
+    folder_ = std::move(folder);
+    loadedScale_ = scale_;
+    return true;
+}
+
+bool CSkin::Fit(const SkinRect& screen) {
+    if (!document_ || ResolutionSuffixFor(SkinClamp(screen.Width())) != suffix_ ||
+        scale_.dpiX != loadedScale_.dpiX || scale_.dpiY != loadedScale_.dpiY) {
+        return false;
+    }
+    std::vector<SkinWinComponent> winComponents;
+    std::vector<SkinComponent> components;
+    Loader(*document_, scale_, screen, folder_, suffix_).Place(winComponents, components);
+
+    const SkinDrawGuard lock;
+    winComponents_ = std::move(winComponents);
     components_ = std::move(components);
     return true;
 }

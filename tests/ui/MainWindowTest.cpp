@@ -143,8 +143,6 @@ TEST_F(GuiTest, LandscapeIsRefusedAndTurningBackLandsOnMain) {
     WriteSettings();
     StartWindow();
     ASSERT_TRUE(OnMainWithSong());
-    frame_->Command(ui::WindowCommand::NowPlaying);
-    ASSERT_EQ(frame_->Screen(), "nowplaying");
 
     // The menu and command bars follow the scale's font, so the window is
     // sized again once they have.
@@ -158,6 +156,21 @@ TEST_F(GuiTest, LandscapeIsRefusedAndTurningBackLandsOnMain) {
         }
         return false;
     };
+    // Taller at the same scale, the window keeps the skin as it read it and
+    // the images it decoded: the buttons still show, moved down with the
+    // deck, though their image's files have gone meanwhile.
+    const QRect next = frame_->View().ComponentRect("next");
+    const QImage nextShown = frame_->View().Frame().copy(next);
+    for (const char* image : {"controls.png", "controls@1.3x.png", "controls@2x.png"}) {
+        std::filesystem::remove(installDir_ / "skins" / "default" / image);
+    }
+    ASSERT_TRUE(resizeScreen(480, 700));
+    EXPECT_EQ(frame_->View().ComponentRect("next"), next.translated(0, 60));
+    EXPECT_EQ(frame_->View().Frame().copy(frame_->View().ComponentRect("next")), nextShown);
+    CopySkins();
+
+    frame_->Command(ui::WindowCommand::NowPlaying);
+    ASSERT_EQ(frame_->Screen(), "nowplaying");
     ASSERT_TRUE(resizeScreen(640, 480));
     EXPECT_TRUE(frame_->Landscape());
     EXPECT_TRUE(frame_->View().Landscape());
