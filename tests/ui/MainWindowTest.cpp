@@ -4,6 +4,7 @@
 
 #include <QCryptographicHash>
 #include <QFile>
+#include <QTest>
 #include <fstream>
 
 #include "protocol/Messages.h"
@@ -139,7 +140,49 @@ TEST_F(GuiTest, LosingTheServerShowsReconnectingUntilItReturns) {
     EXPECT_EQ(store.QueryDword(kSettingsKey, "NowPlayingOnIdle").value_or(0), 1u);
 }
 
+TEST_F(GuiTest, AButtonLightsOnlyWhileThePointerIsOnItAndAToggleShowsItsState) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    ASSERT_FALSE(frame_->View().Content().shuffle);
+    // The pointer as the platform moves it, over the window's children.
+    const auto moveTo = [&](const QWidget* widget, QPoint at) {
+        QTest::mouseMove(frame_->windowHandle(), widget->mapTo(frame_.get(), at));
+    };
+    const auto picture = [&](std::string_view name) {
+        return frame_->View().Frame().copy(frame_->View().ComponentRect(name));
+    };
+    const QPoint clear = Center("songback");
+    moveTo(Screen(), clear);
+    const QImage next = picture("next");
+    const QImage shuffleOff = picture("shuffle");
+
+    // Lit under the pointer; out once the pointer has gone on to the queue.
+    moveTo(Screen(), Center("next"));
+    ASSERT_NE(picture("next"), next);
+    const QWidget* queue = frame_->Queue().viewport();
+    moveTo(queue, queue->rect().center());
+    EXPECT_EQ(picture("next"), next);
+
+    // Shuffle switched on shows on, the pointer still on it or not.
+    moveTo(Screen(), Center("shuffle"));
+    const QImage shuffleHovered = picture("shuffle");
+    ASSERT_NE(shuffleHovered, shuffleOff);
+    Click("shuffle");
+    ASSERT_TRUE(frame_->View().Content().shuffle);
+    const QImage shuffleOnUnderPointer = picture("shuffle");
+    moveTo(Screen(), clear);
+    const QImage shuffleOn = picture("shuffle");
+    EXPECT_NE(shuffleOn, shuffleOff);
+    EXPECT_NE(shuffleOn, shuffleHovered);
+    EXPECT_EQ(shuffleOnUnderPointer, shuffleOn);
+    EXPECT_TRUE(Pump([&] { return frame_->Player().shuffle; }));
+    moveTo(Screen(), Center("shuffle"));
+    EXPECT_EQ(picture("shuffle"), shuffleOn);
+}
+
 TEST_F(GuiTest, LandscapeIsRefusedAndTurningBackLandsOnMain) {
+    CopySkins();
     WriteSettings();
     StartWindow();
     ASSERT_TRUE(OnMainWithSong());

@@ -1,3 +1,4 @@
+#include <QChildEvent>
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
@@ -40,6 +41,20 @@ void ScreenView::leaveEvent(QEvent* event) {
     if (held_ == nullptr) {
         SetHot(nullptr, false);
     }
+}
+
+void ScreenView::childEvent(QChildEvent* event) {
+    QWidget::childEvent(event);
+    if (event->added() && event->child()->isWidgetType()) {
+        event->child()->installEventFilter(this);
+    }
+}
+
+bool ScreenView::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::Enter && held_ == nullptr) {
+        SetHot(nullptr, false);
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 const SkinComponent* ScreenView::BarAt(int x, int y) const {
