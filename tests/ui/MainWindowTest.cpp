@@ -126,11 +126,29 @@ TEST_F(GuiTest, LosingTheServerShowsReconnectingUntilItReturns) {
     // The window goes on working meanwhile: a button press returns at once.
     Click("next");
     EXPECT_EQ(frame_->Screen(), "main");
+    // It shows the player as it was last known: the clock stands where the
+    // song was, and a bar that nothing could be sent for does not move.
+    const ui::ScreenContent& content = frame_->View().Content();
+    const std::int64_t stood = content.positionMs;
+    const QRect volume = frame_->View().ComponentRect("volumebar.back");
+    const QImage volumeShown = frame_->View().Frame().copy(volume);
+    const std::int32_t volumePixels = content.volumePixels;
+    const QPoint low(volume.left() + 2, volume.center().y());
+    Mouse(QEvent::MouseButtonPress, low, Qt::LeftButton);
+    EXPECT_EQ(frame_->View().Frame().copy(volume), volumeShown);
+    Mouse(QEvent::MouseButtonRelease, low, Qt::NoButton);
+    EXPECT_EQ(content.volumePixels, volumePixels);
+    EXPECT_EQ(frame_->View().Frame().copy(volume), volumeShown);
+    PumpFor(1500ms);
+    EXPECT_EQ(content.positionMs, stood);
 
     ASSERT_TRUE(server_->Restart(serverOptions_));
     const std::string line = ServerTitleLine();
     EXPECT_TRUE(Pump([&] { return frame_->View().Content().songTitle == line; }, 10s)) << line;
     EXPECT_EQ(frame_->Screen(), "main");
+    // Back with a playing player, the clock runs between its reports again
+    // (which alone would leave it on whole seconds).
+    EXPECT_TRUE(Pump([&] { return content.positionMs > 0 && content.positionMs % 1000 != 0; }));
     EXPECT_TRUE(Pump([&] { return frame_->Queue().RowCount() > 0; }));
 
     StopWindow();

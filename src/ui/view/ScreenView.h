@@ -49,6 +49,9 @@ public:
                               bool finished) = 0;
     // The title or the album art was tapped.
     virtual void OnNowPlayingTapped() = 0;
+    // Whether the player's buttons and bars act: while there is no player
+    // to tell, they neither light nor move, rather than seem to act.
+    virtual bool ControlsAct() const = 0;
 };
 
 // The player's state as the screens show it.

@@ -135,12 +135,15 @@ void ScreenView::mousePressEvent(QMouseEvent* event) {
         return;
     }
     const QPoint point = event->position().toPoint();
-    if (const SkinComponent* button = ComponentAtPress(skin_, point.x(), point.y(), shown_())) {
+    const bool act = input_.ControlsAct();
+    const SkinComponent* button =
+        act ? ComponentAtPress(skin_, point.x(), point.y(), shown_()) : nullptr;
+    if (button != nullptr) {
         held_ = button;
         SetHot(button, true);
         return;
     }
-    if (const SkinComponent* bar = BarAt(point.x(), point.y())) {
+    if (const SkinComponent* bar = act ? BarAt(point.x(), point.y()) : nullptr) {
         std::int32_t extent = 0;
         dragBar_ = bar;
         dragValue_ = BarValue(*bar, point.x(), point.y(), &extent);
@@ -169,7 +172,9 @@ void ScreenView::mouseMoveEvent(QMouseEvent* event) {
         return;
     }
     if (event->buttons() == Qt::NoButton && !Landscape()) {
-        const SkinComponent* under = ComponentAtInput(skin_, point.x(), point.y(), shown_(), true);
+        const SkinComponent* under =
+            input_.ControlsAct() ? ComponentAtInput(skin_, point.x(), point.y(), shown_(), true)
+                                 : nullptr;
         SetHot(under != nullptr && under->hover.present ? under : nullptr, false);
     }
 }
