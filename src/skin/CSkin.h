@@ -150,7 +150,8 @@ public:
     bool LoadSkin(const std::string& path, const SkinRect& screen);
     // Places the components and windows again for a screen of another
     // size, from the file as the last LoadSkin read it; the images, and
-    // what has been decoded of them, stay. False, changing nothing, when
+    // what has been decoded of them, stay, and so do the records' places
+    // (what Find returned still holds). False, changing nothing, when
     // that screen takes other images (another resolution suffix), the
     // scale changed since, or nothing was loaded: LoadSkin then.
     bool Fit(const SkinRect& screen);

@@ -2,6 +2,7 @@
 
 #include <QByteArrayView>
 #include <QString>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -297,9 +298,12 @@ bool CSkin::Fit(const SkinRect& screen) {
     std::vector<SkinComponent> components;
     Loader(*document_, scale_, screen, folder_, suffix_).Place(winComponents, components);
 
+    // The same file gives the same records in the same order: each takes
+    // its own slot, so whatever points at one (a button under the pointer)
+    // points at it still.
     const SkinDrawGuard lock;
-    winComponents_ = std::move(winComponents);
-    components_ = std::move(components);
+    std::move(winComponents.begin(), winComponents.end(), winComponents_.begin());
+    std::move(components.begin(), components.end(), components_.begin());
     return true;
 }
 

@@ -155,10 +155,13 @@ TEST(SkinLoaderTest, FittingToAnotherSizeKeepsTheImagesWithinOneWidthStep) {
         const SkinDrawGuard lock;
         ASSERT_TRUE(LoadSkinImage(lock, *skin.FindBitmap("a")));
     }
-    // Placed again from the file as read (gone since), its image as decoded.
+    // Placed again from the file as read (gone since), in the same record,
+    // its image as decoded.
+    const SkinComponent* component = skin.FindComponent("c");
     std::filesystem::remove(path);
     ASSERT_TRUE(skin.Fit(SkinRect{0, 0, 500, 700}));
-    EXPECT_EQ(skin.FindComponent("c")->norm.destination, (SkinRect{0, 686, 4, 690}));
+    EXPECT_EQ(skin.FindComponent("c"), component);
+    EXPECT_EQ(component->norm.destination, (SkinRect{0, 686, 4, 690}));
     EXPECT_FALSE(skin.FindBitmap("a")->image.pixels.isNull());
     // Another width step takes other images, another scale other sizes:
     // only a load gives those.
