@@ -21,6 +21,7 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
+#include <string_view>
 
 #include "core/Logger.h"
 #include "session/Settings.h"
@@ -161,6 +162,29 @@ bool Parse(QCoreApplication& application, Arguments& arguments) {
     return true;
 }
 
+void NameTheProgram() {
+    QCoreApplication::setApplicationName(QStringLiteral("vantor"));
+    QCoreApplication::setApplicationVersion(QString::fromLatin1(vantor::kClientVersion));
+}
+
+// Whether the command line asks for the help or the version, which need
+// no window: without a display the window's application would end the
+// program before they were printed.
+bool AsksHelpOrVersion(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view argument = argv[i];
+        if (argument == "--") {
+            return false;
+        }
+        for (const char* option : {"-h", "-?", "--help", "--help-all", "-v", "--version"}) {
+            if (argument == option) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
 // Milliseconds on the monotonic clock, which a program that starts this
 // one can compare with its own.
 double MonotonicMs() {
@@ -221,14 +245,23 @@ int main(int argc, char** argv) {
             qputenv("QT_QPA_PLATFORM", "offscreen");
         }
     }
+    Arguments arguments;
+    if (AsksHelpOrVersion(argc, argv)) {
+        // Parse prints the answer and ends the program; it comes back only
+        // when the word was an option's value ("--server -h"), and the
+        // window's application then reads the options again.
+        QCoreApplication answering(argc, argv);
+        NameTheProgram();
+        if (!Parse(answering, arguments)) {
+            return 1;
+        }
+    }
     QApplication application(argc, argv);
     // One look everywhere, whatever the desktop's theme: the skin sets the
     // colours.
     QApplication::setStyle(QStringLiteral("Fusion"));
-    QApplication::setApplicationName(QStringLiteral("vantor"));
-    QApplication::setApplicationVersion(QString::fromLatin1(vantor::kClientVersion));
+    NameTheProgram();
 
-    Arguments arguments;
     if (!Parse(application, arguments)) {
         return 1;
     }

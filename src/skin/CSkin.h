@@ -14,6 +14,7 @@
 #include <QFont>
 #include <QImage>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,6 +25,8 @@
 #include "skin/SkinScale.h"
 
 namespace vantor {
+
+class SkinXmlDocument;
 
 // An image file's pixels once loaded. QImage owns them, so there is no
 // separate "owned" flag: loading another image into the record frees the
@@ -145,6 +148,13 @@ public:
     // cannot be read; a malformed file loads whatever could be read and
     // logs what was skipped.
     bool LoadSkin(const std::string& path, const SkinRect& screen);
+    // Places the components and windows again for a screen of another
+    // size, from the file as the last LoadSkin read it; the images, and
+    // what has been decoded of them, stay, and so do the records' places
+    // (what Find returned still holds). False, changing nothing, when
+    // that screen takes other images (another resolution suffix), the
+    // scale changed since, or nothing was loaded: LoadSkin then.
+    bool Fit(const SkinRect& screen);
 
     const std::string& ResolutionSuffix() const { return suffix_; }
 
@@ -166,6 +176,10 @@ private:
     std::vector<SkinFont> fonts_;
     SkinScale scale_;
     std::string suffix_;
+    // The last file read, kept for Fit, and the scale it was read at.
+    std::shared_ptr<const SkinXmlDocument> document_;
+    std::string folder_;
+    SkinScale loadedScale_;
 };
 
 }  // namespace vantor

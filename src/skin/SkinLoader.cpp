@@ -2,6 +2,7 @@
 
 #include <QByteArrayView>
 #include <QString>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -59,9 +60,14 @@ public:
     void Run(std::vector<SkinBitmap>& bitmaps, std::vector<SkinWinComponent>& winComponents,
              std::vector<SkinFont>& fonts, std::vector<SkinComponent>& components) const {
         ForEach("bitmap", [&](const SkinXmlElement& e) { bitmaps.push_back(ReadBitmap(e)); });
+        ForEach("font", [&](const SkinXmlElement& e) { fonts.push_back(ReadFont(e)); });
+        Place(winComponents, components);
+    }
+    // What depends on the screen's size: the windows and the components.
+    void Place(std::vector<SkinWinComponent>& winComponents,
+               std::vector<SkinComponent>& components) const {
         ForEach("wincomponent",
                 [&](const SkinXmlElement& e) { winComponents.push_back(ReadWinComponent(e)); });
-        ForEach("font", [&](const SkinXmlElement& e) { fonts.push_back(ReadFont(e)); });
         ForEach("component",
                 [&](const SkinXmlElement& e) { components.push_back(ReadComponent(e)); });
     }
@@ -256,8 +262,9 @@ bool CSkin::LoadSkin(const std::string& path, const SkinRect& screen) {
             path.c_str(), static_cast<long>(kMaxSkinFileBytes));
     }
 
-    const SkinXmlDocument document = SkinXmlDocument::Parse(ToUtf8(std::move(bytes)));
-    if (const SkinXmlProblems& problems = document.Problems(); problems.count > 0) {
+    auto document =
+        std::make_shared<const SkinXmlDocument>(SkinXmlDocument::Parse(ToUtf8(std::move(bytes))));
+    if (const SkinXmlProblems& problems = document->Problems(); problems.count > 0) {
         Log(kLogError,
             "Skin file \"%s\": %s at byte %zu (%zu problem%s in all); using what could be read",
             path.c_str(), problems.first.c_str(), problems.firstOffset, problems.count,
@@ -268,7 +275,7 @@ bool CSkin::LoadSkin(const std::string& path, const SkinRect& screen) {
     std::vector<SkinWinComponent> winComponents;
     std::vector<SkinFont> fonts;
     std::vector<SkinComponent> components;
-    Loader(document, scale_, screen, std::move(folder), suffix_)
+    Loader(*document, scale_, screen, folder, suffix_)
         .Run(bitmaps, winComponents, fonts, components);
 
     const SkinDrawGuard lock;
@@ -276,6 +283,27 @@ bool CSkin::LoadSkin(const std::string& path, const SkinRect& screen) {
     winComponents_ = std::move(winComponents);
     fonts_ = std::move(fonts);
     components_ = std::move(components);
+    document_ = std::move(document);
+    folder_ = std::move(folder);
+    loadedScale_ = scale_;
+    return true;
+}
+
+bool CSkin::Fit(const SkinRect& screen) {
+    if (!document_ || ResolutionSuffixFor(SkinClamp(screen.Width())) != suffix_ ||
+        scale_.dpiX != loadedScale_.dpiX || scale_.dpiY != loadedScale_.dpiY) {
+        return false;
+    }
+    std::vector<SkinWinComponent> winComponents;
+    std::vector<SkinComponent> components;
+    Loader(*document_, scale_, screen, folder_, suffix_).Place(winComponents, components);
+
+    // The same file gives the same records in the same order: each takes
+    // its own slot, so whatever points at one (a button under the pointer)
+    // points at it still.
+    const SkinDrawGuard lock;
+    std::move(winComponents.begin(), winComponents.end(), winComponents_.begin());
+    std::move(components.begin(), components.end(), components_.begin());
     return true;
 }
 

@@ -1,6 +1,6 @@
 // The vantor program as a user starts it: one window per settings file,
-// the tour's pictures (on a first start too) and its failure, and an orderly
-// end on SIGTERM.
+// the tour's pictures (on a first start too) and its failure, an orderly
+// end on SIGTERM, and its help without a display.
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <utility>
 
 #include "e2e/ServerProcessTest.h"
 #include "support/Process.h"
@@ -102,6 +103,21 @@ TEST_F(VantorWindowTest, TheTourPicturesEveryScreenOrSaysWhyNot) {
     EXPECT_EQ(lonely.Wait(10s), 1) << lonely.Output();
     EXPECT_NE(lonely.Output().find("no session with the server within 1 s"), std::string::npos)
         << lonely.Output();
+}
+
+// Asked how to start it, or which it is, the program answers and ends,
+// whether or not there is a display to show a window on.
+TEST_F(VantorWindowTest, HelpAndVersionAnswerWithoutADisplay) {
+    unsetenv("QT_QPA_PLATFORM");
+    unsetenv("DISPLAY");
+    unsetenv("WAYLAND_DISPLAY");
+    for (const auto& [option, answer] :
+         {std::pair{"--help", "--geometry <WxH>"}, std::pair{"-h", "--config <FILE>"},
+          std::pair{"--version", "vantor "}}) {
+        Process run({VANTOR_PATH, option});
+        EXPECT_EQ(run.Wait(10s), 0) << option << "\n" << run.Output();
+        EXPECT_NE(run.Output().find(answer), std::string::npos) << option << "\n" << run.Output();
+    }
 }
 
 }  // namespace

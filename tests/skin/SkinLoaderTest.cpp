@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "skin/CSkin.h"
+#include "skin/SkinDrawLock.h"
+#include "skin/SkinDrawing.h"
 #include "skin/SkinFallback.h"
 #include "skin/SkinFixture.h"
 #include "skin/SkinFonts.h"
@@ -134,6 +137,38 @@ TEST(SkinLoaderTest, ComponentRectanglesFollowEveryFallBack) {
     EXPECT_EQ(hoverFirst->hover.source, (SkinRect{0, 0, 0, 0}));
     EXPECT_EQ(hoverFirst->hover.destination, (SkinRect{2, 2, 1, 1}));  // x + (-1)
     EXPECT_EQ(hoverFirst->norm.source, (SkinRect{-2, -2, 8, 8}));      // missing x, y scale to -2
+}
+
+TEST(SkinLoaderTest, FittingToAnotherSizeKeepsTheImagesWithinOneWidthStep) {
+    SkinFixture fixture;
+    fixture.WriteImage("a.png", SolidImage(2, 2, Qt::red));
+    fixture.WriteImage("a@2x.png", SolidImage(4, 4, Qt::red));
+    const std::string path = fixture.WriteSkin(
+        R"(<bitmap name="a" file="a.png"/>
+           <component name="c" mode="main"><state type="norm">
+             <source name="a" x="0" y="0" width="2" height="2"/><rect x="0" bottom="5"/>
+           </state></component>)");
+    CSkin skin;
+    skin.SetScale(SkinScale{192, 192});
+    ASSERT_TRUE(skin.LoadSkin(path, SkinRect{0, 0, 480, 640}));
+    {
+        const SkinDrawGuard lock;
+        ASSERT_TRUE(LoadSkinImage(lock, *skin.FindBitmap("a")));
+    }
+    // Placed again from the file as read (gone since), in the same record,
+    // its image as decoded.
+    const SkinComponent* component = skin.FindComponent("c");
+    std::filesystem::remove(path);
+    ASSERT_TRUE(skin.Fit(SkinRect{0, 0, 500, 700}));
+    EXPECT_EQ(skin.FindComponent("c"), component);
+    EXPECT_EQ(component->norm.destination, (SkinRect{0, 686, 4, 690}));
+    EXPECT_FALSE(skin.FindBitmap("a")->image.pixels.isNull());
+    // Another width step takes other images, another scale other sizes:
+    // only a load gives those.
+    EXPECT_FALSE(skin.Fit(SkinRect{0, 0, 479, 700}));
+    skin.SetScale(SkinScale{125, 125});
+    EXPECT_FALSE(skin.Fit(SkinRect{0, 0, 500, 700}));
+    EXPECT_EQ(skin.FindComponent("c")->norm.destination, (SkinRect{0, 686, 4, 690}));
 }
 
 TEST(SkinLoaderTest, FontsTakeHeightFromPointsAndKeepTheirWords) {

@@ -3,6 +3,7 @@
 // menus, a long queue, the jump labels, the equaliser's bands and presets,
 // and choosing speakers; and what a media service that misbehaves leaves.
 
+#include <QActionGroup>
 #include <QApplication>
 #include <QContextMenuEvent>
 #include <QKeyEvent>
@@ -291,6 +292,23 @@ TEST_F(ListScreensTest, SpeakersAreChosenOneOrSeveralAndTheFlagIsSaved) {
     EXPECT_TRUE(Pump([&] { return Received("SelectSpeakerRequest") == 1; }));
     EXPECT_TRUE(
         Pump([&] { return frame_->Speakers()[1].enabled && !frame_->Speakers()[0].enabled; }));
+
+    // A window left running goes from screen to screen and opens its menu
+    // a thousand times; its menu is rebuilt each time and stays the same
+    // size: one "Speakers" submenu, one group of speakers.
+    const auto menus = [&] { return frame_->findChildren<QMenu*>().size(); };
+    const auto groups = [&] { return frame_->findChildren<QActionGroup*>().size(); };
+    const qsizetype menusBefore = menus();
+    const qsizetype groupsBefore = groups();
+    for (int i = 0; i < 500; ++i) {
+        frame_->Command(ui::WindowCommand::NowPlaying);
+        frame_->Command(ui::WindowCommand::Controls);
+    }
+    EXPECT_EQ(menus(), menusBefore);
+    EXPECT_EQ(groups(), groupsBefore);
+    EXPECT_EQ(frame_->Screen(), "main");
+    ASSERT_NE(speakerAction(second), nullptr);
+    EXPECT_TRUE(speakerAction(second)->isChecked());
 
     frame_->Command(ui::WindowCommand::MultipleSpeakers);
     EXPECT_TRUE(frame_->CurrentSettings().useMultipleSpeakers);

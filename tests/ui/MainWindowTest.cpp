@@ -4,6 +4,7 @@
 
 #include <QCryptographicHash>
 #include <QFile>
+#include <QTest>
 #include <fstream>
 
 #include "protocol/Messages.h"
@@ -125,11 +126,29 @@ TEST_F(GuiTest, LosingTheServerShowsReconnectingUntilItReturns) {
     // The window goes on working meanwhile: a button press returns at once.
     Click("next");
     EXPECT_EQ(frame_->Screen(), "main");
+    // It shows the player as it was last known: the clock stands where the
+    // song was, and a bar that nothing could be sent for does not move.
+    const ui::ScreenContent& content = frame_->View().Content();
+    const std::int64_t stood = content.positionMs;
+    const QRect volume = frame_->View().ComponentRect("volumebar.back");
+    const QImage volumeShown = frame_->View().Frame().copy(volume);
+    const std::int32_t volumePixels = content.volumePixels;
+    const QPoint low(volume.left() + 2, volume.center().y());
+    Mouse(QEvent::MouseButtonPress, low, Qt::LeftButton);
+    EXPECT_EQ(frame_->View().Frame().copy(volume), volumeShown);
+    Mouse(QEvent::MouseButtonRelease, low, Qt::NoButton);
+    EXPECT_EQ(content.volumePixels, volumePixels);
+    EXPECT_EQ(frame_->View().Frame().copy(volume), volumeShown);
+    PumpFor(1500ms);
+    EXPECT_EQ(content.positionMs, stood);
 
     ASSERT_TRUE(server_->Restart(serverOptions_));
     const std::string line = ServerTitleLine();
     EXPECT_TRUE(Pump([&] { return frame_->View().Content().songTitle == line; }, 10s)) << line;
     EXPECT_EQ(frame_->Screen(), "main");
+    // Back with a playing player, the clock runs between its reports again
+    // (which alone would leave it on whole seconds).
+    EXPECT_TRUE(Pump([&] { return content.positionMs > 0 && content.positionMs % 1000 != 0; }));
     EXPECT_TRUE(Pump([&] { return frame_->Queue().RowCount() > 0; }));
 
     StopWindow();
@@ -139,12 +158,52 @@ TEST_F(GuiTest, LosingTheServerShowsReconnectingUntilItReturns) {
     EXPECT_EQ(store.QueryDword(kSettingsKey, "NowPlayingOnIdle").value_or(0), 1u);
 }
 
-TEST_F(GuiTest, LandscapeIsRefusedAndTurningBackLandsOnMain) {
+TEST_F(GuiTest, AButtonLightsOnlyWhileThePointerIsOnItAndAToggleShowsItsState) {
     WriteSettings();
     StartWindow();
     ASSERT_TRUE(OnMainWithSong());
-    frame_->Command(ui::WindowCommand::NowPlaying);
-    ASSERT_EQ(frame_->Screen(), "nowplaying");
+    ASSERT_FALSE(frame_->View().Content().shuffle);
+    // The pointer as the platform moves it, over the window's children.
+    const auto moveTo = [&](const QWidget* widget, QPoint at) {
+        QTest::mouseMove(frame_->windowHandle(), widget->mapTo(frame_.get(), at));
+    };
+    const auto picture = [&](std::string_view name) {
+        return frame_->View().Frame().copy(frame_->View().ComponentRect(name));
+    };
+    const QPoint clear = Center("songback");
+    moveTo(Screen(), clear);
+    const QImage next = picture("next");
+    const QImage shuffleOff = picture("shuffle");
+
+    // Lit under the pointer; out once the pointer has gone on to the queue.
+    moveTo(Screen(), Center("next"));
+    ASSERT_NE(picture("next"), next);
+    const QWidget* queue = frame_->Queue().viewport();
+    moveTo(queue, queue->rect().center());
+    EXPECT_EQ(picture("next"), next);
+
+    // Shuffle switched on shows on, the pointer still on it or not.
+    moveTo(Screen(), Center("shuffle"));
+    const QImage shuffleHovered = picture("shuffle");
+    ASSERT_NE(shuffleHovered, shuffleOff);
+    Click("shuffle");
+    ASSERT_TRUE(frame_->View().Content().shuffle);
+    const QImage shuffleOnUnderPointer = picture("shuffle");
+    moveTo(Screen(), clear);
+    const QImage shuffleOn = picture("shuffle");
+    EXPECT_NE(shuffleOn, shuffleOff);
+    EXPECT_NE(shuffleOn, shuffleHovered);
+    EXPECT_EQ(shuffleOnUnderPointer, shuffleOn);
+    EXPECT_TRUE(Pump([&] { return frame_->Player().shuffle; }));
+    moveTo(Screen(), Center("shuffle"));
+    EXPECT_EQ(picture("shuffle"), shuffleOn);
+}
+
+TEST_F(GuiTest, LandscapeIsRefusedAndTurningBackLandsOnMain) {
+    CopySkins();
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
 
     // The menu and command bars follow the scale's font, so the window is
     // sized again once they have.
@@ -158,6 +217,21 @@ TEST_F(GuiTest, LandscapeIsRefusedAndTurningBackLandsOnMain) {
         }
         return false;
     };
+    // Taller at the same scale, the window keeps the skin as it read it and
+    // the images it decoded: the buttons still show, moved down with the
+    // deck, though their image's files have gone meanwhile.
+    const QRect next = frame_->View().ComponentRect("next");
+    const QImage nextShown = frame_->View().Frame().copy(next);
+    for (const char* image : {"controls.png", "controls@1.3x.png", "controls@2x.png"}) {
+        std::filesystem::remove(installDir_ / "skins" / "default" / image);
+    }
+    ASSERT_TRUE(resizeScreen(480, 700));
+    EXPECT_EQ(frame_->View().ComponentRect("next"), next.translated(0, 60));
+    EXPECT_EQ(frame_->View().Frame().copy(frame_->View().ComponentRect("next")), nextShown);
+    CopySkins();
+
+    frame_->Command(ui::WindowCommand::NowPlaying);
+    ASSERT_EQ(frame_->Screen(), "nowplaying");
     ASSERT_TRUE(resizeScreen(640, 480));
     EXPECT_TRUE(frame_->Landscape());
     EXPECT_TRUE(frame_->View().Landscape());

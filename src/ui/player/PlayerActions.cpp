@@ -62,20 +62,28 @@ SendResult PlayerActions::Do(PlayerAction action) {
             return Send(Make<NextItemRequest>());
         case PlayerAction::Previous:
             return Send(Make<PreviousItemRequest>());
+        // The toggles show their new value at once, but only once it has
+        // gone: a request that never left brings no answer to set it back.
         case PlayerAction::ToggleRepeat: {
             const std::int32_t repeat =
                 view_.Content().repeat == RepeatState::Off ? RepeatState::All : RepeatState::Off;
-            view_.SetRepeat(repeat);
             auto request = std::make_unique<SetRepeatStateRequest>();
             request->repeatState = repeat;
-            return Send(std::move(request));
+            const SendResult result = Send(std::move(request));
+            if (result == SendResult::Sent) {
+                view_.SetRepeat(repeat);
+            }
+            return result;
         }
         case PlayerAction::ToggleShuffle: {
             const bool shuffle = !view_.Content().shuffle;
-            view_.SetShuffle(shuffle);
             auto request = std::make_unique<SetShuffleStateRequest>();
             request->shuffleState = shuffle;
-            return Send(std::move(request));
+            const SendResult result = Send(std::move(request));
+            if (result == SendResult::Sent) {
+                view_.SetShuffle(shuffle);
+            }
+            return result;
         }
     }
     return SendResult::Sent;
@@ -203,11 +211,12 @@ void PlayerActions::StepVolume(int percent) {
     if (!step) {
         return;
     }
-    presenter_.NoteVolume(step->volume);
-    view_.SetVolumePixels(step->fillPixels);
     auto request = std::make_unique<SetVolumeRequest>();
     request->volume = step->volume;
-    Post(std::move(request));
+    if (Send(std::move(request)) == SendResult::Sent) {
+        presenter_.NoteVolume(step->volume);
+        view_.SetVolumePixels(step->fillPixels);
+    }
 }
 
 void PlayerActions::SkipBy(std::int32_t seconds) {
@@ -217,11 +226,12 @@ void PlayerActions::SkipBy(std::int32_t seconds) {
         return;  // nothing to skip in
     }
     const std::int32_t target = std::clamp(clock.Seconds() + seconds, 0, length);
-    clock.Report(target, clock.Playing(), length);
-    presenter_.RefreshProgress();
     auto request = std::make_unique<SetPlayPositionRequest>();
     request->position = target;
-    Post(std::move(request));
+    if (Send(std::move(request)) == SendResult::Sent) {
+        clock.Report(target, clock.Playing(), length);
+        presenter_.RefreshProgress();
+    }
 }
 
 }  // namespace vantor::ui

@@ -122,6 +122,16 @@ void PlayerPresenter::TellWatchers(bool seeked) {
     }
 }
 
+void PlayerPresenter::FollowSession() {
+    const bool connected = hooks_.connected();
+    if (clock_ && connected != linked_) {
+        linked_ = connected;
+        clock_->SetPlaying(connected && snapshot_.playingState == PlayingState::Playing);
+        RefreshProgress();
+    }
+    TellWatchers();
+}
+
 void PlayerPresenter::SetArtUrl(const std::string& url) {
     snapshot_.artUrl = url;
     snapshot_.artFile.clear();
@@ -172,7 +182,8 @@ void PlayerPresenter::OnRepeatChanged(std::int32_t repeat) {
 void PlayerPresenter::OnPlayingStateChanged(std::int32_t state) {
     OnWindow([this, state] {
         view_.SetPlayingState(state);
-        clock_->SetPlaying(state == PlayingState::Playing);
+        // Told late, after the session went, it moves no clock.
+        clock_->SetPlaying(state == PlayingState::Playing && hooks_.connected());
         RefreshProgress();
         snapshot_.playingState = state;
         TellWatchers();

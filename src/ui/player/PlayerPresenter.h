@@ -85,6 +85,11 @@ public:
     const PlayerSnapshot& Snapshot() const { return snapshot_; }
     void AddWatcher(PlayerWatcher watcher) { watchers_.push_back(std::move(watcher)); }
     void TellWatchers(bool seeked = false);
+    // After the session came or went: while none runs the player shows as
+    // last known, its clock standing where it was; a new one runs it again
+    // as the player last said it plays, until the server says otherwise.
+    // Then the watchers are told.
+    void FollowSession();
     // The song's art: where the server serves it, then the file shown.
     void SetArtUrl(const std::string& url);
     void SetArtFile(const std::string& file);
@@ -129,6 +134,7 @@ private:
     std::vector<PlayerWatcher> watchers_;
     std::int32_t volume_ = -1;
     std::int32_t playlistPosition_ = -1;
+    bool linked_ = false;  // a session ran when last followed
 };
 
 }  // namespace vantor::ui

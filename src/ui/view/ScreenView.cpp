@@ -335,6 +335,19 @@ void ScreenView::DrawToggle(std::string_view name, bool on) {
     }
 }
 
+bool ScreenView::ToggleOn(std::string_view name) const {
+    if (name == "repeat") {
+        return content_.repeat != RepeatState::Off;
+    }
+    if (name == "shuffle") {
+        return content_.shuffle;
+    }
+    if (name == "eq.enabled") {
+        return content_.eq.enabled;
+    }
+    return name == "eq.autoload" && content_.eq.autoLoad;
+}
+
 void ScreenView::DrawAlbumArt(const QRect& box) {
     if (content_.albumArt.isNull()) {
         return;  // the skin's placeholder (or the frame's) shows
@@ -440,13 +453,14 @@ void ScreenView::Draw(const Overlay& overlay) {
     };
     switch (overlay.element) {
         case Element::Toggles:
-            DrawToggle("repeat", content_.repeat != RepeatState::Off);
-            DrawToggle("shuffle", content_.shuffle);
-            DrawToggle("eq.enabled", content_.eq.enabled);
-            DrawToggle("eq.autoload", content_.eq.autoLoad);
+            for (std::string_view toggle : kToggles) {
+                DrawToggle(toggle, ToggleOn(toggle));
+            }
             break;
         case Element::Hot:
-            if (hot_ != nullptr) {
+            // A toggle that is on shows on, the pointer over it or not: its
+            // hover look is the off button's.
+            if (hot_ != nullptr && (hotPushed_ || !ToggleOn(hot_->name))) {
                 const SkinImageState& state = hotPushed_ ? hot_->push : hot_->hover;
                 if (state.present) {
                     DrawState(skin_, buffer_, state);

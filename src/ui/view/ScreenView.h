@@ -49,6 +49,9 @@ public:
                               bool finished) = 0;
     // The title or the album art was tapped.
     virtual void OnNowPlayingTapped() = 0;
+    // Whether the player's buttons and bars act: while there is no player
+    // to tell, they neither light nor move, rather than seem to act.
+    virtual bool ControlsAct() const = 0;
 };
 
 // The player's state as the screens show it.
@@ -143,6 +146,10 @@ protected:
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void leaveEvent(QEvent* event) override;
+    // The pointer going on to a child control (a list, a field) leaves the
+    // picture, though Qt tells the view nothing: its children are watched.
+    void childEvent(QChildEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     static QRect ToQRect(const SkinRect& rect) {
@@ -182,6 +189,9 @@ private:
     void DrawBarOverlay(std::string_view back, std::string_view front, std::int32_t value,
                         bool knob);
     void DrawToggle(std::string_view name, bool on);
+    // Whether a two-state button is on ("repeat", "shuffle", "eq.enabled",
+    // "eq.autoload"); false for any other component.
+    bool ToggleOn(std::string_view name) const;
     void DrawAlbumArt(const QRect& box);
     void DrawDefaultNowPlaying(QImage& target);
     void DrawConnectLook(QImage& target);

@@ -1,3 +1,4 @@
+#include <QChildEvent>
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
@@ -40,6 +41,20 @@ void ScreenView::leaveEvent(QEvent* event) {
     if (held_ == nullptr) {
         SetHot(nullptr, false);
     }
+}
+
+void ScreenView::childEvent(QChildEvent* event) {
+    QWidget::childEvent(event);
+    if (event->added() && event->child()->isWidgetType()) {
+        event->child()->installEventFilter(this);
+    }
+}
+
+bool ScreenView::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::Enter && held_ == nullptr) {
+        SetHot(nullptr, false);
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 const SkinComponent* ScreenView::BarAt(int x, int y) const {
@@ -120,12 +135,15 @@ void ScreenView::mousePressEvent(QMouseEvent* event) {
         return;
     }
     const QPoint point = event->position().toPoint();
-    if (const SkinComponent* button = ComponentAtPress(skin_, point.x(), point.y(), shown_())) {
+    const bool act = input_.ControlsAct();
+    const SkinComponent* button =
+        act ? ComponentAtPress(skin_, point.x(), point.y(), shown_()) : nullptr;
+    if (button != nullptr) {
         held_ = button;
         SetHot(button, true);
         return;
     }
-    if (const SkinComponent* bar = BarAt(point.x(), point.y())) {
+    if (const SkinComponent* bar = act ? BarAt(point.x(), point.y()) : nullptr) {
         std::int32_t extent = 0;
         dragBar_ = bar;
         dragValue_ = BarValue(*bar, point.x(), point.y(), &extent);
@@ -154,7 +172,9 @@ void ScreenView::mouseMoveEvent(QMouseEvent* event) {
         return;
     }
     if (event->buttons() == Qt::NoButton && !Landscape()) {
-        const SkinComponent* under = ComponentAtInput(skin_, point.x(), point.y(), shown_(), true);
+        const SkinComponent* under =
+            input_.ControlsAct() ? ComponentAtInput(skin_, point.x(), point.y(), shown_(), true)
+                                 : nullptr;
         SetHot(under != nullptr && under->hover.present ? under : nullptr, false);
     }
 }

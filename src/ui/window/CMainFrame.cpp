@@ -335,13 +335,15 @@ void CMainFrame::CheckOrientation(QSize screen) {
         view_->SetLandscapeMessage(QString::fromLatin1(kLandscapeText));
         return;
     }
-    // Portrait: the skin is read again for the new size (its right and
-    // bottom distances and its images depend on it). Coming back from
+    // Portrait: the skin's right and bottom distances count from the new
+    // size, so its components are placed again. Within one width step the
+    // scale and the images stay, and so does everything read and decoded;
+    // a step to another scale reads the skin again. Coming back from
     // landscape lands on "main".
     const bool wasLandscape = landscape_;
     landscape_ = false;
     ApplyScale(screen);
-    if (!LoadSkin(look_.Path())) {
+    if (!look_.Fit(screen) && !LoadSkin(look_.Path())) {
         Exit();
         return;
     }

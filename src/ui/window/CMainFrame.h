@@ -185,6 +185,7 @@ private:
     void OnBarDragged(std::string_view back, std::int32_t value, std::int32_t extent,
                       bool finished) override;
     void OnNowPlayingTapped() override;
+    bool ControlsAct() const override { return Connected(); }
 
     // KeyWindow (CMainFrameInput.cpp)
     ScreenKeys& CurrentKeys() override;

@@ -155,7 +155,7 @@ void CMainFrame::OnFrameEvent(const FrameEvent& event) {
             session_->Flow().Handle(static_cast<FlowMessage>(event.Message()));
             connect_->SetReady(!AttemptRunning());
             menu_->Rebuild();
-            player_->TellWatchers();
+            player_->FollowSession();
             break;
         case FrameMessage::Quit:
             Exit();

@@ -47,15 +47,13 @@ void CommandMenu::Rebuild() {
                          [this, command] { hooks_.command(command); });
         return action;
     };
-    for (const MenuItemSpec& item : items_) {
+    for (std::size_t index = 0; index < items_.size(); ++index) {
+        const MenuItemSpec& item = items_[index];
         if (item.shown && !item.shown()) {
             continue;
         }
         if (item.fill) {
-            QMenu* submenu = menu_->addMenu(item.label);
-            submenu->setPalette(menu_->palette());
-            submenu->setFont(menu_->font());
-            item.fill(*submenu);
+            menu_->addMenu(&Refilled(index));
             continue;
         }
         QAction* action = add(*menu_, item.label, item.command);
@@ -69,6 +67,27 @@ void CommandMenu::Rebuild() {
     }
     add(*menu_, QStringLiteral("Options..."), WindowCommand::Options);
     add(*menu_, QStringLiteral("Exit"), WindowCommand::Exit);
+}
+
+// The menu is rebuilt on every screen switch, every opening and every
+// flow message, and clear() deletes its actions but not the menus added to
+// it: a submenu made afresh each time would stay behind, a child of the
+// menu, for as long as the window runs. So each item's submenu is made
+// once and filled again.
+QMenu& CommandMenu::Refilled(std::size_t index) {
+    const MenuItemSpec& item = items_[index];
+    QMenu*& submenu = submenus_[index];
+    if (submenu == nullptr) {
+        submenu = new QMenu(menu_);
+    }
+    submenu->clear();
+    // The fill's action groups go with the actions they grouped.
+    qDeleteAll(submenu->findChildren<QActionGroup*>(Qt::FindDirectChildrenOnly));
+    submenu->setTitle(item.label);
+    submenu->setPalette(menu_->palette());
+    submenu->setFont(menu_->font());
+    item.fill(*submenu);
+    return *submenu;
 }
 
 std::vector<QString> CommandMenu::Texts() {

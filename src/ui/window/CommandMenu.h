@@ -8,6 +8,7 @@
 // Threads: the window's thread only.
 
 #include <QString>
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
@@ -39,7 +40,10 @@ public:
     // Adds the menu to `window`'s menu bar and the command bar at its foot.
     CommandMenu(QMainWindow& window, RequestSink& requests, Hooks hooks);
 
-    void AddItem(MenuItemSpec item) { items_.push_back(std::move(item)); }
+    void AddItem(MenuItemSpec item) {
+        items_.push_back(std::move(item));
+        submenus_.push_back(nullptr);
+    }
     // The menu built again from its items as they stand.
     void Rebuild();
     // The menu's texts as they stand now (run-time items included).
@@ -56,6 +60,8 @@ public:
     void FillSpeakers(QMenu& menu);
 
 private:
+    // Item `index`'s submenu, emptied and filled as the item says.
+    QMenu& Refilled(std::size_t index);
     void ChooseSpeaker(const std::string& id, bool enabled);
 
     QMainWindow& window_;
@@ -66,6 +72,7 @@ private:
     QToolButton* button_;
     WindowCommand buttonCommand_ = WindowCommand::Connect;
     std::vector<MenuItemSpec> items_;
+    std::vector<QMenu*> submenus_;  // an item's submenu, made once (null: none yet)
     std::vector<Speaker> speakers_;
 };
 

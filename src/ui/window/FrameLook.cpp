@@ -48,6 +48,10 @@ bool FrameLook::Load(const std::string& path, const std::string& defaultPath, QS
                                 SkinRect{0, 0, screen.width(), screen.height()}, reporter);
 }
 
+bool FrameLook::Fit(QSize screen) {
+    return skin_.Fit(SkinRect{0, 0, screen.width(), screen.height()});
+}
+
 std::vector<std::string> FrameLook::IconFolders(const std::string& defaultPath) const {
     return {Folder(path_), Folder(defaultPath)};
 }

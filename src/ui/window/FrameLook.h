@@ -34,6 +34,9 @@ public:
     // false when neither loads (the reporter has told the user).
     bool Load(const std::string& path, const std::string& defaultPath, QSize screen,
               SkinErrorReporter& reporter);
+    // The skin as loaded, placed for a screen of another size; false when
+    // that size takes other images or another scale, which only Load gives.
+    bool Fit(QSize screen);
 
     CSkin& Skin() { return skin_; }
     const CSkin& Skin() const { return skin_; }

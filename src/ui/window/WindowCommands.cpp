@@ -108,7 +108,7 @@ void WindowCommands::Disconnect() {
     parts_.connect.SetStatus("");
     parts_.connect.SetReady(true);
     parts_.menu.Rebuild();
-    parts_.player.TellWatchers();
+    parts_.player.FollowSession();
 }
 
 void WindowCommands::ShowLibrary() {
