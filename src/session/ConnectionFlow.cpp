@@ -57,7 +57,9 @@ void ConnectionFlow::ConnectPressed() {
     }
     frame_.SaveSettings();
     quickDrops_ = 0;
-    StartAttempt(TargetFromListText(frame_.ServerListText()), reconnect_);
+    // A Connect the user presses is never a reconnection, whatever the last
+    // attempt was: its session starts on the main screen.
+    StartAttempt(TargetFromListText(frame_.ServerListText()), false);
 }
 
 void ConnectionFlow::StartAttempt(std::string target, bool reconnect) {

@@ -136,8 +136,9 @@ public:
     // unless this is the first run, with auto connect on, timer 102.
     void Start(bool firstRun, bool autoConnect);
     // UI thread: the Connect button. Nothing when an attempt is running;
-    // otherwise saves the settings and starts an attempt to the server in
-    // the list box ("(Find Automatically)": discovery).
+    // otherwise saves the settings and starts an attempt (never a
+    // reconnection) to the server in the list box ("(Find Automatically)":
+    // discovery).
     void ConnectPressed();
     // UI thread: the disconnect command. Ends a running attempt (waiting for
     // it, bounded) and the connection; no reconnection follows.

@@ -67,6 +67,15 @@ TEST_F(ReconnectTest, AConnectionClosedAtOnceIsTriedAgainUntilTheServerIsBack) {
     ASSERT_TRUE(server.Restart());
     ASSERT_TRUE(rig.frame.PumpUntil(
         rig.flow, [&] { return rig.frame.Get(&TestFrame::refreshes_) == 2; }, 10s));
+
+    // The user disconnects and presses Connect: that session is a new one,
+    // never a reconnection, so it shows the main screen.
+    rig.flow.Disconnect();
+    rig.frame.SetScreen(FlowScreen::Connect);
+    rig.flow.ConnectPressed();
+    ASSERT_TRUE(rig.frame.PumpUntil(
+        rig.flow, [&] { return rig.frame.CurrentScreen() == FlowScreen::Main; }, 10s));
+    EXPECT_EQ(rig.frame.Get(&TestFrame::refreshes_), 2);
     rig.flow.Exit();
 }
 
