@@ -53,6 +53,14 @@ bool IsNewer(const ClientVersion& offered, const ClientVersion& own) {
     return offered.revision > own.revision;
 }
 
+int DownloadPercent(std::uint64_t received, std::int64_t length) {
+    const auto divisor = static_cast<std::uint32_t>(length);
+    if (length <= 0 || divisor == 0) {
+        return -1;  // a server's 4 GiB would otherwise divide by zero
+    }
+    return static_cast<int>(static_cast<std::uint32_t>(received) * 100u / divisor);
+}
+
 bool XdgLauncher::Open(const std::string& file, const std::string& /*parameters*/) {
     // xdg-open takes no parameters for the program it starts.
     std::vector<char*> argv = {const_cast<char*>("xdg-open"), const_cast<char*>(file.c_str()),
@@ -152,21 +160,17 @@ bool SelfUpdate::Download(const std::string& url, const std::string& localPath) 
                                                        : Format("http://%s:%d%s", host_().c_str(),
                                                                 mediaPort_, url.c_str());
     const bool connectScreen = ui_.OnConnectScreen();
-    unsigned shown = 0xFFFFFFFFu;
+    int shown = -1;
     const auto progress = [&](std::uint64_t received, std::int64_t length) {
-        if (length <= 0) {
-            return;
-        }
-        const auto percent = static_cast<unsigned>(static_cast<std::uint32_t>(received) * 100u /
-                                                   static_cast<std::uint32_t>(length));
-        if (percent == shown) {
+        const int percent = DownloadPercent(received, length);
+        if (percent == -1 || percent == shown) {
             return;
         }
         shown = percent;
         if (connectScreen) {
-            ui_.SetProgress(static_cast<int>(percent));
+            ui_.SetProgress(percent);
         } else {
-            ui_.ShowInTitle(Format(kDownloadingPercentText, static_cast<int>(percent)));
+            ui_.ShowInTitle(Format(kDownloadingPercentText, percent));
         }
     };
     HttpOptions options;

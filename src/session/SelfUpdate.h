@@ -42,6 +42,12 @@ struct ClientVersion {
 ClientVersion ParseClientVersion(const std::string& text);
 bool IsNewer(const ClientVersion& offered, const ClientVersion& own);
 
+// The download's percentage as the handheld computed it: bytes received
+// times 100 over the Content-Length, both cut to 32 bits (so it wraps past
+// about 42.9 MB); -1 when there is none to show (no length, or a length
+// whose low 32 bits are 0).
+int DownloadPercent(std::uint64_t received, std::int64_t length);
+
 // What the update needs from the window. Called on the receiver thread; the
 // window hands screen work to its own thread.
 class UpdateUi {

@@ -13,6 +13,7 @@ namespace {
 
 using testing::ScriptedHttp;
 using testing::ScriptedReply;
+using namespace std::chrono_literals;
 
 TEST(ClientVersionTest, PartsCompareAsNumbers) {
     struct Case {
@@ -210,6 +211,33 @@ TEST_F(SelfUpdateTest, ADownloadWithoutALengthShowsNoPercentage) {
     SelfUpdate update = Update();
     ASSERT_TRUE(update.Download(plain.Url("/x/vantor.deb"), Installed()));
     EXPECT_TRUE(ui_.percents.empty());
+
+    // Whatever length a server claims, the download never divides by zero:
+    // the percentage is worked out in 32 bits, and a length whose low 32
+    // bits are 0 shows none. (The body ends early; only the progress counts.)
+    struct Case {
+        const char* length;
+        bool percents;
+    };
+    const Case cases[] = {
+        {"0", false},         {"4294967296", false},         {"8589934592", false},
+        {"4294967297", true}, {"9223372036854775807", true}, {"-1", false}};
+    for (const Case& c : cases) {
+        ui_.percents.clear();
+        ScriptedHttp lying([&](const std::string&) {
+            return ScriptedReply{std::string("HTTP/1.1 200 OK\r\nContent-Length: ") + c.length +
+                                     "\r\n\r\n" + kInstaller.substr(0, 3000),
+                                 0ms, true};
+        });
+        static_cast<void>(
+            update.Download(lying.Url("/x/vantor.deb"), (folder_ / "lying.deb").string()));
+        EXPECT_EQ(!ui_.percents.empty(), c.percents) << c.length;
+    }
+    EXPECT_EQ(DownloadPercent(50, 200), 25);
+    EXPECT_EQ(DownloadPercent(3000, (std::int64_t{1} << 32) + 100), 3000 * 100 / 100)
+        << "the length's low 32 bits, as the handheld computed it";
+    EXPECT_EQ(DownloadPercent(1, std::int64_t{1} << 32), -1);
+    EXPECT_EQ(DownloadPercent(1, 0), -1);
     EXPECT_TRUE(SelfUpdate::Verify(Installed(), offer_.checksum));
     EXPECT_FALSE(SelfUpdate::Verify(Installed() + ".missing", offer_.checksum));
     EXPECT_FALSE(update.RunUpdate("", "", offer_.checksum));
