@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <fstream>
 #include <memory>
 #include <vector>
 
@@ -82,12 +83,50 @@ SelfUpdate::SelfUpdate(UpdateUi& ui, Launcher& launcher, std::function<std::stri
       mediaPort_(mediaPort),
       ownVersion_(std::move(ownVersion)) {}
 
+namespace {
+
+// A name of a file of its own in the install folder.
+bool IsFileName(const std::string& name) {
+    return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
+}
+
+}  // namespace
+
 std::string SelfUpdate::LocalPath(const std::string& url) const {
     const std::size_t slash = url.rfind('/');
-    if (slash == std::string::npos) {
+    if (slash == std::string::npos || !IsFileName(url.substr(slash + 1))) {
         return {};
     }
     return installDir_ + url.substr(slash + 1);
+}
+
+void SelfUpdate::RememberDownload(const std::string& name) const {
+    const std::string list = installDir_ + kDownloadedList;
+    std::ifstream in(list);
+    for (std::string line; std::getline(in, line);) {
+        if (line == name) {
+            return;
+        }
+    }
+    in.close();
+    std::ofstream(list, std::ios::app) << name << '\n';
+}
+
+void SelfUpdate::DeleteDownloads() const {
+    const std::string list = installDir_ + kDownloadedList;
+    std::ifstream in(list);
+    if (!in) {
+        return;
+    }
+    // Failing to delete is of no consequence; the names come from this
+    // client's own downloads, and anything else on the list is skipped.
+    for (std::string line; std::getline(in, line);) {
+        if (IsFileName(line)) {
+            std::remove((installDir_ + line).c_str());
+        }
+    }
+    in.close();
+    std::remove(list.c_str());
 }
 
 bool SelfUpdate::Run(const GetClientVersionResponse& offer) {
@@ -100,9 +139,9 @@ bool SelfUpdate::Run(const GetClientVersionResponse& offer) {
         ui_.ShowError(kUpdateErrorCaption, kUpdateErrorText);
     }
     if (!newer && offer.url.find('/') != std::string::npos) {
-        // An installer left from an earlier update; failing to delete it is
-        // of no consequence.
-        std::remove(LocalPath(offer.url).c_str());
+        // Installers left from earlier updates: the ones this client
+        // downloaded, never the file the offered URL happens to name.
+        DeleteDownloads();
     }
     return false;
 }
@@ -175,7 +214,12 @@ bool SelfUpdate::Download(const std::string& url, const std::string& localPath) 
     };
     HttpOptions options;
     options.abort = abort_;
-    return HttpSaveToFile(full, localPath, progress, options) == 0;
+    bool created = false;
+    const int result = HttpSaveToFile(full, localPath, progress, options, &created);
+    if (created && localPath.rfind(installDir_, 0) == 0) {
+        RememberDownload(localPath.substr(installDir_.size()));
+    }
+    return result == 0;
 }
 
 bool SelfUpdate::Verify(const std::string& localPath, const std::string& checksum) {

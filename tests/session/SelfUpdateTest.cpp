@@ -192,16 +192,41 @@ TEST_F(SelfUpdateTest, DecliningOrAFailedLaunchGoesOn) {
     EXPECT_TRUE(std::find(ui_.log.begin(), ui_.log.end(), "quit") == ui_.log.end());
 }
 
-TEST_F(SelfUpdateTest, NothingNewerDeletesALeftOverInstaller) {
-    std::ofstream(Installed()) << "left over";
+TEST_F(SelfUpdateTest, NothingNewerDeletesOnlyAnInstallerThisClientDownloaded) {
+    // A file the client did not download is never deleted, whatever the
+    // offered URL names.
+    const std::string settings = (folder_ / "install" / "settings.reg").string();
+    std::ofstream(settings) << "keep";
+    std::ofstream(Installed()) << "not downloaded";
     GetClientVersionResponse same = offer_;
     same.version = "1.5.0.1";
-    SelfUpdate update = Update();
-    EXPECT_FALSE(update.Run(same));
+    for (const std::string& url : {same.url, std::string("/x/settings.reg")}) {
+        GetClientVersionResponse offer = same;
+        offer.url = url;
+        EXPECT_FALSE(Update().Run(offer));
+    }
     EXPECT_TRUE(ui_.log.empty()) << "no question";
-    EXPECT_FALSE(std::filesystem::exists(Installed()));
+    EXPECT_TRUE(std::filesystem::exists(settings));
+    EXPECT_TRUE(std::filesystem::exists(Installed()));
+
+    // One it downloaded and could not verify stays until a later check,
+    // of this run or the next, finds nothing newer.
+    GetClientVersionResponse wrong = offer_;
+    wrong.checksum = std::string(32, '0');
+    EXPECT_FALSE(Update().Run(wrong));
+    ASSERT_TRUE(std::filesystem::exists(Installed()));
     same.url = "no-slash";
-    EXPECT_FALSE(update.Run(same));
+    EXPECT_FALSE(Update().Run(same));
+    EXPECT_TRUE(std::filesystem::exists(Installed())) << "an offer without a \"/\" deletes nothing";
+    same.url = "/x/other.deb";
+    EXPECT_FALSE(Update().Run(same));
+    EXPECT_FALSE(std::filesystem::exists(Installed()));
+    EXPECT_TRUE(std::filesystem::exists(settings));
+
+    // Names that are no file of their own are not downloaded to at all.
+    for (const char* url : {"/x/", "/x/.", "/x/.."}) {
+        EXPECT_EQ(Update().LocalPath(url), "") << url;
+    }
 }
 
 TEST_F(SelfUpdateTest, ADownloadWithoutALengthShowsNoPercentage) {
