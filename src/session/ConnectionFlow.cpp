@@ -117,7 +117,10 @@ void ConnectionFlow::RunAttempt(std::string target, bool reconnect) {
     if (reconnect) {
         SaveTitleAndShow(kReconnectingText);
         if (quickDrops_ > 0) {
-            Pause(DropPause());
+            const std::chrono::milliseconds pause = DropPause();
+            Log(kLogInfo, "Reconnecting after a quick drop: pause %lld ms",
+                static_cast<long long>(pause.count()));
+            Pause(pause);
         }
     } else if (frame_.CurrentScreen() == FlowScreen::Connect) {
         frame_.SetStatus(kConnectingText);
