@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "FlowRig.h"
+#include "core/Event.h"
 #include "support/LogCapture.h"
 #include "support/TestServer.h"
 #include "support/Wait.h"
@@ -175,6 +176,40 @@ TEST(ConnectionFlowTest, ExitEndsAnAttemptThatCannotConnect) {
     EXPECT_EQ(log.Count("WARNING: Thread[\"Connection Attempt\"] did not exit!\r\n"), 0)
         << "the attempt saw the abort and ended within its stop time";
     EXPECT_EQ(rig.frame.Get(&TestFrame::saves_), 2);
+}
+
+TEST(ConnectionFlowTest, AnAttemptThatOutlivesItsFlowCallsNothingAfterIt) {
+    // The attempt is held in a call to the frame past the flow's stop
+    // time-out, so the flow's end lets go of it. Released, it ends without
+    // touching the flow's freed memory (AddressSanitizer watches that) and
+    // calls neither the frame nor the manager again.
+    TestServer server;
+    auto addresses = std::make_shared<testing::TestAddresses>("192.0.2.5");
+    ConnectionManager manager(addresses);
+    TestFrame frame;
+    testing::CountingUpdate update;
+    auto flow = std::make_unique<ConnectionFlow>(manager, frame, nullptr, addresses, &update,
+                                                 Rig::Options(server.Port()));
+    Event held;
+    Event release;
+    frame.onStatus = [&](const std::string&) {
+        held.Set();
+        release.Wait();
+    };
+    LogCapture log(kLogInfo);
+    flow->ConnectPressed();
+    ASSERT_TRUE(held.WaitFor(5s));
+    std::thread end([&] { flow.reset(); });
+    ASSERT_TRUE(WaitUntil(
+        [&] { return log.Count("WARNING: Thread[\"Connection Attempt\"] did not exit!\r\n") == 1; },
+        10s));
+    release.Set();
+    end.join();
+    ASSERT_TRUE(WaitUntil(
+        [&] { return log.Count("Thread[\"Connection Attempt\"] has ended\r\n") == 1; }, 10s));
+    EXPECT_EQ(frame.Get(&TestFrame::statuses_), std::vector<std::string>{"Connecting..."});
+    EXPECT_FALSE(manager.IsConnected());
+    EXPECT_TRUE(server->ReceivedRequests().empty());
 }
 
 }  // namespace
