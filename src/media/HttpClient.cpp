@@ -230,6 +230,7 @@ struct SaveTransfer {
     const std::string* path = nullptr;
     const DownloadProgress* progress = nullptr;
     std::FILE* file = nullptr;
+    bool* created = nullptr;
     bool failed = false;
     std::uint64_t received = 0;
 
@@ -245,6 +246,9 @@ std::size_t OnSaveHeader(char*, std::size_t size, std::size_t count, void* conte
     if (transfer->file == nullptr && !transfer->failed) {
         transfer->file = std::fopen(transfer->path->c_str(), "wb");
         transfer->failed = transfer->file == nullptr;
+        if (transfer->file != nullptr && transfer->created != nullptr) {
+            *transfer->created = true;
+        }
     }
     return transfer->failed ? 0 : size * count;
 }
@@ -344,7 +348,7 @@ int HttpDownloadToFile(const std::string& url, const std::string& path, std::uin
 namespace vantor {
 
 int HttpSaveToFile(const std::string& url, const std::string& path,
-                   const DownloadProgress& progress, const HttpOptions& options) {
+                   const DownloadProgress& progress, const HttpOptions& options, bool* created) {
     CurlEasy curl;
     CurlHeaders headers;
     Watchdog watchdog;
@@ -356,6 +360,7 @@ int HttpSaveToFile(const std::string& url, const std::string& path,
     transfer.curl = &curl;
     transfer.path = &path;
     transfer.progress = &progress;
+    transfer.created = created;
     curl.Set(CURLOPT_HEADERFUNCTION, OnSaveHeader);
     curl.Set(CURLOPT_HEADERDATA, &transfer);
     curl.Set(CURLOPT_WRITEFUNCTION, OnSaveData);

@@ -63,8 +63,10 @@ using DownloadProgress = std::function<void(std::uint64_t received, std::int64_t
 // The self-update's download: the file is created (replacing an earlier
 // one) as soon as the server answers, only a 200 succeeds, and an error
 // while the body arrives fails the download. `progress` is called after each
-// piece of the body is written.
+// piece of the body is written. `created`, when given, is set once the file
+// was made (whatever the outcome), so the caller knows the file is its own.
 int HttpSaveToFile(const std::string& url, const std::string& path,
-                   const DownloadProgress& progress, const HttpOptions& options = {});
+                   const DownloadProgress& progress, const HttpOptions& options = {},
+                   bool* created = nullptr);
 
 }  // namespace vantor

@@ -1,5 +1,7 @@
 #include "net/RequestTable.h"
 
+#include <cstdint>
+
 namespace vantor {
 
 void RequestTable::Free(Slot& slot) {
@@ -11,7 +13,9 @@ void RequestTable::Free(Slot& slot) {
 
 int RequestTable::RegisterLocked(std::unique_ptr<Message>& request, bool waiting, bool* reused) {
     if (request->requestId < 0) {
-        request->requestId = nextRequestId_++;
+        // Ids stay non-negative: after the last one the count starts again.
+        request->requestId = nextRequestId_;
+        nextRequestId_ = nextRequestId_ == INT32_MAX ? 0 : nextRequestId_ + 1;
     }
     *reused = false;
     int free = -1;

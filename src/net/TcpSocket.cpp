@@ -1,7 +1,7 @@
 #include "net/TcpSocket.h"
 
 #include <fcntl.h>
-#include <netdb.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -9,6 +9,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <memory>
+#include <vector>
+
+#include "net/HostLookup.h"
 
 namespace vantor {
 
@@ -39,7 +42,8 @@ int FinishConnect(int fd, std::chrono::milliseconds timeout, const std::atomic<b
             return -1;
         }
         pollfd polled{fd, POLLOUT, 0};
-        const int ready = ::poll(&polled, 1, static_cast<int>(std::min<long long>(left.count(), 50)));
+        const int ready =
+            ::poll(&polled, 1, static_cast<int>(std::min<long long>(left.count(), 50)));
         if (ready < 0 && errno != EINTR) {
             return -1;
         }
@@ -56,20 +60,15 @@ int FinishConnect(int fd, std::chrono::milliseconds timeout, const std::atomic<b
 
 int TcpSocket::Connect(const std::string& host, std::uint16_t port,
                        std::chrono::milliseconds timeout, const std::atomic<bool>* abort) {
-    addrinfo hints{};
-    hints.ai_family = AF_INET;
-    hints.ai_socktype = SOCK_STREAM;
-    addrinfo* found = nullptr;
-    if (::getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found) != 0 ||
-        found == nullptr) {
+    std::vector<sockaddr_in> addresses;
+    if (LookUpHost(host, port, timeout, abort, &addresses) != 0) {
         return -1;
     }
-    const std::unique_ptr<addrinfo, decltype(&::freeaddrinfo)> addresses(found, ::freeaddrinfo);
 
     Close();
     int result = -1;
-    for (const addrinfo* address = found; address != nullptr; address = address->ai_next) {
-        fd_ = ::socket(address->ai_family, SOCK_STREAM | SOCK_CLOEXEC, address->ai_protocol);
+    for (const sockaddr_in& address : addresses) {
+        fd_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
         if (fd_ < 0) {
             return -1;  // no further address is tried
         }
@@ -81,7 +80,7 @@ int TcpSocket::Connect(const std::string& host, std::uint16_t port,
         // receiver thread's reads and the senders' writes.
         const int flags = ::fcntl(fd_, F_GETFL);
         ::fcntl(fd_, F_SETFL, flags | O_NONBLOCK);
-        result = ::connect(fd_, address->ai_addr, address->ai_addrlen);
+        result = ::connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address);
         if (result != 0 && errno == EINPROGRESS) {
             result = FinishConnect(fd_, timeout, abort);
         }

@@ -24,9 +24,10 @@ public:
 
     // Resolves `host` (name or dotted address) for IPv4 and tries each
     // address in turn. Returns 0 when connected, -1 otherwise. A socket
-    // already open is closed first. Each address gets at most `timeout` to
-    // answer, and setting `*abort` (checked every 50 ms) gives up at once, so
-    // a host that swallows packets never holds the caller for minutes.
+    // already open is closed first. The lookup and each address get at most
+    // `timeout`, and setting `*abort` (checked every 50 ms) gives up at once,
+    // so neither a dead name server nor a host that swallows packets holds
+    // the caller for minutes.
     int Connect(const std::string& host, std::uint16_t port,
                 std::chrono::milliseconds timeout = std::chrono::seconds(10),
                 const std::atomic<bool>* abort = nullptr);

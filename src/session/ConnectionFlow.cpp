@@ -1,66 +1,177 @@
 #include "session/ConnectionFlow.h"
 
 #include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <utility>
 
 #include "core/Logger.h"
+#include "core/NamedThread.h"
 #include "protocol/Messages.h"
 #include "session/Settings.h"
 
 namespace vantor {
 
-ConnectionFlow::ConnectionFlow(ConnectionManager& manager, ConnectionFrame& frame,
-                               PlayerListener* frameListener,
-                               std::shared_ptr<LocalAddressSource> addresses, UpdateCheck* update,
-                               FlowOptions options)
-    : manager_(manager),
-      frame_(frame),
-      frameListener_(frameListener),
-      addresses_(std::move(addresses)),
-      update_(update),
-      options_(std::move(options)) {
-    manager_.SetListener(this);
+class ConnectionFlow::Core : public std::enable_shared_from_this<Core> {
+public:
+    Core(ConnectionManager& manager, ConnectionFrame& frame,
+         std::shared_ptr<LocalAddressSource> addresses, UpdateCheck* update, FlowOptions options)
+        : manager_(manager),
+          frame_(frame),
+          addresses_(std::move(addresses)),
+          update_(update),
+          options_(std::move(options)) {}
+
+    void Start(bool firstRun, bool autoConnect);
+    void ConnectPressed();
+    void Disconnect();
+    void Handle(FlowMessage message);
+    void OnTimer(FlowTimer timer);
+    void Exit();
+    // The flow's end: ends the threads, and waits for a call to the frame or
+    // the manager under way; a thread that is still running afterwards calls
+    // neither again.
+    void Close();
+
+    void OnClientVersion(const GetClientVersionResponse& response);
+    void OnChannelLost();
+
+    void SaveTitleAndShow(const std::string& text);
+    void RestoreTitle();
+    bool AttemptRunning() const { return attemptRunning_; }
+    bool NetworkDown() const { return networkDown_; }
+    std::string TargetServer() const;
+
+private:
+    void StartAttempt(std::string target, bool reconnect);
+    void RunAttempt(std::string target, bool reconnect);
+    // The end of every attempt: a reconnection asked for while it ran is
+    // posted again now, unless the attempt left a live connection.
+    void FinishAttempt();
+    // The pause before reconnecting after connections that dropped at once.
+    std::chrono::milliseconds DropPause() const;
+    void WatchNetwork();
+    // Sleeps unless the attempt is aborted or the flow closes; false then.
+    bool Pause(std::chrono::milliseconds duration);
+    static std::string TargetFromListText(const std::string& text);
+
+    // Runs `call` (which uses the frame or the manager) unless the flow is
+    // closed; false then.
+    template <class Call>
+    bool Out(Call&& call);
+    FlowScreen Screen();
+
+    ConnectionManager& manager_;
+    ConnectionFrame& frame_;
+    std::shared_ptr<LocalAddressSource> addresses_;
+    UpdateCheck* update_;
+    FlowOptions options_;
+
+    // Single flags, each written by one side and read by the others.
+    std::atomic<bool> attemptRunning_{false};
+    std::atomic<bool> abort_{false};
+    std::atomic<bool> reconnect_{false};
+    std::atomic<bool> networkDown_{false};
+    std::atomic<bool> closing_{false};
+    // Connections in a row that dropped right after they were made.
+    std::atomic<int> quickDrops_{0};
+
+    // Guards target_, the saved title, the connection's start and the
+    // pending reconnection (with attemptRunning_ turning false), and wakes
+    // Pause.
+    mutable std::mutex mutex_;
+    std::condition_variable wake_;
+    std::string target_;
+    std::chrono::steady_clock::time_point connectedAt_;
+    bool answered_ = false;  // the current connection's server answered
+    bool reconnectPending_ = false;
+    bool titleSaved_ = false;
+    std::pair<std::string, bool> savedTitle_;
+
+    // Guards calls_ and closed_: the calls to the frame and the manager
+    // under way, and whether the flow is gone.
+    std::mutex gateMutex_;
+    std::condition_variable gateIdle_;
+    int calls_ = 0;
+    bool closed_ = false;
+
+    NamedThread attempt_;
+    NamedThread watch_;
+};
+
+template <class Call>
+bool ConnectionFlow::Core::Out(Call&& call) {
+    {
+        std::lock_guard lock(gateMutex_);
+        if (closed_) {
+            return false;
+        }
+        ++calls_;
+    }
+    call();
+    std::lock_guard lock(gateMutex_);
+    if (--calls_ == 0) {
+        gateIdle_.notify_all();
+    }
+    return true;
 }
 
-ConnectionFlow::~ConnectionFlow() {
+FlowScreen ConnectionFlow::Core::Screen() {
+    // Once closed, the connect screen: the one on which nothing is posted.
+    FlowScreen screen = FlowScreen::Connect;
+    Out([&] { screen = frame_.CurrentScreen(); });
+    return screen;
+}
+
+void ConnectionFlow::Core::Close() {
     closing_ = true;
     abort_ = true;
-    manager_.AbortDiscovery();
+    Out([&] { manager_.AbortDiscovery(); });
+    {
+        // Under the lock, so a thread between its check and its wait still
+        // sees the flags.
+        std::lock_guard lock(mutex_);
+    }
     wake_.notify_all();
     attempt_.Stop();
     watch_.Stop();
-    manager_.SetListener(nullptr);
+    std::unique_lock lock(gateMutex_);
+    gateIdle_.wait(lock, [this] { return calls_ == 0; });
+    closed_ = true;
 }
 
-std::string ConnectionFlow::TargetServer() const {
+std::string ConnectionFlow::Core::TargetServer() const {
     std::lock_guard lock(mutex_);
     return target_;
 }
 
-std::string ConnectionFlow::TargetFromListText(const std::string& text) {
+std::string ConnectionFlow::Core::TargetFromListText(const std::string& text) {
     return text == kFindAutomatically ? std::string() : text;
 }
 
-void ConnectionFlow::Start(bool firstRun, bool autoConnect) {
+void ConnectionFlow::Core::Start(bool firstRun, bool autoConnect) {
     closing_ = false;
     if (!watch_.IsRunning()) {
-        watch_.Start("Network Watch", [this] { WatchNetwork(); });
+        watch_.Start("Network Watch", [core = shared_from_this()] { core->WatchNetwork(); });
     }
     if (!firstRun && autoConnect) {
         frame_.StartTimer(FlowTimer::AutoConnect, std::chrono::milliseconds(10));
     }
 }
 
-void ConnectionFlow::ConnectPressed() {
+void ConnectionFlow::Core::ConnectPressed() {
     if (attemptRunning_) {
         return;
     }
     frame_.SaveSettings();
     quickDrops_ = 0;
-    StartAttempt(TargetFromListText(frame_.ServerListText()), reconnect_);
+    // A Connect the user presses is never a reconnection, whatever the last
+    // attempt was: its session starts on the main screen.
+    StartAttempt(TargetFromListText(frame_.ServerListText()), false);
 }
 
-void ConnectionFlow::StartAttempt(std::string target, bool reconnect) {
+void ConnectionFlow::Core::StartAttempt(std::string target, bool reconnect) {
     {
         std::lock_guard lock(mutex_);
         target_ = target;
@@ -68,22 +179,25 @@ void ConnectionFlow::StartAttempt(std::string target, bool reconnect) {
     abort_ = false;
     reconnect_ = reconnect;
     attemptRunning_ = true;
-    if (attempt_.Start("Connection Attempt", [this, target = std::move(target), reconnect] {
-            RunAttempt(target, reconnect);
-        }) != 0) {
+    if (attempt_.Start("Connection Attempt",
+                       [core = shared_from_this(), target = std::move(target), reconnect] {
+                           core->RunAttempt(target, reconnect);
+                       }) != 0) {
         attemptRunning_ = false;
     }
 }
 
-bool ConnectionFlow::Pause(std::chrono::milliseconds duration) {
+bool ConnectionFlow::Core::Pause(std::chrono::milliseconds duration) {
     std::unique_lock lock(mutex_);
     return !wake_.wait_for(lock, duration, [this] { return abort_.load() || closing_.load(); });
 }
 
-void ConnectionFlow::RunAttempt(std::string target, bool reconnect) {
-    const bool onConnectScreen = frame_.CurrentScreen() == FlowScreen::Connect;
+void ConnectionFlow::Core::RunAttempt(std::string target, bool reconnect) {
+    // The thread's calls to the frame and the manager pass through Out, so
+    // that they stop once the flow is gone.
+    const bool onConnectScreen = Screen() == FlowScreen::Connect;
     if (target.empty() && onConnectScreen) {
-        frame_.SetStatus(kDiscoveringText);
+        Out([&] { frame_.SetStatus(kDiscoveringText); });
     }
 
     // Discovery, at most once, waiting while the device has no network.
@@ -94,7 +208,7 @@ void ConnectionFlow::RunAttempt(std::string target, bool reconnect) {
             Pause(options_.networkDownStep);
             continue;
         }
-        target = manager_.Discover();
+        Out([&] { target = manager_.Discover(); });
         discovered = true;
         fromDiscovery = true;
     }
@@ -103,11 +217,13 @@ void ConnectionFlow::RunAttempt(std::string target, bool reconnect) {
         return;
     }
     if (target.empty() || target == "0.0.0.0") {
-        if (frame_.CurrentScreen() == FlowScreen::Connect) {
-            frame_.SetStatus(kDiscoveryFailedText);
-            frame_.SetConnectReady();
-        }
-        frame_.ShowMessage(kDiscoveryFailureCaption, kDiscoveryFailureMessage);
+        Out([&] {
+            if (frame_.CurrentScreen() == FlowScreen::Connect) {
+                frame_.SetStatus(kDiscoveryFailedText);
+                frame_.SetConnectReady();
+            }
+            frame_.ShowMessage(kDiscoveryFailureCaption, kDiscoveryFailureMessage);
+        });
         FinishAttempt();
         return;
     }
@@ -115,10 +231,17 @@ void ConnectionFlow::RunAttempt(std::string target, bool reconnect) {
     if (reconnect) {
         SaveTitleAndShow(kReconnectingText);
         if (quickDrops_ > 0) {
-            Pause(DropPause());
+            const std::chrono::milliseconds pause = DropPause();
+            Log(kLogInfo, "Reconnecting after a quick drop: pause %lld ms",
+                static_cast<long long>(pause.count()));
+            Pause(pause);
         }
-    } else if (frame_.CurrentScreen() == FlowScreen::Connect) {
-        frame_.SetStatus(kConnectingText);
+    } else {
+        Out([&] {
+            if (frame_.CurrentScreen() == FlowScreen::Connect) {
+                frame_.SetStatus(kConnectingText);
+            }
+        });
     }
 
     // Connect until connected or aborted; discovered servers in turn.
@@ -130,11 +253,12 @@ void ConnectionFlow::RunAttempt(std::string target, bool reconnect) {
             continue;
         }
         if (fromDiscovery) {
-            const int count = manager_.DiscoveredCount();
-            if (next >= count) {
-                next = 0;
-            }
-            target = manager_.DiscoveredServer(next++);
+            Out([&] {
+                if (next >= manager_.DiscoveredCount()) {
+                    next = 0;
+                }
+                target = manager_.DiscoveredServer(next++);
+            });
         }
         {
             // Before the connect: its channel may be lost before it returns.
@@ -142,7 +266,7 @@ void ConnectionFlow::RunAttempt(std::string target, bool reconnect) {
             connectedAt_ = std::chrono::steady_clock::now();
             answered_ = false;
         }
-        connected = manager_.ConnectToHost(target, options_.port, &abort_);
+        Out([&] { connected = manager_.ConnectToHost(target, options_.port, &abort_); });
         if (!connected) {
             Pause(options_.retryPause);
         }
@@ -155,12 +279,12 @@ void ConnectionFlow::RunAttempt(std::string target, bool reconnect) {
         }
         // Its response starts the session. Not sent means the connection is
         // already gone again, and that loss is answered as any drop is.
-        static_cast<void>(manager_.RequestClientVersion(options_.platform));
+        Out([&] { static_cast<void>(manager_.RequestClientVersion(options_.platform)); });
     }
     FinishAttempt();
 }
 
-void ConnectionFlow::FinishAttempt() {
+void ConnectionFlow::Core::FinishAttempt() {
     bool again = false;
     {
         std::lock_guard lock(mutex_);
@@ -169,13 +293,16 @@ void ConnectionFlow::FinishAttempt() {
     }
     // A loss of the channel the attempt just made, or of the one before it
     // when the attempt made none, is not answered by anyone else.
-    if (again && !abort_ && !closing_ && !manager_.IsConnected() &&
-        frame_.CurrentScreen() != FlowScreen::Connect) {
-        frame_.Post(FlowMessage::Reconnect);
+    if (again && !abort_ && !closing_) {
+        Out([&] {
+            if (!manager_.IsConnected() && frame_.CurrentScreen() != FlowScreen::Connect) {
+                frame_.Post(FlowMessage::Reconnect);
+            }
+        });
     }
 }
 
-std::chrono::milliseconds ConnectionFlow::DropPause() const {
+std::chrono::milliseconds ConnectionFlow::Core::DropPause() const {
     auto pause = options_.dropPause;
     for (int i = 1; i < quickDrops_ && pause < options_.dropPauseCap; ++i) {
         pause *= 2;
@@ -183,7 +310,7 @@ std::chrono::milliseconds ConnectionFlow::DropPause() const {
     return std::min(pause, options_.dropPauseCap);
 }
 
-void ConnectionFlow::WatchNetwork() {
+void ConnectionFlow::Core::WatchNetwork() {
     networkDown_ = false;
     std::string last;
     while (!closing_) {
@@ -200,26 +327,26 @@ void ConnectionFlow::WatchNetwork() {
         last = address;
         if (address == "127.0.0.1" || address == "0.0.0.0") {
             networkDown_ = true;
-            frame_.Post(FlowMessage::NetworkLost);
+            Out([&] { frame_.Post(FlowMessage::NetworkLost); });
         } else if (networkDown_) {
             networkDown_ = false;
-            frame_.Post(FlowMessage::NetworkBack);
+            Out([&] { frame_.Post(FlowMessage::NetworkBack); });
         }
     }
 }
 
-void ConnectionFlow::SaveTitleAndShow(const std::string& text) {
+void ConnectionFlow::Core::SaveTitleAndShow(const std::string& text) {
     {
         std::lock_guard lock(mutex_);
         if (!titleSaved_) {
-            savedTitle_ = frame_.Title();
+            Out([&] { savedTitle_ = frame_.Title(); });
             titleSaved_ = true;
         }
     }
-    frame_.SetTitle(text, true);
+    Out([&] { frame_.SetTitle(text, true); });
 }
 
-void ConnectionFlow::RestoreTitle() {
+void ConnectionFlow::Core::RestoreTitle() {
     std::pair<std::string, bool> title;
     {
         std::lock_guard lock(mutex_);
@@ -229,10 +356,10 @@ void ConnectionFlow::RestoreTitle() {
         titleSaved_ = false;
         title = savedTitle_;
     }
-    frame_.SetTitle(title.first, title.second);
+    Out([&] { frame_.SetTitle(title.first, title.second); });
 }
 
-void ConnectionFlow::Handle(FlowMessage message) {
+void ConnectionFlow::Core::Handle(FlowMessage message) {
     const auto notConnectOrMain = [this] { return frame_.CurrentScreen() == FlowScreen::Other; };
     switch (message) {
         case FlowMessage::SessionReady:
@@ -276,7 +403,7 @@ void ConnectionFlow::Handle(FlowMessage message) {
     }
 }
 
-void ConnectionFlow::OnTimer(FlowTimer timer) {
+void ConnectionFlow::Core::OnTimer(FlowTimer timer) {
     if (timer == FlowTimer::Reconnect) {
         if (frame_.CurrentScreen() != FlowScreen::Connect) {
             frame_.Post(FlowMessage::Reconnect);
@@ -287,7 +414,7 @@ void ConnectionFlow::OnTimer(FlowTimer timer) {
     }
 }
 
-void ConnectionFlow::Disconnect() {
+void ConnectionFlow::Core::Disconnect() {
     if (attemptRunning_) {
         abort_ = true;
         manager_.AbortDiscovery();
@@ -304,7 +431,7 @@ void ConnectionFlow::Disconnect() {
     RestoreTitle();
 }
 
-void ConnectionFlow::Exit() {
+void ConnectionFlow::Core::Exit() {
     if (attemptRunning_) {
         abort_ = true;
         manager_.AbortDiscovery();
@@ -318,10 +445,7 @@ void ConnectionFlow::Exit() {
 
 // --- The manager's listener calls ---------------------------------------------
 
-void ConnectionFlow::OnClientVersion(const GetClientVersionResponse& response) {
-    if (frameListener_) {
-        frameListener_->OnClientVersion(response);
-    }
+void ConnectionFlow::Core::OnClientVersion(const GetClientVersionResponse& response) {
     {
         std::lock_guard lock(mutex_);
         answered_ = true;
@@ -329,14 +453,13 @@ void ConnectionFlow::OnClientVersion(const GetClientVersionResponse& response) {
     if (update_ != nullptr && update_->Run(response)) {
         return;  // an update is being applied; the client is quitting
     }
-    manager_.RequestSessionState();
-    frame_.Post(FlowMessage::SessionReady);
+    Out([&] {
+        manager_.RequestSessionState();
+        frame_.Post(FlowMessage::SessionReady);
+    });
 }
 
-void ConnectionFlow::OnChannelLost() {
-    if (frameListener_) {
-        frameListener_->OnChannelLost();
-    }
+void ConnectionFlow::Core::OnChannelLost() {
     {
         std::lock_guard lock(mutex_);
         const bool quick =
@@ -347,9 +470,77 @@ void ConnectionFlow::OnChannelLost() {
             quickDrops_ = 0;
         }
     }
-    if (frame_.CurrentScreen() != FlowScreen::Connect) {
-        frame_.Post(FlowMessage::Reconnect);
+    Out([&] {
+        if (frame_.CurrentScreen() != FlowScreen::Connect) {
+            frame_.Post(FlowMessage::Reconnect);
+        }
+    });
+}
+
+// --- The flow: its core, shared with the threads -------------------------------
+
+ConnectionFlow::ConnectionFlow(ConnectionManager& manager, ConnectionFrame& frame,
+                               PlayerListener* frameListener,
+                               std::shared_ptr<LocalAddressSource> addresses, UpdateCheck* update,
+                               FlowOptions options)
+    : core_(
+          std::make_shared<Core>(manager, frame, std::move(addresses), update, std::move(options))),
+      frameListener_(frameListener),
+      manager_(manager) {
+    manager_.SetListener(this);
+}
+
+ConnectionFlow::~ConnectionFlow() {
+    core_->Close();
+    manager_.SetListener(nullptr);
+}
+
+void ConnectionFlow::Start(bool firstRun, bool autoConnect) {
+    core_->Start(firstRun, autoConnect);
+}
+void ConnectionFlow::ConnectPressed() {
+    core_->ConnectPressed();
+}
+void ConnectionFlow::Disconnect() {
+    core_->Disconnect();
+}
+void ConnectionFlow::Handle(FlowMessage message) {
+    core_->Handle(message);
+}
+void ConnectionFlow::OnTimer(FlowTimer timer) {
+    core_->OnTimer(timer);
+}
+void ConnectionFlow::Exit() {
+    core_->Exit();
+}
+void ConnectionFlow::ShowInTitle(const std::string& text) {
+    core_->SaveTitleAndShow(text);
+}
+void ConnectionFlow::RestoreTitleNow() {
+    core_->RestoreTitle();
+}
+bool ConnectionFlow::AttemptRunning() const {
+    return core_->AttemptRunning();
+}
+bool ConnectionFlow::NetworkDown() const {
+    return core_->NetworkDown();
+}
+std::string ConnectionFlow::TargetServer() const {
+    return core_->TargetServer();
+}
+
+void ConnectionFlow::OnClientVersion(const GetClientVersionResponse& response) {
+    if (frameListener_) {
+        frameListener_->OnClientVersion(response);
     }
+    core_->OnClientVersion(response);
+}
+
+void ConnectionFlow::OnChannelLost() {
+    if (frameListener_) {
+        frameListener_->OnChannelLost();
+    }
+    core_->OnChannelLost();
 }
 
 #define VANTOR_PASS_ON(call)  \

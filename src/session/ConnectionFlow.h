@@ -12,16 +12,15 @@
 // Threads: the methods marked "UI thread" run on the window's thread. The
 // attempt thread, the network watch thread and the channel's receiver
 // thread call the frame's thread-safe operations and post messages; they
-// never touch the screen themselves.
+// never touch the screen themselves. The frame and the manager must outlive
+// the flow; the flow's threads own the rest of what they use, and stop
+// calling the frame and the manager once the flow is destroyed.
 
-#include <atomic>
 #include <chrono>
-#include <condition_variable>
+#include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 
-#include "core/NamedThread.h"
 #include "net/LocalAddressSource.h"
 #include "session/ConnectionManager.h"
 #include "session/PlayerListener.h"
@@ -136,8 +135,9 @@ public:
     // unless this is the first run, with auto connect on, timer 102.
     void Start(bool firstRun, bool autoConnect);
     // UI thread: the Connect button. Nothing when an attempt is running;
-    // otherwise saves the settings and starts an attempt to the server in
-    // the list box ("(Find Automatically)": discovery).
+    // otherwise saves the settings and starts an attempt (never a
+    // reconnection) to the server in the list box ("(Find Automatically)":
+    // discovery).
     void ConnectPressed();
     // UI thread: the disconnect command. Ends a running attempt (waiting for
     // it, bounded) and the connection; no reconnection follows.
@@ -154,11 +154,11 @@ public:
     // Any thread: shows a text in the now-playing title, keeping the title
     // (unless kept already), and brings the kept title back. The update
     // shares these with the connection's status texts.
-    void ShowInTitle(const std::string& text) { SaveTitleAndShow(text); }
-    void RestoreTitleNow() { RestoreTitle(); }
+    void ShowInTitle(const std::string& text);
+    void RestoreTitleNow();
 
-    bool AttemptRunning() const { return attemptRunning_; }
-    bool NetworkDown() const { return networkDown_; }
+    bool AttemptRunning() const;
+    bool NetworkDown() const;
     std::string TargetServer() const;
 
     // PlayerListener: passed on to the frame's listener; the client version
@@ -189,50 +189,14 @@ public:
     void OnChannelLost() override;
 
 private:
-    void StartAttempt(std::string target, bool reconnect);
-    void RunAttempt(std::string target, bool reconnect);
-    // The end of every attempt: a reconnection asked for while it ran is
-    // posted again now, unless the attempt left a live connection.
-    void FinishAttempt();
-    // The pause before reconnecting after connections that dropped at once.
-    std::chrono::milliseconds DropPause() const;
-    void WatchNetwork();
-    // Sleeps unless the attempt is aborted or the flow closes; false then.
-    bool Pause(std::chrono::milliseconds duration);
-    void SaveTitleAndShow(const std::string& text);
-    void RestoreTitle();
-    static std::string TargetFromListText(const std::string& text);
+    // Everything the flow's threads use, shared with them: a thread that
+    // outlives its stop time-out keeps it alive and, once the flow is gone,
+    // calls neither the frame nor the manager again.
+    class Core;
 
-    ConnectionManager& manager_;
-    ConnectionFrame& frame_;
+    std::shared_ptr<Core> core_;
     PlayerListener* frameListener_;
-    std::shared_ptr<LocalAddressSource> addresses_;
-    UpdateCheck* update_;
-    FlowOptions options_;
-
-    // Single flags, each written by one side and read by the others.
-    std::atomic<bool> attemptRunning_{false};
-    std::atomic<bool> abort_{false};
-    std::atomic<bool> reconnect_{false};
-    std::atomic<bool> networkDown_{false};
-    std::atomic<bool> closing_{false};
-    // Connections in a row that dropped right after they were made.
-    std::atomic<int> quickDrops_{0};
-
-    // Guards target_, the saved title, the connection's start and the
-    // pending reconnection (with attemptRunning_ turning false), and wakes
-    // Pause.
-    mutable std::mutex mutex_;
-    std::condition_variable wake_;
-    std::string target_;
-    std::chrono::steady_clock::time_point connectedAt_;
-    bool answered_ = false;  // the current connection's server answered
-    bool reconnectPending_ = false;
-    bool titleSaved_ = false;
-    std::pair<std::string, bool> savedTitle_;
-
-    NamedThread attempt_;
-    NamedThread watch_;
+    ConnectionManager& manager_;
 };
 
 }  // namespace vantor

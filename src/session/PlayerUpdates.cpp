@@ -1,5 +1,7 @@
 #include "session/PlayerUpdates.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 
 #include "protocol/Messages.h"
@@ -20,11 +22,13 @@ void PlayingStateIs(std::int32_t value, PlayerState& state, PlayerListener* list
 // Changes of exactly 1 are the echo of the user's own step on the volume
 // bar; they are ignored entirely, so the bar does not jump back.
 void VolumeIs(std::int32_t value, PlayerState& state, PlayerListener* listener) {
-    if (std::abs(static_cast<long long>(value) - state.volume) > 1) {
-        const std::int32_t old = state.volume;
+    const long long difference = static_cast<long long>(state.volume) - value;
+    if (std::abs(difference) > 1) {
         state.volume = value;
         if (listener) {
-            listener->OnVolumeChanged(value, old - value);
+            // Any two volumes a server sends are apart by more than 32 bits hold.
+            listener->OnVolumeChanged(value, static_cast<std::int32_t>(std::clamp<long long>(
+                                                 difference, INT32_MIN, INT32_MAX)));
         }
     }
 }

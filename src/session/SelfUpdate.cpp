@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <fstream>
 #include <memory>
 #include <vector>
 
@@ -53,6 +54,14 @@ bool IsNewer(const ClientVersion& offered, const ClientVersion& own) {
     return offered.revision > own.revision;
 }
 
+int DownloadPercent(std::uint64_t received, std::int64_t length) {
+    const auto divisor = static_cast<std::uint32_t>(length);
+    if (length <= 0 || divisor == 0) {
+        return -1;  // a server's 4 GiB would otherwise divide by zero
+    }
+    return static_cast<int>(static_cast<std::uint32_t>(received) * 100u / divisor);
+}
+
 bool XdgLauncher::Open(const std::string& file, const std::string& /*parameters*/) {
     // xdg-open takes no parameters for the program it starts.
     std::vector<char*> argv = {const_cast<char*>("xdg-open"), const_cast<char*>(file.c_str()),
@@ -74,12 +83,50 @@ SelfUpdate::SelfUpdate(UpdateUi& ui, Launcher& launcher, std::function<std::stri
       mediaPort_(mediaPort),
       ownVersion_(std::move(ownVersion)) {}
 
+namespace {
+
+// A name of a file of its own in the install folder.
+bool IsFileName(const std::string& name) {
+    return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
+}
+
+}  // namespace
+
 std::string SelfUpdate::LocalPath(const std::string& url) const {
     const std::size_t slash = url.rfind('/');
-    if (slash == std::string::npos) {
+    if (slash == std::string::npos || !IsFileName(url.substr(slash + 1))) {
         return {};
     }
     return installDir_ + url.substr(slash + 1);
+}
+
+void SelfUpdate::RememberDownload(const std::string& name) const {
+    const std::string list = installDir_ + kDownloadedList;
+    std::ifstream in(list);
+    for (std::string line; std::getline(in, line);) {
+        if (line == name) {
+            return;
+        }
+    }
+    in.close();
+    std::ofstream(list, std::ios::app) << name << '\n';
+}
+
+void SelfUpdate::DeleteDownloads() const {
+    const std::string list = installDir_ + kDownloadedList;
+    std::ifstream in(list);
+    if (!in) {
+        return;
+    }
+    // Failing to delete is of no consequence; the names come from this
+    // client's own downloads, and anything else on the list is skipped.
+    for (std::string line; std::getline(in, line);) {
+        if (IsFileName(line)) {
+            std::remove((installDir_ + line).c_str());
+        }
+    }
+    in.close();
+    std::remove(list.c_str());
 }
 
 bool SelfUpdate::Run(const GetClientVersionResponse& offer) {
@@ -92,9 +139,9 @@ bool SelfUpdate::Run(const GetClientVersionResponse& offer) {
         ui_.ShowError(kUpdateErrorCaption, kUpdateErrorText);
     }
     if (!newer && offer.url.find('/') != std::string::npos) {
-        // An installer left from an earlier update; failing to delete it is
-        // of no consequence.
-        std::remove(LocalPath(offer.url).c_str());
+        // Installers left from earlier updates: the ones this client
+        // downloaded, never the file the offered URL happens to name.
+        DeleteDownloads();
     }
     return false;
 }
@@ -152,26 +199,27 @@ bool SelfUpdate::Download(const std::string& url, const std::string& localPath) 
                                                        : Format("http://%s:%d%s", host_().c_str(),
                                                                 mediaPort_, url.c_str());
     const bool connectScreen = ui_.OnConnectScreen();
-    unsigned shown = 0xFFFFFFFFu;
+    int shown = -1;
     const auto progress = [&](std::uint64_t received, std::int64_t length) {
-        if (length <= 0) {
-            return;
-        }
-        const auto percent = static_cast<unsigned>(static_cast<std::uint32_t>(received) * 100u /
-                                                   static_cast<std::uint32_t>(length));
-        if (percent == shown) {
+        const int percent = DownloadPercent(received, length);
+        if (percent == -1 || percent == shown) {
             return;
         }
         shown = percent;
         if (connectScreen) {
-            ui_.SetProgress(static_cast<int>(percent));
+            ui_.SetProgress(percent);
         } else {
-            ui_.ShowInTitle(Format(kDownloadingPercentText, static_cast<int>(percent)));
+            ui_.ShowInTitle(Format(kDownloadingPercentText, percent));
         }
     };
     HttpOptions options;
     options.abort = abort_;
-    return HttpSaveToFile(full, localPath, progress, options) == 0;
+    bool created = false;
+    const int result = HttpSaveToFile(full, localPath, progress, options, &created);
+    if (created && localPath.rfind(installDir_, 0) == 0) {
+        RememberDownload(localPath.substr(installDir_.size()));
+    }
+    return result == 0;
 }
 
 bool SelfUpdate::Verify(const std::string& localPath, const std::string& checksum) {

@@ -4,7 +4,8 @@
 // one, the user is asked; on yes the installer is downloaded over HTTP, its
 // MD5 digest compared with the server's checksum, and the file opened, after
 // which the client quits so the installer can replace it. A left-over
-// installer from an earlier update is deleted when nothing newer is offered.
+// installer from an earlier update is deleted when nothing newer is offered:
+// only files this client downloaded, which it lists in the install folder.
 //
 // Threads: Run is the UpdateCheck and runs on the channel's receiver thread,
 // blocking it for the whole check, download included; the window keeps
@@ -41,6 +42,12 @@ struct ClientVersion {
 // Digits and dots only ("v1.6" is 1.6.0.0); missing parts are 0.
 ClientVersion ParseClientVersion(const std::string& text);
 bool IsNewer(const ClientVersion& offered, const ClientVersion& own);
+
+// The download's percentage as the handheld computed it: bytes received
+// times 100 over the Content-Length, both cut to 32 bits (so it wraps past
+// about 42.9 MB); -1 when there is none to show (no length, or a length
+// whose low 32 bits are 0).
+int DownloadPercent(std::uint64_t received, std::int64_t length);
 
 // What the update needs from the window. Called on the receiver thread; the
 // window hands screen work to its own thread.
@@ -101,11 +108,19 @@ public:
     bool Apply(const std::string& localPath, const std::string& parameters);
 
     // The install folder followed by the URL's last segment; empty when the
-    // URL has no "/".
+    // URL has no "/" or its last segment names no file ("", "." or "..").
     std::string LocalPath(const std::string& url) const;
+
+    // Where the names of the installers this client downloaded are kept, so
+    // that the clean-up deletes those and never a name a server offers.
+    static constexpr const char* kDownloadedList = ".downloaded-updates";
 
 private:
     void Show(const std::string& text);
+    // Adds the file's name to the downloaded list.
+    void RememberDownload(const std::string& name) const;
+    // Deletes every installer on the downloaded list, and the list.
+    void DeleteDownloads() const;
 
     UpdateUi& ui_;
     Launcher& launcher_;

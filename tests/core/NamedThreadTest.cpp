@@ -1,4 +1,7 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -79,13 +82,34 @@ TEST(NamedThreadTest, StartingAgainStopsTheOldThreadFirst) {
     EXPECT_EQ(secondStarted, 1);
 }
 
-TEST(NamedThreadTest, PriorityClassesDoNotPreventStart) {
-    for (const int priorityClass : {NamedThread::kPriorityDefault, NamedThread::kPriorityLow,
-                                    NamedThread::kPriorityHigh, NamedThread::kPriorityNormal, 7}) {
-        NamedThread thread(priorityClass);
-        EXPECT_EQ(thread.Start("Prioritised", [] {}), 0) << priorityClass;
+int OwnNice() {
+    return ::getpriority(PRIO_PROCESS, static_cast<id_t>(::syscall(SYS_gettid)));
+}
+
+TEST(NamedThreadTest, PriorityClassesBecomeTheThreadsNiceValue) {
+    // The new thread starts with its starter's nice value. Lowering it needs
+    // a privilege a test may not have; then the thread keeps its start value.
+    const int inherited = OwnNice();
+    struct Case {
+        int priorityClass;
+        int nice;
+    };
+    const Case cases[] = {{NamedThread::kPriorityDefault, inherited},
+                          {NamedThread::kPriorityLow, 10},
+                          {NamedThread::kPriorityHigh, -10},
+                          {NamedThread::kPriorityNormal, 0},
+                          {7, 0}};
+    for (const Case& c : cases) {
+        NamedThread thread(c.priorityClass);
+        std::atomic<int> nice{100};
+        ASSERT_EQ(thread.Start("Prioritised", [&nice] { nice = OwnNice(); }), 0);
         thread.Stop();
+        if (c.nice < inherited && nice == inherited) {
+            continue;  // not permitted here
+        }
+        EXPECT_EQ(nice.load(), c.nice) << c.priorityClass;
     }
+    EXPECT_EQ(OwnNice(), inherited) << "only the named thread's own value changes";
 }
 
 }  // namespace

@@ -50,6 +50,16 @@ TEST(RequestTableTest, GivesIdsInTurnAndSendsTheRequest) {
     EXPECT_EQ(table.SendRequest(Volume(40), nullptr), SendResult::NotConnected);
     EXPECT_EQ(sender.sent.size(), 2u);
     EXPECT_EQ(table.Outstanding(), 4);
+
+    // After the last 32-bit id the count starts again at 0: a negative id
+    // would read as none (and the step past the last would overflow).
+    RequestTable last(INT32_MAX);
+    sender.connected = true;
+    EXPECT_EQ(last.SendRequest(Volume(50), &sender), SendResult::Sent);
+    EXPECT_EQ(last.SendRequest(Volume(60), &sender), SendResult::Sent);
+    ASSERT_EQ(sender.sent.size(), 4u);
+    EXPECT_NE(sender.sent[2].find("<requestId>2147483647</requestId>"), std::string::npos);
+    EXPECT_NE(sender.sent[3].find("<requestId>0</requestId>"), std::string::npos) << sender.sent[3];
 }
 
 TEST(RequestTableTest, AFullTableRefusesAndLeavesTheRequestWithTheCaller) {

@@ -1,10 +1,13 @@
 // The client's connection against a real vantor-server on loopback.
 
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
 
 #include <mutex>
 #include <thread>
 
+#include "core/Event.h"
+#include "net/HostLookup.h"
 #include "net/ServerConnection.h"
 #include "protocol/Messages.h"
 #include "support/LogCapture.h"
@@ -155,6 +158,62 @@ TEST_F(ServerConnectionTest, AStoppedServerIsReportedOnce) {
     ASSERT_TRUE(connection_.Connect("127.0.0.1", server_.Port()));
     EXPECT_EQ(connection_.OutstandingRequests(), 0);
     EXPECT_NE(connection_.SendAndWait(std::make_unique<GetVolumeRequest>(), 5s), nullptr);
+}
+
+TEST(HostLookupTest, NamesAreLookedUpSoThatTheCallerCanGiveUp) {
+    std::atomic<int> lookups{0};
+    const auto answers = [&](const std::string& host, std::uint16_t port) {
+        ++lookups;
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(port);
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        return host == "player.example" ? std::vector<sockaddr_in>{address}
+                                        : std::vector<sockaddr_in>{};
+    };
+    struct Case {
+        const char* host;
+        int result;
+        int lookups;  // dotted addresses need no name server
+    };
+    const Case cases[] = {
+        {"127.0.0.1", 0, 0}, {"127.1", 0, 0}, {"player.example", 0, 1}, {"nowhere.example", -1, 1}};
+    for (const Case& c : cases) {
+        lookups = 0;
+        std::vector<sockaddr_in> found;
+        EXPECT_EQ(LookUpHost(c.host, 3567, 5s, nullptr, &found, answers), c.result) << c.host;
+        EXPECT_EQ(lookups.load(), c.lookups) << c.host;
+        if (c.result == 0) {
+            ASSERT_EQ(found.size(), 1u) << c.host;
+            EXPECT_EQ(ntohs(found[0].sin_port), 3567) << c.host;
+            EXPECT_EQ(ntohl(found[0].sin_addr.s_addr), INADDR_LOOPBACK) << c.host;
+        }
+    }
+
+    // A name server that never answers: the abort ends the wait while the
+    // lookup is still stuck, and the lookup finishes later on its own.
+    auto entered = std::make_shared<Event>();
+    auto release = std::make_shared<Event>();
+    auto finished = std::make_shared<Event>();
+    const auto stuck = [entered, release, finished](const std::string&, std::uint16_t) {
+        entered->Set();
+        release->Wait();
+        finished->Set();
+        return std::vector<sockaddr_in>{};
+    };
+    std::atomic<bool> abort{false};
+    std::atomic<int> result{1};
+    std::thread caller([&] {
+        std::vector<sockaddr_in> found;
+        result = LookUpHost("dead.example", 3567, 60s, &abort, &found, stuck);
+    });
+    ASSERT_TRUE(entered->WaitFor(5s));
+    abort = true;
+    caller.join();
+    EXPECT_EQ(result.load(), -1);
+    EXPECT_FALSE(finished->IsSet()) << "the caller did not wait for the lookup";
+    release->Set();
+    EXPECT_TRUE(finished->WaitFor(5s));
 }
 
 }  // namespace

@@ -34,8 +34,13 @@ public:
         posted_.push_back(message);
     }
     void SetStatus(const std::string& text) override {
-        std::lock_guard lock(mutex_);
-        statuses_.push_back(text);
+        {
+            std::lock_guard lock(mutex_);
+            statuses_.push_back(text);
+        }
+        if (onStatus) {
+            onStatus(text);
+        }
     }
     void SetConnectReady() override {
         std::lock_guard lock(mutex_);
@@ -126,6 +131,8 @@ public:
         return count;
     }
 
+    // Called by SetStatus after recording, on the caller's thread.
+    std::function<void(const std::string&)> onStatus;
     std::vector<std::string> statuses_;
     std::vector<std::string> messages_;
     std::vector<std::string> titles_;

@@ -68,6 +68,16 @@ TEST(PlayerUpdatesTest, VolumeStepsOfOneAreIgnored) {
     ApplyEvent(Volume(52), state, &log);
     ApplyEvent(Volume(49), state, &log);
     EXPECT_EQ(log.calls, (std::vector<std::string>{"volume 52 -2", "volume 49 3"}));
+
+    // Whatever a server sends, the difference is the old volume less the
+    // new, held to 32 bits rather than overflowing.
+    log.calls.clear();
+    ApplyEvent(Volume(INT32_MIN), state, &log);
+    ApplyEvent(Volume(INT32_MAX), state, &log);
+    ApplyEvent(Volume(INT32_MIN), state, &log);
+    EXPECT_EQ(log.calls, (std::vector<std::string>{"volume -2147483648 2147483647",
+                                                   "volume 2147483647 -2147483648",
+                                                   "volume -2147483648 2147483647"}));
 }
 
 TEST(PlayerUpdatesTest, OnlyChangesAreReportedExceptThePosition) {

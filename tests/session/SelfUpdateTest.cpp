@@ -13,6 +13,7 @@ namespace {
 
 using testing::ScriptedHttp;
 using testing::ScriptedReply;
+using namespace std::chrono_literals;
 
 TEST(ClientVersionTest, PartsCompareAsNumbers) {
     struct Case {
@@ -191,16 +192,41 @@ TEST_F(SelfUpdateTest, DecliningOrAFailedLaunchGoesOn) {
     EXPECT_TRUE(std::find(ui_.log.begin(), ui_.log.end(), "quit") == ui_.log.end());
 }
 
-TEST_F(SelfUpdateTest, NothingNewerDeletesALeftOverInstaller) {
-    std::ofstream(Installed()) << "left over";
+TEST_F(SelfUpdateTest, NothingNewerDeletesOnlyAnInstallerThisClientDownloaded) {
+    // A file the client did not download is never deleted, whatever the
+    // offered URL names.
+    const std::string settings = (folder_ / "install" / "settings.reg").string();
+    std::ofstream(settings) << "keep";
+    std::ofstream(Installed()) << "not downloaded";
     GetClientVersionResponse same = offer_;
     same.version = "1.5.0.1";
-    SelfUpdate update = Update();
-    EXPECT_FALSE(update.Run(same));
+    for (const std::string& url : {same.url, std::string("/x/settings.reg")}) {
+        GetClientVersionResponse offer = same;
+        offer.url = url;
+        EXPECT_FALSE(Update().Run(offer));
+    }
     EXPECT_TRUE(ui_.log.empty()) << "no question";
-    EXPECT_FALSE(std::filesystem::exists(Installed()));
+    EXPECT_TRUE(std::filesystem::exists(settings));
+    EXPECT_TRUE(std::filesystem::exists(Installed()));
+
+    // One it downloaded and could not verify stays until a later check,
+    // of this run or the next, finds nothing newer.
+    GetClientVersionResponse wrong = offer_;
+    wrong.checksum = std::string(32, '0');
+    EXPECT_FALSE(Update().Run(wrong));
+    ASSERT_TRUE(std::filesystem::exists(Installed()));
     same.url = "no-slash";
-    EXPECT_FALSE(update.Run(same));
+    EXPECT_FALSE(Update().Run(same));
+    EXPECT_TRUE(std::filesystem::exists(Installed())) << "an offer without a \"/\" deletes nothing";
+    same.url = "/x/other.deb";
+    EXPECT_FALSE(Update().Run(same));
+    EXPECT_FALSE(std::filesystem::exists(Installed()));
+    EXPECT_TRUE(std::filesystem::exists(settings));
+
+    // Names that are no file of their own are not downloaded to at all.
+    for (const char* url : {"/x/", "/x/.", "/x/.."}) {
+        EXPECT_EQ(Update().LocalPath(url), "") << url;
+    }
 }
 
 TEST_F(SelfUpdateTest, ADownloadWithoutALengthShowsNoPercentage) {
@@ -210,6 +236,33 @@ TEST_F(SelfUpdateTest, ADownloadWithoutALengthShowsNoPercentage) {
     SelfUpdate update = Update();
     ASSERT_TRUE(update.Download(plain.Url("/x/vantor.deb"), Installed()));
     EXPECT_TRUE(ui_.percents.empty());
+
+    // Whatever length a server claims, the download never divides by zero:
+    // the percentage is worked out in 32 bits, and a length whose low 32
+    // bits are 0 shows none. (The body ends early; only the progress counts.)
+    struct Case {
+        const char* length;
+        bool percents;
+    };
+    const Case cases[] = {
+        {"0", false},         {"4294967296", false},         {"8589934592", false},
+        {"4294967297", true}, {"9223372036854775807", true}, {"-1", false}};
+    for (const Case& c : cases) {
+        ui_.percents.clear();
+        ScriptedHttp lying([&](const std::string&) {
+            return ScriptedReply{std::string("HTTP/1.1 200 OK\r\nContent-Length: ") + c.length +
+                                     "\r\n\r\n" + kInstaller.substr(0, 3000),
+                                 0ms, true};
+        });
+        static_cast<void>(
+            update.Download(lying.Url("/x/vantor.deb"), (folder_ / "lying.deb").string()));
+        EXPECT_EQ(!ui_.percents.empty(), c.percents) << c.length;
+    }
+    EXPECT_EQ(DownloadPercent(50, 200), 25);
+    EXPECT_EQ(DownloadPercent(3000, (std::int64_t{1} << 32) + 100), 3000 * 100 / 100)
+        << "the length's low 32 bits, as the handheld computed it";
+    EXPECT_EQ(DownloadPercent(1, std::int64_t{1} << 32), -1);
+    EXPECT_EQ(DownloadPercent(1, 0), -1);
     EXPECT_TRUE(SelfUpdate::Verify(Installed(), offer_.checksum));
     EXPECT_FALSE(SelfUpdate::Verify(Installed() + ".missing", offer_.checksum));
     EXPECT_FALSE(update.RunUpdate("", "", offer_.checksum));

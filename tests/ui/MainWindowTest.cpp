@@ -366,6 +366,16 @@ TEST_F(GuiTest, DisconnectingReturnsToTheConnectScreenAndConnectPicksTheTypedSer
     saved.Load();
     EXPECT_EQ(saved.QueryString(kSettingsKey, "Server1", 200).value_or(""), "127.0.0.1");
 
+    // The server restarts and the window reconnects; what follows is the
+    // user's own Disconnect and Connect, which must reach the main screen.
+    server::ServerOptions again = serverOptions_;
+    again.mediaPort = (*server_)->MediaPort();
+    again.discoveryPort = (*server_)->DiscoveryPort();
+    server_->Stop();
+    EXPECT_TRUE(Pump([&] { return !frame_->Connected(); }));
+    ASSERT_TRUE(server_->Restart(again));
+    ASSERT_TRUE(Pump([&] { return frame_->Connected(); }));
+
     frame_->Command(ui::WindowCommand::Disconnect);
     EXPECT_EQ(frame_->Screen(), "connect");
     EXPECT_FALSE(frame_->Connected());

@@ -42,16 +42,23 @@ std::int64_t PlaybackClock::Shared::PositionLocked(Clock::time_point at) const {
     return ms;
 }
 
+std::int64_t PlaybackClock::Shared::MsUntilNextSecondLocked() const {
+    if (state.suspended || !state.playing || state.baseMs < 0) {
+        return -1;
+    }
+    return 1000 - PositionLocked(now()) % 1000;
+}
+
 void PlaybackClock::Shared::Run() {
     std::unique_lock lock(mutex);
     while (!state.closing) {
         const std::uint64_t generation = state.generation;
         const auto changedSince = [&] { return state.closing || state.generation != generation; };
-        if (state.suspended || !state.playing || state.baseMs < 0) {
+        const std::int64_t untilNextSecond = MsUntilNextSecondLocked();
+        if (untilNextSecond < 0) {
             changed.wait(lock, changedSince);
             continue;
         }
-        const std::int64_t untilNextSecond = 1000 - PositionLocked(now()) % 1000;
         if (changed.wait_for(lock, milliseconds(untilNextSecond), changedSince)) {
             continue;
         }
@@ -130,6 +137,11 @@ std::int32_t PlaybackClock::Seconds() const {
 std::int32_t PlaybackClock::Length() const {
     std::lock_guard lock(shared_->mutex);
     return shared_->state.length;
+}
+
+std::int64_t PlaybackClock::MsUntilNextSecond() const {
+    std::lock_guard lock(shared_->mutex);
+    return shared_->MsUntilNextSecondLocked();
 }
 
 bool PlaybackClock::Playing() const {

@@ -55,6 +55,10 @@ public:
     std::int32_t Seconds() const;
     std::int32_t Length() const;
     bool Playing() const;
+    // How long the thread sleeps before its next `onSecond`: the time to the
+    // running position's next whole second, or -1 while it waits for a
+    // change (suspended, not playing, or the position unknown).
+    std::int64_t MsUntilNextSecond() const;
 
 private:
     struct State {
@@ -74,6 +78,7 @@ private:
         State state;
 
         std::int64_t PositionLocked(Clock::time_point at) const;
+        std::int64_t MsUntilNextSecondLocked() const;
         void Run();
     };
 
