@@ -17,6 +17,10 @@ UserSettings::UserSettings(const std::string& path)
 
 UserSettings::~UserSettings() = default;
 
+const std::string& UserSettings::Path() const {
+    return store_->Path();
+}
+
 bool UserSettings::Load() {
     const bool firstRun = !std::filesystem::exists(store_->Path());
     store_->Load();

@@ -41,6 +41,9 @@ public:
     void Save(const std::string& shown, const std::vector<std::string>& items,
               const std::string& serverForRun);
 
+    // The settings file.
+    const std::string& Path() const;
+
     Settings& Get() { return *settings_; }
     const Settings& Get() const { return *settings_; }
     FunctionTable& Functions() { return *functions_; }
