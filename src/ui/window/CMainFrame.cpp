@@ -139,7 +139,7 @@ bool CMainFrame::Create() {
 
     // Settings. A start without a settings file is the first run; the
     // installer's part then records where the program's data is.
-    const bool firstRun = settings_->Load();
+    const bool firstRun = settings_->Load(*prompter_);
     Settings& settings = settings_->Get();
 
     MakeSession();
