@@ -126,4 +126,23 @@ int HexDigitValue(char c) {
     return -1;
 }
 
+void CapPeerText(std::string& utf8) {
+    if (utf8.size() <= kMaxPeerText) {
+        return;
+    }
+    std::size_t end = kMaxPeerText;
+    // Back to the start of the sequence the cut falls in (continuation
+    // bytes are 10xxxxxx), unless that sequence ends exactly at the cut.
+    std::size_t start = end;
+    while (start > 0 && (static_cast<unsigned char>(utf8[start]) & 0xC0) == 0x80 &&
+           end - start < 3) {
+        --start;
+    }
+    if ((static_cast<unsigned char>(utf8[start]) & 0xC0) != 0x80) {
+        end = start;
+    }
+    utf8.resize(end);
+    utf8.shrink_to_fit();
+}
+
 }  // namespace vantor

@@ -24,6 +24,16 @@ std::size_t Utf16Length(std::string_view utf8);
 // cutting a code point in two.
 std::string_view TruncateUtf16(std::string_view utf8, std::size_t maxUnits);
 
+// The most bytes kept of any one text a peer sends (a title, a name, a
+// path): as long as the longest path Linux allows, and short enough that
+// laying a row of it out stays cheap. Text from the server can be up to a
+// whole 16 MiB message long otherwise.
+inline constexpr std::size_t kMaxPeerText = 4096;
+
+// The text cut to kMaxPeerText bytes, never in the middle of a UTF-8
+// sequence. Every text read from a message or a media page goes through it.
+void CapPeerText(std::string& utf8);
+
 // ASCII letters lowered; every other byte, UTF-8 included, left alone. The
 // protocol compares words such as "true" and "paused" after lowering them.
 std::string ToLowerAscii(std::string_view text);

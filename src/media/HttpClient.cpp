@@ -196,23 +196,37 @@ std::size_t OnMemoryData(char* data, std::size_t size, std::size_t count, void* 
 struct FileTransfer {
     CurlEasy* curl = nullptr;
     const std::string* path = nullptr;
+    const HttpOptions* options = nullptr;
     std::FILE* file = nullptr;
     bool started = false;
     bool opened = false;
+    bool failed = false;  // a write failed or the body outgrew its limit
+    std::uint64_t written = 0;
 
-    ~FileTransfer() {
-        if (file != nullptr) {
-            std::fclose(file);
-        }
-    }
+    ~FileTransfer() { Close(); }
     bool Start() {
         started = true;
         if (curl->ResponseCode() != 200) {
             return false;
         }
+        curl_off_t length = -1;
+        if (curl_easy_getinfo(curl->Get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length) ==
+                CURLE_OK &&
+            length > 0 && static_cast<std::uint64_t>(length) > options->maxBodyBytes) {
+            failed = true;
+            return false;
+        }
         file = std::fopen(path->c_str(), "wb");
         opened = file != nullptr;
         return opened;
+    }
+    // A file that cannot be completed on disk (a full disk, for one) is
+    // not a download.
+    void Close() {
+        if (file != nullptr) {
+            failed = std::fclose(file) != 0 || failed;
+            file = nullptr;
+        }
     }
 };
 
@@ -221,8 +235,14 @@ std::size_t OnFileData(char* data, std::size_t size, std::size_t count, void* co
     if (!transfer->started && !transfer->Start()) {
         return 0;
     }
-    std::fwrite(data, 1, size * count, transfer->file);
-    return size * count;
+    const std::size_t length = size * count;
+    transfer->written += length;
+    if (transfer->written > transfer->options->maxBodyBytes ||
+        std::fwrite(data, 1, length, transfer->file) != length) {
+        transfer->failed = true;
+        return 0;
+    }
+    return length;
 }
 
 struct SaveTransfer {
@@ -327,6 +347,7 @@ int HttpDownloadToFile(const std::string& url, const std::string& path, std::uin
     FileTransfer transfer;
     transfer.curl = &curl;
     transfer.path = &path;
+    transfer.options = &options;
     curl.Set(CURLOPT_WRITEFUNCTION, OnFileData);
     curl.Set(CURLOPT_WRITEDATA, &transfer);
     curl.Set(CURLOPT_BUFFERSIZE, 10240L);
@@ -338,9 +359,10 @@ int HttpDownloadToFile(const std::string& url, const std::string& path, std::uin
     if (!transfer.started && result == CURLE_OK) {
         transfer.Start();  // an empty body: the file is still made
     }
-    // Once the file is open, an error while reading ends the body early
-    // but still counts as a download.
-    return transfer.opened ? 0 : -1;
+    transfer.Close();
+    // Once the file is open, a network error while reading ends the body
+    // early but still counts as a download; a failed write does not.
+    return transfer.opened && !transfer.failed ? 0 : -1;
 }
 
 }  // namespace vantor

@@ -53,7 +53,9 @@ inline constexpr std::uint32_t kDownloadDirect = 1;
 
 // GETs the URL into the file (created or truncated once the status is 200).
 // Agent "Microsoft Internet Explorer". A body cut short by a network error
-// still counts as success: the caller finds a shorter file.
+// still counts as success: the caller finds a shorter file. A body larger
+// than maxBodyBytes, or one that cannot be written whole, fails (whatever
+// was written stays for the caller to remove).
 int HttpDownloadToFile(const std::string& url, const std::string& path, std::uint32_t flags,
                        const HttpOptions& options = {});
 

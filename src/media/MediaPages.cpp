@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "core/Logger.h"
+#include "core/Text.h"
 
 namespace vantor {
 
@@ -17,6 +18,27 @@ using apache::thrift::TConfiguration;
 using apache::thrift::protocol::TBinaryProtocol;
 using apache::thrift::protocol::TBinaryProtocolT;
 using apache::thrift::transport::TMemoryBuffer;
+
+void CapItemTexts(std::vector<wire::MediaItem>& items) {
+    for (wire::MediaItem& item : items) {
+        for (std::string* text :
+             {&item.title, &item.artist, &item.album, &item.genre, &item.path}) {
+            CapPeerText(*text);
+        }
+    }
+}
+
+void CapTexts(wire::MediaList& list) {
+    CapPeerText(list.path);
+    CapItemTexts(list.items);
+    for (wire::MediaIndexEntry& entry : list.index) {
+        CapPeerText(entry.label);
+    }
+}
+
+void CapTexts(wire::PlaylistPage& page) {
+    CapItemTexts(page.items);
+}
 
 template <class Page>
 bool Decode(const std::uint8_t* data, std::size_t size, Page* page, const char* what) {
@@ -37,6 +59,7 @@ bool Decode(const std::uint8_t* data, std::size_t size, Page* page, const char* 
         // reader then makes no virtual call per field.
         TBinaryProtocolT<TMemoryBuffer> protocol(buffer, kMaxPageString, kMaxPageList, false, true);
         page->read(&protocol);
+        CapTexts(*page);
         return true;
     } catch (const std::exception& error) {
         Log(kLogError, "ERROR: %s could not be decoded: %s", what, error.what());

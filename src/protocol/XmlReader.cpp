@@ -319,8 +319,10 @@ std::string XmlView::Text(std::string_view name) const {
     if (!FindElement(tagBegin_, blank, plain, closing, element)) {
         return {};
     }
-    return DecodeEntities(
+    std::string text = DecodeEntities(
         index_->text.substr(element.contentBegin, element.contentEnd - element.contentBegin));
+    CapPeerText(text);
+    return text;
 }
 
 std::int32_t XmlView::Int(std::string_view name) const {
@@ -338,7 +340,10 @@ MediaType XmlView::Media(std::string_view name) const {
 
 std::vector<std::string> XmlView::TextList(std::string_view name) const {
     std::vector<std::string> values;
-    ForEach(name, [&](const XmlView& entry) { values.push_back(DecodeEntities(entry.Raw())); });
+    ForEach(name, [&](const XmlView& entry) {
+        values.push_back(DecodeEntities(entry.Raw()));
+        CapPeerText(values.back());
+    });
     return values;
 }
 

@@ -104,6 +104,7 @@ private:
 // Cheap to copy; valid while its XmlDocument lives.
 class XmlView {
 public:
+    // Texts, alone or in lists, are cut to kMaxPeerText bytes.
     std::string Text(std::string_view name) const;
     std::int32_t Int(std::string_view name) const;
     bool Bool(std::string_view name) const;

@@ -108,6 +108,8 @@ std::string RegistryStore::DefaultPath() {
 
 int RegistryStore::Load() {
     keys_.clear();
+    unread_.clear();
+    keptCopy_.clear();
     std::ifstream in(path_, std::ios::binary);
     if (!in) {
         if (errno == ENOENT || !std::filesystem::exists(path_)) {
@@ -118,70 +120,89 @@ int RegistryStore::Load() {
     }
     std::stringstream content;
     content << in.rdbuf();
-    if (in.bad() || !Parse(content.str())) {
+    if (in.bad()) {
         keys_.clear();
-        const std::string aside = path_ + ".corrupt";
-        std::error_code error;
-        std::filesystem::rename(path_, aside, error);
-        if (error) {
-            Log(kLogError,
-                "Settings file %s is damaged and cannot be moved aside (%s); "
-                "defaults are used",
-                path_.c_str(), error.message().c_str());
-        } else {
-            Log(kLogError, "Settings file %s is damaged; it was kept as %s and defaults are used",
-                path_.c_str(), aside.c_str());
-        }
+        Log(kLogError, "Settings file %s cannot be read", path_.c_str());
         return -1;
     }
-    return 0;
+    Parse(content.str());
+    if (unread_.empty()) {
+        return 0;
+    }
+    // What could not be read stays in a copy of its own; an earlier copy
+    // is never overwritten. The file itself is written again on the next
+    // save, with what was read.
+    std::error_code error;
+    for (int number = 1; number < 1000 && keptCopy_.empty(); ++number) {
+        const std::string aside =
+            number == 1 ? path_ + ".corrupt" : Format("%s.corrupt.%d", path_.c_str(), number);
+        if (!std::filesystem::exists(aside, error) &&
+            std::filesystem::copy_file(path_, aside, error)) {
+            keptCopy_ = aside;
+        }
+    }
+    Log(kLogError, "Settings file %s is damaged: %zu line(s) could not be read (first: %s); %s",
+        path_.c_str(), unread_.size(), unread_.front().c_str(),
+        keptCopy_.empty() ? "no copy could be kept"
+                          : ("the file as it was is kept as " + keptCopy_).c_str());
+    return 1;
 }
 
-bool RegistryStore::Parse(const std::string& content) {
+// Reads line by line: a line that cannot be read is set aside, and the
+// values below a key line that cannot be read belong to no key.
+void RegistryStore::Parse(const std::string& content) {
     std::istringstream lines(content);
-    std::string line;
+    std::string raw;
     std::map<std::string, Value>* key = nullptr;
     const std::string rootPrefix = std::string(kRoot) + "\\";
-    while (std::getline(lines, line)) {
-        line = Trim(line);
+    int number = 0;
+    const auto unread = [&](const std::string& line) {
+        unread_.push_back(Format("line %d: %.60s", number, line.c_str()));
+    };
+    while (std::getline(lines, raw)) {
+        ++number;
+        const std::string line = Trim(raw);
         if (line.empty() || line[0] == ';' || line[0] == '#') {
             continue;
         }
         if (line.front() == '[') {
-            if (line.back() != ']' || line.compare(1, rootPrefix.size(), rootPrefix) != 0) {
-                return false;
+            key = nullptr;
+            if (line.back() != ']' || line.compare(1, rootPrefix.size(), rootPrefix) != 0 ||
+                line.size() == rootPrefix.size() + 2) {
+                unread(line);
+                continue;
             }
-            const std::string path =
-                line.substr(1 + rootPrefix.size(), line.size() - 2 - rootPrefix.size());
-            if (path.empty()) {
-                return false;
-            }
-            key = &keys_[path];
+            key = &keys_[line.substr(1 + rootPrefix.size(), line.size() - 2 - rootPrefix.size())];
             continue;
         }
         std::string name;
         std::size_t pos = ReadQuoted(line, 0, &name);
-        if (key == nullptr || pos == std::string::npos || pos >= line.size() || line[pos] != '=') {
-            return false;
+        if (pos != std::string::npos) {
+            pos = line.find_first_not_of(" \t", pos);
         }
-        const std::string value = line.substr(pos + 1);
+        if (key == nullptr || pos == std::string::npos || line[pos] != '=') {
+            unread(line);
+            continue;
+        }
+        const std::string value = Trim(line.substr(pos + 1));
         Value parsed;
         if (value.rfind("dword:", 0) == 0) {
             const std::string digits = value.substr(6);
             if (digits.empty() || digits.size() > 8 ||
                 digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
-                return false;
+                unread(line);
+                continue;
             }
             parsed.dword = static_cast<std::uint32_t>(std::stoul(digits, nullptr, 16));
         } else {
             parsed.isText = true;
             if (ReadQuoted(value, 0, &parsed.text) != value.size()) {
-                return false;
+                unread(line);
+                continue;
             }
         }
         (*key)[name] = parsed;
     }
-    return true;
 }
 
 std::string RegistryStore::Serialise() const {
@@ -199,35 +220,50 @@ std::string RegistryStore::Serialise() const {
     return out;
 }
 
-int RegistryStore::Save(const std::function<void()>& beforeRename) const {
-    const std::filesystem::path target(path_);
+int RegistryStore::Save(const std::function<void()>& beforeRename) {
+    saveError_.clear();
+    // A settings file that is a link (into a dotfiles folder, say) stays
+    // one: the file it points to is replaced, not the link.
     std::error_code error;
+    std::filesystem::path target(path_);
+    for (int hops = 0; hops < 40 && std::filesystem::is_symlink(target, error); ++hops) {
+        const std::filesystem::path link = std::filesystem::read_symlink(target, error);
+        if (error) {
+            break;
+        }
+        target = link.is_absolute() ? link : target.parent_path() / link;
+    }
     if (target.has_parent_path()) {
         std::filesystem::create_directories(target.parent_path(), error);
     }
-    const std::string temporary = path_ + ".new";
+    const std::string file = target.string();
+    const std::string temporary = file + ".new";
+    const auto fail = [&](const char* what, const std::string& where, int number) {
+        saveError_ = std::strerror(number);
+        Log(kLogError, "Settings cannot %s %s: %s", what, where.c_str(), saveError_.c_str());
+        return -1;
+    };
     const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     if (fd < 0) {
-        Log(kLogError, "Settings cannot be written to %s: %s", temporary.c_str(),
-            std::strerror(errno));
-        return -1;
+        return fail("be written to", temporary, errno);
     }
-    const bool written = WriteAll(fd, Serialise()) && ::fsync(fd) == 0;
-    const int savedErrno = errno;
-    ::close(fd);
+    bool written = WriteAll(fd, Serialise()) && ::fsync(fd) == 0;
+    int savedErrno = errno;
+    if (::close(fd) != 0 && written) {
+        written = false;
+        savedErrno = errno;
+    }
     if (!written) {
-        Log(kLogError, "Settings cannot be written to %s: %s", temporary.c_str(),
-            std::strerror(savedErrno));
         ::unlink(temporary.c_str());
-        return -1;
+        return fail("be written to", temporary, savedErrno);
     }
     if (beforeRename) {
         beforeRename();
     }
-    if (::rename(temporary.c_str(), path_.c_str()) != 0) {
-        Log(kLogError, "Settings cannot replace %s: %s", path_.c_str(), std::strerror(errno));
+    if (::rename(temporary.c_str(), file.c_str()) != 0) {
+        savedErrno = errno;
         ::unlink(temporary.c_str());
-        return -1;
+        return fail("replace", file, savedErrno);
     }
     // The rename itself is durable only once its folder is.
     const std::string folder = target.has_parent_path() ? target.parent_path().string() : ".";

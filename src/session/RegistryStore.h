@@ -13,8 +13,14 @@
 // \", \n and \r. Saving
 // writes a new file beside the old one, flushes it to disk and renames it
 // over the old one, so a crash or a full disk leaves either the old settings
-// or the new ones, never a mix. A file that cannot be read or parsed is
-// logged, kept aside as "<file>.corrupt" and read as holding no key.
+// or the new ones, never a mix. Saving through a symbolic link replaces the
+// file it points to and keeps the link.
+//
+// Reading takes every line it can. Lines it cannot read (a header of
+// another tool, a value of unknown form, values under such a key line) are
+// logged and left out, and the file as it was is copied to
+// "<file>.corrupt", or ".corrupt.2", ".3" and so on when that exists: an
+// earlier copy is never overwritten.
 //
 // Not thread-safe: the user-interface thread owns it.
 
@@ -23,6 +29,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace vantor {
 
@@ -39,14 +46,22 @@ public:
 
     const std::string& Path() const { return path_; }
 
-    // Reads the file. 0 when it was read or does not exist yet (no keys);
-    // -1 when it was unreadable or corrupt (logged, moved aside, no keys).
+    // Reads the file. 0 when it was read whole or does not exist yet (no
+    // keys); 1 when some lines could not be read (see Unread() and
+    // KeptCopy()); -1 when the file could not be read at all (logged, no
+    // keys).
     int Load();
+    // The lines the last Load could not read ("line 3: ..."), and the copy
+    // of the file it kept (empty when none could be made).
+    const std::vector<std::string>& Unread() const { return unread_; }
+    const std::string& KeptCopy() const { return keptCopy_; }
 
-    // Writes every key atomically. 0, or -1 (logged) with the file on disk
-    // unchanged. `beforeRename` runs once the new file is complete and
-    // synced, just before it replaces the old one.
-    int Save(const std::function<void()>& beforeRename = nullptr) const;
+    // Writes every key atomically. 0, or -1 (logged, and the reason kept in
+    // SaveError()) with the file on disk unchanged. `beforeRename` runs once
+    // the new file is complete and synced, just before it replaces the old
+    // one.
+    int Save(const std::function<void()>& beforeRename = nullptr);
+    const std::string& SaveError() const { return saveError_; }
 
     bool HasKey(const std::string& key) const { return keys_.contains(key); }
     void CreateKey(const std::string& key) { keys_[key]; }
@@ -69,11 +84,14 @@ private:
         std::uint32_t dword = 0;
     };
 
-    bool Parse(const std::string& content);
+    void Parse(const std::string& content);
     std::string Serialise() const;
 
     std::string path_;
     std::map<std::string, std::map<std::string, Value>> keys_;
+    std::vector<std::string> unread_;
+    std::string keptCopy_;
+    std::string saveError_;
 };
 
 }  // namespace vantor

@@ -40,6 +40,32 @@ TEST(TextTest, TruncateNeverSplitsACodePoint) {
     EXPECT_EQ(TruncateUtf16(std::string(150, 'x'), 100), std::string(100, 'x'));
 }
 
+TEST(TextTest, PeerTextIsCappedOnACodePointBoundary) {
+    const std::size_t cap = kMaxPeerText;
+    const std::string euro = "\xE2\x82\xAC";
+    struct Case {
+        const char* label;
+        std::string text;
+        std::string kept;
+    };
+    const Case cases[] = {
+        {"short text stays", "Song", "Song"},
+        {"exactly the cap stays", std::string(cap, 'a'), std::string(cap, 'a')},
+        {"a megabyte is cut", std::string(1 << 20, 'a'), std::string(cap, 'a')},
+        {"a sequence across the cut goes whole", std::string(cap - 1, 'a') + euro,
+         std::string(cap - 1, 'a')},
+        {"a sequence ending at the cut stays", std::string(cap - 3, 'a') + euro + "b",
+         std::string(cap - 3, 'a') + euro},
+        {"stray continuation bytes are cut where they are", std::string(cap, '\x80') + "z",
+         std::string(cap, '\x80')},
+    };
+    for (const Case& c : cases) {
+        std::string text = c.text;
+        CapPeerText(text);
+        EXPECT_EQ(text, c.kept) << c.label;
+    }
+}
+
 TEST(TextTest, FormatHandlesLongOutput) {
     EXPECT_EQ(Format("%s (%d:%02d)", "Song", 3, 7), "Song (3:07)");
     const std::string big(1000, 'q');

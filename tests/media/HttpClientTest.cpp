@@ -196,6 +196,28 @@ TEST(HttpDownloadTest, WritesTheBodyAndCountsAShortReadAsDone) {
     std::filesystem::remove(file);
 }
 
+// A "picture" larger than the caller allows, with or without its length
+// told first, and a disk that takes nothing are failures, not pictures.
+TEST(HttpDownloadTest, AHugeBodyOrAFailedWriteIsNoDownload) {
+    const std::string huge(300 * 1024, 'q');
+    ScriptedHttp told(
+        [&](const std::string&) { return ScriptedReply{ScriptedHttp::Response(200, huge)}; });
+    ScriptedHttp untold([&](const std::string&) {
+        return ScriptedReply{"HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n" + huge, 0ms, true};
+    });
+    HttpOptions options;
+    options.maxBodyBytes = 100 * 1024;
+    const std::string file = Temporary("huge.jpg");
+    EXPECT_EQ(HttpDownloadToFile(told.Url("/x.jpg"), file, kDownloadDirect, options), -1);
+    EXPECT_EQ(HttpDownloadToFile(untold.Url("/x.jpg"), file, kDownloadDirect, options), -1);
+    EXPECT_LE(std::filesystem::file_size(file), 100u * 1024);
+    std::filesystem::remove(file);
+
+    if (std::filesystem::exists("/dev/full")) {
+        EXPECT_EQ(HttpDownloadToFile(told.Url("/x.jpg"), "/dev/full", kDownloadDirect), -1);
+    }
+}
+
 TEST(HttpSaveTest, TheUpdateDownloadFailsOnAShortReadAndReportsProgress) {
     const std::string file = Temporary("update.bin");
     std::vector<std::pair<std::uint64_t, std::int64_t>> progress;

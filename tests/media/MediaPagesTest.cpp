@@ -2,6 +2,7 @@
 #include <thrift/protocol/TBinaryProtocol.h>
 #include <thrift/transport/TBufferTransports.h>
 
+#include "core/Text.h"
 #include "media/MediaPages.h"
 #include "support/LogCapture.h"
 
@@ -61,6 +62,40 @@ TEST(MediaPagesTest, PagesSurviveTheirEncoding) {
     ASSERT_TRUE(DecodePlaylistPage(reinterpret_cast<const std::uint8_t*>(bytes.data()),
                                    bytes.size(), &back));
     EXPECT_EQ(back.totalCount, -1) << "a total not sent reads as -1";
+}
+
+// Every text of a page is kept capped, as the message channel's are.
+TEST(MediaPagesTest, TextsOfMegabytesAreCapped) {
+    const std::string huge(1 << 20, 'x');
+    const std::string capped(kMaxPeerText, 'x');
+    wire::MediaList list = SampleList(0, 1);
+    list.__set_path(huge);
+    list.items[0].__set_title(huge);
+    list.items[0].__set_artist(huge);
+    list.items[0].__set_album(huge);
+    list.items[0].__set_genre(huge);
+    list.items[0].__set_path(huge);
+    wire::MediaIndexEntry entry;
+    entry.__set_label(huge);
+    list.__set_index({entry});
+    wire::MediaList decoded;
+    ASSERT_TRUE(Decode(EncodeMediaList(list), &decoded));
+    EXPECT_EQ(decoded.path, capped);
+    ASSERT_EQ(decoded.items.size(), 1u);
+    for (const std::string& text :
+         {decoded.items[0].title, decoded.items[0].artist, decoded.items[0].album,
+          decoded.items[0].genre, decoded.items[0].path, decoded.index.at(0).label}) {
+        EXPECT_EQ(text, capped);
+    }
+
+    wire::PlaylistPage page;
+    page.__set_items(list.items);
+    const std::string bytes = EncodePlaylistPage(page);
+    wire::PlaylistPage back;
+    ASSERT_TRUE(DecodePlaylistPage(reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                                   bytes.size(), &back));
+    ASSERT_EQ(back.items.size(), 1u);
+    EXPECT_EQ(back.items[0].title, capped);
 }
 
 TEST(MediaPagesTest, EveryTruncationFailsWithoutHarm) {

@@ -6,6 +6,7 @@
 #include <functional>
 #include <set>
 
+#include "core/Text.h"
 #include "protocol/Messages.h"
 
 namespace vantor {
@@ -728,6 +729,24 @@ TEST(MessageReadTest, SearchResultsWithoutContainerAreNotFolders) {
     EXPECT_EQ(m.results[0].type, MediaType::Music) << "a missing type reads as music";
     EXPECT_TRUE(m.results[1].container);
     EXPECT_EQ(m.results[1].type, MediaType::Album);
+}
+
+// A server may send a title as long as a whole frame; what is kept of any
+// text, alone or in a list, is capped (and "&amp;" counts once decoded).
+TEST(MessageReadTest, TextsOfMegabytesAreCapped) {
+    const std::string huge(1 << 20, 'T');
+    const auto media = Read<CurrentMediaChangedEvent>(
+        "<CurrentMediaChangedEvent><title>" + huge + "</title><artist>" +
+        std::string(kMaxPeerText - 1, 'a') + "&amp;&amp;</artist><album>Al</album>" +
+        "<length>90</length></CurrentMediaChangedEvent>");
+    EXPECT_EQ(media.title, std::string(kMaxPeerText, 'T'));
+    EXPECT_EQ(media.artist, std::string(kMaxPeerText - 1, 'a') + "&");
+    EXPECT_EQ(media.album, "Al");
+    EXPECT_EQ(media.length, 90);
+    const auto presets =
+        Read<GetEqPresetsResponse>("<GetEqPresetsResponse><preset>Rock</preset><preset>" + huge +
+                                   "</preset></GetEqPresetsResponse>");
+    EXPECT_EQ(presets.presets, (std::vector<std::string>{"Rock", std::string(kMaxPeerText, 'T')}));
 }
 
 TEST(MessageReadTest, ResponseHeaderFieldsMissingReadAsMinusOne) {

@@ -2,6 +2,7 @@
 
 #include <random>
 
+#include "core/Text.h"
 #include "protocol/XmlReader.h"
 #include "protocol/XmlWriter.h"
 #include "support/ReferenceXmlReader.h"
@@ -219,7 +220,7 @@ TEST(XmlReaderTest, HugeHostileInputsAreReadInLinearTime) {
     for (int i = 0; i < 200'000; ++i) {
         nested += "</item>";
     }
-    EXPECT_EQ(ReadText(nested, "item").size(), nested.size() - 13);
+    EXPECT_EQ(ReadText(nested, "item"), nested.substr(6, kMaxPeerText)) << "capped";
 
     std::string list = "<M>";
     for (int i = 0; i < 200'000; ++i) {

@@ -2,6 +2,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -79,41 +80,81 @@ TEST_F(RegistryStoreTest, TextLongerThanTheBufferReadsAsMissing) {
     EXPECT_FALSE(store.QueryString(kKey, "Wide", 105).has_value());
 }
 
-TEST_F(RegistryStoreTest, ADamagedFileIsKeptAsideAndReadsAsNoKey) {
-    const char* const damaged[] = {
-        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane\\Vantor]\n\"AutoConnect\"=dword:zz\n",
-        "\"Orphan\"=\"value outside any key\"\n",
-        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane\\Vantor\n",
-        "[HKEY_CURRENT_USER\\X]\n",
-        "[HKEY_LOCAL_MACHINE\\X]\n\"unterminated=\"x\n",
-        "[HKEY_LOCAL_MACHINE\\X]\n\"A\"=\"bad escape \\q\"\n",
-        "[HKEY_LOCAL_MACHINE\\X]\n\"A\"=dword:123456789\n",
-        "\x7f\x45\x4c\x46\x02\x01\x01\x00 binary junk",
+// One line a person or another tool got wrong costs that line, not the
+// server history and every binding: the rest is read, the file as it was
+// is kept in a numbered copy that never replaces an earlier one.
+TEST_F(RegistryStoreTest, ADamagedLineCostsOnlyThatLine) {
+    const std::string header = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane\\Vantor]\n";
+    const std::string good = "\"Server1\"=\"den\"\n\"FunctionKey1\"=dword:00000026\n";
+    struct Case {
+        const char* label;
+        std::string content;
+        std::size_t unread;
+        bool keyRead;
     };
-    for (const char* content : damaged) {
+    const Case cases[] = {
+        {"blanks around =", header + "\"Server1\" = \"den\"\n\"FunctionKey1\" =dword:00000026\n", 0,
+         true},
+        {"another tool's header line", "Windows Registry Editor Version 5.00\n" + header + good, 1,
+         true},
+        {"a bad number", header + "\"AutoConnect\"=dword:zz\n" + good, 1, true},
+        {"a value outside any key", "\"Orphan\"=\"x\"\n" + header + good, 1, true},
+        {"an unclosed key line", "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane\\Vantor\n" + good, 3,
+         false},
+        {"another root's key", "[HKEY_CURRENT_USER\\X]\n\"A\"=\"b\"\n" + header + good, 2, true},
+        {"an unterminated name", header + "\"unterminated=\"x\n" + good, 1, true},
+        {"a bad escape", header + "\"A\"=\"bad escape \\q\"\n" + good, 1, true},
+        {"a number too long", header + "\"A\"=dword:123456789\n" + good, 1, true},
+        {"binary junk", "\x7f\x45\x4c\x46\x02\x01\x01\x00 binary junk", 1, false},
+    };
+    for (const Case& c : cases) {
+        std::filesystem::remove_all(folder_);
         std::filesystem::create_directories(std::filesystem::path(path_).parent_path());
-        Write(path_, content);
-        std::filesystem::remove(path_ + ".corrupt");
+        Write(path_, c.content);
         testing::LogCapture capture(kLogError);
         RegistryStore store(path_);
-        EXPECT_EQ(store.Load(), -1) << content;
-        EXPECT_FALSE(store.HasKey(kKey)) << content;
-        EXPECT_EQ(Read(path_ + ".corrupt"), content) << "kept as it was";
-        EXPECT_FALSE(std::filesystem::exists(path_));
-        ASSERT_EQ(capture.Lines().size(), 1u) << content;
+        EXPECT_EQ(store.Load(), c.unread == 0 ? 0 : 1) << c.label;
+        EXPECT_EQ(store.Unread().size(), c.unread) << c.label;
+        if (c.keyRead) {
+            EXPECT_EQ(store.QueryString(kKey, "Server1", 200), "den") << c.label;
+            EXPECT_EQ(store.QueryDword(kKey, "FunctionKey1"), 0x26u) << c.label;
+        } else {
+            EXPECT_FALSE(store.HasKey(kKey)) << c.label;
+        }
+        if (c.unread == 0) {
+            EXPECT_TRUE(capture.Lines().empty()) << c.label;
+            EXPECT_FALSE(std::filesystem::exists(path_ + ".corrupt")) << c.label;
+            continue;
+        }
+        EXPECT_EQ(store.KeptCopy(), path_ + ".corrupt") << c.label;
+        EXPECT_EQ(Read(path_ + ".corrupt"), c.content) << "kept as it was: " << c.label;
+        EXPECT_EQ(Read(path_), c.content) << "left for the next save: " << c.label;
+        ASSERT_EQ(capture.Lines().size(), 1u) << c.label;
         EXPECT_NE(capture.Lines()[0].find("damaged"), std::string::npos);
     }
+
+    // Damaged again: the first copy stays, the next gets the next number.
+    Write(path_, "second damage\n" + header + good);
+    RegistryStore again(path_);
+    EXPECT_EQ(again.Load(), 1);
+    EXPECT_EQ(again.KeptCopy(), path_ + ".corrupt.2");
+    EXPECT_EQ(Read(path_ + ".corrupt"), cases[std::size(cases) - 1].content);
+    EXPECT_EQ(Read(path_ + ".corrupt.2"), "second damage\n" + header + good);
 }
 
-TEST_F(RegistryStoreTest, CommentsAndBlankLinesAreAllowed) {
+// A settings file kept elsewhere and linked to stays linked.
+TEST_F(RegistryStoreTest, SavingThroughALinkKeepsTheLink) {
+    const std::filesystem::path real = folder_ / "dotfiles" / "vantor.reg";
+    std::filesystem::create_directories(real.parent_path());
     std::filesystem::create_directories(std::filesystem::path(path_).parent_path());
-    Write(path_,
-          "; my settings\n\n# also a comment\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane\\Vantor]\r\n"
-          "  \"Server1\"=\"pc\"  \r\n\"AutoConnect\"=dword:0\n");
+    Write(real.string(), "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane\\Vantor]\n\"Server1\"=\"old\"\n");
+    std::filesystem::create_symlink("../dotfiles/vantor.reg", path_);
     RegistryStore store(path_);
     ASSERT_EQ(store.Load(), 0);
-    EXPECT_EQ(store.QueryString(kKey, "Server1", 200), "pc");
-    EXPECT_EQ(store.QueryDword(kKey, "AutoConnect"), 0u);
+    ASSERT_TRUE(store.SetString(kKey, "Server1", "new"));
+    ASSERT_EQ(store.Save(), 0);
+    EXPECT_TRUE(std::filesystem::is_symlink(path_));
+    EXPECT_NE(Read(real.string()).find("\"Server1\"=\"new\""), std::string::npos);
 }
 
 TEST_F(RegistryStoreTest, ACrashBeforeTheRenameLeavesTheOldSettings) {
@@ -154,6 +195,7 @@ TEST_F(RegistryStoreTest, AnUnwritableLocationFailsAndKeepsWhatWasThere) {
     store.CreateKey(kKey);
     EXPECT_EQ(store.Save(), -1);
     EXPECT_FALSE(capture.Lines().empty());
+    EXPECT_EQ(store.SaveError(), std::strerror(ENOTDIR)) << "the reason, for the user";
 }
 
 TEST(RegistryStoreDefaultPathTest, FollowsTheConfigHome) {

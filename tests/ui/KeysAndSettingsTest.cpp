@@ -9,6 +9,9 @@
 #include <QTabWidget>
 #include <QTest>
 #include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <iterator>
 #include <set>
 
 #include "ui/GuiFixture.h"
@@ -16,6 +19,7 @@
 #include "ui/settings/ButtonsPage.h"
 #include "ui/settings/GeneralPage.h"
 #include "ui/settings/SkinsPage.h"
+#include "ui/settings/UserSettings.h"
 
 namespace vantor::testing {
 namespace {
@@ -89,6 +93,51 @@ TEST_F(KeysTest, KeysBoundInTheSheetDriveThePlayerAndOkKeepsThemForTheNextRun) {
     PumpFor(120ms);
     Tap(Qt::Key_P);
     EXPECT_TRUE(Pump([&] { return Received("PlayRequest") == 1; }));
+}
+
+// A line of the settings file the window cannot read costs that line, not
+// the server history and the bindings, and the user is told once; a save
+// that cannot be written is told once too, however often it is tried.
+TEST_F(KeysTest, ADamagedSettingsLineOrAFailedSaveIsToldOnceAndCostsNothingElse) {
+    const std::string nextSong =
+        "FunctionKey" + std::to_string(ui::RowOf(ui::FunctionId::NextSong) + 1);
+    WriteSettings([&](RegistryStore& store) {
+        store.SetString(kSettingsKey, "Server1", "den-pc");
+        store.SetDword(kSettingsKey, nextSong, 'N');
+    });
+    std::string content;
+    {
+        std::ifstream in(settingsFile_, std::ios::binary);
+        content.assign(std::istreambuf_iterator<char>(in), {});
+    }
+    std::ofstream(settingsFile_, std::ios::binary) << "Windows Registry Editor Version 5.00\n"
+                                                   << content;
+    const auto told = [&](const std::string& words) {
+        return std::count_if(prompter_.shown.begin(), prompter_.shown.end(),
+                             [&](const std::string& line) {
+                                 return line.rfind(ui::kSettingsCaption, 0) == 0 &&
+                                        line.find(words) != std::string::npos;
+                             });
+    };
+
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    EXPECT_EQ(told(settingsFile_ + ".corrupt"), 1);
+    EXPECT_EQ(prompter_.shown.size(), 1u);
+    Key(QEvent::KeyPress, Qt::Key_N);
+    Key(QEvent::KeyRelease, Qt::Key_N);
+    EXPECT_TRUE(Pump([&] { return Received("NextItemRequest") == 1; })) << "the binding was kept";
+    RegistryStore rewritten(settingsFile_);
+    EXPECT_EQ(rewritten.Load(), 0) << "written again whole";
+    EXPECT_EQ(rewritten.QueryString(kSettingsKey, "Server1", 200), "den-pc");
+
+    // Saves fail from now on: a folder stands where the new file goes.
+    std::filesystem::create_directory(settingsFile_ + ".new");
+    for (int save = 0; save < 2; ++save) {
+        WithSettings([&](SettingsSheet& sheet) { Close(sheet, QDialogButtonBox::Ok); });
+    }
+    EXPECT_EQ(told("could not be saved"), 1);
+    EXPECT_EQ(told(std::strerror(EISDIR)), 1) << "with the reason";
 }
 
 TEST_F(KeysTest, CancelKeepsBindingsForThisRunOnlyAndAConflictMovesAKeyOnYes) {

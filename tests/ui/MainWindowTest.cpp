@@ -348,6 +348,60 @@ TEST_F(GuiTest, TheNowPlayingScreenFollowsTheSongWithItsArt) {
     EXPECT_EQ(artFetches(), 2);
 }
 
+// Two windows with settings files of their own: the second one's start
+// leaves the first one's pictures alone.
+TEST_F(GuiTest, EachSettingsFileKeepsItsOwnArt) {
+    const std::filesystem::path cache = dir_ / "cache";
+    const QByteArray savedCache = qgetenv("XDG_CACHE_HOME");
+    qputenv("XDG_CACHE_HOME", QByteArray::fromStdString(cache.string()));
+    const auto kept = [&] {
+        std::vector<std::filesystem::path> pictures;
+        std::error_code error;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(cache, error)) {
+            if (entry.path().extension() == ".img") {
+                pictures.push_back(entry.path());
+            }
+        }
+        return pictures;
+    };
+    WriteSettings();
+    StartWindow([](ui::FrameOptions& options) { options.dataDir.clear(); });
+    ASSERT_TRUE(OnMainWithSong());
+    Click(frame_->View().ComponentRect("songback").center());
+    ASSERT_TRUE(Pump([&] { return !kept().empty(); }));
+    const std::vector<std::filesystem::path> first = kept();
+
+    ui::FrameOptions other;
+    other.configPath = (dir_ / "other.reg").string();
+    RegistryStore otherSettings(other.configPath);
+    otherSettings.CreateKey(kSettingsKey);
+    otherSettings.SetString(kSettingsKey, "InstallDir", installDir_.string() + "/");
+    otherSettings.SetDword(kSettingsKey, "AutoConnect", 0);
+    ASSERT_EQ(otherSettings.Save(), 0);
+    other.server = "127.0.0.1";
+    other.port = server_->Port();
+    other.discovery.broadcastAddress = "127.0.0.1";
+    other.discovery.discoveryPort = (*server_)->DiscoveryPort();
+    RecordingPrompter boxes;
+    ui::FrameServices services;
+    services.prompter = &boxes;
+    services.launcher = &launcher_;
+    services.addresses = addresses_;
+    services.quit = [](int) {};
+    auto second = std::make_unique<ui::CMainFrame>(other, services);
+    ASSERT_TRUE(second->Create());
+    for (const std::filesystem::path& picture : first) {
+        EXPECT_TRUE(std::filesystem::exists(picture)) << picture;
+    }
+    second->Command(ui::WindowCommand::Exit);
+    second.reset();
+    if (savedCache.isNull()) {
+        qunsetenv("XDG_CACHE_HOME");
+    } else {
+        qputenv("XDG_CACHE_HOME", savedCache);
+    }
+}
+
 TEST_F(GuiTest, DisconnectingReturnsToTheConnectScreenAndConnectPicksTheTypedServer) {
     WriteSettings([](RegistryStore& store) { store.SetDword(kSettingsKey, "AutoConnect", 0); });
     StartWindow([](ui::FrameOptions& options) { options.server.clear(); });

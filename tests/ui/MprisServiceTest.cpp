@@ -267,6 +267,16 @@ TEST_F(MprisTest, TheDesktopSteersTheServersPlayerAndFollowsItsSongs) {
     }));
     EXPECT_NE(QImage(QUrl(ArtUrl()).toLocalFile()), firstPicture);
     EXPECT_FALSE(QFile::exists(firstArt));  // one song's picture at a time
+    // The desktop fetches whatever the art's URL names: it is only ever
+    // told of a picture the client wrote, never of the server's URL.
+    for (const QVariantMap& changed : recorder_.changes) {
+        const QString art = changed.value(QStringLiteral("Metadata"))
+                                .toMap()
+                                .value(QStringLiteral("mpris:artUrl"))
+                                .toString();
+        EXPECT_TRUE(art.isEmpty() || art.startsWith(QStringLiteral("file:///")))
+            << art.toStdString();
+    }
 
     // Raise and Quit are the window's.
     EXPECT_EQ(Call(kRoot, "Raise").type(), QDBusMessage::ReplyMessage);

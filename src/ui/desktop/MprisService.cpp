@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <QCryptographicHash>
 #include <QDBusAbstractAdaptor>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
@@ -262,11 +263,9 @@ void MprisService::FollowArt(bool hadArtFile) {
         return;
     }
     const QByteArray picture = source.readAll();
-    if (!artCopy_.isEmpty()) {
-        QFile kept(artCopy_);
-        if (kept.open(QIODevice::ReadOnly) && kept.readAll() == picture) {
-            return;  // the same picture again: its URL stays
-        }
+    const QByteArray digest = QCryptographicHash::hash(picture, QCryptographicHash::Sha1);
+    if (!artCopy_.isEmpty() && digest == artDigest_) {
+        return;  // the same picture again: its URL stays
     }
     const QString copy = QFileInfo(source).absolutePath() +
                          QStringLiteral("/mpris-art-%1-%2.jpg").arg(::getpid()).arg(++artCopies_);
@@ -281,6 +280,7 @@ void MprisService::FollowArt(bool hadArtFile) {
     out.close();
     DropArtCopy();
     artCopy_ = copy;
+    artDigest_ = digest;
 }
 
 void MprisService::DropArtCopy() {
@@ -392,11 +392,10 @@ QVariantMap MprisService::Metadata() const {
     return metadata;
 }
 
+// Only a file this client wrote: the server's own URL is built from a path
+// it chose, and the desktop would fetch whatever host that names.
 QString MprisService::ArtUrl() const {
-    if (!artCopy_.isEmpty()) {
-        return QUrl::fromLocalFile(artCopy_).toString();
-    }
-    return Q(snapshot_.artUrl);
+    return artCopy_.isEmpty() ? QString() : QUrl::fromLocalFile(artCopy_).toString();
 }
 
 // The snapshot's position runs on while the player plays.

@@ -21,6 +21,8 @@
 // server itself when a song has none a moment after it began. The window
 // downloads every picture into the same file; the service copies each new
 // picture to a file of its own, since desktops cache pictures by their URL.
+// The desktop is given only that copy as the art's URL, never a URL made
+// from what the server sent.
 //
 // Threads: the window's thread only. QtDBus delivers the bus's calls to the
 // thread of the object they address, which is this one, and the window
@@ -31,6 +33,7 @@
 // keeps the watcher it was given; that watcher does nothing once the
 // service is gone.
 
+#include <QByteArray>
 #include <QDBusConnection>
 #include <QObject>
 #include <QString>
@@ -132,6 +135,7 @@ private:
     std::int64_t artAskedSong_ = -1;  // the song the service last asked art for
     std::int64_t artSong_ = -1;       // the song artCopy_ belongs to
     QString artCopy_;                 // this song's picture in a file of its own; empty: none
+    QByteArray artDigest_;            // of the picture in artCopy_
     int artCopies_ = 0;
 };
 

@@ -45,7 +45,7 @@ public:
     void Request(const CSkin& skin, QSize screen);
     // The server named the picture (`path` on its media port; empty: none).
     void Fetch(const std::string& path);
-    // Gives up a download under way, waiting for it (bounded).
+    // Gives up every download under way, waiting for them briefly.
     void Stop();
 
 private:

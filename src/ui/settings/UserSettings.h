@@ -33,13 +33,19 @@ public:
     ~UserSettings();
 
     // Reads the file, recording where the program's data is when it says
-    // nothing of it; true when there was no file (the first run).
-    bool Load();
+    // nothing of it; true when there was no file (the first run). A file
+    // read only in part is told to the user and written again at once with
+    // what was read (its old form is kept beside it).
+    bool Load(Prompter& prompter);
     // Writes every setting. The server history is rebuilt from the connect
     // box (`shown` over `items`), unless the box still shows the server
-    // given for this run only.
+    // given for this run only. The first save that fails is told to the
+    // user, the later ones only logged.
     void Save(const std::string& shown, const std::vector<std::string>& items,
-              const std::string& serverForRun);
+              const std::string& serverForRun, Prompter& prompter);
+
+    // The settings file.
+    const std::string& Path() const;
 
     Settings& Get() { return *settings_; }
     const Settings& Get() const { return *settings_; }
@@ -62,9 +68,22 @@ public:
     std::optional<SheetChoice> Edit(QWidget* parent, Prompter& prompter, const SheetLook& look);
 
 private:
+    void Write(Prompter& prompter);
+
     std::unique_ptr<RegistryStore> store_;
     std::unique_ptr<Settings> settings_;
     std::unique_ptr<FunctionTable> functions_;
+    bool saveFailureTold_ = false;
 };
+
+// What the user is told when the settings file could be read only in part,
+// and when the settings could not be saved.
+inline constexpr const char* kSettingsCaption = "Vantor Settings";
+inline constexpr const char* kSettingsPartlyReadText =
+    "Some of your settings could not be read from %s, so they were left out and their defaults "
+    "are used. Everything else was kept. The file as it was is saved as %s.";
+inline constexpr const char* kSettingsNotSavedText =
+    "Your settings could not be saved to %s (%s). Not saved: the server list, the key "
+    "bindings, the skin and the options. They stay as they are until Vantor closes.";
 
 }  // namespace vantor::ui

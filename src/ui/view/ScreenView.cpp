@@ -356,10 +356,14 @@ void ScreenView::DrawAlbumArt(const QRect& box) {
     QPainter painter(&buffer_);
     painter.fillRect(box,
                      window && window->backColor ? window->backColor->ToQColor() : background_);
-    QImage art = content_.albumArt;
-    if (art.size() != box.size()) {
-        art = art.scaled(box.size(), Qt::KeepAspectRatio, Qt::SmoothTransformation);
+    const QSize fitted = content_.albumArt.size().scaled(box.size(), Qt::KeepAspectRatio);
+    if (scaledArt_.isNull() || scaledArt_.size() != fitted) {
+        scaledArt_ = content_.albumArt.size() == box.size()
+                         ? content_.albumArt
+                         : content_.albumArt.scaled(box.size(), Qt::KeepAspectRatio,
+                                                    Qt::SmoothTransformation);
     }
+    const QImage& art = scaledArt_;
     painter.drawImage(box.left() + (box.width() - art.width()) / 2,
                       box.top() + (box.height() - art.height()) / 2, art);
 }
@@ -670,6 +674,7 @@ void ScreenView::SetProgress(bool shown, std::int32_t percent) {
 
 void ScreenView::SetAlbumArt(const QImage& art) {
     content_.albumArt = art;
+    scaledArt_ = QImage();
     Refresh(Element::AlbumArt);
 }
 

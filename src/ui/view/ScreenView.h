@@ -232,6 +232,9 @@ private:
     QImage buffer_;
     std::vector<Overlay> overlays_;
     std::vector<SkinComponent> defaultEq_;  // the frame's own tracks, for a skin without any
+    // The album art as drawn: scaled once per picture and box size, not on
+    // every redraw of the box.
+    QImage scaledArt_;
 
     std::int32_t positionWidth_ = 0;    // of the "positionbar" fill
     std::int32_t nowPlayingWidth_ = 0;  // of the "positionbar.nowplaying" fill

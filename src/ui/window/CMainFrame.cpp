@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QCryptographicHash>
 #include <QDir>
 #include <QMenuBar>
 #include <QStandardPaths>
@@ -41,12 +42,20 @@ namespace {
 
 using std::chrono::milliseconds;
 
-std::string CacheFolder() {
+// Each settings file has a folder of its own: two windows started with
+// different --config files would otherwise download into, and clear at
+// start, the same pictures.
+std::string CacheFolder(const std::string& configPath) {
     QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation);
     if (folder.isEmpty()) {
         folder = QDir::tempPath();
     }
-    return (folder + QStringLiteral("/vantor/")).toStdString();
+    const std::filesystem::path settings = std::filesystem::absolute(configPath).lexically_normal();
+    const QByteArray digest = QCryptographicHash::hash(QByteArray::fromStdString(settings.string()),
+                                                       QCryptographicHash::Sha1);
+    return (folder + QStringLiteral("/vantor/") + QString::fromStdString(settings.stem().string()) +
+            QLatin1Char('-') + QString::fromLatin1(digest.toHex().left(12)) + QLatin1Char('/'))
+        .toStdString();
 }
 
 }  // namespace
@@ -84,7 +93,7 @@ CMainFrame::CMainFrame(FrameOptions options, FrameServices services)
         addresses_ = std::make_shared<InterfaceAddressSource>();
     }
     if (options_.dataDir.empty()) {
-        options_.dataDir = CacheFolder();
+        options_.dataDir = CacheFolder(settings_->Path());
     }
     if (options_.dataDir.back() != '/') {
         options_.dataDir += '/';
@@ -130,7 +139,7 @@ bool CMainFrame::Create() {
 
     // Settings. A start without a settings file is the first run; the
     // installer's part then records where the program's data is.
-    const bool firstRun = settings_->Load();
+    const bool firstRun = settings_->Load(*prompter_);
     Settings& settings = settings_->Get();
 
     MakeSession();

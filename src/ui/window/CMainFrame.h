@@ -83,7 +83,8 @@ struct FrameOptions {
     std::uint16_t port = 0;  // the message port; 0: 3567
     std::uint16_t mediaPort = kMediaServicePort;
     DiscoveryOptions discovery;  // where discovery probes go
-    std::string dataDir;         // the client's own files (album art); empty: the cache folder
+    std::string
+        dataDir;  // the client's own files (album art); empty: the settings file's cache folder
     std::chrono::milliseconds idleTime{20000};  // before the idle switch to "nowplaying"
 };
 

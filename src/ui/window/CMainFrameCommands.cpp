@@ -45,7 +45,7 @@ void CMainFrame::Exit() {
 }
 
 void CMainFrame::SaveAll() {
-    settings_->Save(connect_->Text(), connect_->Items(), options_.server);
+    settings_->Save(connect_->Text(), connect_->Items(), options_.server, *prompter_);
 }
 
 void CMainFrame::Busy(int change) {
