@@ -225,7 +225,9 @@ void PlayerActions::SkipBy(std::int32_t seconds) {
     if (length <= 0) {
         return;  // nothing to skip in
     }
-    const std::int32_t target = std::clamp(clock.Seconds() + seconds, 0, length);
+    // Summed wide: a length near the 32-bit limit comes from the server.
+    const auto target = static_cast<std::int32_t>(
+        std::clamp<std::int64_t>(std::int64_t{clock.Seconds()} + seconds, 0, length));
     auto request = std::make_unique<SetPlayPositionRequest>();
     request->position = target;
     if (Send(std::move(request)) == SendResult::Sent) {
