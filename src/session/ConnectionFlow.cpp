@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "core/GrowingPause.h"
 #include "core/Logger.h"
 #include "protocol/Messages.h"
 #include "session/Settings.h"
@@ -176,11 +177,7 @@ void ConnectionFlow::FinishAttempt() {
 }
 
 std::chrono::milliseconds ConnectionFlow::DropPause() const {
-    auto pause = options_.dropPause;
-    for (int i = 1; i < quickDrops_ && pause < options_.dropPauseCap; ++i) {
-        pause *= 2;
-    }
-    return std::min(pause, options_.dropPauseCap);
+    return GrowingPause(options_.dropPause, options_.dropPauseCap, quickDrops_);
 }
 
 void ConnectionFlow::WatchNetwork() {

@@ -8,6 +8,8 @@
 #include <QKeyEvent>
 #include <QMenu>
 #include <QTimer>
+#include <atomic>
+#include <cstdio>
 #include <fstream>
 
 #include "media/MediaPages.h"
@@ -130,6 +132,39 @@ TEST_F(ListScreensTest, TwoLettersShowTwentyAtOnceAndEverythingWhenTypingStops) 
     EXPECT_FALSE(Screen().Browser().SearchMode());
 }
 
+TEST_F(ListScreensTest, ASearchTypedInABurstKeepsTheWayBack) {
+    OpenLibrary();
+    TapRow(&List(), 0);  // Music
+    ASSERT_TRUE(Pump([&] { return Row(0) == "Artists"; }));
+    TapRow(&List(), FindRow("Songs"));
+    ASSERT_TRUE(Pump(
+        [&] { return Screen().Browser().CurrentPath() == "/Music/Songs" && !Row(0).empty(); }));
+
+    // A word from an on-screen keyboard, each key before the search for the
+    // last has come back.
+    QLineEdit& box = Screen().SearchField();
+    const QString word = QStringLiteral("summerheart");
+    for (int length = 1; length <= word.size(); ++length) {
+        box.setText(word.left(length));
+    }
+    ASSERT_TRUE(Pump([&] { return Screen().Browser().SearchMode(); }));
+    // The results stay until the box rests: the settle timer brings no
+    // second way back.
+    PumpFor(1700ms);
+
+    // Back to the songs, back to Music, back to the library's root; and
+    // there the way back ends.
+    EXPECT_TRUE(Screen().Back());
+    EXPECT_TRUE(Pump(
+        [&] { return Screen().Browser().CurrentPath() == "/Music/Songs" && !Row(0).empty(); }));
+    EXPECT_EQ(box.text(), QStringLiteral("Search"));
+    EXPECT_TRUE(Screen().Back());
+    EXPECT_TRUE(Pump([&] { return Row(0) == "Artists"; }));
+    EXPECT_TRUE(Screen().Back());
+    EXPECT_TRUE(Pump([&] { return Row(0) == "Music"; }));
+    EXPECT_FALSE(Screen().Back());
+}
+
 TEST_F(ListScreensTest, PlayNowAndAddToQueueReachTheServer) {
     OpenLibrary();
     TapRow(&List(), 0);  // Music
@@ -179,6 +214,105 @@ TEST_F(ListScreensTest, AQueueThousandsLongShowsTheRowsScrolledTo) {
     EXPECT_TRUE(Pump([&] { return queue.RowText(4321) == expected; })) << expected;
     // Only the pages in view were asked for: the first, and the one there.
     EXPECT_LE(queue.PagesFetched(), 3);
+}
+
+TEST_F(ListScreensTest, AQueueWhoseMediaServiceIsAwayIsAskedCalmly) {
+    // A queue of 6000 whose first page came, and then the media service
+    // went away (the player behind it restarting): every page is a 503.
+    std::atomic<int> served{0};
+    ScriptedHttp media([&](const std::string&) {
+        if (served++ > 0) {
+            return ScriptedReply{ScriptedHttp::Response(503, ""), 0ms, false};
+        }
+        wire::PlaylistPage page;
+        page.__set_start(0);
+        page.__set_totalCount(6000);
+        page.items.resize(1000);
+        const std::string body = EncodePlaylistPage(page);
+        return ScriptedReply{ScriptedHttp::Response(200, body), 0ms, false};
+    });
+    WriteSettings();
+    StartWindow([&](ui::FrameOptions& options) { options.mediaPort = media.Port(); });
+    ASSERT_TRUE(OnMainWithSong());
+    auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
+    ASSERT_TRUE(Pump([&] { return queue.RowCount() == 6000; }));
+
+    // Scrolled to rows not loaded: their page is asked for, fails, and is
+    // asked again only after a pause that grows, never in a loop.
+    const int before = served;
+    queue.scrollTo(queue.model()->index(4321, 0), QAbstractItemView::PositionAtTop);
+    PumpFor(1500ms);
+    const int asked = served - before;
+    std::printf("pages asked in 1.5 s with the media service away: %d\n", asked);
+    EXPECT_GE(asked, 2) << "asked again after a pause";
+    EXPECT_LE(asked, 8);
+    EXPECT_TRUE(queue.RowText(4321).empty());
+}
+
+TEST_F(ListScreensTest, TheQueuesMenuActsOnTheRowItWasOpenedOn) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
+    ASSERT_TRUE(Pump([&] { return queue.RowCount() > 5 && !queue.RowText(3).empty(); }));
+    std::vector<std::int32_t> before;
+    OnServer([&](server::PlayerModel& player) { before = player.Queue(); });
+    const int playing = frame_->Player().playlistPosition;
+    ASSERT_NE(playing, 3);
+
+    // The song changes while the menu on row 3 is open: the list selects
+    // the new song's row, and "Remove" still removes row 3.
+    std::function<void(int)> whenOpen = [&](int tries) {
+        auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        if (menu == nullptr) {
+            if (tries > 0) {
+                QTimer::singleShot(10, [&, tries] { whenOpen(tries - 1); });
+            }
+            return;
+        }
+        (*server_)->Post(
+            [](server::PlayerModel& player, server::Events& events) { events = player.Next(); });
+        Pump([&] { return queue.SelectedEntry() != 3 && queue.SelectedEntry() >= 0; });
+        PickWhenOpen(QStringLiteral("Remove"), 100);
+    };
+    TapRow(&queue, 3);
+    QTimer::singleShot(10, [&] { whenOpen(100); });
+    const QPoint at = queue.visualRect(queue.model()->index(3, 0)).center();
+    QContextMenuEvent event(QContextMenuEvent::Mouse, at, queue.viewport()->mapToGlobal(at));
+    QApplication::sendEvent(queue.viewport(), &event);
+
+    ASSERT_TRUE(Pump([&] { return Received("PlaylistRemoveRequest") == 1; }));
+    before.erase(before.begin() + 3);
+    std::vector<std::int32_t> after;
+    EXPECT_TRUE(Pump([&] {
+        OnServer([&](server::PlayerModel& player) { after = player.Queue(); });
+        return after == before;
+    }));
+}
+
+TEST_F(ListScreensTest, AQueueThatChangesKeepsTheUsersPlace) {
+    serverOptions_.songs = 3000;
+    serverOptions_.queueLength = 2500;
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
+    ASSERT_TRUE(Pump([&] { return queue.RowCount() == 2500; }));
+    queue.scrollTo(queue.model()->index(1500, 0), QAbstractItemView::PositionAtTop);
+    ASSERT_TRUE(Pump([&] { return !queue.RowText(1500).empty(); }));
+    const int top = queue.indexAt(QPoint(1, 1)).row();
+
+    // The song played is taken off the queue (a player that consumes its
+    // queue does so with every song): the rows are read again, in place.
+    (*server_)->Post(
+        [](server::PlayerModel& player, server::Events& events) { player.Remove(0, events); });
+    std::string expected;
+    OnServer([&](server::PlayerModel& player) {
+        expected = (*server_)->Library().Find(player.Queue()[1500])->title;
+    });
+    EXPECT_TRUE(Pump([&] { return queue.RowCount() == 2499 && queue.RowText(1500) == expected; }))
+        << expected;
+    EXPECT_EQ(queue.indexAt(QPoint(1, 1)).row(), top);
 }
 
 TEST_F(ListScreensTest, AJumpLabelLandsOnTheFirstRowOfItsLetter) {
