@@ -9,10 +9,12 @@
 #include <QMenu>
 #include <QTimer>
 #include <atomic>
+#include <cstdlib>
 #include <cstdio>
 #include <fstream>
 
 #include "media/MediaPages.h"
+#include "protocol/Messages.h"
 #include "skin/SkinBar.h"
 #include "support/ScriptedHttp.h"
 #include "ui/GuiFixture.h"
@@ -437,6 +439,53 @@ TEST_F(ListScreensTest, SpeakersAreChosenOneOrSeveralAndTheFlagIsSaved) {
     EXPECT_TRUE(Pump([&] { return Received("EnableSpeakerRequest") == 1; }));
     EXPECT_TRUE(
         Pump([&] { return frame_->Speakers()[0].enabled && frame_->Speakers()[1].enabled; }));
+}
+
+TEST_F(ListScreensTest, AFolderThatShrinksIsReadAgainInPlace) {
+    // A folder of 5000 rows that the server's library cuts to 2500.
+    std::atomic<int> rows{5000};
+    ScriptedHttp media([&](const std::string& head) {
+        const auto number = [&](const std::string& name, int otherwise) {
+            const std::size_t at = head.find(name + "=");
+            return at == std::string::npos ? otherwise
+                                           : std::atoi(head.c_str() + at + name.size() + 1);
+        };
+        const int total = rows;
+        const int start = std::min(number("start", 0), total);
+        wire::MediaList list;
+        list.__set_path("/");
+        list.__set_start(start);
+        if (head.find("includeTotalCount=true") < head.find("\r\n")) {
+            list.__set_totalCount(total);
+        }
+        std::vector<wire::MediaItem> items;
+        for (int row = start; row < std::min(start + 1000, total); ++row) {
+            wire::MediaItem item;
+            item.__set_title(std::to_string(total) + " " + std::to_string(row));
+            item.__set_container(false);
+            items.push_back(item);
+        }
+        list.__set_items(items);
+        return ScriptedReply{ScriptedHttp::Response(200, EncodeMediaList(list)), 0ms, false};
+    });
+    WriteSettings();
+    StartWindow([&](ui::FrameOptions& options) { options.mediaPort = media.Port(); });
+    ASSERT_TRUE(OnMainWithSong());
+    frame_->Command(ui::WindowCommand::Library);
+    ASSERT_TRUE(Pump([&] { return List().Count() == 5000; }));
+    List().EnsureVisible(2100);
+    ASSERT_TRUE(Pump([&] { return Row(2100) == "5000 2100"; }));
+    List().SelectRow(2101);
+    const int top = List().TopRow();
+
+    rows = 2500;
+    (*server_)->Post([](server::PlayerModel&, server::Events& events) {
+        events.push_back(std::make_unique<MediaLibraryChangedEvent>());
+    });
+    EXPECT_TRUE(Pump([&] { return List().Count() == 2500 && Row(2100) == "2500 2100"; }));
+    EXPECT_EQ(List().TopRow(), top);
+    EXPECT_EQ(List().SelectedRow(), 2101);
+    EXPECT_TRUE(Pump([&] { return Row(2499) == "2500 2499"; }));
 }
 
 TEST_F(ListScreensTest, BrokenPagesAndASlowSearchLeaveTheListUsable) {
