@@ -119,18 +119,23 @@ public:
     void Forget() {
         ++epoch_;
         pages_.Clear();
+        whole_.reset();
         asked_.clear();
         failed_.clear();
         count_ = -1;
         opened_ = false;
         hinted_ = false;
     }
-    // The list is shown whole from one page (search results).
+    // The list is shown whole from one page asked for at 0 (search
+    // results), `count` rows of it.
     void Hold(std::shared_ptr<const Page> page, int count) {
         Forget();
-        pages_.Store(std::move(page));
-        count_ = count;
-        owner_.SetRowCount(count, false);
+        if (page->start == 0) {
+            whole_ = page;
+            pages_.Store(std::move(page));
+        }
+        count_ = whole_ ? count : 0;
+        owner_.SetRowCount(count_, false);
     }
     // Rows first to last are in view: their pages are asked for unless held,
     // on their way, or failed lately.
@@ -226,7 +231,14 @@ public:
     int Epoch() const { return epoch_; }
     int Count() const { return count_; }  // -1 while unknown
     const PageCache<Page>& Pages() const { return pages_; }
-    const wire::MediaItem* Item(int row) const { return pages_.Item(row); }
+    const wire::MediaItem* Item(int row) const {
+        if (whole_) {
+            return row >= 0 && row < static_cast<int>(whole_->items.size())
+                       ? &whole_->items[static_cast<std::size_t>(row)]
+                       : nullptr;
+        }
+        return pages_.Item(row);
+    }
 
 private:
     bool MayAsk(int slot) const { return !asked_.contains(slot) && !failed_.contains(slot); }
@@ -244,9 +256,10 @@ private:
 
     PagedListOwner& owner_;
     PageCache<Page> pages_;
-    std::map<int, bool> asked_;  // slots on their way, and whether with the total
-    std::set<int> failed_;       // slots that failed since the last retry
-    int failures_ = 0;           // failed rounds in a row
+    std::shared_ptr<const Page> whole_;  // a list held whole
+    std::map<int, bool> asked_;          // slots on their way, and whether with the total
+    std::set<int> failed_;               // slots that failed since the last retry
+    int failures_ = 0;                   // failed rounds in a row
     int epoch_ = 0;
     int count_ = -1;
     bool opened_ = false;
