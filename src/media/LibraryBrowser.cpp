@@ -131,14 +131,15 @@ LibraryBrowser::LibraryBrowser(LibraryView& view, LibraryFetcher& fetcher, Reque
     : view_(view), fetcher_(fetcher), requests_(requests) {}
 
 void LibraryBrowser::Reset() {
-    pages_.Clear();
-    pagesAsked_.clear();
+    rows_.Forget();
     history_.clear();
     path_.clear();
     searchText_.clear();
+    searchCount_ = -1;
+    searchWanted_ = false;
+    searchSent_.reset();
     searchMode_ = false;
     suppressNextChange_ = false;
-    busy_ = false;
     pendingSelected_ = -1;
     pendingTop_ = -1;
 }
@@ -148,23 +149,24 @@ void LibraryBrowser::Show() {
         return;
     }
     path_ = "/";
-    FetchFolder(0, true);
+    rows_.Open(0);
 }
 
 std::string LibraryBrowser::RowText(int row) const {
-    const wire::MediaItem* item = pages_.Item(row);
+    const wire::MediaItem* item = rows_.Item(row);
     return item ? item->title : std::string();
 }
 
 int LibraryBrowser::RowIcon(int row) const {
-    const wire::MediaItem* item = pages_.Item(row);
+    const wire::MediaItem* item = rows_.Item(row);
     return item ? LibraryIcon(*item) : -1;
 }
 
 std::vector<std::pair<std::string, int>> LibraryBrowser::JumpLabels() const {
     std::vector<std::pair<std::string, int>> labels;
-    for (std::size_t slot = 0; slot < pages_.Slots() && labels.empty(); ++slot) {
-        if (const auto page = pages_.Slot(slot); page && page->__isset.index) {
+    const PageCache<wire::MediaList>& pages = rows_.Pages();
+    for (std::size_t slot = 0; slot < pages.Slots() && labels.empty(); ++slot) {
+        if (const auto page = pages.Slot(slot); page && page->__isset.index) {
             for (const wire::MediaIndexEntry& entry : page->index) {
                 labels.emplace_back(entry.label, entry.position);
             }
@@ -173,21 +175,34 @@ std::vector<std::pair<std::string, int>> LibraryBrowser::JumpLabels() const {
     return labels;
 }
 
-void LibraryBrowser::FetchFolder(int start, bool withTotal) {
-    pagesAsked_.insert(start / kPageSize);
-    busy_ = true;
+void LibraryBrowser::FetchPage(int start, bool withTotal) {
     fetcher_.FetchFolder(path_, start, kPageSize, withTotal);
+}
+
+void LibraryBrowser::SetRowCount(int count, bool sameList) {
+    view_.SetItemCount(count, sameList);
+}
+
+void LibraryBrowser::StartRetryTimer(std::chrono::milliseconds pause) {
+    view_.StartRetryTimer(pause);
 }
 
 void LibraryBrowser::CacheHint(int first, int last) {
     if (searchMode_) {
         return;  // search results are one page
     }
-    for (const int row : {first, last}) {
-        const int page = row / kPageSize;
-        if (row >= 0 && pages_.Item(row) == nullptr && !pagesAsked_.contains(page)) {
-            FetchFolder(page * kPageSize, false);
-        }
+    rows_.Hint(first, last);
+}
+
+void LibraryBrowser::RetryDue() {
+    if (!searchMode_) {
+        rows_.RetryDue();
+    }
+}
+
+void LibraryBrowser::Changed() {
+    if (!searchMode_) {
+        rows_.Changed();
     }
 }
 
@@ -197,7 +212,7 @@ void LibraryBrowser::PushHistory() {
 }
 
 bool LibraryBrowser::Open(int row) {
-    const wire::MediaItem* item = pages_.Item(row);
+    const wire::MediaItem* item = rows_.Item(row);
     if (item == nullptr || !item->container) {
         return false;
     }
@@ -205,9 +220,8 @@ bool LibraryBrowser::Open(int row) {
     PushHistory();
     path_ = path;
     searchMode_ = false;
-    pages_.Clear();
-    pagesAsked_.clear();
-    FetchFolder(0, true);
+    searchWanted_ = false;  // results still on their way are for a list left
+    rows_.Open(0);
     return true;
 }
 
@@ -217,31 +231,37 @@ bool LibraryBrowser::Back() {
     }
     const HistoryEntry entry = history_.back();
     history_.pop_back();
-    if (searchMode_ && !entry.searchMode) {
+    if (Searching() && !entry.searchMode) {
         suppressNextChange_ = true;
         view_.SetSearchText(kSearchPlaceholder);
     }
+    searchWanted_ = false;
     path_ = entry.path;
     searchMode_ = entry.searchMode;
     searchText_ = entry.searchText;
     pendingSelected_ = entry.selectedRow;
     pendingTop_ = entry.topRow;
-    pages_.Clear();
-    pagesAsked_.clear();
     if (searchMode_) {
+        rows_.Forget();  // the results come again
         Search(-1);
     } else {
-        FetchFolder(std::max(entry.topRow, 0) / kPageSize * kPageSize, true);
+        rows_.Open(std::max(entry.topRow, 0));
     }
     return true;
 }
 
 void LibraryBrowser::Search(int count) {
-    if (busy_) {
-        return;  // one request at a time
+    searchCount_ = count;
+    searchWanted_ = true;
+    SendSearch();
+}
+
+void LibraryBrowser::SendSearch() {
+    if (searchSent_) {
+        return;  // one at a time; its answer asks for this one
     }
-    busy_ = true;
-    fetcher_.Search(searchText_, 0, count);
+    searchSent_ = std::pair(searchText_, searchCount_);
+    fetcher_.Search(searchText_, 0, searchCount_);
 }
 
 void LibraryBrowser::SearchTextChanged(const std::string& text) {
@@ -252,6 +272,7 @@ void LibraryBrowser::SearchTextChanged(const std::string& text) {
         return;
     }
     if (text.empty()) {
+        searchWanted_ = false;
         if (searchMode_) {
             view_.ClearRows();
         }
@@ -265,7 +286,8 @@ void LibraryBrowser::SearchTextChanged(const std::string& text) {
         count = kShortSearchCount;
         view_.StartSearchTimer();
     }
-    if (!searchMode_) {
+    // One way back from a search, however many keys it took.
+    if (!Searching()) {
         PushHistory();
     }
     searchText_ = text;
@@ -283,14 +305,14 @@ void LibraryBrowser::SearchTimerFired() {
     if (searchText_ == kSearchPlaceholder) {
         return;
     }
-    if (!searchMode_) {
+    if (!Searching()) {
         PushHistory();
     }
     Search(-1);
 }
 
 bool LibraryBrowser::Command(LibraryCommand command) {
-    const wire::MediaItem* item = pages_.Item(view_.SelectedRow());
+    const wire::MediaItem* item = rows_.Item(view_.SelectedRow());
     if (item == nullptr) {
         return false;
     }
@@ -312,11 +334,8 @@ bool LibraryBrowser::Command(LibraryCommand command) {
     return true;
 }
 
-void LibraryBrowser::StorePage(std::shared_ptr<const wire::MediaList> page, int itemCount) {
-    pages_.Store(std::move(page));
-    if (itemCount >= 0) {
-        view_.SetItemCount(itemCount);
-    }
+// The place kept for a list gone back to, once its rows are there.
+void LibraryBrowser::Shown() {
     if (pendingTop_ >= 0) {
         view_.EnsureVisible(pendingTop_);
         pendingTop_ = -1;
@@ -327,43 +346,46 @@ void LibraryBrowser::StorePage(std::shared_ptr<const wire::MediaList> page, int 
     }
 }
 
-void LibraryBrowser::OnFolderPage(const std::string& path,
+void LibraryBrowser::OnFolderPage(const std::string& path, int epoch, int start,
                                   std::shared_ptr<const wire::MediaList> page) {
     if (path != path_ || searchMode_) {
         return;  // an answer for a list no longer shown
     }
-    busy_ = false;
-    if (!page) {
-        pagesAsked_.clear();  // let the rows ask again
-        return;
+    if (rows_.Answer(epoch, start, std::move(page))) {
+        view_.SetHeaderTitle(path_ == "/" ? kLibraryRootTitle : Title(path_));
+        if (rows_.Count() >= 0) {
+            Shown();
+        }
     }
-    pagesAsked_.erase(std::max(page->start, 0) / kPageSize);
-    view_.SetHeaderTitle(path_ == "/" ? kLibraryRootTitle : Title(path_));
-    const int total = page->totalCount;  // -1 leaves the count as it is
-    StorePage(std::move(page), total);
 }
 
 void LibraryBrowser::OnSearchPage(const std::string& text,
                                   std::shared_ptr<const wire::MediaList> page) {
-    busy_ = false;
-    if (text != searchText_) {
-        // The box moved on while this search was under way, and a search
-        // asked for meanwhile was not sent: ask for what it says now.
-        if (!searchText_.empty() && searchText_ != kSearchPlaceholder) {
-            Search(Utf16Length(searchText_) < 3 ? kShortSearchCount : -1);
-        }
+    if (!searchSent_ || searchSent_->first != text) {
+        return;  // asked for before the browser was reset
+    }
+    const std::pair<std::string, int> sent = *searchSent_;
+    searchSent_.reset();
+    if (!searchWanted_) {
+        return;  // the user opened a folder or went back meanwhile
+    }
+    if (sent != std::pair(searchText_, searchCount_)) {
+        // The box moved on while this search was under way: ask for what it
+        // says now.
+        SendSearch();
         return;
     }
     if (!page) {
+        searchWanted_ = false;
         return;
     }
+    searchWanted_ = false;
     path_ = "/Music/Search/" + text;
     searchMode_ = true;
-    pages_.Clear();
-    pagesAsked_.clear();
     view_.SetHeaderTitle(kSearchResultsTitle);
     const int count = static_cast<int>(page->items.size());
-    StorePage(std::move(page), count);
+    rows_.Hold(std::move(page), count);
+    Shown();
 }
 
 }  // namespace vantor

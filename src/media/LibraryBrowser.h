@@ -9,9 +9,11 @@
 //
 // Threads: every method runs on the window's thread.
 
+#include <chrono>
 #include <memory>
-#include <set>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "media/MediaPages.h"
@@ -38,8 +40,10 @@ std::string LibraryItemPath(const wire::MediaItem& item, const std::string& curr
 class LibraryView {
 public:
     virtual ~LibraryView() = default;
-    // The list's row count, set with redrawing held off.
-    virtual void SetItemCount(int count) = 0;
+    // The list's row count, set with redrawing held off. `keepPlace` when
+    // the list shown changed length: the rows left keep their place and the
+    // selection.
+    virtual void SetItemCount(int count, bool keepPlace) = 0;
     // Deletes every row.
     virtual void ClearRows() = 0;
     virtual void EnsureVisible(int row) = 0;
@@ -52,13 +56,17 @@ public:
     virtual void SetSearchText(const std::string& text) = 0;
     virtual void StartSearchTimer() = 0;  // 1500 ms, once
     virtual void StopSearchTimer() = 0;
+    // LibraryBrowser::RetryDue after `pause` (a later start replaces the
+    // first).
+    virtual void StartRetryTimer(std::chrono::milliseconds pause) = 0;
 };
 
 class LibraryFetcher {
 public:
     virtual ~LibraryFetcher() = default;
     // Fetch off the window's thread; the page (null on failure) comes back
-    // through OnFolderPage / OnSearchPage on the window's thread.
+    // through OnFolderPage (with the browser's FolderEpoch() as it was when
+    // asked) or OnSearchPage on the window's thread.
     virtual void FetchFolder(const std::string& path, int start, int count, bool withTotal) = 0;
     virtual void Search(const std::string& text, int start, int count) = 0;
 };
@@ -76,7 +84,7 @@ public:
     virtual void CancelRequests(MessageType type) = 0;
 };
 
-class LibraryBrowser {
+class LibraryBrowser final : private PagedListOwner {
 public:
     LibraryBrowser(LibraryView& view, LibraryFetcher& fetcher, RequestSink& requests);
 
@@ -85,7 +93,7 @@ public:
     // What row `row` shows: empty text and icon -1 while its page is away.
     std::string RowText(int row) const;
     int RowIcon(int row) const;
-    const wire::MediaItem* Item(int row) const { return pages_.Item(row); }
+    const wire::MediaItem* Item(int row) const { return rows_.Item(row); }
     // The list is about to show rows first to last.
     void CacheHint(int first, int last);
 
@@ -104,10 +112,17 @@ public:
     // As new: no path, pages or history. Pages still on their way find no
     // list of theirs and are dropped.
     void Reset();
+    // The library changed on the server: the folder shown is read again
+    // where the user is.
+    void Changed();
+    // The pause after a failed fetch has passed.
+    void RetryDue();
 
     // Pages arriving from the fetcher.
-    void OnFolderPage(const std::string& path, std::shared_ptr<const wire::MediaList> page);
+    void OnFolderPage(const std::string& path, int epoch, int start,
+                      std::shared_ptr<const wire::MediaList> page);
     void OnSearchPage(const std::string& text, std::shared_ptr<const wire::MediaList> page);
+    int FolderEpoch() const { return rows_.Epoch(); }
 
     // The jump labels of the list shown, as its pages carry them: each
     // label with the first row it stands for. Empty when there are none.
@@ -115,7 +130,6 @@ public:
 
     const std::string& CurrentPath() const { return path_; }
     bool SearchMode() const { return searchMode_; }
-    bool Busy() const { return busy_; }
     std::size_t HistoryDepth() const { return history_.size(); }
 
 private:
@@ -127,22 +141,32 @@ private:
         std::string searchText;
     };
 
-    void FetchFolder(int start, bool withTotal);
+    // PagedListOwner
+    void FetchPage(int start, bool withTotal) override;
+    void SetRowCount(int count, bool sameList) override;
+    void StartRetryTimer(std::chrono::milliseconds pause) override;
+
+    // Asks for the results of the box's text; one search is on its way at
+    // a time, and its answer asks for what the box says by then.
     void Search(int count);
+    void SendSearch();
+    bool Searching() const { return searchMode_ || searchWanted_; }
     void PushHistory();
-    void StorePage(std::shared_ptr<const wire::MediaList> page, int itemCount);
+    void Shown();
 
     LibraryView& view_;
     LibraryFetcher& fetcher_;
     RequestSink& requests_;
-    PageCache<wire::MediaList> pages_;
-    std::set<int> pagesAsked_;  // pages of the current list on their way
+    PagedList<wire::MediaList> rows_{*this};
     std::vector<HistoryEntry> history_;
     std::string path_;
     std::string searchText_;  // of the results shown or asked for
+    int searchCount_ = -1;
+    // Results asked for and not shown yet: the user has not moved on.
+    bool searchWanted_ = false;
+    std::optional<std::pair<std::string, int>> searchSent_;  // on its way
     bool searchMode_ = false;
     bool suppressNextChange_ = false;
-    bool busy_ = false;
     int pendingSelected_ = -1;
     int pendingTop_ = -1;
 };

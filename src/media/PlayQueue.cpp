@@ -13,49 +13,46 @@ int RatingStars(int rating) {
 PlayQueue::PlayQueue(PlayQueueView& view, PlayQueueFetcher& fetcher)
     : view_(view), fetcher_(fetcher) {}
 
-void PlayQueue::Fetch(int start, bool withTotal) {
-    pagesAsked_.insert(start / kPageSize);
+void PlayQueue::FetchPage(int start, bool withTotal) {
     fetcher_.FetchPlaylist(start, kPageSize, withTotal);
+}
+
+void PlayQueue::SetRowCount(int count, bool sameList) {
+    view_.SetItemCount(count, sameList);
+}
+
+void PlayQueue::StartRetryTimer(std::chrono::milliseconds pause) {
+    view_.StartRetryTimer(pause);
 }
 
 void PlayQueue::Open(int position, int visibleRows) {
     view_.ClearRows();
-    pages_.Clear();
-    pagesAsked_.clear();
     const int current = std::max(position, 0);
-    const int first = std::max(current - visibleRows, 0);
     scrollTo_ = current;
-    Fetch(first / kPageSize * kPageSize, true);
+    rows_.Open(std::max(current - visibleRows, 0));
 }
 
 void PlayQueue::CacheHint(int first, int last) {
-    for (const int row : {first, last}) {
-        const int page = row / kPageSize;
-        if (row >= 0 && pages_.Item(row) == nullptr && !pagesAsked_.contains(page)) {
-            Fetch(page * kPageSize, false);
-        }
-    }
+    rows_.Hint(first, last);
 }
 
-void PlayQueue::OnPage(std::shared_ptr<const wire::PlaylistPage> page) {
-    if (!page) {
-        pagesAsked_.clear();  // a failed fetch may be asked for again
-        return;
-    }
-    pagesAsked_.erase(std::max(page->start, 0) / kPageSize);
-    const int total = page->totalCount;
-    pages_.Store(std::move(page));
-    if (total != -1) {
-        view_.SetItemCount(total);
-    }
-    if (scrollTo_ >= 0) {
+void PlayQueue::RetryDue() {
+    rows_.RetryDue();
+}
+
+void PlayQueue::Changed() {
+    rows_.Changed();
+}
+
+void PlayQueue::OnPage(int epoch, int start, std::shared_ptr<const wire::PlaylistPage> page) {
+    if (rows_.Answer(epoch, start, std::move(page)) && scrollTo_ >= 0 && rows_.Count() >= 0) {
         view_.EnsureVisible(scrollTo_);
         scrollTo_ = -1;
     }
 }
 
 std::string PlayQueue::RowText(int row) const {
-    const wire::MediaItem* item = pages_.Item(row);
+    const wire::MediaItem* item = rows_.Item(row);
     return item ? item->title : std::string();
 }
 
@@ -66,8 +63,30 @@ PlayQueueMenu PlayQueue::Menu(int row, int currentPosition, int currentRating) c
     return menu;
 }
 
-std::unique_ptr<Message> PlayQueue::Command(QueueCommand command, int stars) const {
-    const int row = view_.SelectedRow();
+QueueRowMark PlayQueue::Mark(int row, int currentPosition) const {
+    const wire::MediaItem* item = rows_.Item(row);
+    return QueueRowMark{row, rows_.Epoch(), rows_.Count(), item ? item->mediaId : -1,
+                        currentPosition};
+}
+
+std::unique_ptr<Message> PlayQueue::Command(QueueCommand command, const QueueRowMark& mark,
+                                            int currentPosition, int stars) const {
+    // The same queue as when the menu opened, or one whose entry at that
+    // row is the same (a song of the same id at the same place).
+    const wire::MediaItem* item = rows_.Item(mark.row);
+    const bool same = mark.epoch == rows_.Epoch() && mark.count == rows_.Count();
+    const bool there =
+        same || (item != nullptr && mark.mediaId >= 0 && item->mediaId == mark.mediaId);
+    if (!there || mark.row < 0 || mark.row >= std::max(rows_.Count(), 0)) {
+        return nullptr;
+    }
+    if (command == QueueCommand::Rate && currentPosition != mark.current) {
+        return nullptr;  // the rating was offered for the song then playing
+    }
+    return Command(command, mark.row, stars);
+}
+
+std::unique_ptr<Message> PlayQueue::Command(QueueCommand command, int row, int stars) const {
     const auto atRow = [row]<class Request>(std::unique_ptr<Request> request) {
         request->position = row;
         return std::unique_ptr<Message>(row < 0 ? nullptr : std::move(request));

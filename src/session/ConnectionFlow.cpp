@@ -6,6 +6,7 @@
 #include <mutex>
 #include <utility>
 
+#include "core/GrowingPause.h"
 #include "core/Logger.h"
 #include "core/NamedThread.h"
 #include "protocol/Messages.h"
@@ -303,11 +304,7 @@ void ConnectionFlow::Core::FinishAttempt() {
 }
 
 std::chrono::milliseconds ConnectionFlow::Core::DropPause() const {
-    auto pause = options_.dropPause;
-    for (int i = 1; i < quickDrops_ && pause < options_.dropPauseCap; ++i) {
-        pause *= 2;
-    }
-    return std::min(pause, options_.dropPauseCap);
+    return GrowingPause(options_.dropPause, options_.dropPauseCap, quickDrops_);
 }
 
 void ConnectionFlow::Core::WatchNetwork() {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <deque>
 #include <functional>
 
@@ -90,7 +91,7 @@ TEST(LibraryRulesTest, ItemPaths) {
 
 class FakeView final : public LibraryView {
 public:
-    void SetItemCount(int count) override { itemCount = count; }
+    void SetItemCount(int count, bool) override { itemCount = count; }
     void ClearRows() override {
         itemCount = 0;
         ++cleared;
@@ -108,6 +109,7 @@ public:
     }
     void StartSearchTimer() override { timer = true; }
     void StopSearchTimer() override { timer = false; }
+    void StartRetryTimer(std::chrono::milliseconds) override {}
 
     int itemCount = 0;
     int cleared = 0;
@@ -126,8 +128,9 @@ public:
     void FetchFolder(const std::string& path, int start, int count, bool withTotal) override {
         asked.push_back("folder " + path + " " + std::to_string(start) + " " +
                         std::to_string(count) + (withTotal ? " total" : ""));
-        queue_.push_back([=, this] {
-            browser->OnFolderPage(path, media_.FetchFolderPage(path, start, count, withTotal));
+        queue_.push_back([=, this, epoch = browser->FolderEpoch()] {
+            browser->OnFolderPage(path, epoch, start,
+                                  media_.FetchFolderPage(path, start, count, withTotal));
         });
     }
     void Search(const std::string& text, int start, int count) override {
@@ -135,6 +138,12 @@ public:
                         std::to_string(count));
         queue_.push_back(
             [=, this] { browser->OnSearchPage(text, media_.Search(text, start, count)); });
+    }
+    // Answers the oldest fetch still waiting.
+    void DeliverOne() {
+        auto next = std::move(queue_.front());
+        queue_.pop_front();
+        next();
     }
     void Deliver() {
         while (!queue_.empty()) {
@@ -232,6 +241,8 @@ TEST_F(LibraryBrowserTest, LongerSearchesAreWholeAndOneAtATime) {
     browser_.SearchTextChanged("electr");  // still busy with the last one
     EXPECT_EQ(fetcher_.asked.back(), "search elec 0 -1");
     fetcher_.Deliver();
+    EXPECT_EQ(fetcher_.asked.back(), "search electr 0 -1") << "what the box says now";
+    EXPECT_TRUE(browser_.SearchMode());
 
     // Back from the results: the placeholder returns without searching.
     const auto asked = fetcher_.asked.size();
@@ -242,6 +253,41 @@ TEST_F(LibraryBrowserTest, LongerSearchesAreWholeAndOneAtATime) {
     EXPECT_EQ(browser_.CurrentPath(), "/");
     EXPECT_EQ(fetcher_.asked.size(), asked + 1);
     EXPECT_EQ(fetcher_.asked.back(), "folder / 0 1000 total");
+}
+
+// What the screen shows answers what the user asked last: a search typed
+// while a folder loads goes out, and results that come after the user
+// opened a folder (or went back) do not replace it.
+TEST_F(LibraryBrowserTest, SearchesAndFoldersDoNotOvertakeEachOther) {
+    browser_.Show();
+    fetcher_.Deliver();
+    ASSERT_TRUE(browser_.Open(RowOf("Music")));  // its page on its way
+    browser_.SearchTextChanged("elec");
+    EXPECT_EQ(fetcher_.asked.back(), "search elec 0 -1");
+    fetcher_.Deliver();
+    EXPECT_TRUE(browser_.SearchMode());
+    ASSERT_GT(view_.itemCount, 0);
+
+    // From the results into a folder while a refined search is on its way.
+    browser_.SearchTextChanged("elect");
+    int folder = 0;
+    while (folder < view_.itemCount && !browser_.Item(folder)->container) {
+        ++folder;
+    }
+    ASSERT_TRUE(browser_.Open(folder));
+    const std::string opened = browser_.CurrentPath();
+    fetcher_.Deliver();
+    EXPECT_FALSE(browser_.SearchMode());
+    EXPECT_EQ(browser_.CurrentPath(), opened);
+
+    // Back to the results, and back again before they come: the library.
+    ASSERT_TRUE(browser_.Back());
+    ASSERT_TRUE(browser_.Back());
+    fetcher_.Deliver();
+    EXPECT_FALSE(browser_.SearchMode());
+    EXPECT_EQ(browser_.CurrentPath(), "/Music");
+    EXPECT_EQ(view_.searchText, "Search");
+    EXPECT_EQ(browser_.HistoryDepth(), 1u);
 }
 
 TEST_F(LibraryBrowserTest, EmptyAndPlaceholderTextsDoNotSearch) {

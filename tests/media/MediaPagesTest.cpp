@@ -169,5 +169,56 @@ TEST(PageCacheTest, PagesLandInTheirSlots) {
     EXPECT_NE(cache.Item(2001), nullptr);
 }
 
+// Totals and starts come from the server: whatever they claim, what a list
+// holds stays within the rows it shows, and nothing is asked in a loop.
+TEST(MediaPagesTest, ClaimedTotalsAndStartsAreTrustedForNothing) {
+    struct Owner final : PagedListOwner {
+        void FetchPage(int start, bool withTotal) override { asked.emplace_back(start, withTotal); }
+        void SetRowCount(int count, bool) override { rows = count; }
+        void StartRetryTimer(std::chrono::milliseconds) override { ++retries; }
+        std::vector<std::pair<int, bool>> asked;
+        int rows = -1;
+        int retries = 0;
+    };
+    struct Case {
+        int total;  // -1: none given
+        int start;  // where the answer says it is
+        int items;
+        int rows;  // the count shown after
+        bool kept;
+    };
+    const Case cases[] = {
+        {5000, 0, 1000, 5000, true},
+        {-7, 0, 1000, -1, true},
+        {-1, 0, 10, -1, true},
+        {0, 0, 0, 0, true},
+        {2'000'000'000, 0, 2, 2'000'000'000, true},
+        {5000, -3, 1000, 5000, false},
+        {5000, 2'000'000'000, 1000, 5000, false},
+        {5000, 1000, 1000, 5000, false},
+    };
+    for (const Case& c : cases) {
+        Owner owner;
+        PagedList<wire::MediaList> list(owner);
+        list.Open(0);
+        wire::MediaList page = SampleList(c.start, c.items);
+        page.__set_totalCount(c.total);
+        EXPECT_EQ(list.Answer(list.Epoch(), 0, std::make_shared<wire::MediaList>(page)), c.kept)
+            << c.total << " " << c.start;
+        EXPECT_EQ(owner.rows, c.rows) << c.total << " " << c.start;
+        EXPECT_LE(list.Pages().Slots(), 1u);
+        // Rows in view far down: only their pages are asked for, once, and
+        // a page that cannot be had waits for the retry.
+        for (int round = 0; round < 3; ++round) {
+            list.Hint(999'000, 999'010);
+            for (const auto& [start, withTotal] : std::vector(owner.asked)) {
+                list.Answer(list.Epoch(), start, std::make_shared<wire::MediaList>(page));
+            }
+        }
+        EXPECT_LE(owner.asked.size(), 4u) << c.total << " " << c.start;
+        EXPECT_LE(list.Pages().Slots(), 1000u);
+    }
+}
+
 }  // namespace
 }  // namespace vantor

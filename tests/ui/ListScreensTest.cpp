@@ -9,9 +9,13 @@
 #include <QKeyEvent>
 #include <QMenu>
 #include <QTimer>
+#include <atomic>
+#include <cstdlib>
+#include <cstdio>
 #include <fstream>
 
 #include "media/MediaPages.h"
+#include "protocol/Messages.h"
 #include "skin/SkinBar.h"
 #include "support/ScriptedHttp.h"
 #include "ui/GuiFixture.h"
@@ -131,6 +135,39 @@ TEST_F(ListScreensTest, TwoLettersShowTwentyAtOnceAndEverythingWhenTypingStops) 
     EXPECT_FALSE(Screen().Browser().SearchMode());
 }
 
+TEST_F(ListScreensTest, ASearchTypedInABurstKeepsTheWayBack) {
+    OpenLibrary();
+    TapRow(&List(), 0);  // Music
+    ASSERT_TRUE(Pump([&] { return Row(0) == "Artists"; }));
+    TapRow(&List(), FindRow("Songs"));
+    ASSERT_TRUE(Pump(
+        [&] { return Screen().Browser().CurrentPath() == "/Music/Songs" && !Row(0).empty(); }));
+
+    // A word from an on-screen keyboard, each key before the search for the
+    // last has come back.
+    QLineEdit& box = Screen().SearchField();
+    const QString word = QStringLiteral("summerheart");
+    for (int length = 1; length <= word.size(); ++length) {
+        box.setText(word.left(length));
+    }
+    ASSERT_TRUE(Pump([&] { return Screen().Browser().SearchMode(); }));
+    // The results stay until the box rests: the settle timer brings no
+    // second way back.
+    PumpFor(1700ms);
+
+    // Back to the songs, back to Music, back to the library's root; and
+    // there the way back ends.
+    EXPECT_TRUE(Screen().Back());
+    EXPECT_TRUE(Pump(
+        [&] { return Screen().Browser().CurrentPath() == "/Music/Songs" && !Row(0).empty(); }));
+    EXPECT_EQ(box.text(), QStringLiteral("Search"));
+    EXPECT_TRUE(Screen().Back());
+    EXPECT_TRUE(Pump([&] { return Row(0) == "Artists"; }));
+    EXPECT_TRUE(Screen().Back());
+    EXPECT_TRUE(Pump([&] { return Row(0) == "Music"; }));
+    EXPECT_FALSE(Screen().Back());
+}
+
 TEST_F(ListScreensTest, PlayNowAndAddToQueueReachTheServer) {
     OpenLibrary();
     TapRow(&List(), 0);  // Music
@@ -180,6 +217,105 @@ TEST_F(ListScreensTest, AQueueThousandsLongShowsTheRowsScrolledTo) {
     EXPECT_TRUE(Pump([&] { return queue.RowText(4321) == expected; })) << expected;
     // Only the pages in view were asked for: the first, and the one there.
     EXPECT_LE(queue.PagesFetched(), 3);
+}
+
+TEST_F(ListScreensTest, AQueueWhoseMediaServiceIsAwayIsAskedCalmly) {
+    // A queue of 6000 whose first page came, and then the media service
+    // went away (the player behind it restarting): every page is a 503.
+    std::atomic<int> served{0};
+    ScriptedHttp media([&](const std::string&) {
+        if (served++ > 0) {
+            return ScriptedReply{ScriptedHttp::Response(503, ""), 0ms, false};
+        }
+        wire::PlaylistPage page;
+        page.__set_start(0);
+        page.__set_totalCount(6000);
+        page.items.resize(1000);
+        const std::string body = EncodePlaylistPage(page);
+        return ScriptedReply{ScriptedHttp::Response(200, body), 0ms, false};
+    });
+    WriteSettings();
+    StartWindow([&](ui::FrameOptions& options) { options.mediaPort = media.Port(); });
+    ASSERT_TRUE(OnMainWithSong());
+    auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
+    ASSERT_TRUE(Pump([&] { return queue.RowCount() == 6000; }));
+
+    // Scrolled to rows not loaded: their page is asked for, fails, and is
+    // asked again only after a pause that grows, never in a loop.
+    const int before = served;
+    queue.scrollTo(queue.model()->index(4321, 0), QAbstractItemView::PositionAtTop);
+    PumpFor(1500ms);
+    const int asked = served - before;
+    std::printf("pages asked in 1.5 s with the media service away: %d\n", asked);
+    EXPECT_GE(asked, 2) << "asked again after a pause";
+    EXPECT_LE(asked, 8);
+    EXPECT_TRUE(queue.RowText(4321).empty());
+}
+
+TEST_F(ListScreensTest, TheQueuesMenuActsOnTheRowItWasOpenedOn) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
+    ASSERT_TRUE(Pump([&] { return queue.RowCount() > 5 && !queue.RowText(3).empty(); }));
+    std::vector<std::int32_t> before;
+    OnServer([&](server::PlayerModel& player) { before = player.Queue(); });
+    const int playing = frame_->Player().playlistPosition;
+    ASSERT_NE(playing, 3);
+
+    // The song changes while the menu on row 3 is open: the list selects
+    // the new song's row, and "Remove" still removes row 3.
+    std::function<void(int)> whenOpen = [&](int tries) {
+        auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        if (menu == nullptr) {
+            if (tries > 0) {
+                QTimer::singleShot(10, [&, tries] { whenOpen(tries - 1); });
+            }
+            return;
+        }
+        (*server_)->Post(
+            [](server::PlayerModel& player, server::Events& events) { events = player.Next(); });
+        Pump([&] { return queue.SelectedEntry() != 3 && queue.SelectedEntry() >= 0; });
+        PickWhenOpen(QStringLiteral("Remove"), 100);
+    };
+    TapRow(&queue, 3);
+    QTimer::singleShot(10, [&] { whenOpen(100); });
+    const QPoint at = queue.visualRect(queue.model()->index(3, 0)).center();
+    QContextMenuEvent event(QContextMenuEvent::Mouse, at, queue.viewport()->mapToGlobal(at));
+    QApplication::sendEvent(queue.viewport(), &event);
+
+    ASSERT_TRUE(Pump([&] { return Received("PlaylistRemoveRequest") == 1; }));
+    before.erase(before.begin() + 3);
+    std::vector<std::int32_t> after;
+    EXPECT_TRUE(Pump([&] {
+        OnServer([&](server::PlayerModel& player) { after = player.Queue(); });
+        return after == before;
+    }));
+}
+
+TEST_F(ListScreensTest, AQueueThatChangesKeepsTheUsersPlace) {
+    serverOptions_.songs = 3000;
+    serverOptions_.queueLength = 2500;
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
+    ASSERT_TRUE(Pump([&] { return queue.RowCount() == 2500; }));
+    queue.scrollTo(queue.model()->index(1500, 0), QAbstractItemView::PositionAtTop);
+    ASSERT_TRUE(Pump([&] { return !queue.RowText(1500).empty(); }));
+    const int top = queue.indexAt(QPoint(1, 1)).row();
+
+    // The song played is taken off the queue (a player that consumes its
+    // queue does so with every song): the rows are read again, in place.
+    (*server_)->Post(
+        [](server::PlayerModel& player, server::Events& events) { player.Remove(0, events); });
+    std::string expected;
+    OnServer([&](server::PlayerModel& player) {
+        expected = (*server_)->Library().Find(player.Queue()[1500])->title;
+    });
+    EXPECT_TRUE(Pump([&] { return queue.RowCount() == 2499 && queue.RowText(1500) == expected; }))
+        << expected;
+    EXPECT_EQ(queue.indexAt(QPoint(1, 1)).row(), top);
 }
 
 TEST_F(ListScreensTest, AJumpLabelLandsOnTheFirstRowOfItsLetter) {
@@ -321,6 +457,53 @@ TEST_F(ListScreensTest, SpeakersAreChosenOneOrSeveralAndTheFlagIsSaved) {
     EXPECT_TRUE(Pump([&] { return Received("EnableSpeakerRequest") == 1; }));
     EXPECT_TRUE(
         Pump([&] { return frame_->Speakers()[0].enabled && frame_->Speakers()[1].enabled; }));
+}
+
+TEST_F(ListScreensTest, AFolderThatShrinksIsReadAgainInPlace) {
+    // A folder of 5000 rows that the server's library cuts to 2500.
+    std::atomic<int> rows{5000};
+    ScriptedHttp media([&](const std::string& head) {
+        const auto number = [&](const std::string& name, int otherwise) {
+            const std::size_t at = head.find(name + "=");
+            return at == std::string::npos ? otherwise
+                                           : std::atoi(head.c_str() + at + name.size() + 1);
+        };
+        const int total = rows;
+        const int start = std::min(number("start", 0), total);
+        wire::MediaList list;
+        list.__set_path("/");
+        list.__set_start(start);
+        if (head.find("includeTotalCount=true") < head.find("\r\n")) {
+            list.__set_totalCount(total);
+        }
+        std::vector<wire::MediaItem> items;
+        for (int row = start; row < std::min(start + 1000, total); ++row) {
+            wire::MediaItem item;
+            item.__set_title(std::to_string(total) + " " + std::to_string(row));
+            item.__set_container(false);
+            items.push_back(item);
+        }
+        list.__set_items(items);
+        return ScriptedReply{ScriptedHttp::Response(200, EncodeMediaList(list)), 0ms, false};
+    });
+    WriteSettings();
+    StartWindow([&](ui::FrameOptions& options) { options.mediaPort = media.Port(); });
+    ASSERT_TRUE(OnMainWithSong());
+    frame_->Command(ui::WindowCommand::Library);
+    ASSERT_TRUE(Pump([&] { return List().Count() == 5000; }));
+    List().EnsureVisible(2100);
+    ASSERT_TRUE(Pump([&] { return Row(2100) == "5000 2100"; }));
+    List().SelectRow(2101);
+    const int top = List().TopRow();
+
+    rows = 2500;
+    (*server_)->Post([](server::PlayerModel&, server::Events& events) {
+        events.push_back(std::make_unique<MediaLibraryChangedEvent>());
+    });
+    EXPECT_TRUE(Pump([&] { return List().Count() == 2500 && Row(2100) == "2500 2100"; }));
+    EXPECT_EQ(List().TopRow(), top);
+    EXPECT_EQ(List().SelectedRow(), 2101);
+    EXPECT_TRUE(Pump([&] { return Row(2499) == "2500 2499"; }));
 }
 
 TEST_F(ListScreensTest, BrokenPagesAndASlowSearchLeaveTheListUsable) {

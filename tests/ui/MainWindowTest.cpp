@@ -112,6 +112,53 @@ TEST_F(GuiTest, ButtonsAndDragsReachTheServerAsRequests) {
         << target;
 }
 
+TEST_F(GuiTest, ADragWhoseBarGoesEndsUnsent) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    ASSERT_TRUE(Pump([&] { return frame_->Player().volume >= 0; }));
+
+    // The volume bar held while the screen changes under the stylus: the
+    // drag ends there, and the release sends nothing.
+    const QRect volume = frame_->View().ComponentRect("volumebar.back");
+    const int y = volume.center().y();
+    Mouse(QEvent::MouseButtonPress, QPoint(volume.left() + 2, y), Qt::LeftButton);
+    Mouse(QEvent::MouseMove, QPoint(volume.left() + volume.width() / 3, y), Qt::LeftButton);
+    PumpFor(300ms);
+    const int sent = Received("SetVolumeRequest");
+    frame_->Command(ui::WindowCommand::Library);
+    Mouse(QEvent::MouseButtonRelease, QPoint(volume.left() + volume.width() / 2, y), Qt::NoButton);
+    frame_->Command(ui::WindowCommand::Controls);
+    ASSERT_EQ(frame_->Screen(), "main");
+    PumpFor(300ms);
+    EXPECT_EQ(Received("SetVolumeRequest"), sent);
+
+    // The bar follows the server again.
+    (*server_)->Post(
+        [](server::PlayerModel& player, server::Events& events) { events = player.SetVolume(37); });
+    const std::int32_t pixels = VolumeToPixels(37, frame_->View().VolumeWidth());
+    EXPECT_TRUE(Pump([&] { return frame_->View().Content().volumePixels == pixels; })) << pixels;
+
+    // The position bar the same, its drag ended by the connection's loss.
+    const QRect position = frame_->View().ComponentRect("positionbar.back");
+    Mouse(QEvent::MouseButtonPress, QPoint(position.left() + 4, position.center().y()),
+          Qt::LeftButton);
+    frame_->Command(ui::WindowCommand::Disconnect);
+    ASSERT_EQ(frame_->Screen(), "connect");
+    Mouse(QEvent::MouseButtonRelease, QPoint(position.left() + 4, position.center().y()),
+          Qt::NoButton);
+    frame_->Command(ui::WindowCommand::Connect);
+    ASSERT_TRUE(OnMainWithSong());
+    const std::int32_t middle = ServerTrack().length / 2;
+    (*server_)->Post([middle](server::PlayerModel& player, server::Events& events) {
+        player.SetPlaybackPosition(middle, events);
+    });
+    EXPECT_TRUE(Pump([&] {
+        const std::int64_t shown = frame_->View().Content().positionMs / 1000;
+        return shown >= middle && shown <= middle + 2;
+    })) << middle;
+}
+
 TEST_F(GuiTest, LosingTheServerShowsReconnectingUntilItReturns) {
     WriteSettings([](RegistryStore& store) {
         store.SetString(kSettingsKey, "Server1", "192.0.2.99");

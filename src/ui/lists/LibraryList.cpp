@@ -207,14 +207,18 @@ void LibraryList::SetShown(bool shown) {
     strip_->setVisible(shown && !strip_->Labels().empty());
 }
 
-void LibraryList::SetCount(int count) {
+void LibraryList::SetCount(int count, bool keepPlace) {
     // Every page repeats the folder's total; resetting the model for the
     // same count would drop the selection and ask for the rows again.
     if (count == claimed_) {
         return;
     }
     claimed_ = count;
-    model_->SetCount(ShownRowCount(count, "library"));
+    if (keepPlace) {
+        model_->Resize(ShownRowCount(count, "library"));
+    } else {
+        model_->SetCount(ShownRowCount(count, "library"));
+    }
     busy_->SetBusy(loading_);
     if (handlers_.rowsWanted) {
         QTimer::singleShot(0, this, [this] { handlers_.rowsWanted(); });
@@ -236,6 +240,10 @@ int LibraryList::Count() const {
 
 void LibraryList::RowsArrived(int first, int count) {
     model_->RowsArrived(first, count);
+}
+
+void LibraryList::RowsChanged() {
+    model_->AllChanged();
 }
 
 void LibraryList::SetJumpLabels(std::vector<std::pair<QString, int>> labels) {

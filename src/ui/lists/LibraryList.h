@@ -52,13 +52,17 @@ public:
                const QFont& fallback);
     void SetShown(bool shown);
 
-    void SetCount(int count);
+    // The rows of a new list, or (`keepPlace`) of the list shown grown or
+    // shrunk: its rows keep their place.
+    void SetCount(int count, bool keepPlace = false);
     int Count() const;
     // Whether a page of the list is on its way (an empty list shows it).
     void SetLoading(bool loading);
     bool ShowsBusy() const;
     // Rows first to last of a page arrived; the labels of the folder, if any.
     void RowsArrived(int first, int count);
+    // Every row may show something else (the library changed).
+    void RowsChanged();
     void SetJumpLabels(std::vector<std::pair<QString, int>> labels);
     const std::vector<std::pair<QString, int>>& JumpLabels() const;
     void JumpTo(int row);

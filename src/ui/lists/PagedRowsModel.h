@@ -32,10 +32,31 @@ public:
     int rowCount(const QModelIndex& parent) const override { return parent.isValid() ? 0 : count_; }
     QVariant data(const QModelIndex& index, int role) const final;
 
+    // A new list of `count` rows: the view starts over at its top.
     void SetCount(int count) {
         beginResetModel();
         count_ = std::max(count, 0);
         endResetModel();
+    }
+    // The list shown grew or shrank at its end: the rows left keep their
+    // place, their selection and the view's scroll.
+    void Resize(int count) {
+        count = std::max(count, 0);
+        if (count > count_) {
+            beginInsertRows(QModelIndex(), count_, count - 1);
+            count_ = count;
+            endInsertRows();
+        } else if (count < count_) {
+            beginRemoveRows(QModelIndex(), count, count_ - 1);
+            count_ = count;
+            endRemoveRows();
+        }
+    }
+    // Every row may show something else: drawn again.
+    void AllChanged() {
+        if (count_ > 0) {
+            Q_EMIT dataChanged(index(0), index(count_ - 1));
+        }
     }
 
     // Rows first to first + count - 1 came with a page: drawn again.

@@ -88,14 +88,17 @@ PlayQueueList::PlayQueueList(QWidget* parent, PageFetcher& fetcher, RequestSink&
       queue_(*this, *this),
       model_(std::make_unique<Model>(queue_)),
       delegate_(std::make_unique<Delegate>()),
-      busy_(new BusyIndicator(this)) {
+      busy_(new BusyIndicator(this)),
+      retry_(new QTimer(this)) {
     setObjectName(QStringLiteral("Play Queue"));
+    retry_->setSingleShot(true);
+    connect(retry_, &QTimer::timeout, this, [this] { queue_.RetryDue(); });
     setModel(model_.get());
     setItemDelegate(delegate_.get());
     SetUpList(*this);
     connect(this, &QListView::doubleClicked, this, [this](const QModelIndex& index) {
         setCurrentIndex(index);
-        RunCommand(QueueCommand::Play);
+        RunCommand(queue_.Command(QueueCommand::Play, index.row()));
     });
 }
 
@@ -128,8 +131,8 @@ int PlayQueueList::RowCount() const {
 void PlayQueueList::Open(int position) {
     // Pages asked for before are dropped as they come: they no longer count
     // as awaited.
-    ++generation_;
     fetching_ = 0;
+    retry_->stop();
     opened_ = true;
     current_ = position;
     queue_.Open(position, VisibleRows());
@@ -139,8 +142,15 @@ bool PlayQueueList::ShowsBusy() const {
     return busy_->Busy();
 }
 
+void PlayQueueList::Changed() {
+    fetching_ = 0;
+    queue_.Changed();
+    model_->AllChanged();
+}
+
 void PlayQueueList::Clear() {
-    ++generation_;
+    queue_.Forget();
+    retry_->stop();
     fetching_ = 0;
     busy_->SetBusy(false);
     opened_ = false;
@@ -167,9 +177,7 @@ void PlayQueueList::FocusEntry(int position) {
 }
 
 void PlayQueueList::PlaySelected() {
-    if (SelectedRow() >= 0) {
-        RunCommand(QueueCommand::Play);
-    }
+    RunCommand(queue_.Command(QueueCommand::Play, SelectedRow()));
 }
 
 void PlayQueueList::ClearRows() {
@@ -177,19 +185,25 @@ void PlayQueueList::ClearRows() {
     model_->SetCount(0);
 }
 
-void PlayQueueList::SetItemCount(int count) {
+void PlayQueueList::SetItemCount(int count, bool keepPlace) {
     if (count == claimed_) {
         return;
     }
     claimed_ = count;
     count = ShownRowCount(count, "play queue");
-    if (count != RowCount()) {
+    if (keepPlace) {
+        model_->Resize(count);
+    } else if (count != RowCount()) {
         model_->SetCount(count);
         if (current_ >= 0 && current_ < count) {
             selectionModel()->setCurrentIndex(model_->index(current_),
                                               QItemSelectionModel::ClearAndSelect);
         }
     }
+}
+
+void PlayQueueList::StartRetryTimer(std::chrono::milliseconds pause) {
+    retry_->start(pause);
 }
 
 void PlayQueueList::EnsureVisible(int row) {
@@ -214,15 +228,14 @@ void PlayQueueList::FetchPlaylist(int start, int count, bool withTotal) {
     busy_->SetBusy(true);
     fetcher_.FetchPlaylist(
         start, count, withTotal,
-        [this, generation = generation_](std::shared_ptr<const wire::PlaylistPage> page) {
-            if (generation != generation_) {
+        [this, start, epoch = queue_.Epoch()](std::shared_ptr<const wire::PlaylistPage> page) {
+            if (epoch != queue_.Epoch()) {
                 return;  // asked for a queue shown before
             }
             --fetching_;
-            const int first = page ? page->start : 0;
             const int items = page ? static_cast<int>(page->items.size()) : 0;
-            queue_.OnPage(std::move(page));
-            model_->RowsArrived(first, items);
+            queue_.OnPage(epoch, start, std::move(page));
+            model_->RowsArrived(start, items);
             busy_->SetBusy(fetching_ > 0);
             HintVisibleRows();
         });
@@ -255,8 +268,8 @@ void PlayQueueList::scrollContentsBy(int dx, int dy) {
     HintVisibleRows();
 }
 
-void PlayQueueList::RunCommand(QueueCommand command, int stars) {
-    if (std::unique_ptr<Message> request = queue_.Command(command, stars)) {
+void PlayQueueList::RunCommand(std::unique_ptr<Message> request) {
+    if (request) {
         requests_.Send(std::move(request));
     }
 }
@@ -274,6 +287,7 @@ void PlayQueueList::contextMenuEvent(QContextMenuEvent* event) {
     commands[menu.addAction(QStringLiteral("Play"))] = {QueueCommand::Play, 0};
     commands[menu.addAction(QStringLiteral("Remove"))] = {QueueCommand::Remove, 0};
     const PlayQueueMenu entry = queue_.Menu(index.row(), current_, currentRating_);
+    const QueueRowMark mark = queue_.Mark(index.row(), current_);
     if (entry.rating) {
         QMenu* rating = menu.addMenu(QStringLiteral("Rating"));
         for (int stars = 0; stars <= 5; ++stars) {
@@ -290,8 +304,11 @@ void PlayQueueList::contextMenuEvent(QContextMenuEvent* event) {
     if (menuOpen_) {
         menuOpen_(false);
     }
+    // The menu ran its own event loop: the song may have changed (and the
+    // selection with it) or the queue with it. The command is for the entry
+    // the menu was opened on.
     if (const auto found = commands.find(chosen); found != commands.end()) {
-        RunCommand(found->second.first, found->second.second);
+        RunCommand(queue_.Command(found->second.first, mark, current_, found->second.second));
     }
 }
 

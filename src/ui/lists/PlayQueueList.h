@@ -11,6 +11,8 @@
 
 #include <QAbstractListModel>
 #include <QListView>
+#include <QTimer>
+#include <chrono>
 #include <functional>
 #include <memory>
 
@@ -39,6 +41,8 @@ public:
     void Open(int position);
     // Forgets the queue (disconnected).
     void Clear();
+    // The server's queue changed: read again where the user is.
+    void Changed();
     // The entry now playing, selected and scrolled to.
     void SetCurrent(int position);
     // The entry at `position` (0 when negative) selected, in view and
@@ -73,14 +77,15 @@ private:
 
     // PlayQueueView
     void ClearRows() override;
-    void SetItemCount(int count) override;
+    void SetItemCount(int count, bool keepPlace) override;
     void EnsureVisible(int row) override;
-    int SelectedRow() const override;
+    void StartRetryTimer(std::chrono::milliseconds pause) override;
     // PlayQueueFetcher
     void FetchPlaylist(int start, int count, bool withTotal) override;
 
+    int SelectedRow() const;
     void HintVisibleRows();
-    void RunCommand(QueueCommand command, int stars = 0);
+    void RunCommand(std::unique_ptr<Message> request);
     int VisibleRows() const;
 
     PageFetcher& fetcher_;
@@ -96,9 +101,7 @@ private:
     int pagesFetched_ = 0;
     int fetching_ = 0;  // this queue's fetches on their way
     BusyIndicator* busy_;
-    // Bumped whenever the queue is opened again: pages asked for an earlier
-    // opening are dropped when they arrive.
-    int generation_ = 0;
+    QTimer* retry_;  // a failed page's pause
 };
 
 }  // namespace vantor::ui

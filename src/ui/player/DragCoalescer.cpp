@@ -31,6 +31,12 @@ void DragCoalescer::Finish(std::int32_t value) {
     }
 }
 
+void DragCoalescer::Cancel() {
+    timer_.stop();
+    pending_.reset();
+    dragging_ = false;
+}
+
 void DragCoalescer::SendPending() {
     if (!pending_ || pending_ == lastSent_) {
         pending_.reset();

@@ -28,6 +28,8 @@ public:
     void Update(std::int32_t value);
     // The drag ended at this value.
     void Finish(std::int32_t value);
+    // The drag ended without a value: what waits is not sent.
+    void Cancel();
     bool Dragging() const { return dragging_; }
 
 private:

@@ -203,6 +203,20 @@ void PlayerActions::BarDragged(std::string_view back, std::int32_t value, std::i
     }
 }
 
+void PlayerActions::BarDragCancelled(std::string_view back) {
+    if (back == kVolumeBar.back) {
+        volumeDrag_.Cancel();
+        if (presenter_.Volume() >= 0) {
+            view_.SetVolumePercent(presenter_.Volume());
+        }
+    } else if (back.rfind("eq.", 0) == 0) {
+        eq_.TrackDragCancelled();
+    } else if (back == kPositionBar.back || back == kNowPlayingPositionBar.back) {
+        positionDrag_.Cancel();
+        presenter_.RefreshProgress();
+    }
+}
+
 void PlayerActions::StepVolume(int percent) {
     // The step starts from the fill the user sees, which a drag may have
     // moved ahead of the server's answer.

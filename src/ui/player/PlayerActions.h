@@ -60,6 +60,9 @@ public:
     bool Function(FunctionId id);
     // A bar dragged on the skin (see ScreenInput::OnBarDragged).
     void BarDragged(std::string_view back, std::int32_t value, std::int32_t extent, bool finished);
+    // The bar went while dragged: nothing more is sent, and it shows the
+    // server's value again.
+    void BarDragCancelled(std::string_view back);
     // The volume by `percent` points from the fill the user sees.
     void StepVolume(int percent);
     // The position by `seconds`, within the song.

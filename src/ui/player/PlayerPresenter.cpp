@@ -214,6 +214,10 @@ void PlayerPresenter::OnPlaylistChanged(const PlaylistChangedEvent& /*event*/) {
     OnWindow([this] { hooks_.queueChanged(); });
 }
 
+void PlayerPresenter::OnMediaLibraryChanged(const MediaLibraryChangedEvent& /*event*/) {
+    OnWindow([this] { hooks_.libraryChanged(); });
+}
+
 void PlayerPresenter::OnEqChanged(const EqSettings& eq) {
     OnWindow([this, eq] { hooks_.eq(eq); });
 }

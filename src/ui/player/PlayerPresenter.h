@@ -44,6 +44,7 @@ public:
         std::function<bool()> draggingPosition;
         std::function<void(const CurrentMedia&)> songShown;  // after the title, with the media
         std::function<void()> queueChanged;
+        std::function<void()> libraryChanged;
         std::function<void(const EqSettings&)> eq;
         std::function<void(const std::vector<std::string>&)> eqPresets;
         std::function<void(const std::vector<Speaker>&)> speakers;
@@ -103,6 +104,7 @@ public:
     void OnPlaylistPositionChanged(std::int32_t position) override;
     void OnPlayPositionChanged(std::int32_t seconds) override;
     void OnPlaylistChanged(const PlaylistChangedEvent& event) override;
+    void OnMediaLibraryChanged(const MediaLibraryChangedEvent& event) override;
     void OnEqChanged(const EqSettings& eq) override;
     void OnAlbumArtChanged(const AlbumArtChangedEvent& event) override;
     void OnCapabilities() override;

@@ -47,6 +47,8 @@ public:
 
     // Track 0-9 is a band, 10 the preamplifier; `gain` -100 to 100.
     void TrackDragged(int track, std::int32_t gain, bool finished);
+    // The band's track went while dragged: nothing more is sent.
+    void TrackDragCancelled() { drag_.Cancel(); }
     // "eq.enabled" or "eq.autoload" tapped; false for other names.
     bool Toggle(std::string_view component);
     // A preset chosen (from the box, or by a test).

@@ -53,6 +53,9 @@ LibraryScreen::LibraryScreen(QWidget* screen, PageFetcher& fetcher, RequestSink&
         }
     };
     list_ = new LibraryList(screen, browser_, std::move(handlers));
+    retry_ = new QTimer(list_);
+    retry_->setSingleShot(true);
+    QObject::connect(retry_, &QTimer::timeout, list_, [this] { browser_.RetryDue(); });
     SetShown(false);
     UpdateHeader();
 }
@@ -221,6 +224,7 @@ void LibraryScreen::SearchTimerFired() {
 
 void LibraryScreen::Reset() {
     // "Search" in the box is no search.
+    retry_->stop();
     browser_.Reset();
     title_ = kLibraryRootTitle;
     ClearRows();
@@ -238,10 +242,15 @@ void LibraryScreen::Refresh() {
     });
 }
 
+void LibraryScreen::LibraryChanged() {
+    browser_.Changed();
+    list_->RowsChanged();
+}
+
 // --- LibraryView ----------------------------------------------------------------------
 
-void LibraryScreen::SetItemCount(int count) {
-    list_->SetCount(count);
+void LibraryScreen::SetItemCount(int count, bool keepPlace) {
+    list_->SetCount(count, keepPlace);
 }
 
 void LibraryScreen::ClearRows() {
@@ -292,6 +301,10 @@ void LibraryScreen::StopSearchTimer() {
     }
 }
 
+void LibraryScreen::StartRetryTimer(std::chrono::milliseconds pause) {
+    retry_->start(pause);
+}
+
 // --- LibraryFetcher ------------------------------------------------------------------------
 
 void LibraryScreen::PagesArrived(int first, int count) {
@@ -312,12 +325,12 @@ void LibraryScreen::Fetching(int change) {
 void LibraryScreen::FetchFolder(const std::string& path, int start, int count, bool withTotal) {
     Fetching(+1);
     fetcher_.FetchFolder(path, start, count, withTotal,
-                         [this, path](std::shared_ptr<const wire::MediaList> page) {
+                         [this, path, start, epoch = browser_.FolderEpoch()](
+                             std::shared_ptr<const wire::MediaList> page) {
                              Fetching(-1);
-                             const int first = page ? page->start : 0;
                              const int items = page ? static_cast<int>(page->items.size()) : 0;
-                             browser_.OnFolderPage(path, std::move(page));
-                             PagesArrived(first, items);
+                             browser_.OnFolderPage(path, epoch, start, std::move(page));
+                             PagesArrived(start, items);
                          });
 }
 

@@ -12,7 +12,9 @@
 // Threads: the window's thread only.
 
 #include <QLineEdit>
+#include <QTimer>
 #include <QWidget>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -69,6 +71,8 @@ public:
     void Reset();
     // The session came back: rows whose pages were lost are asked again.
     void Refresh();
+    // The server's library changed: the folder shown is read again.
+    void LibraryChanged();
 
     const LibraryBrowser& Browser() const { return browser_; }
     LibraryList& List() { return *list_; }
@@ -77,7 +81,7 @@ public:
 
 private:
     // LibraryView
-    void SetItemCount(int count) override;
+    void SetItemCount(int count, bool keepPlace) override;
     void ClearRows() override;
     void EnsureVisible(int row) override;
     void SelectRow(int row) override;
@@ -87,6 +91,7 @@ private:
     void SetSearchText(const std::string& text) override;
     void StartSearchTimer() override;
     void StopSearchTimer() override;
+    void StartRetryTimer(std::chrono::milliseconds pause) override;
     // LibraryFetcher
     void FetchFolder(const std::string& path, int start, int count, bool withTotal) override;
     void Search(const std::string& text, int start, int count) override;
@@ -108,6 +113,7 @@ private:
     HeaderBarWidget* header_;
     QLineEdit* search_;
     LibraryList* list_;
+    QTimer* retry_;  // a failed page's pause
     Mode mode_ = Mode::Library;
     bool shown_ = false;
     int fetching_ = 0;  // the library's fetches on their way

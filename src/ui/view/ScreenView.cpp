@@ -81,10 +81,16 @@ void ScreenView::Rebuild() {
     icon_.setDevicePixelRatio(1.0);
     hot_ = nullptr;
     held_ = nullptr;
+    // The release will not find the bar dragged: its drag ends now, or the
+    // bar would keep ignoring the server.
+    const bool dragging = dragBar_ != nullptr;
     dragBar_ = nullptr;
     BuildBase();
     BuildOverlays();
     RedrawAll();
+    if (dragging) {
+        input_.OnBarDragCancelled(dragName_);
+    }
 }
 
 void ScreenView::RedrawAll() {

@@ -47,6 +47,9 @@ public:
     // `finished` when the stylus is lifted.
     virtual void OnBarDragged(std::string_view back, std::int32_t value, std::int32_t extent,
                               bool finished) = 0;
+    // The bar dragged went from under the stylus (the screen, the skin or
+    // the size changed): the drag is over, and its value is not sent.
+    virtual void OnBarDragCancelled(std::string_view back) = 0;
     // The title or the album art was tapped.
     virtual void OnNowPlayingTapped() = 0;
     // Whether the player's buttons and bars act: while there is no player
@@ -247,6 +250,7 @@ private:
     bool hotPushed_ = false;
     const SkinComponent* held_ = nullptr;  // pressed, waiting for its release
     const SkinComponent* dragBar_ = nullptr;
+    std::string dragName_;  // the bar's, kept for when the skin is reloaded
     std::int32_t dragValue_ = 0;
     bool tapPending_ = false;
 };

@@ -146,6 +146,7 @@ void ScreenView::mousePressEvent(QMouseEvent* event) {
     if (const SkinComponent* bar = act ? BarAt(point.x(), point.y()) : nullptr) {
         std::int32_t extent = 0;
         dragBar_ = bar;
+        dragName_ = bar->name;
         dragValue_ = BarValue(*bar, point.x(), point.y(), &extent);
         RedrawRegion(ToQRect(bar->norm.destination));
         input_.OnBarDragged(bar->name, dragValue_, extent, false);

@@ -201,11 +201,13 @@ void CMainFrame::MakeSession() {
             timers_->Start(TimerId::AlbumArt, milliseconds(200));
         }
     };
+    // A changed queue or library is read again where the user is.
     hooks.queueChanged = [this] {
         if (queue_->IsOpen()) {
-            queue_->Open(player_->PlaylistPosition());
+            queue_->Changed();
         }
     };
+    hooks.libraryChanged = [this] { library_->LibraryChanged(); };
     hooks.eq = [this](const EqSettings& eq) {
         eq_->SetEq(eq);
         view_->SetEq(eq_->Eq());

@@ -185,6 +185,7 @@ private:
     void OnSkinButton(std::string_view component) override;
     void OnBarDragged(std::string_view back, std::int32_t value, std::int32_t extent,
                       bool finished) override;
+    void OnBarDragCancelled(std::string_view back) override;
     void OnNowPlayingTapped() override;
     bool ControlsAct() const override { return Connected(); }
 

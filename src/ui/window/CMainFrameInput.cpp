@@ -65,6 +65,10 @@ void CMainFrame::OnBarDragged(std::string_view back, std::int32_t value, std::in
     actions_->BarDragged(back, value, extent, finished);
 }
 
+void CMainFrame::OnBarDragCancelled(std::string_view back) {
+    actions_->BarDragCancelled(back);
+}
+
 void CMainFrame::OnNowPlayingTapped() {
     if (screens_->Current() == ScreenId::NowPlaying) {
         screens_->BackFromNowPlaying();
