@@ -66,6 +66,19 @@ const char* RequestHandler::Describe(std::int32_t code) {
     }
 }
 
+bool RequestHandler::WaitsForLibrary(MessageType type) {
+    switch (type) {
+        case MessageType::BrowseGenresRequest:
+        case MessageType::BrowseArtistsRequest:
+        case MessageType::MediaSearchRequest:
+        case MessageType::BrowseLibraryRequest:
+        case MessageType::GetMediaItemRequest:
+            return true;
+        default:
+            return false;
+    }
+}
+
 std::unique_ptr<Message> RequestHandler::Handle(const Message& request, Events& events) {
     const auto type = request.Type();
     if (type == MessageType::UnrecognizedRequest) {

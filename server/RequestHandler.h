@@ -37,6 +37,11 @@ public:
 
     static const char* Describe(std::int32_t code);
 
+    // Whether answering the request reads the library (folders, search,
+    // an item), and may so wait for a lock an HTTP worker holds: such
+    // requests are answered off the loop, each on a handler of its own.
+    static bool WaitsForLibrary(MessageType type);
+
 private:
     PlayerBackend& player_;
     ServerInfo info_;
