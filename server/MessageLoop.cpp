@@ -66,6 +66,7 @@ void MessageServer::Loop::Run() {
         const auto nextGreetingDeadline = DropSilent(now);
         RemoveClosed();
         WatchOutput();
+        WatchPlayer();
         const bool listening = !acceptResting_ || now >= acceptResumes_;
         // A resting listener is left out: its waiting connection would wake
         // the loop at once, again and again.
@@ -97,6 +98,10 @@ void MessageServer::Loop::Run() {
                 accept = true;
             } else if (tag == kDiscoveryTag) {
                 AnswerProbe();
+            } else if (tag == kPlayerTag) {
+                Events playerEvents;
+                player_->OnWatched(playerEvents);
+                Broadcast(playerEvents);
             } else {
                 // Clients leave only in RemoveClosed, so the pointer holds
                 // for the whole batch.
@@ -193,6 +198,28 @@ void MessageServer::Loop::WatchOutput() {
                   Tag(*client));
         }
     }
+}
+
+void MessageServer::Loop::WatchPlayer() {
+    const PlayerBackend::LoopWatch watch = player_->Watched();
+    if (watch.fd == playerWatch_.fd && watch.generation == playerWatch_.generation &&
+        watch.writable == playerWatch_.writable) {
+        return;
+    }
+    const std::uint32_t events = watch.writable ? EPOLLIN | EPOLLOUT : EPOLLIN;
+    if (watch.fd >= 0 && watch.fd == playerWatch_.fd &&
+        watch.generation == playerWatch_.generation) {
+        Watch(watch.fd, EPOLL_CTL_MOD, events, kPlayerTag);
+    } else {
+        if (playerWatch_.fd >= 0) {
+            // Gone already when the player closed it.
+            ::epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, playerWatch_.fd, nullptr);
+        }
+        if (watch.fd >= 0) {
+            Watch(watch.fd, EPOLL_CTL_ADD, events, kPlayerTag);
+        }
+    }
+    playerWatch_ = watch;
 }
 
 void MessageServer::Loop::RunTasks() {

@@ -142,6 +142,7 @@ private:
     static constexpr std::uint64_t kWakeTag = 1;
     static constexpr std::uint64_t kListenerTag = 2;
     static constexpr std::uint64_t kDiscoveryTag = 3;
+    static constexpr std::uint64_t kPlayerTag = 4;
     bool Watch(int fd, int operation, std::uint32_t events, std::uint64_t tag) {
         if (fd < 0 || epoll_.Get() < 0) {
             return false;
@@ -157,6 +158,8 @@ private:
     void RemoveClosed();
     // Waits for room to write only to clients with output waiting.
     void WatchOutput();
+    // Waits on the player's descriptor, the one it names now.
+    void WatchPlayer();
     void RunTasks();
     void Accept();
     // Makes room for a new client from `host` when a limit is reached, by
@@ -192,6 +195,7 @@ private:
     Descriptor discovery_;
     Descriptor epoll_;
     bool listenerWatched_ = false;
+    PlayerBackend::LoopWatch playerWatch_;  // what the epoll set holds of the player
     Descriptor wakeRead_;
     Descriptor wakeWrite_;
     std::vector<std::string> advertised_;

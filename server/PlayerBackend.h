@@ -77,9 +77,23 @@ public:
 
     virtual ~PlayerBackend() = default;
 
+    // A descriptor the loop waits on beside its own, for a backend that
+    // talks to its player without a thread of its own.
+    struct LoopWatch {
+        int fd = -1;            // none
+        bool writable = false;  // wait for room to write as well
+        // Another descriptor, even one with the same number, comes with
+        // another generation.
+        unsigned generation = 0;
+    };
+
     // --- owner
     virtual void Start(LoopPost post) { (void)post; }
     virtual void Stop() {}
+
+    // --- loop thread, before each wait, and when the descriptor is ready
+    virtual LoopWatch Watched() { return {}; }
+    virtual void OnWatched(Events& events) { (void)events; }
 
     // --- loop thread
     virtual std::string PlayerType() const = 0;

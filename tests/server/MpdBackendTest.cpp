@@ -337,6 +337,27 @@ std::vector<std::int32_t> Volumes(const Events& events) {
     return volumes;
 }
 
+// Waits until MPD has said something on the idle connection, and reads it
+// as the loop would.
+bool ReadIdle(MpdBackend& backend, Events& events) {
+    const PlayerBackend::LoopWatch watch = backend.Watched();
+    pollfd polled{watch.fd, POLLIN, 0};
+    if (watch.fd < 0 || ::poll(&polled, 1, 5000) <= 0) {
+        return false;
+    }
+    backend.OnWatched(events);
+    return true;
+}
+
+// A backend started as the server starts it, with its idle connection held.
+void StartConnected(MpdBackend& backend, PostedTasks& loop) {
+    backend.Start(loop.Post());
+    Events events;
+    ASSERT_TRUE(testing::WaitUntil([&] { return loop.Any(); }));
+    loop.Run(backend, events);
+    ASSERT_GE(backend.Watched().fd, 0);
+}
+
 // Another program turns the volume up while a client reads a page of the
 // queue: the page reads MPD's status too, and the change is still told.
 TEST(MpdBackendTest, AChangeSeenWhileAQueuePageIsReadIsToldOnce) {
@@ -345,23 +366,54 @@ TEST(MpdBackendTest, AChangeSeenWhileAQueuePageIsReadIsToldOnce) {
                 [&](const std::vector<std::string>& lines) { return Healthy(lines, volume); });
     MpdBackend backend(Options(mpd.Port()));
     PostedTasks loop;
-    backend.Start(loop.Post());
-    Events events;
-    ASSERT_TRUE(testing::WaitUntil([&] { return loop.Any(); }));  // connected
-    loop.Run(backend, events);
+    StartConnected(backend, loop);
     ASSERT_EQ(backend.Status().volume, 40);
 
     volume = 60;
     mpd.Announce("mixer");
-    ASSERT_TRUE(testing::WaitUntil([&] { return loop.Any(); }));
+    Events events;
+    ASSERT_TRUE(ReadIdle(backend, events));  // the change; the status is asked for
     ListPage page;
     EXPECT_EQ(backend.QueuePage(0, -1, &page), kSuccess);
     EXPECT_EQ(page.total, 2u);
-    events.clear();
-    loop.Run(backend, events);
+    ASSERT_TRUE(ReadIdle(backend, events));  // the status
     backend.Tick(events);
     EXPECT_EQ(Volumes(events), std::vector<std::int32_t>{60});
     EXPECT_EQ(backend.Status().volume, 60);
+    backend.Stop();
+}
+
+// The client's volume: one command list with the status, and for MPD's
+// notice of it the status and the next idle in one write. Nothing is told
+// twice.
+TEST(MpdBackendTest, AVolumeChangeCostsOneCommandListAndOneStatusBeforeTheNextIdle) {
+    std::atomic<int> volume{40};
+    FakeMpd mpd(kGreeting, [&](const std::vector<std::string>& lines) {
+        if (lines.size() > 1 && lines[0].rfind("setvol ", 0) == 0) {
+            volume = std::stoi(lines[0].substr(lines[0].find_first_of("0123456789")));
+        }
+        return Healthy(lines, volume);
+    });
+    MpdBackend backend(Options(mpd.Port()));
+    PostedTasks loop;
+    StartConnected(backend, loop);
+    const std::size_t before = mpd.Received().size();
+
+    Events events;
+    EXPECT_EQ(backend.SetVolume(30, events), kSuccess);
+    mpd.Announce("mixer");
+    ASSERT_TRUE(ReadIdle(backend, events));
+    ASSERT_TRUE(ReadIdle(backend, events));
+    EXPECT_EQ(Volumes(events), std::vector<std::int32_t>{30});
+    // (The idle comes after the status MPD has answered.)
+    EXPECT_TRUE(testing::WaitUntil([&] { return mpd.Received().size() >= before + 6; }));
+    std::vector<std::string> commands;
+    const auto received = mpd.Received();
+    for (std::size_t i = before; i < received.size(); ++i) {
+        commands.push_back(received[i].substr(0, received[i].find(' ')));
+    }
+    EXPECT_EQ(commands, (std::vector<std::string>{"command_list_ok_begin", "setvol", "status",
+                                                  "command_list_end", "status", "idle"}));
     backend.Stop();
 }
 
