@@ -22,6 +22,10 @@ namespace {
 // How many of the latest request names ReceivedRequests() keeps.
 constexpr std::size_t kReceivedKept = 1000;
 
+// Library requests waiting for the library thread at most; the rest are
+// answered at once as failed, so a flood of searches costs no memory.
+constexpr std::size_t kLibraryWaiting = 256;
+
 // The listener's first rest after accept ran out of descriptors or memory,
 // and its longest.
 constexpr std::chrono::milliseconds kFirstAcceptRest{50};
@@ -399,11 +403,24 @@ void MessageServer::Loop::Handle(Client& client, std::string_view document) {
         stats_->received.emplace_back(request->TypeName());
     }
     if (RequestHandler::WaitsForLibrary(request->Type())) {
+        bool queued = false;
         {
             std::lock_guard lock(library_->mutex);
-            library_->jobs.push_back(LibraryDesk::Job{client.id, std::move(request)});
+            if (library_->jobs.size() < kLibraryWaiting) {
+                library_->jobs.push_back(LibraryDesk::Job{client.id, std::move(request)});
+                queued = true;
+            }
         }
-        library_->wake.notify_one();
+        if (queued) {
+            library_->wake.notify_one();
+            return;
+        }
+        refusals_.Write(Format("%s: %zu library requests wait already; %s answered as failed",
+                               client.peer.c_str(), kLibraryWaiting,
+                               std::string(request->TypeName()).c_str()));
+        std::string bytes = RequestHandler::Refusal(*request, kPlayerFailed)->ToXml();
+        bytes.push_back('\0');
+        Queue(client, bytes);
         return;
     }
     Events events;

@@ -151,13 +151,18 @@ public:
         (void)connection_.SendRequest(std::move(request));
     }
     int Answers() const { return answers_; }
+    int Failed() const { return failed_; }
 
 private:
     void OnEvent(std::unique_ptr<Message>) override {}
-    void OnResponse(std::unique_ptr<Message>, std::unique_ptr<Message>) override { ++answers_; }
+    void OnResponse(std::unique_ptr<Message> response, std::unique_ptr<Message>) override {
+        ++answers_;
+        failed_ += response->returnCode == server::kPlayerFailed ? 1 : 0;
+    }
     void OnChannelLost(int) override {}
 
     std::atomic<int> answers_{0};
+    std::atomic<int> failed_{0};
     ServerConnection connection_{this};
 };
 
@@ -195,6 +200,35 @@ TEST_F(MessageLoopTest, ALongSearchHoldsUpNoCommand) {
     EXPECT_EQ(answer->returnCode, kSuccess);
     EXPECT_FALSE(searchDone);
     EXPECT_TRUE(WaitUntil([&] { return searcher.Answers() == 1; }));
+}
+
+// A flood of searches behind a slow one: those beyond what may wait are
+// answered at once as failed; the rest are answered in turn.
+TEST_F(MessageLoopTest, LibraryRequestsBeyondThoseThatMayWaitFailAtOnce) {
+    testing::TestServer server(Options());
+    // Three clients, a hundred requests each (as many as one may have out).
+    Client searchers[3];
+    for (Client& searcher : searchers) {
+        ASSERT_TRUE(searcher.Connect(server.Port()));
+    }
+    searchers[0].Send(std::make_unique<MediaSearchRequest>());
+    ASSERT_TRUE(WaitUntil([&] { return probe_->searching.load(); }));
+    for (int i = 1; i < 300; ++i) {
+        searchers[i % 3].Send(std::make_unique<MediaSearchRequest>());
+    }
+    const auto count = [&](int (Client::*what)() const) {
+        int sum = 0;
+        for (const Client& searcher : searchers) {
+            sum += (searcher.*what)();
+        }
+        return sum;
+    };
+    // One is searched for, 256 wait, the rest failed.
+    ASSERT_TRUE(WaitUntil([&] { return count(&Client::Answers) == 300 - 257; }));
+    EXPECT_EQ(count(&Client::Failed), 300 - 257);
+    probe_->Open();
+    EXPECT_TRUE(WaitUntil([&] { return count(&Client::Answers) == 300; }));
+    EXPECT_EQ(count(&Client::Failed), 300 - 257);
 }
 
 // A loop stuck in a call past Stop()'s wait is left to finish; the player
