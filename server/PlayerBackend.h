@@ -10,7 +10,8 @@
 // appended to `events` as the protocol's events, which the server pushes to
 // every client. A player may also change on its own (a song ends, another
 // program turns the volume up): such changes reach the server loop through
-// the LoopPost handed to Start().
+// the LoopPost handed to Start(), or on a descriptor the loop waits on for
+// the backend (Watched()).
 //
 // Threads: Start() and Stop() belong to the owner, before the server loop
 // runs and after it has ended. The "loop thread" methods are called only on
