@@ -349,13 +349,19 @@ bool ReadIdle(MpdBackend& backend, Events& events) {
     return true;
 }
 
-// A backend started as the server starts it, with its idle connection held.
-void StartConnected(MpdBackend& backend, PostedTasks& loop) {
+// A backend started as the server starts it, with its idle connection held
+// in "idle".
+void StartConnected(MpdBackend& backend, PostedTasks& loop, FakeMpd& mpd) {
     backend.Start(loop.Post());
     Events events;
     ASSERT_TRUE(testing::WaitUntil([&] { return loop.Any(); }));
     loop.Run(backend, events);
     ASSERT_GE(backend.Watched().fd, 0);
+    ASSERT_TRUE(testing::WaitUntil([&] {
+        const auto received = mpd.Received();
+        return std::any_of(received.begin(), received.end(),
+                           [](const std::string& line) { return line.starts_with("idle"); });
+    }));
 }
 
 // Another program turns the volume up while a client reads a page of the
@@ -366,7 +372,7 @@ TEST(MpdBackendTest, AChangeSeenWhileAQueuePageIsReadIsToldOnce) {
                 [&](const std::vector<std::string>& lines) { return Healthy(lines, volume); });
     MpdBackend backend(Options(mpd.Port()));
     PostedTasks loop;
-    StartConnected(backend, loop);
+    StartConnected(backend, loop, mpd);
     ASSERT_EQ(backend.Status().volume, 40);
 
     volume = 60;
@@ -396,7 +402,7 @@ TEST(MpdBackendTest, AVolumeChangeCostsOneCommandListAndOneStatusBeforeTheNextId
     });
     MpdBackend backend(Options(mpd.Port()));
     PostedTasks loop;
-    StartConnected(backend, loop);
+    StartConnected(backend, loop, mpd);
     const std::size_t before = mpd.Received().size();
 
     Events events;
