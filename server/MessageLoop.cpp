@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+#include <sys/uio.h>
 
 #include <cerrno>
 #include <cstring>
@@ -18,11 +19,12 @@ namespace vantor::server {
 
 namespace {
 
-// A client whose unsent output grows past this is not reading; it is dropped.
-constexpr std::size_t kMaxUnsent = 64 * 1024 * 1024;
-
 // How many of the latest request names ReceivedRequests() keeps.
 constexpr std::size_t kReceivedKept = 1000;
+
+// Library requests waiting for the library thread at most; the rest are
+// answered at once as failed, so a flood of searches costs no memory.
+constexpr std::size_t kLibraryWaiting = 256;
 
 // The listener's first rest after accept ran out of descriptors or memory,
 // and its longest.
@@ -48,17 +50,27 @@ std::unique_ptr<Message> ReadRequest(std::string_view document, std::string* tex
 }
 
 void MessageServer::Loop::Run() {
-    using Clock = std::chrono::steady_clock;
-    auto nextTick = Clock::now() + options_.tick;
+    library_->reply = [weak = weak_from_this()](std::uint64_t client, std::string answer,
+                                                std::string events) {
+        if (const auto loop = weak.lock()) {
+            Loop* self = loop.get();  // the task runs on the loop, which it cannot outlive
+            loop->PostRaw([self, client, answer = std::move(answer), events = std::move(events)] {
+                self->Answer(client, answer, events);
+            });
+        }
+    };
+    libraryThread_.Start("Server Library", [desk = library_] { desk->Run(); });
+    auto nextTick = Now() + options_.tick;
     // epoll, not poll: a wake costs the same with a thousand idle clients as
     // with none.
     epoll_event events[64];
     while (!stop_) {
-        auto now = Clock::now();
+        auto now = Now();
         // Dropped here, before the wait, so their descriptors go at once.
         const auto nextGreetingDeadline = DropSilent(now);
         RemoveClosed();
         WatchOutput();
+        WatchPlayer();
         const bool listening = !acceptResting_ || now >= acceptResumes_;
         // A resting listener is left out: its waiting connection would wake
         // the loop at once, again and again.
@@ -71,7 +83,7 @@ void MessageServer::Loop::Run() {
         if (!listening) {
             until = std::min(until, acceptResumes_);
         }
-        now = Clock::now();
+        now = Now();
         const auto wait =
             until <= now ? 0 : std::chrono::ceil<std::chrono::milliseconds>(until - now).count();
         const int ready =
@@ -90,6 +102,10 @@ void MessageServer::Loop::Run() {
                 accept = true;
             } else if (tag == kDiscoveryTag) {
                 AnswerProbe();
+            } else if (tag == kPlayerTag) {
+                Events playerEvents;
+                player_->OnWatched(playerEvents);
+                Broadcast(playerEvents);
             } else {
                 // Clients leave only in RemoveClosed, so the pointer holds
                 // for the whole batch.
@@ -105,22 +121,71 @@ void MessageServer::Loop::Run() {
         if (accept) {
             Accept();
         }
-        if (Clock::now() >= nextTick) {
-            nextTick += options_.tick;
+        if (Now() >= nextTick) {
             Events tickEvents;
             player_->Tick(tickEvents);
             Broadcast(tickEvents);
+            // From now: after a stall the ticks missed are not made up, each
+            // of them a status read from the player.
+            nextTick = Now() + options_.tick;
         }
         RemoveClosed();
         stats_->clients = static_cast<int>(clients_.size());
     }
     clients_.clear();
+    unsentTotal_ = 0;
     stats_->clients = 0;
+    {
+        std::lock_guard lock(library_->mutex);
+        library_->stop = true;
+        library_->jobs.clear();
+    }
+    library_->wake.notify_all();
+    // A search MPD holds ends with its time-out; the thread is left to it.
+    libraryThread_.Stop(static_cast<int>(options_.mpdTimeout.count()) + 2000, true);
+}
+
+void MessageServer::Loop::LibraryDesk::Run() {
+    while (true) {
+        Job job;
+        {
+            std::unique_lock lock(mutex);
+            wake.wait(lock, [this] { return stop || !jobs.empty(); });
+            if (stop) {
+                return;
+            }
+            job = std::move(jobs.front());
+            jobs.pop_front();
+        }
+        Events caused;
+        const auto response = handler.Handle(*job.request, caused);
+        std::string answer = response->ToXml();
+        answer.push_back('\0');
+        std::string events;
+        for (const auto& event : caused) {
+            events += event->ToXml();
+            events.push_back('\0');
+        }
+        reply(job.client, std::move(answer), std::move(events));
+    }
+}
+
+void MessageServer::Loop::Answer(std::uint64_t id, const std::string& answer,
+                                 const std::string& events) {
+    for (auto& client : clients_) {
+        if (client->id == id) {
+            Queue(*client, answer, events.empty());
+            break;
+        }
+    }
+    if (!events.empty()) {
+        SendRawToAll(events);
+    }
 }
 
 void MessageServer::Loop::RemoveClosed() {
     std::erase_if(clients_, [this](const std::unique_ptr<Client>& client) {
-        if (!client->closing || !client->unsent.empty()) {
+        if (!client->closing || client->unsentBytes != 0) {
             return false;
         }
         ::epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, client->fd.Get(), nullptr);
@@ -130,13 +195,35 @@ void MessageServer::Loop::RemoveClosed() {
 
 void MessageServer::Loop::WatchOutput() {
     for (auto& client : clients_) {
-        const bool want = !client->unsent.empty() && !client->closing;
+        const bool want = client->unsentBytes != 0 && !client->closing;
         if (want != client->watchOut) {
             client->watchOut = want;
             Watch(client->fd.Get(), EPOLL_CTL_MOD, want ? EPOLLIN | EPOLLOUT : EPOLLIN,
                   Tag(*client));
         }
     }
+}
+
+void MessageServer::Loop::WatchPlayer() {
+    const PlayerBackend::LoopWatch watch = player_->Watched();
+    if (watch.fd == playerWatch_.fd && watch.generation == playerWatch_.generation &&
+        watch.writable == playerWatch_.writable) {
+        return;
+    }
+    const std::uint32_t events = watch.writable ? EPOLLIN | EPOLLOUT : EPOLLIN;
+    if (watch.fd >= 0 && watch.fd == playerWatch_.fd &&
+        watch.generation == playerWatch_.generation) {
+        Watch(watch.fd, EPOLL_CTL_MOD, events, kPlayerTag);
+    } else {
+        if (playerWatch_.fd >= 0) {
+            // Gone already when the player closed it.
+            ::epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, playerWatch_.fd, nullptr);
+        }
+        if (watch.fd >= 0) {
+            Watch(watch.fd, EPOLL_CTL_ADD, events, kPlayerTag);
+        }
+    }
+    playerWatch_ = watch;
 }
 
 void MessageServer::Loop::RunTasks() {
@@ -182,7 +269,7 @@ void MessageServer::Loop::Accept() {
                 acceptRest_ = acceptRest_.count() == 0
                                   ? kFirstAcceptRest
                                   : std::min(acceptRest_ * 2, kLongestAcceptRest);
-                acceptResumes_ = std::chrono::steady_clock::now() + acceptRest_;
+                acceptResumes_ = Now() + acceptRest_;
             } else if (error != EAGAIN && error != EWOULDBLOCK) {
                 refusals_.Write(Format("accept failed: %s", std::strerror(error)));
             } else if (acceptResting_) {
@@ -213,7 +300,8 @@ void MessageServer::Loop::Accept() {
         }
         const int one = 1;
         ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-        auto added = std::make_unique<Client>(client.Release(), name, host, options_.maxPending);
+        auto added = std::make_unique<Client>(client.Release(), ++lastClientId_, name, host, Now(),
+                                              options_.maxPending);
         if (!Watch(fd, EPOLL_CTL_ADD, EPOLLIN, Tag(*added))) {
             refusals_.Write(Format("%s refused: cannot watch its connection: %s", name.c_str(),
                                    std::strerror(errno)));
@@ -271,8 +359,7 @@ void MessageServer::Loop::Read(Client& client) {
     while (!client.closing) {
         const ssize_t received = ::recv(client.fd.Get(), buffer, sizeof buffer, 0);
         if (received == 0 || (received < 0 && errno != EAGAIN && errno != EINTR)) {
-            client.closing = true;
-            client.unsent.clear();
+            Close(client);
             return;
         }
         if (received < 0) {
@@ -290,8 +377,7 @@ void MessageServer::Loop::Read(Client& client) {
                 "vantor-server: %s sent more than %zu bytes without ending a message; "
                 "closing its connection",
                 client.peer.c_str(), options_.maxPending);
-            client.closing = true;
-            client.unsent.clear();
+            Close(client);
         }
     }
 }
@@ -300,7 +386,7 @@ void MessageServer::Loop::Handle(Client& client, std::string_view document) {
     std::string text;
     std::string root;
     bool notRequest = false;
-    const auto request = ReadRequest(document, &text, &root, &notRequest);
+    auto request = ReadRequest(document, &text, &root, &notRequest);
     if (!request) {
         ++stats_->malformed;
         Log(kLogError, "vantor-server: %s from %s: %s",
@@ -315,6 +401,27 @@ void MessageServer::Loop::Handle(Client& client, std::string_view document) {
             stats_->received.erase(stats_->received.begin());
         }
         stats_->received.emplace_back(request->TypeName());
+    }
+    if (RequestHandler::WaitsForLibrary(request->Type())) {
+        bool queued = false;
+        {
+            std::lock_guard lock(library_->mutex);
+            if (library_->jobs.size() < kLibraryWaiting) {
+                library_->jobs.push_back(LibraryDesk::Job{client.id, std::move(request)});
+                queued = true;
+            }
+        }
+        if (queued) {
+            library_->wake.notify_one();
+            return;
+        }
+        refusals_.Write(Format("%s: %zu library requests wait already; %s answered as failed",
+                               client.peer.c_str(), kLibraryWaiting,
+                               std::string(request->TypeName()).c_str()));
+        std::string bytes = RequestHandler::Refusal(*request, kPlayerFailed)->ToXml();
+        bytes.push_back('\0');
+        Queue(client, bytes);
+        return;
     }
     Events events;
     const auto response = handler_.Handle(*request, events);
@@ -342,41 +449,78 @@ void MessageServer::Loop::Broadcast(const Events& events) {
         bytes += event->ToXml();
         bytes.push_back('\0');
     }
-    for (auto& client : clients_) {
-        Queue(*client, bytes);
-    }
+    SendRawToAll(bytes);
 }
 
 void MessageServer::Loop::Queue(Client& client, std::string_view bytes, bool flush) {
-    if (client.closing) {
+    if (client.closing || bytes.empty()) {
         return;
     }
-    client.unsent.append(bytes);
-    if (client.unsent.size() > kMaxUnsent) {
-        Log(kLogError, "vantor-server: %s does not read its messages; closing its connection",
-            client.peer.c_str());
-        client.closing = true;
-        client.unsent.clear();
-        return;
-    }
+    client.unsent.emplace_back(bytes);
+    client.unsentBytes += bytes.size();
+    unsentTotal_ += bytes.size();
     if (flush) {
         Flush(client);
+    }
+    KeepToBudget();
+}
+
+void MessageServer::Loop::KeepToBudget() {
+    while (unsentTotal_ > options_.maxUnsent) {
+        Client* most = nullptr;
+        for (auto& client : clients_) {
+            if (most == nullptr || client->unsentBytes > most->unsentBytes) {
+                most = client.get();
+            }
+        }
+        if (most == nullptr || most->unsentBytes == 0) {
+            return;
+        }
+        Log(kLogError, "vantor-server: %s does not read its messages; closing its connection",
+            most->peer.c_str());
+        Close(*most);
+    }
+}
+
+void MessageServer::Loop::Consume(Client& client, std::size_t bytes) {
+    client.unsentBytes -= bytes;
+    unsentTotal_ -= bytes;
+    while (bytes > 0) {
+        const std::size_t left = client.unsent.front().size() - client.sentOfFirst;
+        if (bytes < left) {
+            client.sentOfFirst += bytes;
+            return;
+        }
+        bytes -= left;
+        client.unsent.pop_front();
+        client.sentOfFirst = 0;
     }
 }
 
 void MessageServer::Loop::Flush(Client& client) {
-    while (!client.unsent.empty()) {
-        const ssize_t sent =
-            ::send(client.fd.Get(), client.unsent.data(), client.unsent.size(), MSG_NOSIGNAL);
+    while (client.unsentBytes != 0) {
+        iovec parts[16];
+        std::size_t count = 0;
+        for (auto piece = client.unsent.begin();
+             piece != client.unsent.end() && count < std::size(parts); ++piece, ++count) {
+            const std::size_t skip = count == 0 ? client.sentOfFirst : 0;
+            parts[count].iov_base = piece->data() + skip;
+            parts[count].iov_len = piece->size() - skip;
+        }
+        msghdr message{};
+        message.msg_iov = parts;
+        message.msg_iovlen = count;
+        const ssize_t sent = ::sendmsg(client.fd.Get(), &message, MSG_NOSIGNAL);
         if (sent < 0) {
-            if (errno == EAGAIN || errno == EINTR) {
-                return;
+            if (errno == EINTR) {
+                continue;
             }
-            client.closing = true;
-            client.unsent.clear();
+            if (errno != EAGAIN) {
+                Close(client);
+            }
             return;
         }
-        client.unsent.erase(0, static_cast<std::size_t>(sent));
+        Consume(client, static_cast<std::size_t>(sent));
     }
 }
 

@@ -3,13 +3,17 @@
 // The message server's loop thread: one epoll loop accepting clients (with
 // the per-address and total limits and the rest after running out of
 // descriptors), reading and framing their messages, answering them through
-// the player, fanning the player's events out, writing with a bounded queue
-// per client, and answering discovery probes. Private to MessageServer.
+// the player, fanning the player's events out, writing with one budget of
+// unsent output for all clients, and answering discovery probes. Library
+// requests are answered on a thread of its own ("Server Library"): they may
+// wait for the library's connection, which an HTTP worker's long search
+// holds, and no command waits behind them. Private to MessageServer.
 
 #include <fcntl.h>
 #include <sys/epoll.h>
 
 #include <chrono>
+#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <map>
@@ -26,24 +30,31 @@ namespace vantor::server {
 
 struct MessageServer::Client {
     Descriptor fd;
+    std::uint64_t id;  // names it to answers that come back from the library thread
     std::string peer;
     std::string host;  // the peer's address without its port
     std::chrono::steady_clock::time_point connected;
     MessageFramer framer;
-    std::string unsent;
+    // Output not yet sent, in the pieces it was queued in; the first is
+    // sent from `sentOfFirst` on, so a partial send moves nothing.
+    std::deque<std::string> unsent;
+    std::size_t sentOfFirst = 0;
+    std::size_t unsentBytes = 0;
     bool greeted = false;   // it has sent a whole message
     bool watchOut = false;  // the loop waits for room to write to it
     bool closing = false;
 
-    Client(int descriptor, std::string name, std::string address, std::size_t maxPending)
+    Client(int descriptor, std::uint64_t number, std::string name, std::string address,
+           std::chrono::steady_clock::time_point now, std::size_t maxPending)
         : fd(descriptor),
+          id(number),
           peer(std::move(name)),
           host(std::move(address)),
-          connected(std::chrono::steady_clock::now()),
+          connected(now),
           framer(maxPending) {}
 };
 
-class MessageServer::Loop {
+class MessageServer::Loop : public std::enable_shared_from_this<Loop> {
 public:
     Loop(const ServerOptions& options, std::shared_ptr<PlayerBackend> player,
          std::shared_ptr<Stats> stats, Descriptor listener, Descriptor discovery,
@@ -54,7 +65,8 @@ public:
           listener_(std::move(listener)),
           discovery_(std::move(discovery)),
           advertised_(std::move(advertised)),
-          handler_(*player_, options.info) {
+          handler_(*player_, options.info),
+          library_(std::make_shared<LibraryDesk>(player_, options.info)) {
         int pipe[2];
         if (::pipe2(pipe, O_CLOEXEC | O_NONBLOCK) == 0) {
             wakeRead_.Reset(pipe[0]);
@@ -91,12 +103,35 @@ public:
     }
     void DropAll() {
         for (auto& client : clients_) {
-            client->closing = true;
-            client->unsent.clear();
+            Close(*client);
         }
     }
 
 private:
+    using Clock = std::chrono::steady_clock;
+    // The library requests waiting for the library thread, and what it
+    // needs; the thread holds a share, so one abandoned at the loop's end
+    // reaches nothing freed.
+    struct LibraryDesk {
+        LibraryDesk(std::shared_ptr<PlayerBackend> backend, const ServerInfo& info)
+            : player(std::move(backend)), handler(*player, info) {}
+        struct Job {
+            std::uint64_t client;
+            std::unique_ptr<Message> request;
+        };
+        // Hands an answer and the events it caused back to the loop.
+        std::function<void(std::uint64_t client, std::string answer, std::string events)> reply;
+        std::mutex mutex;  // guards jobs and stop
+        std::condition_variable wake;
+        std::deque<Job> jobs;
+        bool stop = false;
+        const std::shared_ptr<PlayerBackend> player;
+        RequestHandler handler;  // the library thread's own
+
+        void Run();
+    };
+
+    Clock::time_point Now() const { return options_.clock ? options_.clock() : Clock::now(); }
     void Wake() {
         const char byte = 1;
         if (wakeWrite_.Get() >= 0) {
@@ -107,6 +142,7 @@ private:
     static constexpr std::uint64_t kWakeTag = 1;
     static constexpr std::uint64_t kListenerTag = 2;
     static constexpr std::uint64_t kDiscoveryTag = 3;
+    static constexpr std::uint64_t kPlayerTag = 4;
     bool Watch(int fd, int operation, std::uint32_t events, std::uint64_t tag) {
         if (fd < 0 || epoll_.Get() < 0) {
             return false;
@@ -122,6 +158,8 @@ private:
     void RemoveClosed();
     // Waits for room to write only to clients with output waiting.
     void WatchOutput();
+    // Waits on the player's descriptor, the one it names now.
+    void WatchPlayer();
     void RunTasks();
     void Accept();
     // Makes room for a new client from `host` when a limit is reached, by
@@ -133,12 +171,19 @@ private:
     std::chrono::steady_clock::time_point DropSilent(std::chrono::steady_clock::time_point now);
     void Close(Client& client) {
         client.closing = true;
-        client.unsent.clear();
+        Consume(client, client.unsentBytes);
     }
     void Read(Client& client);
     void Flush(Client& client);
+    // Takes `bytes` sent (or dropped) off the front of the client's output.
+    void Consume(Client& client, std::size_t bytes);
     // Appends to the client's output and, unless told not to, sends.
     void Queue(Client& client, std::string_view bytes, bool flush = true);
+    // While the clients hold more unsent output than the budget, drops the
+    // one holding most: it is the one not reading.
+    void KeepToBudget();
+    // An answer from the library thread, for a client that may have gone.
+    void Answer(std::uint64_t client, const std::string& answer, const std::string& events);
     void Handle(Client& client, std::string_view document);
     void Broadcast(const Events& events);
     void AnswerProbe();
@@ -150,11 +195,16 @@ private:
     Descriptor discovery_;
     Descriptor epoll_;
     bool listenerWatched_ = false;
+    PlayerBackend::LoopWatch playerWatch_;  // what the epoll set holds of the player
     Descriptor wakeRead_;
     Descriptor wakeWrite_;
     std::vector<std::string> advertised_;
     RequestHandler handler_;
+    const std::shared_ptr<LibraryDesk> library_;
+    NamedThread libraryThread_;
     std::vector<std::unique_ptr<Client>> clients_;
+    std::uint64_t lastClientId_ = 0;
+    std::size_t unsentTotal_ = 0;  // output the clients hold, in all
     std::atomic<bool> stop_{false};
     std::mutex tasksMutex_;  // guards tasks_ and rawTasks_
     std::deque<PlayerBackend::Task> tasks_;

@@ -115,21 +115,29 @@ bool MessageServer::Start() {
         mpd.timeout = options.mpdTimeout;
         player_ = std::make_shared<MpdBackend>(mpd);
     }
-    loop_ = std::make_shared<Loop>(options, player_, stats_, std::move(listener),
-                                   std::move(discovery), std::move(advertised));
-    player_->Start([weak = std::weak_ptr<Loop>(loop_)](PlayerBackend::Task task) {
-        if (const auto loop = weak.lock()) {
-            loop->Post(std::move(task));
+    auto loop = std::make_shared<Loop>(options, player_, stats_, std::move(listener),
+                                       std::move(discovery), std::move(advertised));
+    player_->Start([weak = std::weak_ptr<Loop>(loop)](PlayerBackend::Task task) {
+        if (const auto running = weak.lock()) {
+            running->Post(std::move(task));
         }
     });
     if (options.startPlaying) {
         Events none;  // nobody is connected yet
         player_->Transport(TransportCommand::Play, none);
     }
-    std::shared_ptr<Loop> loop = loop_;
-    if (thread_.Start("Server Loop", [loop] { loop->Run(); }) != 0) {
+    // The player stops when the loop has ended, on the loop's thread: a loop
+    // that outlives Stop()'s wait goes on using it until then.
+    if (thread_.Start("Server Loop", [loop, player = player_] {
+            loop->Run();
+            player->Stop();
+        }) != 0) {
         player_->Stop();
         return false;
+    }
+    {
+        std::lock_guard lock(loopMutex_);
+        loop_ = std::move(loop);
     }
     // Last: its workers ask the loop for the play queue.
     if (options.mediaService) {
@@ -159,14 +167,16 @@ void MessageServer::Stop() {
         media_->Stop();
         media_.reset();
     }
-    if (!loop_) {
+    std::shared_ptr<Loop> loop;
+    {
+        std::lock_guard lock(loopMutex_);
+        loop.swap(loop_);
+    }
+    if (!loop) {
         return;
     }
-    loop_->RequestStop();
+    loop->RequestStop();
     thread_.Stop();
-    // After the loop: the backend's own threads post to it until they end.
-    player_->Stop();
-    loop_.reset();
 }
 
 std::uint16_t MessageServer::MediaPort() const {
@@ -204,8 +214,8 @@ std::vector<std::string> MessageServer::ReceivedRequests() const {
 }
 
 void MessageServer::Post(PlayerBackend::Task task) {
-    if (loop_) {
-        loop_->Post(std::move(task));
+    if (const auto loop = CurrentLoop()) {
+        loop->Post(std::move(task));
     }
 }
 
@@ -222,16 +232,16 @@ void MessageServer::Post(std::function<void(PlayerModel&, Events&)> task) {
 }
 
 void MessageServer::SendRaw(std::string bytes) {
-    if (loop_) {
-        Loop* loop = loop_.get();  // the task runs on the loop, which it cannot outlive
-        loop_->PostRaw([loop, bytes = std::move(bytes)] { loop->SendRawToAll(bytes); });
+    if (const auto loop = CurrentLoop()) {
+        Loop* self = loop.get();  // the task runs on the loop, which it cannot outlive
+        loop->PostRaw([self, bytes = std::move(bytes)] { self->SendRawToAll(bytes); });
     }
 }
 
 void MessageServer::DropClients() {
-    if (loop_) {
-        Loop* loop = loop_.get();
-        loop_->PostRaw([loop] { loop->DropAll(); });
+    if (const auto loop = CurrentLoop()) {
+        Loop* self = loop.get();
+        loop->PostRaw([self] { self->DropAll(); });
     }
 }
 

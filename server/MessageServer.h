@@ -54,7 +54,13 @@ struct ServerOptions {
     // interface addresses when bound to every interface.
     std::vector<std::string> advertisedAddresses;
     std::chrono::milliseconds tick{1000};
+    // The loop's clock (ticks, greeting time, the listener's rest); empty:
+    // the steady clock. Tests give one they move themselves.
+    std::function<std::chrono::steady_clock::time_point()> clock;
     std::size_t maxPending = MessageFramer::kDefaultMaxPending;
+    // Output all clients together may hold unsent; past it the client
+    // holding most, the one not reading, is dropped.
+    std::size_t maxUnsent = 64 * 1024 * 1024;
     int songs = 500;
     // A folder of audio files whose tags make the simulated library instead
     // of a generated one.
@@ -145,6 +151,10 @@ public:
 private:
     struct Client;
     class Loop;
+    std::shared_ptr<Loop> CurrentLoop() const {
+        std::lock_guard lock(loopMutex_);
+        return loop_;
+    }
     struct Stats {
         std::atomic<int> clients{0};
         std::atomic<int> malformed{0};
@@ -159,6 +169,7 @@ private:
     std::shared_ptr<const MediaLibrary> library_;
     std::shared_ptr<PlayerBackend> player_;
     std::shared_ptr<Stats> stats_;
+    mutable std::mutex loopMutex_;  // guards loop_: posters on any thread, Stop on the owner's
     std::shared_ptr<Loop> loop_;
     std::unique_ptr<MediaHttpServer> media_;
     std::uint16_t port_ = 0;

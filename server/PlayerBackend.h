@@ -10,7 +10,8 @@
 // appended to `events` as the protocol's events, which the server pushes to
 // every client. A player may also change on its own (a song ends, another
 // program turns the volume up): such changes reach the server loop through
-// the LoopPost handed to Start().
+// the LoopPost handed to Start(), or on a descriptor the loop waits on for
+// the backend (Watched()).
 //
 // Threads: Start() and Stop() belong to the owner, before the server loop
 // runs and after it has ended. The "loop thread" methods are called only on
@@ -77,9 +78,23 @@ public:
 
     virtual ~PlayerBackend() = default;
 
+    // A descriptor the loop waits on beside its own, for a backend that
+    // talks to its player without a thread of its own.
+    struct LoopWatch {
+        int fd = -1;            // none
+        bool writable = false;  // wait for room to write as well
+        // Another descriptor, even one with the same number, comes with
+        // another generation.
+        unsigned generation = 0;
+    };
+
     // --- owner
     virtual void Start(LoopPost post) { (void)post; }
     virtual void Stop() {}
+
+    // --- loop thread, before each wait, and when the descriptor is ready
+    virtual LoopWatch Watched() { return {}; }
+    virtual void OnWatched(Events& events) { (void)events; }
 
     // --- loop thread
     virtual std::string PlayerType() const = 0;

@@ -40,6 +40,17 @@ public:
     explicit BareResponse(MessageType type) : Message(type) {}
 };
 
+// The response to a request of this type, its fields unset: its type
+// follows the request's id.
+std::unique_ptr<Message> EmptyResponse(MessageType type) {
+    const auto id = static_cast<std::uint32_t>(type) + 1;
+    std::unique_ptr<Message> response = MessageFactory::Create(id);
+    if (!response) {
+        response = std::make_unique<BareResponse>(static_cast<MessageType>(id));
+    }
+    return response;
+}
+
 }  // namespace
 
 RequestHandler::RequestHandler(PlayerBackend& player, ServerInfo info)
@@ -66,18 +77,32 @@ const char* RequestHandler::Describe(std::int32_t code) {
     }
 }
 
+bool RequestHandler::WaitsForLibrary(MessageType type) {
+    switch (type) {
+        case MessageType::BrowseGenresRequest:
+        case MessageType::BrowseArtistsRequest:
+        case MessageType::MediaSearchRequest:
+        case MessageType::BrowseLibraryRequest:
+        case MessageType::GetMediaItemRequest:
+            return true;
+        default:
+            return false;
+    }
+}
+
+std::unique_ptr<Message> RequestHandler::Refusal(const Message& request, ResultCode code) {
+    auto response = EmptyResponse(request.Type());
+    response->requestId = request.requestId;
+    response->returnCode = code;
+    return response;
+}
+
 std::unique_ptr<Message> RequestHandler::Handle(const Message& request, Events& events) {
     const auto type = request.Type();
     if (type == MessageType::UnrecognizedRequest) {
         return nullptr;  // a request in name only: there is nothing to answer
     }
-    // The response type follows its request's id.
-    std::unique_ptr<Message> response =
-        MessageFactory::Create(static_cast<std::uint32_t>(type) + 1);
-    if (!response) {
-        response = std::make_unique<BareResponse>(
-            static_cast<MessageType>(static_cast<std::uint32_t>(type) + 1));
-    }
+    std::unique_ptr<Message> response = EmptyResponse(type);
     ResultCode code = kSuccess;
 
     switch (type) {

@@ -37,6 +37,14 @@ public:
 
     static const char* Describe(std::int32_t code);
 
+    // Whether answering the request reads the library (folders, search,
+    // an item), and may so wait for a lock an HTTP worker holds: such
+    // requests are answered off the loop, each on a handler of its own.
+    static bool WaitsForLibrary(MessageType type);
+    // The response to `request` with nothing in it but `code`, for one that
+    // is not carried out.
+    static std::unique_ptr<Message> Refusal(const Message& request, ResultCode code);
+
 private:
     PlayerBackend& player_;
     ServerInfo info_;

@@ -69,7 +69,7 @@ ResultCode MpdBackend::Run(const char* what, const std::vector<Send>& commands, 
     if (connection == nullptr) {
         return kPlayerFailed;
     }
-    idle_.CountStatusRead();
+    ++statusReads_;
     bool sent = mpd_command_list_begin(connection, true);
     for (const Send& send : commands) {
         sent = sent && send(connection);
@@ -99,7 +99,7 @@ void MpdBackend::Refresh(Events& events) {
     if (connection == nullptr) {
         return;
     }
-    idle_.CountStatusRead();
+    ++statusReads_;
     mpd_status* status = mpd_run_status(connection);
     if (status == nullptr) {
         command_.Check("status");
@@ -167,6 +167,7 @@ void MpdBackend::OnIdle(const MpdIdleNotice& notice, Events& events) {
             MarkLost(events);
             break;
         case MpdIdleNotice::Kind::kConnected:
+            idle_.Adopt(notice.connection);
             // Nothing new unless this ends an outage the loop knew of.
             Refresh(events);
             break;
@@ -182,7 +183,7 @@ void MpdBackend::OnChanged(unsigned subsystems, const mpd_status* status, unsign
         // When the loop has asked for the status since, it asked after MPD
         // sent this notice, so what the notice announces has been applied;
         // whatever changed after it comes with the next notice.
-        if (reads == idle_.StatusReads()) {
+        if (reads == statusReads_) {
             Apply(status, events);
         }
     } else if ((subsystems & kMpdStatusSubsystems) != 0) {
@@ -202,6 +203,16 @@ void MpdBackend::OnChanged(unsigned subsystems, const mpd_status* status, unsign
             current->rating = rating;
             events.push_back(mpd::SongEvent(current));
         }
+    }
+}
+
+PlayerBackend::LoopWatch MpdBackend::Watched() {
+    return idle_.Watched();
+}
+
+void MpdBackend::OnWatched(Events& events) {
+    for (const MpdIdleNotice& notice : idle_.OnReady(statusReads_)) {
+        OnIdle(notice, events);
     }
 }
 

@@ -11,7 +11,7 @@
 //   MpdBackend (this file, MpdQueue.cpp)   the player on the loop thread: commands
 //                                          and the status they leave
 //   MpdStatus      status -> state, and two states -> the events (pure)
-//   MpdIdle        the "MPD Idle" thread and reconnection
+//   MpdIdle        the idle connection in the loop's poll, and reconnection
 //   MpdLibrary     library pages and search
 //   MpdPictures    cover pictures
 //   MpdSelection   what a path or selector names in MPD's terms
@@ -19,22 +19,23 @@
 //   MpdSongs       the song numbers clients know songs by
 //   MpdConnection  one connection that comes back by itself
 //
-// Changes that others make arrive through the idle thread, which posts
-// them to the server loop; the loop compares MPD's status with the last one
-// it saw and pushes the difference as events. When MPD goes away the idle
-// thread posts that too: the player shows stopped, requests fail with
-// kPlayerFailed, and the idle thread connects again every half second; once
-// MPD is back, the loop reads its state anew.
+// Changes that others make arrive on the idle connection, which the loop
+// waits on with its clients (Watched/OnWatched); the loop compares the
+// status read after each with the last one it saw and pushes the difference
+// as events. When MPD goes away the player shows stopped, requests fail
+// with kPlayerFailed, and the "MPD Idle" thread connects again every half
+// second; once MPD is back, the loop reads its state anew.
 //
 // Threads, connections and locks:
 // - loop thread: every loop-thread method of PlayerBackend, on the command
-//   connection, with the status it last saw (no lock: only the loop touches
-//   them, and Start()/Stop() run while it does not);
+//   connection and the idle connection, with the status it last saw (no
+//   lock: only the loop touches them, and Start()/Stop() run while it does
+//   not);
 // - any thread: library pages on the library connection (MpdLibrary's
 //   locks), pictures on the pictures connection (MpdPictures' lock); the
 //   loop never waits for a picture, and waits for a page only to ping;
 // - the song numbers are shared by all, under MpdSongs' lock, taken last;
-// - "MPD Idle": its own connection only.
+// - "MPD Idle": connecting only; it hands the connection to the loop.
 
 #include <chrono>
 #include <string>
@@ -89,6 +90,8 @@ public:
     ResultCode AlbumArtPath(std::string* path) override;
     ResultCode UpdateLibrary(Events& events) override;
     void Tick(Events& events) override;
+    LoopWatch Watched() override;
+    void OnWatched(Events& events) override;
 
     ResultCode Browse(const std::string& path, std::int32_t start, std::int32_t count,
                       ListPage* page) override;
@@ -97,7 +100,7 @@ public:
     ResultCode Item(std::int32_t id, const std::string& path, LibraryEntry* entry) override;
     ResultCode AlbumArt(std::int32_t id, std::string* bytes, std::string* type) override;
 
-    // What the idle thread tells (loop thread).
+    // What the idle connection tells (loop thread).
     void OnIdle(const MpdIdleNotice& notice, Events& events);
 
 private:
@@ -135,6 +138,9 @@ private:
     std::string currentUri_;
     std::vector<Speaker> speakers_;
     std::chrono::steady_clock::time_point lastPing_{};
+    // The status reads on the command connection: an idle status asked for
+    // before the last of them may be older than the state it left.
+    unsigned statusReads_ = 0;
 
     MpdIdleWatch idle_;
 };

@@ -1,12 +1,12 @@
 #include "MpdIdle.h"
 
 #include <fcntl.h>
+#include <mpd/async.h>
 #include <mpd/client.h>
-#include <poll.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <cerrno>
+#include <condition_variable>
+#include <cstring>
+#include <mutex>
 
 namespace vantor::server {
 
@@ -15,116 +15,61 @@ const unsigned kMpdStatusSubsystems =
 
 namespace {
 
-// What the idle connection waits for.
-constexpr unsigned kIdleMask = MPD_IDLE_DATABASE | MPD_IDLE_STORED_PLAYLIST | MPD_IDLE_QUEUE |
-                               MPD_IDLE_PLAYER | MPD_IDLE_MIXER | MPD_IDLE_OUTPUT |
-                               MPD_IDLE_OPTIONS | MPD_IDLE_STICKER;
-
 constexpr std::chrono::milliseconds kReconnectInterval{500};
 
 }  // namespace
 
-// What the idle thread touches; it holds a share, so a thread abandoned
-// after its stop time-out never reaches freed memory.
+// What the connecting thread touches; it holds a share, so a thread
+// abandoned after its stop time-out never reaches freed memory.
 struct MpdIdleWatch::Shared {
     MpdOptions options;
     Notify notify;
-    std::atomic<bool> stop{false};
-    std::atomic<unsigned> statusReads{0};
-    int wakeRead = -1;
-    int wakeWrite = -1;
+    std::mutex mutex;  // guards the fields below
+    std::condition_variable wake;
+    bool stop = false;
+    bool wanted = true;  // the loop has no connection: make one
+    bool pause = false;  // rest first: the last one just broke
+    bool lost = false;   // the loop has been told MPD is away
 
-    ~Shared() {
-        if (wakeRead >= 0) {
-            ::close(wakeRead);
-            ::close(wakeWrite);
-        }
-    }
-
-    // Sleeps for `time` unless woken.
-    void Wait(std::chrono::milliseconds time) const {
-        pollfd wake{wakeRead, POLLIN, 0};
-        ::poll(&wake, 1, static_cast<int>(time.count()));
-    }
-
-    void Tell(MpdIdleNotice::Kind kind) const {
-        MpdIdleNotice notice;
-        notice.kind = kind;
-        notify(std::move(notice));
-    }
-
-    // Waits in idle on `connection` until told to stop or the connection
-    // breaks.
-    void Listen(mpd_connection* connection) const;
-    void Run() const;
+    void Tell(MpdIdleNotice notice) const { notify(std::move(notice)); }
+    void Run();
 };
 
-void MpdIdleWatch::Shared::Listen(mpd_connection* connection) const {
-    while (!stop) {
-        if (!mpd_send_idle_mask(connection, static_cast<mpd_idle>(kIdleMask))) {
-            return;
-        }
-        pollfd polled[2] = {{mpd_connection_get_fd(connection), POLLIN, 0}, {wakeRead, POLLIN, 0}};
-        if (::poll(polled, 2, -1) < 0 && errno != EINTR) {
-            return;
+void MpdIdleWatch::Shared::Run() {
+    std::unique_lock lock(mutex);
+    while (true) {
+        wake.wait(lock, [this] { return stop || wanted; });
+        if (pause && !stop) {
+            pause = false;
+            wake.wait_for(lock, kReconnectInterval, [this] { return stop; });
         }
         if (stop) {
-            mpd_send_noidle(connection);
-            mpd_recv_idle(connection, true);
             return;
         }
-        if ((polled[0].revents & (POLLIN | POLLHUP | POLLERR)) == 0) {
-            // Interrupted: still in idle, so leave it before asking again.
-            mpd_send_noidle(connection);
-        }
-        MpdIdleNotice notice;
-        notice.subsystems = mpd_recv_idle(connection, true);
-        if (notice.subsystems == 0 && mpd_connection_get_error(connection) != MPD_ERROR_SUCCESS) {
-            return;
-        }
-        if (notice.subsystems == 0) {
-            continue;
-        }
-        // The status is read here, on this connection, so that the loop
-        // does not wait for MPD's answer.
-        notice.reads = statusReads.load();
-        if ((notice.subsystems & kMpdStatusSubsystems) != 0) {
-            mpd_status* read = mpd_run_status(connection);
-            if (read == nullptr) {
-                return;
-            }
-            notice.status.reset(read, mpd_status_free);
-        }
-        notify(std::move(notice));
-    }
-}
-
-void MpdIdleWatch::Shared::Run() const {
-    bool lost = false;
-    while (!stop) {
-        mpd_connection* connection =
+        lock.unlock();
+        mpd_connection* made =
             mpd_connection_new(options.host.c_str(), options.port, MpdTimeoutMs(options.timeout));
-        if (connection == nullptr || mpd_connection_get_error(connection) != MPD_ERROR_SUCCESS) {
-            if (connection != nullptr) {
-                mpd_connection_free(connection);
+        const bool ok = made != nullptr && mpd_connection_get_error(made) == MPD_ERROR_SUCCESS;
+        lock.lock();
+        if (!ok) {
+            if (made != nullptr) {
+                mpd_connection_free(made);
             }
             if (!lost) {
-                Tell(MpdIdleNotice::Kind::kLost);
                 lost = true;
+                MpdIdleNotice notice;
+                notice.kind = MpdIdleNotice::Kind::kLost;
+                Tell(std::move(notice));
             }
-            Wait(kReconnectInterval);
+            pause = true;
             continue;
         }
         lost = false;
-        Tell(MpdIdleNotice::Kind::kConnected);
-        Listen(connection);
-        const bool broken = mpd_connection_get_error(connection) != MPD_ERROR_SUCCESS;
-        mpd_connection_free(connection);
-        if (broken && !stop) {
-            Tell(MpdIdleNotice::Kind::kLost);
-            lost = true;
-            Wait(kReconnectInterval);
-        }
+        wanted = false;
+        MpdIdleNotice notice;
+        notice.kind = MpdIdleNotice::Kind::kConnected;
+        notice.connection.reset(made, mpd_connection_free);
+        Tell(std::move(notice));
     }
 }
 
@@ -137,35 +82,145 @@ void MpdIdleWatch::Start(const MpdOptions& options, Notify notify) {
     auto shared = std::make_shared<Shared>();
     shared->options = options;
     shared->notify = std::move(notify);
-    int pipe[2];
-    if (::pipe2(pipe, O_CLOEXEC | O_NONBLOCK) == 0) {
-        shared->wakeRead = pipe[0];
-        shared->wakeWrite = pipe[1];
-    }
     shared_ = shared;
     timeout_ = options.timeout;
     thread_.Start("MPD Idle", [shared] { shared->Run(); });
 }
 
 void MpdIdleWatch::Stop() {
-    if (!shared_) {
+    if (shared_) {
+        {
+            std::lock_guard lock(shared_->mutex);
+            shared_->stop = true;
+        }
+        shared_->wake.notify_all();
+        thread_.Stop(static_cast<int>(timeout_.count()) + 2000, true);
+        shared_.reset();
+    }
+    Drop();
+}
+
+void MpdIdleWatch::Adopt(std::shared_ptr<mpd_connection> connection) {
+    Drop();
+    if (!connection) {
         return;
     }
-    shared_->stop = true;
-    const char byte = 1;
-    (void)!::write(shared_->wakeWrite, &byte, 1);
-    thread_.Stop(static_cast<int>(timeout_.count()) + 2000, true);
-    shared_.reset();
-}
-
-void MpdIdleWatch::CountStatusRead() {
-    if (shared_) {
-        ++shared_->statusReads;
+    connection_ = std::move(connection);
+    ++generation_;
+    const int fd = mpd_connection_get_fd(connection_.get());
+    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
+    if (!Ask(false)) {
+        Drop();
     }
 }
 
-unsigned MpdIdleWatch::StatusReads() const {
-    return shared_ ? shared_->statusReads.load() : 0;
+void MpdIdleWatch::Drop() {
+    connection_.reset();
+    statusAsked_ = false;
+    changed_ = 0;
+    status_.reset();
+}
+
+PlayerBackend::LoopWatch MpdIdleWatch::Watched() const {
+    PlayerBackend::LoopWatch watch;
+    if (connection_) {
+        mpd_async* async = mpd_connection_get_async(connection_.get());
+        watch.fd = mpd_async_get_fd(async);
+        watch.writable = (mpd_async_events(async) & MPD_ASYNC_EVENT_WRITE) != 0;
+        watch.generation = generation_;
+    }
+    return watch;
+}
+
+bool MpdIdleWatch::Ask(bool status) {
+    mpd_async* async = mpd_connection_get_async(connection_.get());
+    if (status && !mpd_async_send_command(async, "status", nullptr)) {
+        return false;
+    }
+    statusAsked_ = status;
+    // MPD's names for the subsystems waited for.
+    if (!mpd_async_send_command(async, "idle", "database", "stored_playlist", "playlist", "player",
+                                "mixer", "output", "options", "sticker", nullptr)) {
+        return false;
+    }
+    // Sent now: the loop waits for room to write only when the socket had none.
+    return mpd_async_io(async, MPD_ASYNC_EVENT_WRITE);
+}
+
+std::vector<MpdIdleNotice> MpdIdleWatch::OnReady(unsigned reads) {
+    std::vector<MpdIdleNotice> notices;
+    if (!connection_) {
+        return notices;
+    }
+    mpd_async* async = mpd_connection_get_async(connection_.get());
+    // (What mpd_async_events() names includes hang-up and error, which
+    // mpd_async_io() takes for a broken connection: read, and write what
+    // waits.)
+    const bool writing = (mpd_async_events(async) & MPD_ASYNC_EVENT_WRITE) != 0;
+    bool broken = !mpd_async_io(
+        async, writing ? static_cast<mpd_async_event>(MPD_ASYNC_EVENT_READ | MPD_ASYNC_EVENT_WRITE)
+                       : MPD_ASYNC_EVENT_READ);
+    while (!broken) {
+        char* line = mpd_async_recv_line(async);
+        if (line == nullptr) {
+            break;
+        }
+        if (std::strncmp(line, "ACK ", 4) == 0) {
+            broken = true;
+        } else if (std::strcmp(line, "OK") != 0) {
+            char* colon = std::strstr(line, ": ");
+            if (colon == nullptr) {
+                continue;
+            }
+            *colon = '\0';
+            const mpd_pair pair{line, colon + 2};
+            if (statusAsked_) {
+                if (!status_) {
+                    status_.reset(mpd_status_begin(), mpd_status_free);
+                }
+                mpd_status_feed(status_.get(), &pair);
+            } else if (std::strcmp(pair.name, "changed") == 0) {
+                changed_ |= mpd_idle_name_parse(pair.value);
+            }
+        } else if (statusAsked_) {
+            // The status of the changes the last idle told: MPD now holds
+            // the next idle.
+            MpdIdleNotice notice;
+            notice.subsystems = changed_;
+            notice.status = std::move(status_);
+            notice.reads = readsWhenAsked_;
+            notices.push_back(std::move(notice));
+            changed_ = 0;
+            statusAsked_ = false;
+        } else if ((changed_ & kMpdStatusSubsystems) != 0) {
+            readsWhenAsked_ = reads;
+            broken = !Ask(true);
+        } else {
+            if (changed_ != 0) {
+                MpdIdleNotice notice;
+                notice.subsystems = changed_;
+                notices.push_back(std::move(notice));
+            }
+            changed_ = 0;
+            broken = !Ask(false);
+        }
+    }
+    if (broken || mpd_async_get_error(async) != MPD_ERROR_SUCCESS) {
+        Drop();
+        MpdIdleNotice lost;
+        lost.kind = MpdIdleNotice::Kind::kLost;
+        notices.push_back(std::move(lost));
+        if (shared_) {
+            {
+                std::lock_guard lock(shared_->mutex);
+                shared_->wanted = true;
+                shared_->pause = true;
+                shared_->lost = true;
+            }
+            shared_->wake.notify_all();
+        }
+    }
+    return notices;
 }
 
 }  // namespace vantor::server

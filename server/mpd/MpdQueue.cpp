@@ -170,12 +170,18 @@ ResultCode MpdBackend::Clear(Events& events) {
 }
 
 ResultCode MpdBackend::QueuePage(std::int32_t start, std::int32_t count, ListPage* page) {
-    Events ignored;  // the idle thread reports the same changes
-    Refresh(ignored);
-    if (!connected_) {
+    // The queue's length as MPD has it now, read aside: were it applied
+    // here, the changes it shows would be told to no one, and the notice
+    // that announces them would find nothing new. (An outage, too, is told
+    // by the idle connection.)
+    mpd_connection* connection = connected_ ? command_.Get() : nullptr;
+    mpd_status* status = connection != nullptr ? mpd_run_status(connection) : nullptr;
+    if (status == nullptr) {
+        command_.Check("status");
         return kPlayerFailed;
     }
-    const std::int32_t length = state_.player.queueLength;
+    const auto length = static_cast<std::int32_t>(mpd_status_get_queue_length(status));
+    mpd_status_free(status);
     page->total = static_cast<std::size_t>(length);
     const auto first = static_cast<unsigned>(std::clamp(start, 0, length));
     const auto last = static_cast<unsigned>(
@@ -184,8 +190,7 @@ ResultCode MpdBackend::QueuePage(std::int32_t start, std::int32_t count, ListPag
     if (first >= last) {
         return kSuccess;
     }
-    mpd_connection* connection = command_.Get();
-    if (connection == nullptr || !mpd_send_list_queue_range_meta(connection, first, last)) {
+    if (!mpd_send_list_queue_range_meta(connection, first, last)) {
         return command_.Check("playlistinfo");
     }
     while (mpd_song* song = mpd_recv_song(connection)) {

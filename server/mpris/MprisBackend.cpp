@@ -404,16 +404,15 @@ ResultCode MprisBackend::SelectSpeaker(const std::string& id, Events&) {
     if (!shared_) {
         return kPlayerFailed;
     }
-    // Answered by the bus thread itself, so no player can hold it up.
-    auto pending = std::make_shared<std::promise<ResultCode>>();
-    std::future<ResultCode> answer = pending->get_future();
-    const bool sent = shared_->ToBus([id, pending](MprisBus& bus) {
-        bus.Select(id, [pending](ResultCode code) { pending->set_value(code); });
-    });
-    if (!sent || answer.wait_for(std::chrono::seconds(2)) != std::future_status::ready) {
-        return kPlayerFailed;
+    // Answered from the players the loop was last told of; the bus thread
+    // makes the choice, asking no player, and tells it as a view. The loop
+    // never waits for the bus thread, which may be reading a long track list.
+    if (std::none_of(view_.players.begin(), view_.players.end(),
+                     [&](const Speaker& player) { return player.id == id; })) {
+        return kNotFound;
     }
-    return answer.get();
+    const bool sent = shared_->ToBus([id](MprisBus& bus) { bus.Select(id, [](ResultCode) {}); });
+    return sent ? kSuccess : kPlayerFailed;
 }
 
 ResultCode MprisBackend::EnableSpeaker(const std::string& id, bool enabled, Events& events) {

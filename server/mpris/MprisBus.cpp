@@ -7,6 +7,8 @@
 #include <QDBusVariant>
 #include <QStringList>
 #include <algorithm>
+#include <string_view>
+#include <unordered_map>
 
 #include "PlayerBackend.h"
 #include "core/Logger.h"
@@ -290,14 +292,19 @@ void MprisBus::ReadTrackList(Player& player) {
                 found, metadata,
                 [this, ids, finish](Player& again, const QDBusMessage& answer) {
                     std::vector<Track> listed = TracksOf(First(answer), kMaxTracks);
-                    // In the order of Tracks, whatever order the answer had.
+                    // In the order of Tracks, whatever order the answer had
+                    // (by an index: a list of thousands is ordered in one pass).
+                    std::unordered_map<std::string_view, std::size_t> where;
+                    where.reserve(listed.size());
+                    for (std::size_t i = 0; i < listed.size(); ++i) {
+                        where.emplace(listed[i].id, i);
+                    }
                     std::vector<Track> tracks;
                     tracks.reserve(listed.size());
                     for (const std::string& id : ids) {
-                        const auto it = std::find_if(listed.begin(), listed.end(),
-                                                     [&](const Track& t) { return t.id == id; });
-                        if (it != listed.end()) {
-                            tracks.push_back(std::move(*it));
+                        if (const auto it = where.find(id); it != where.end()) {
+                            tracks.push_back(std::move(listed[it->second]));
+                            where.erase(it);  // a repeated id is listed once
                         }
                     }
                     WaitForTags(again, tracks);

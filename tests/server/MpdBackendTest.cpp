@@ -24,7 +24,8 @@ namespace {
 
 // Answers every connection on a thread of its own: the greeting, then each command (or
 // whole command list) with what `answer` returns for its lines; an answer
-// of "CLOSE" closes the connection instead.
+// of "CLOSE" closes the connection instead. "idle" is held, as MPD holds
+// it, until something is announced or "noidle" comes.
 class FakeMpd {
 public:
     using Answer = std::function<std::string(const std::vector<std::string>& lines)>;
@@ -49,6 +50,13 @@ public:
     }
 
     unsigned Port() const { return port_; }
+    // Tells a connection in "idle" (now, or at its next "idle") that
+    // `subsystem` changed.
+    void Announce(std::string subsystem) {
+        std::lock_guard lock(mutex_);
+        announced_ = std::move(subsystem);
+        ++announcements_;
+    }
     std::vector<std::string> Received() {
         std::lock_guard lock(mutex_);
         return received_;
@@ -78,8 +86,20 @@ private:
         std::string input;
         std::vector<std::string> list;
         bool inList = false;
+        bool idle = false;
+        int told = Announcements();
         char buffer[4096];
         while (!stop_) {
+            if (idle && Announcements() != told) {
+                std::string changed;
+                {
+                    std::lock_guard lock(mutex_);
+                    changed = "changed: " + announced_ + "\nOK\n";
+                    told = announcements_;
+                }
+                idle = false;
+                (void)!::write(fd, changed.data(), changed.size());
+            }
             pollfd polled{fd, POLLIN, 0};
             if (::poll(&polled, 1, 20) <= 0) {
                 continue;
@@ -106,6 +126,17 @@ private:
                     list.push_back(line);
                     continue;
                 }
+                if (!inList && line.rfind("idle", 0) == 0) {
+                    idle = true;
+                    continue;
+                }
+                if (line == "noidle") {
+                    if (idle) {
+                        idle = false;
+                        (void)!::write(fd, "OK\n", 3);
+                    }
+                    continue;
+                }
                 const std::string reply = answer_(inList ? list : std::vector<std::string>{line});
                 inList = false;
                 if (reply == "CLOSE") {
@@ -116,21 +147,30 @@ private:
         }
     }
 
+    int Announcements() {
+        std::lock_guard lock(mutex_);
+        return announcements_;
+    }
+
     const std::string greeting_;
     const Answer answer_;
     int listener_ = -1;
     unsigned port_ = 0;
     std::atomic<bool> stop_{false};
-    std::mutex mutex_;  // guards received_
+    std::mutex mutex_;  // guards received_, announced_ and announcements_
     std::vector<std::string> received_;
+    std::string announced_;
+    int announcements_ = 0;
     std::vector<std::thread> talkers_;  // the serving thread's own
     std::thread thread_;
 };
 
 constexpr const char* kGreeting = "OK MPD 0.23.0\n";
-constexpr const char* kPlayingStatus =
-    "volume: 40\nrepeat: 0\nrandom: 0\nsingle: 0\nconsume: 0\nplaylist: 7\n"
-    "playlistlength: 2\nstate: play\nsong: 0\nsongid: 1\nelapsed: 3.5\n";
+std::string PlayingStatus(int volume) {
+    return "volume: " + std::to_string(volume) +
+           "\nrepeat: 0\nrandom: 0\nsingle: 0\nconsume: 0\nplaylist: 7\n"
+           "playlistlength: 2\nstate: play\nsong: 0\nsongid: 1\nelapsed: 3.5\n";
+}
 constexpr const char* kSong = "file: a/b.flac\nTitle: Night Drive\nArtist: Mira Solen\nTime: 30\n";
 
 MpdOptions Options(unsigned port) {
@@ -140,12 +180,12 @@ MpdOptions Options(unsigned port) {
     return options;
 }
 
-// The usual answers of a healthy MPD.
-std::string Healthy(const std::vector<std::string>& lines) {
+// The usual answers of a healthy MPD, playing at `volume`.
+std::string Healthy(const std::vector<std::string>& lines, int volume = 40) {
     std::string reply;
     for (const std::string& line : lines) {
         if (line == "status") {
-            reply += kPlayingStatus;
+            reply += PlayingStatus(volume);
         } else if (line == "currentsong") {
             reply += kSong;
         } else if (line.rfind("sticker get", 0) == 0) {
@@ -252,6 +292,135 @@ TEST(MpdBackendTest, ACutAnswerShowsThePlayerStopped) {
                              "CurrentMediaChangedEvent", "VolumeChangedEvent"}) {
         EXPECT_NE(std::find(names.begin(), names.end(), name), names.end()) << name;
     }
+}
+
+// What the backend posts to the server loop, run when the test says, as
+// the loop would run it.
+class PostedTasks {
+public:
+    PlayerBackend::LoopPost Post() {
+        return [shared = shared_](PlayerBackend::Task task) {
+            std::lock_guard lock(shared->mutex);
+            shared->tasks.push_back(std::move(task));
+        };
+    }
+    bool Any() {
+        std::lock_guard lock(shared_->mutex);
+        return !shared_->tasks.empty();
+    }
+    void Run(PlayerBackend& player, Events& events) {
+        std::vector<PlayerBackend::Task> tasks;
+        {
+            std::lock_guard lock(shared_->mutex);
+            tasks.swap(shared_->tasks);
+        }
+        for (auto& task : tasks) {
+            task(player, events);
+        }
+    }
+
+private:
+    struct Shared {
+        std::mutex mutex;
+        std::vector<PlayerBackend::Task> tasks;
+    };
+    std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
+};
+
+std::vector<std::int32_t> Volumes(const Events& events) {
+    std::vector<std::int32_t> volumes;
+    for (const auto& event : events) {
+        if (const auto* changed = As<VolumeChangedEvent>(*event)) {
+            volumes.push_back(changed->volume);
+        }
+    }
+    return volumes;
+}
+
+// Waits until MPD has said something on the idle connection, and reads it
+// as the loop would.
+bool ReadIdle(MpdBackend& backend, Events& events) {
+    const PlayerBackend::LoopWatch watch = backend.Watched();
+    pollfd polled{watch.fd, POLLIN, 0};
+    if (watch.fd < 0 || ::poll(&polled, 1, 5000) <= 0) {
+        return false;
+    }
+    backend.OnWatched(events);
+    return true;
+}
+
+// A backend started as the server starts it, with its idle connection held
+// in "idle".
+void StartConnected(MpdBackend& backend, PostedTasks& loop, FakeMpd& mpd) {
+    backend.Start(loop.Post());
+    Events events;
+    ASSERT_TRUE(testing::WaitUntil([&] { return loop.Any(); }));
+    loop.Run(backend, events);
+    ASSERT_GE(backend.Watched().fd, 0);
+    ASSERT_TRUE(testing::WaitUntil([&] {
+        const auto received = mpd.Received();
+        return std::any_of(received.begin(), received.end(),
+                           [](const std::string& line) { return line.starts_with("idle"); });
+    }));
+}
+
+// Another program turns the volume up while a client reads a page of the
+// queue: the page reads MPD's status too, and the change is still told.
+TEST(MpdBackendTest, AChangeSeenWhileAQueuePageIsReadIsToldOnce) {
+    std::atomic<int> volume{40};
+    FakeMpd mpd(kGreeting,
+                [&](const std::vector<std::string>& lines) { return Healthy(lines, volume); });
+    MpdBackend backend(Options(mpd.Port()));
+    PostedTasks loop;
+    StartConnected(backend, loop, mpd);
+    ASSERT_EQ(backend.Status().volume, 40);
+
+    volume = 60;
+    mpd.Announce("mixer");
+    Events events;
+    ASSERT_TRUE(ReadIdle(backend, events));  // the change; the status is asked for
+    ListPage page;
+    EXPECT_EQ(backend.QueuePage(0, -1, &page), kSuccess);
+    EXPECT_EQ(page.total, 2u);
+    ASSERT_TRUE(ReadIdle(backend, events));  // the status
+    backend.Tick(events);
+    EXPECT_EQ(Volumes(events), std::vector<std::int32_t>{60});
+    EXPECT_EQ(backend.Status().volume, 60);
+    backend.Stop();
+}
+
+// The client's volume: one command list with the status, and for MPD's
+// notice of it the status and the next idle in one write. Nothing is told
+// twice.
+TEST(MpdBackendTest, AVolumeChangeCostsOneCommandListAndOneStatusBeforeTheNextIdle) {
+    std::atomic<int> volume{40};
+    FakeMpd mpd(kGreeting, [&](const std::vector<std::string>& lines) {
+        if (lines.size() > 1 && lines[0].rfind("setvol ", 0) == 0) {
+            volume = std::stoi(lines[0].substr(lines[0].find_first_of("0123456789")));
+        }
+        return Healthy(lines, volume);
+    });
+    MpdBackend backend(Options(mpd.Port()));
+    PostedTasks loop;
+    StartConnected(backend, loop, mpd);
+    const std::size_t before = mpd.Received().size();
+
+    Events events;
+    EXPECT_EQ(backend.SetVolume(30, events), kSuccess);
+    mpd.Announce("mixer");
+    ASSERT_TRUE(ReadIdle(backend, events));
+    ASSERT_TRUE(ReadIdle(backend, events));
+    EXPECT_EQ(Volumes(events), std::vector<std::int32_t>{30});
+    // (The idle comes after the status MPD has answered.)
+    EXPECT_TRUE(testing::WaitUntil([&] { return mpd.Received().size() >= before + 6; }));
+    std::vector<std::string> commands;
+    const auto received = mpd.Received();
+    for (std::size_t i = before; i < received.size(); ++i) {
+        commands.push_back(received[i].substr(0, received[i].find(' ')));
+    }
+    EXPECT_EQ(commands, (std::vector<std::string>{"command_list_ok_begin", "setvol", "status",
+                                                  "command_list_end", "status", "idle"}));
+    backend.Stop();
 }
 
 // A worker reading a large cover holds only the pictures' connection: the

@@ -382,13 +382,17 @@ TEST_F(MprisScriptedPlayerTest, APlayerLeavingMidCallIsAFailureAndComingBackIsFo
     player_->SetPlayer(Q("PlaybackStatus"), Q("Playing"));
     ASSERT_TRUE(Eventually([&] { return Status().playingState == PlayingState::Playing; }));
     EXPECT_EQ(backend_->Transport(TransportCommand::Play, none_), kPlayerFailed);
+    std::vector<Speaker> speakers;
+    backend_->Speakers(&speakers);
+    ASSERT_EQ(speakers.size(), 1u);
+    const std::string left = speakers[0].id;
     OnPlayerThread([this] { player_->Leave(); });
     ASSERT_TRUE(Eventually([&] { return Status().playingState == PlayingState::Stopped; }));
     EXPECT_FALSE(Status().current);
     EXPECT_EQ(backend_->Transport(TransportCommand::Play, none_), kPlayerFailed);
-    std::vector<Speaker> speakers;
     backend_->Speakers(&speakers);
     EXPECT_TRUE(speakers.empty());
+    EXPECT_EQ(backend_->SelectSpeaker(left, none_), kNotFound);
 
     // Back on the bus (under another unique name), it is followed again.
     OnPlayerThread([this] { player_->Come(); });
@@ -397,7 +401,8 @@ TEST_F(MprisScriptedPlayerTest, APlayerLeavingMidCallIsAFailureAndComingBackIsFo
     player_->SetPlayer(Q("PlaybackStatus"), Q("Paused"));
     EXPECT_TRUE(Eventually([&] { return Status().playingState == PlayingState::Paused; }));
     backend_->Speakers(&speakers);
-    EXPECT_EQ(speakers.size(), 1u);
+    ASSERT_EQ(speakers.size(), 1u);
+    EXPECT_EQ(backend_->SelectSpeaker(speakers[0].id, none_), kSuccess);
     // The call the old one never answered does not hold back the new one.
     EXPECT_EQ(backend_->Transport(TransportCommand::Next, none_), kSuccess);
 }
