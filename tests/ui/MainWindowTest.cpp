@@ -166,10 +166,19 @@ TEST_F(GuiTest, LosingTheServerShowsReconnectingUntilItReturns) {
     });
     StartWindow();
     ASSERT_TRUE(OnMainWithSong());
+    ASSERT_TRUE(Pump([&] { return frame_->Player().volume >= 0; }));
+    // The volume bar is held as the server goes, and let go after: it shows
+    // the volume the player last told, not where the stylus let go.
+    const QRect held = frame_->View().ComponentRect("volumebar.back");
+    Mouse(QEvent::MouseButtonPress, QPoint(held.left() + 2, held.center().y()), Qt::LeftButton);
+    Mouse(QEvent::MouseMove, QPoint(held.right() - 2, held.center().y()), Qt::LeftButton);
 
     serverOptions_.mediaPort = (*server_)->MediaPort();
     server_->Stop();
     EXPECT_TRUE(Pump([&] { return frame_->View().Content().songTitle == "Reconnecting..."; }));
+    Mouse(QEvent::MouseButtonRelease, QPoint(held.right() - 2, held.center().y()), Qt::NoButton);
+    EXPECT_EQ(frame_->View().Content().volumePixels,
+              VolumeToPixels(frame_->Player().volume, frame_->View().VolumeWidth()));
     // The window goes on working meanwhile: a button press returns at once.
     Click("next");
     EXPECT_EQ(frame_->Screen(), "main");

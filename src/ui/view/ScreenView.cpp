@@ -93,6 +93,16 @@ void ScreenView::Rebuild() {
     }
 }
 
+void ScreenView::CancelDrag() {
+    if (dragBar_ == nullptr) {
+        return;
+    }
+    const SkinComponent* bar = dragBar_;
+    dragBar_ = nullptr;
+    input_.OnBarDragCancelled(dragName_);
+    RedrawRegion(ToQRect(bar->norm.destination));
+}
+
 void ScreenView::RedrawAll() {
     buffer_ = base_.copy();
     if (!buffer_.isNull()) {

@@ -95,6 +95,9 @@ public:
     // Draws everything again: after the skin, the size or the screen
     // changed.
     void Rebuild();
+    // Ends a drag under way without sending it (the session went, say): the
+    // window puts the bar back to what the player last said.
+    void CancelDrag();
     // A message instead of any screen (landscape); empty for none.
     void SetLandscapeMessage(const QString& message);
     bool Landscape() const { return !landscape_.isEmpty(); }

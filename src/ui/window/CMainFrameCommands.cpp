@@ -156,6 +156,11 @@ void CMainFrame::OnFrameEvent(const FrameEvent& event) {
             connect_->SetReady(!AttemptRunning());
             menu_->Rebuild();
             player_->FollowSession();
+            if (!Connected()) {
+                // A bar held as the session went would be let go onto a
+                // player that cannot hear it.
+                view_->CancelDrag();
+            }
             break;
         case FrameMessage::Quit:
             Exit();
