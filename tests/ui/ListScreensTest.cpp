@@ -10,8 +10,8 @@
 #include <QMenu>
 #include <QTimer>
 #include <atomic>
-#include <cstdlib>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 
 #include "media/MediaPages.h"
