@@ -171,18 +171,17 @@ void NameTheProgram() {
 // no window: without a display the window's application would end the
 // program before they were printed.
 bool AsksHelpOrVersion(int argc, char** argv) {
-    for (int i = 1; i < argc; ++i) {
-        const std::string_view argument = argv[i];
-        if (argument == "--") {
-            return false;
-        }
-        for (const char* option : {"-h", "-?", "--help", "--help-all", "-v", "--version"}) {
-            if (argument == option) {
-                return true;
-            }
-        }
+    QStringList words;
+    for (int i = 0; i < argc; ++i) {
+        words << QString::fromLocal8Bit(argv[i]);
     }
-    return false;
+    // Read as the full parse will, compacted short options ("-hv") included;
+    // options this parser does not know are left to that parse.
+    QCommandLineParser parser;
+    const QCommandLineOption help = parser.addHelpOption();
+    const QCommandLineOption version = parser.addVersionOption();
+    static_cast<void>(parser.parse(words));
+    return parser.isSet(help) || parser.isSet(version);
 }
 
 // Milliseconds on the monotonic clock, which a program that starts this

@@ -113,7 +113,7 @@ TEST_F(VantorWindowTest, HelpAndVersionAnswerWithoutADisplay) {
     unsetenv("WAYLAND_DISPLAY");
     for (const auto& [option, answer] :
          {std::pair{"--help", "--geometry <WxH>"}, std::pair{"-h", "--config <FILE>"},
-          std::pair{"--version", "vantor "}}) {
+          std::pair{"-hv", "vantor "}, std::pair{"--version", "vantor "}}) {
         Process run({VANTOR_PATH, option});
         EXPECT_EQ(run.Wait(10s), 0) << option << "\n" << run.Output();
         EXPECT_NE(run.Output().find(answer), std::string::npos) << option << "\n" << run.Output();

@@ -372,8 +372,10 @@ void ScreenView::DrawAlbumArt(const QRect& box) {
     QPainter painter(&buffer_);
     painter.fillRect(box,
                      window && window->backColor ? window->backColor->ToQColor() : background_);
-    const QSize fitted = content_.albumArt.size().scaled(box.size(), Qt::KeepAspectRatio);
-    if (scaledArt_.isNull() || scaledArt_.size() != fitted) {
+    // Kept by the box it was made for: a picture a pixel thin scales to a
+    // size Qt rounds, which would never match its own fitted size.
+    if (scaledArt_.isNull() || scaledFor_ != box.size()) {
+        scaledFor_ = box.size();
         scaledArt_ = content_.albumArt.size() == box.size()
                          ? content_.albumArt
                          : content_.albumArt.scaled(box.size(), Qt::KeepAspectRatio,

@@ -148,6 +148,7 @@ public:
 protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    void EndLostGesture();
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
@@ -241,6 +242,7 @@ private:
     // The album art as drawn: scaled once per picture and box size, not on
     // every redraw of the box.
     QImage scaledArt_;
+    QSize scaledFor_;  // the box scaledArt_ was made for
 
     std::int32_t positionWidth_ = 0;    // of the "positionbar" fill
     std::int32_t nowPlayingWidth_ = 0;  // of the "positionbar.nowplaying" fill

@@ -129,8 +129,20 @@ bool ScreenView::InNowPlayingArea(const QPoint& point) const {
     return false;
 }
 
+// A box that opens while the stylus is down takes its release, so the view
+// may see the pointer move, or press again, with a drag or a push still
+// open: that gesture has ended, unsent.
+void ScreenView::EndLostGesture() {
+    CancelDrag();
+    if (held_ != nullptr) {
+        held_ = nullptr;
+        SetHot(nullptr, false);
+    }
+}
+
 void ScreenView::mousePressEvent(QMouseEvent* event) {
     tapPending_ = false;
+    EndLostGesture();
     if (event->button() != Qt::LeftButton || Landscape()) {
         return;
     }
@@ -157,6 +169,9 @@ void ScreenView::mousePressEvent(QMouseEvent* event) {
 
 void ScreenView::mouseMoveEvent(QMouseEvent* event) {
     const QPoint point = event->position().toPoint();
+    if (!(event->buttons() & Qt::LeftButton)) {
+        EndLostGesture();
+    }
     if (dragBar_ != nullptr) {
         std::int32_t extent = 0;
         const std::int32_t value = BarValue(*dragBar_, point.x(), point.y(), &extent);
