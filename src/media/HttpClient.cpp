@@ -1,5 +1,9 @@
 #include "media/HttpClient.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -250,6 +254,7 @@ struct SaveTransfer {
     const std::string* path = nullptr;
     const DownloadProgress* progress = nullptr;
     std::FILE* file = nullptr;
+    const HttpOptions* options = nullptr;
     bool* created = nullptr;
     bool failed = false;
     std::uint64_t received = 0;
@@ -264,9 +269,20 @@ struct SaveTransfer {
 std::size_t OnSaveHeader(char*, std::size_t size, std::size_t count, void* context) {
     auto* transfer = static_cast<SaveTransfer*>(context);
     if (transfer->file == nullptr && !transfer->failed) {
-        transfer->file = std::fopen(transfer->path->c_str(), "wb");
+        // Made new, or a file that was there already: only the first is the
+        // caller's to call its own later.
+        const char* path = transfer->path->c_str();
+        int fd = ::open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+        const bool made = fd >= 0;
+        if (fd < 0 && errno == EEXIST) {
+            fd = ::open(path, O_WRONLY | O_TRUNC | O_CLOEXEC);
+        }
+        transfer->file = fd >= 0 ? ::fdopen(fd, "wb") : nullptr;
+        if (transfer->file == nullptr && fd >= 0) {
+            ::close(fd);
+        }
         transfer->failed = transfer->file == nullptr;
-        if (transfer->file != nullptr && transfer->created != nullptr) {
+        if (transfer->file != nullptr && made && transfer->created != nullptr) {
             *transfer->created = true;
         }
     }
@@ -279,7 +295,8 @@ std::size_t OnSaveData(char* data, std::size_t size, std::size_t count, void* co
         return 0;
     }
     const std::size_t length = size * count;
-    if (std::fwrite(data, 1, length, transfer->file) != length) {
+    if (transfer->received + length > transfer->options->maxBodyBytes ||
+        std::fwrite(data, 1, length, transfer->file) != length) {
         transfer->failed = true;
         return 0;
     }
@@ -382,6 +399,7 @@ int HttpSaveToFile(const std::string& url, const std::string& path,
     transfer.curl = &curl;
     transfer.path = &path;
     transfer.progress = &progress;
+    transfer.options = &options;
     transfer.created = created;
     curl.Set(CURLOPT_HEADERFUNCTION, OnSaveHeader);
     curl.Set(CURLOPT_HEADERDATA, &transfer);

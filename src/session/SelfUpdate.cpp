@@ -6,10 +6,12 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <vector>
 
+#include "core/Logger.h"
 #include "core/Text.h"
 #include "media/HttpClient.h"
 
@@ -85,9 +87,11 @@ SelfUpdate::SelfUpdate(UpdateUi& ui, Launcher& launcher, std::function<std::stri
 
 namespace {
 
-// A name of a file of its own in the install folder.
+// A name of a file of its own in the install folder; the list of this
+// client's downloads is never one a server may name.
 bool IsFileName(const std::string& name) {
-    return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
+    return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos &&
+           name != SelfUpdate::kDownloadedList;
 }
 
 }  // namespace
@@ -100,16 +104,20 @@ std::string SelfUpdate::LocalPath(const std::string& url) const {
     return installDir_ + url.substr(slash + 1);
 }
 
-void SelfUpdate::RememberDownload(const std::string& name) const {
-    const std::string list = installDir_ + kDownloadedList;
-    std::ifstream in(list);
+bool SelfUpdate::IsOwnDownload(const std::string& name) const {
+    std::ifstream in(installDir_ + kDownloadedList);
     for (std::string line; std::getline(in, line);) {
         if (line == name) {
-            return;
+            return true;
         }
     }
-    in.close();
-    std::ofstream(list, std::ios::app) << name << '\n';
+    return false;
+}
+
+void SelfUpdate::RememberDownload(const std::string& name) const {
+    if (!IsOwnDownload(name)) {
+        std::ofstream(installDir_ + kDownloadedList, std::ios::app) << name << '\n';
+    }
 }
 
 void SelfUpdate::DeleteDownloads() const {
@@ -212,11 +220,20 @@ bool SelfUpdate::Download(const std::string& url, const std::string& localPath) 
             ui_.ShowInTitle(Format(kDownloadingPercentText, percent));
         }
     };
+    // A file in the install folder that this client did not download is the
+    // installation's or the user's: a server's name never replaces it.
+    const bool inFolder = localPath.rfind(installDir_, 0) == 0;
+    if (inFolder && std::filesystem::exists(localPath) &&
+        !IsOwnDownload(localPath.substr(installDir_.size()))) {
+        Log(kLogError, "The offered update would replace %s, which this client did not download",
+            localPath.c_str());
+        return false;
+    }
     HttpOptions options;
     options.abort = abort_;
     bool created = false;
     const int result = HttpSaveToFile(full, localPath, progress, options, &created);
-    if (created && localPath.rfind(installDir_, 0) == 0) {
+    if (created && inFolder) {
         RememberDownload(localPath.substr(installDir_.size()));
     }
     return result == 0;

@@ -117,7 +117,8 @@ public:
 
 private:
     void Show(const std::string& text);
-    // Adds the file's name to the downloaded list.
+    // Whether the downloaded list names the file; adds it there.
+    bool IsOwnDownload(const std::string& name) const;
     void RememberDownload(const std::string& name) const;
     // Deletes every installer on the downloaded list, and the list.
     void DeleteDownloads() const;

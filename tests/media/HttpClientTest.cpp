@@ -218,6 +218,21 @@ TEST(HttpDownloadTest, AHugeBodyOrAFailedWriteIsNoDownload) {
     }
 }
 
+// The update's download takes the same size limit as every other fetch: a
+// server that sends without end fills the disk otherwise.
+TEST(HttpSaveTest, AHugeUpdateIsNoDownload) {
+    const std::string huge(300 * 1024, 'q');
+    ScriptedHttp untold([&](const std::string&) {
+        return ScriptedReply{"HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n" + huge, 0ms, true};
+    });
+    HttpOptions options;
+    options.maxBodyBytes = 100 * 1024;
+    const std::string file = Temporary("huge-update.bin");
+    EXPECT_EQ(HttpSaveToFile(untold.Url("/x.deb"), file, nullptr, options), -1);
+    EXPECT_LE(std::filesystem::file_size(file), 100u * 1024);
+    std::filesystem::remove(file);
+}
+
 TEST(HttpSaveTest, TheUpdateDownloadFailsOnAShortReadAndReportsProgress) {
     const std::string file = Temporary("update.bin");
     std::vector<std::pair<std::uint64_t, std::int64_t>> progress;

@@ -209,11 +209,19 @@ TEST_F(SelfUpdateTest, NothingNewerDeletesOnlyAnInstallerThisClientDownloaded) {
     EXPECT_TRUE(std::filesystem::exists(settings));
     EXPECT_TRUE(std::filesystem::exists(Installed()));
 
-    // One it downloaded and could not verify stays until a later check,
-    // of this run or the next, finds nothing newer.
+    // Nor is it replaced by a download of that name.
     GetClientVersionResponse wrong = offer_;
     wrong.checksum = std::string(32, '0');
     EXPECT_FALSE(Update().Run(wrong));
+    std::ifstream kept(Installed());
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(kept), {}), "not downloaded");
+
+    // One it downloaded and could not verify stays until a later check,
+    // of this run or the next, finds nothing newer.
+    std::filesystem::remove(Installed());
+    EXPECT_FALSE(Update().Run(wrong));
+    ASSERT_TRUE(std::filesystem::exists(Installed()));
+    EXPECT_FALSE(Update().Run(wrong)) << "its own download is fetched again";
     ASSERT_TRUE(std::filesystem::exists(Installed()));
     same.url = "no-slash";
     EXPECT_FALSE(Update().Run(same));
@@ -267,6 +275,35 @@ TEST_F(SelfUpdateTest, ADownloadWithoutALengthShowsNoPercentage) {
     EXPECT_FALSE(SelfUpdate::Verify(Installed() + ".missing", offer_.checksum));
     EXPECT_FALSE(update.RunUpdate("", "", offer_.checksum));
     EXPECT_FALSE(update.RunUpdate("nowhere", "", offer_.checksum));
+}
+
+// An offered URL whose name is a file the install folder already holds:
+// the download replaces it, and the clean-up then counts it as an installer
+// of its own and deletes it. An offered URL naming the download list itself
+// lets the server write the names the clean-up deletes.
+TEST_F(SelfUpdateTest, TheCleanUpNeverDeletesAFileTheClientFoundOrAServerNamed) {
+    const std::filesystem::path install = folder_ / "install";
+    std::ofstream(install / "settings.reg") << "keep";
+    std::ofstream(install / "victim.txt") << "keep";
+    ScriptedHttp hostile([](const std::string& head) {
+        const std::string body =
+            head.find(SelfUpdate::kDownloadedList) != std::string::npos ? "victim.txt\n" : "x";
+        return ScriptedReply{"HTTP/1.1 200 OK\r\nConnection: close\r\nContent-Length: " +
+                             std::to_string(body.size()) + "\r\n\r\n" + body};
+    });
+    GetClientVersionResponse same = offer_;
+    same.version = "1.5.0.1";
+    for (const char* name : {"settings.reg", SelfUpdate::kDownloadedList}) {
+        GetClientVersionResponse newer = offer_;
+        newer.url = hostile.Url(std::string("/x/") + name);
+        newer.checksum = std::string(32, '0');  // never verifies: nothing is opened
+        EXPECT_FALSE(Update().Run(newer)) << name;
+        EXPECT_FALSE(Update().Run(same)) << name;  // the clean-up
+    }
+    EXPECT_TRUE(std::filesystem::exists(install / "settings.reg"))
+        << "a file the client found there is not its download";
+    EXPECT_TRUE(std::filesystem::exists(install / "victim.txt"))
+        << "the list names only what the client downloaded";
 }
 
 }  // namespace
