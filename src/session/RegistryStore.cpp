@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <string_view>
 
 #include "core/Logger.h"
 #include "core/Text.h"
@@ -151,7 +152,11 @@ int RegistryStore::Load() {
 // Reads line by line: a line that cannot be read is set aside, and the
 // values below a key line that cannot be read belong to no key.
 void RegistryStore::Parse(const std::string& content) {
-    std::istringstream lines(content);
+    // An editor may begin the file with a UTF-8 byte order mark.
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    std::istringstream lines(std::string_view(content).starts_with(kByteOrderMark)
+                                 ? content.substr(kByteOrderMark.size())
+                                 : content);
     std::string raw;
     std::map<std::string, Value>* key = nullptr;
     const std::string rootPrefix = std::string(kRoot) + "\\";

@@ -142,6 +142,17 @@ TEST_F(RegistryStoreTest, ADamagedLineCostsOnlyThatLine) {
     EXPECT_EQ(Read(path_ + ".corrupt.2"), "second damage\n" + header + good);
 }
 
+// A file saved again by an editor that starts it with a byte order mark
+// (as many do for UTF-8) is still the settings, key line first.
+TEST_F(RegistryStoreTest, AByteOrderMarkCostsNoSetting) {
+    std::filesystem::create_directories(std::filesystem::path(path_).parent_path());
+    Write(path_,
+          "\xEF\xBB\xBF[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane\\Vantor]\n\"Server1\"=\"den\"\n");
+    RegistryStore store(path_);
+    EXPECT_EQ(store.Load(), 0);
+    EXPECT_EQ(store.QueryString(kKey, "Server1", 200), "den");
+}
+
 // A settings file kept elsewhere and linked to stays linked.
 TEST_F(RegistryStoreTest, SavingThroughALinkKeepsTheLink) {
     const std::filesystem::path real = folder_ / "dotfiles" / "vantor.reg";
