@@ -56,6 +56,8 @@ void AlbumArtDownloader::GiveUp() {
 }
 
 void AlbumArtDownloader::Fetch(const std::string& host, const std::string& artPath, Done done) {
+    // Whatever this song has, the last song's picture is no longer wanted.
+    GiveUp();
     if (artPath.empty()) {
         done(false, file_);
         return;
@@ -64,7 +66,6 @@ void AlbumArtDownloader::Fetch(const std::string& host, const std::string& artPa
     if (url.find('.') == std::string::npos) {
         return;
     }
-    GiveUp();
     abort_ = std::make_shared<std::atomic<bool>>(false);
     const std::string part = Format("%s.part%u", file_.c_str(), ++downloads_);
     thread_ = std::make_unique<NamedThread>();

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -102,6 +103,46 @@ TEST(AlbumArtTest, ASongChangeNeverWaitsForTheNetwork) {
     in >> content;
     EXPECT_EQ(content, "http://127.0.0.1:3569/art/2.jpg");
     EXPECT_EQ(limit, AlbumArtDownloader::kMaxArtBytes) << "a cover has a size limit";
+    std::filesystem::remove(file);
+}
+
+// A song without art (or with an art path that is no URL) after one whose
+// picture is still on its way: that download is no longer wanted either, so
+// it neither reports nor puts the last song's picture in the art file.
+TEST(AlbumArtTest, ASongWithoutArtGivesUpTheDownloadUnderWay) {
+    const std::string file = (std::filesystem::path(::testing::TempDir()) /
+                              ("albumart-noart-" + std::to_string(::getpid()) + ".jpg"))
+                                 .string();
+    for (const char* next : {"", "/noart"}) {
+        std::filesystem::remove(file);
+        Event release;
+        Event transferred;
+        std::vector<std::string> reported;
+        std::mutex mutex;
+        {
+            AlbumArtDownloader art(
+                file, 3569, [&](const std::string&, const std::string& part, const HttpOptions&) {
+                    release.WaitFor(5000ms);
+                    std::ofstream(part) << "old";
+                    transferred.Set();
+                    return 0;
+                });
+            const auto record = [&](bool ok, const std::string&) {
+                std::lock_guard lock(mutex);
+                reported.push_back(ok ? "picture" : "none");
+            };
+            art.Fetch("localhost", "/art/1.jpg", record);
+            art.Fetch("localhost", next, record);
+            release.Set();
+            ASSERT_TRUE(transferred.WaitFor(5000ms));
+            std::this_thread::sleep_for(100ms);  // lets a late report through, if any
+        }
+        std::lock_guard lock(mutex);
+        EXPECT_EQ(std::count(reported.begin(), reported.end(), "picture"), 0)
+            << "after \"" << next << "\"";
+        EXPECT_FALSE(std::filesystem::exists(file))
+            << "after \"" << next << "\": the last song's picture is in the art file";
+    }
     std::filesystem::remove(file);
 }
 
