@@ -217,6 +217,11 @@ bool LibraryBrowser::Open(int row) {
         return false;
     }
     const std::string path = LibraryItemPath(*item, path_, searchMode_);
+    if (searchWanted_ && !searchMode_ && !history_.empty()) {
+        // The search left before its results came was never shown: its
+        // step back (to this very folder) goes with it.
+        history_.pop_back();
+    }
     PushHistory();
     path_ = path;
     searchMode_ = false;

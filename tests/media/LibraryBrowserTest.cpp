@@ -290,6 +290,25 @@ TEST_F(LibraryBrowserTest, SearchesAndFoldersDoNotOvertakeEachOther) {
     EXPECT_EQ(browser_.HistoryDepth(), 1u);
 }
 
+// A search typed and left for a folder before its results came was never
+// shown: it leaves no step of its own in the way back.
+TEST_F(LibraryBrowserTest, ASearchLeftBeforeItsResultsLeavesNoStepBack) {
+    browser_.Show();
+    fetcher_.Deliver();
+    ASSERT_TRUE(browser_.Open(RowOf("Music")));
+    fetcher_.Deliver();
+    browser_.SearchTextChanged("elec");  // on its way
+    ASSERT_TRUE(browser_.Open(RowOf("Songs")));
+    fetcher_.Deliver();
+    EXPECT_FALSE(browser_.SearchMode());
+    ASSERT_TRUE(browser_.Back());
+    fetcher_.Deliver();
+    EXPECT_EQ(browser_.CurrentPath(), "/Music");
+    ASSERT_TRUE(browser_.Back());
+    fetcher_.Deliver();
+    EXPECT_EQ(browser_.CurrentPath(), "/") << "a second Back stayed in /Music";
+}
+
 TEST_F(LibraryBrowserTest, EmptyAndPlaceholderTextsDoNotSearch) {
     browser_.Show();
     fetcher_.Deliver();
