@@ -4,10 +4,13 @@
 #include <sys/socket.h>
 
 #include <condition_variable>
+#include <cstddef>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 namespace vantor {
 
@@ -32,7 +35,7 @@ std::vector<sockaddr_in> Resolve(const std::string& host, std::uint16_t port, in
     return addresses;
 }
 
-// What a lookup thread shares with the caller that started it; whichever
+// What a lookup thread shares with the callers waiting for it; whichever
 // lets go last frees it.
 struct Lookup {
     std::mutex mutex;  // guards done and addresses
@@ -40,6 +43,55 @@ struct Lookup {
     bool done = false;
     std::vector<sockaddr_in> addresses;
 };
+
+// Names looked up at most this many at a time: while a name server is away
+// each lookup holds a thread for as long as the resolver keeps retrying.
+constexpr std::size_t kMaxPendingLookups = 4;
+
+// The lookups under way, one per name and port, so that a caller trying
+// again while the last lookup is still stuck waits for that one instead of
+// starting another. Never freed: lookup threads may outlive main().
+struct Pending {
+    std::mutex mutex;  // guards lookups; taken before a Lookup's mutex
+    std::map<std::pair<std::string, std::uint16_t>, std::shared_ptr<Lookup>> lookups;
+};
+
+Pending& PendingLookups() {
+    static auto* pending = new Pending;
+    return *pending;
+}
+
+// The lookup under way for `host` and `port`, started on a thread of its own
+// when there is none; null when too many are under way or no thread starts.
+std::shared_ptr<Lookup> JoinOrStart(const std::string& host, std::uint16_t port,
+                                    const HostLookupFunction& lookup) {
+    Pending& pending = PendingLookups();
+    const auto key = std::make_pair(host, port);
+    std::lock_guard lock(pending.mutex);
+    if (auto found = pending.lookups.find(key); found != pending.lookups.end()) {
+        return found->second;
+    }
+    if (pending.lookups.size() >= kMaxPendingLookups) {
+        return nullptr;
+    }
+    auto shared = std::make_shared<Lookup>();
+    try {
+        std::thread([shared, key, lookup] {
+            std::vector<sockaddr_in> found = lookup(key.first, key.second);
+            Pending& all = PendingLookups();
+            std::lock_guard allLock(all.mutex);
+            all.lookups.erase(key);
+            std::lock_guard resultLock(shared->mutex);
+            shared->addresses = std::move(found);
+            shared->done = true;
+            shared->finished.notify_all();
+        }).detach();
+    } catch (const std::system_error&) {
+        return nullptr;
+    }
+    pending.lookups.emplace(key, shared);
+    return shared;
+}
 
 }  // namespace
 
@@ -56,16 +108,8 @@ int LookUpHost(const std::string& host, std::uint16_t port, std::chrono::millise
     if (!addresses->empty()) {
         return 0;
     }
-    auto shared = std::make_shared<Lookup>();
-    try {
-        std::thread([shared, host, port, lookup] {
-            std::vector<sockaddr_in> found = lookup(host, port);
-            std::lock_guard lock(shared->mutex);
-            shared->addresses = std::move(found);
-            shared->done = true;
-            shared->finished.notify_all();
-        }).detach();
-    } catch (const std::system_error&) {
+    const std::shared_ptr<Lookup> shared = JoinOrStart(host, port, lookup);
+    if (shared == nullptr) {
         return -1;
     }
     const auto deadline = std::chrono::steady_clock::now() + timeout;
@@ -76,7 +120,7 @@ int LookUpHost(const std::string& host, std::uint16_t port, std::chrono::millise
         }
         shared->finished.wait_for(lock, std::chrono::milliseconds(50));
     }
-    *addresses = std::move(shared->addresses);
+    *addresses = shared->addresses;  // others may be waiting for the same lookup
     return addresses->empty() ? -1 : 0;
 }
 

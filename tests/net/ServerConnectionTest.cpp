@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <mutex>
 #include <thread>
 
@@ -214,6 +215,39 @@ TEST(HostLookupTest, NamesAreLookedUpSoThatTheCallerCanGiveUp) {
     EXPECT_FALSE(finished->IsSet()) << "the caller did not wait for the lookup";
     release->Set();
     EXPECT_TRUE(finished->WaitFor(5s));
+}
+
+// A name server that never answers while the flow keeps trying (one attempt
+// every connect time-out): the lookups given up must not pile up, one
+// thread each, for as long as the name server is away.
+TEST(HostLookupTest, LookupsGivenUpDoNotPileUp) {
+    const auto threads = [] {
+        int count = 0;
+        for ([[maybe_unused]] const auto& entry :
+             std::filesystem::directory_iterator("/proc/self/task")) {
+            ++count;
+        }
+        return count;
+    };
+    auto release = std::make_shared<Event>();
+    auto left = std::make_shared<std::atomic<int>>(0);
+    const auto stuck = [release, left](const std::string&, std::uint16_t) {
+        ++*left;
+        release->Wait();
+        --*left;
+        return std::vector<sockaddr_in>{};
+    };
+    const int before = threads();
+    for (int attempt = 0; attempt < 40; ++attempt) {
+        std::vector<sockaddr_in> found;
+        EXPECT_EQ(LookUpHost("dead.example", 3567, 1ms, nullptr, &found, stuck), -1);
+    }
+    const int during = threads();
+    release->Set();
+    for (int i = 0; i < 500 && *left > 0; ++i) {
+        std::this_thread::sleep_for(10ms);
+    }
+    EXPECT_LE(during - before, 2) << "one stuck lookup thread per attempt";
 }
 
 }  // namespace
