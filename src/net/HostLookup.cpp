@@ -3,6 +3,7 @@
 #include <netdb.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <cstddef>
 #include <map>
@@ -118,7 +119,8 @@ int LookUpHost(const std::string& host, std::uint16_t port, std::chrono::millise
         if ((abort != nullptr && abort->load()) || std::chrono::steady_clock::now() >= deadline) {
             return -1;  // the lookup finishes on its own
         }
-        shared->finished.wait_for(lock, std::chrono::milliseconds(50));
+        shared->finished.wait_until(lock, std::min(deadline, std::chrono::steady_clock::now() +
+                                                                 std::chrono::milliseconds(50)));
     }
     *addresses = shared->addresses;  // others may be waiting for the same lookup
     return addresses->empty() ? -1 : 0;

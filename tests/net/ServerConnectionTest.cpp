@@ -243,11 +243,20 @@ TEST(HostLookupTest, LookupsGivenUpDoNotPileUp) {
         EXPECT_EQ(LookUpHost("dead.example", 3567, 1ms, nullptr, &found, stuck), -1);
     }
     const int during = threads();
+    // Nor while the user tries one name after another.
+    for (int name = 0; name < 40; ++name) {
+        std::vector<sockaddr_in> found;
+        EXPECT_EQ(LookUpHost("dead" + std::to_string(name) + ".example", 3567, 1ms, nullptr, &found,
+                             stuck),
+                  -1);
+    }
+    const int manyNames = threads();
     release->Set();
     for (int i = 0; i < 500 && *left > 0; ++i) {
         std::this_thread::sleep_for(10ms);
     }
     EXPECT_LE(during - before, 2) << "one stuck lookup thread per attempt";
+    EXPECT_LE(manyNames - before, 6) << "one stuck lookup thread per name";
 }
 
 }  // namespace
