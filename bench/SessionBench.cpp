@@ -5,6 +5,7 @@
 #include <benchmark/benchmark.h>
 
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -128,8 +129,8 @@ void BM_EventsApplied(benchmark::State& state) {
         return;
     }
     ConnectionManager manager(std::make_shared<FixedAddress>());
-    PositionCounter counter;
-    manager.SetListener(&counter);
+    auto counter = std::make_shared<PositionCounter>();
+    manager.SetListener(counter);
     if (!manager.ConnectToHost("127.0.0.1", server.Port())) {
         state.SkipWithError("cannot connect");
         return;
@@ -140,7 +141,7 @@ void BM_EventsApplied(benchmark::State& state) {
         std::this_thread::yield();
     }
     for (auto _ : state) {
-        counter.Expect(kEvents);
+        counter->Expect(kEvents);
         for (long batch = 0; batch < kEvents / 1000; ++batch) {
             server.Post([](server::PlayerBackend&, server::Events& events) {
                 for (int i = 0; i < 1000; ++i) {
@@ -150,7 +151,7 @@ void BM_EventsApplied(benchmark::State& state) {
                 }
             });
         }
-        counter.Wait();
+        counter->Wait();
     }
     state.SetItemsProcessed(state.iterations() * kEvents);
     manager.SetListener(nullptr);

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -283,8 +284,8 @@ sigset_t WatchSignals() {
 
 int Watch(Session& session, int seconds) {
     const sigset_t signals = WatchSignals();
-    Printer printer;
-    session.Manager().SetListener(&printer);
+    auto printer = std::make_shared<Printer>();
+    session.Manager().SetListener(printer);
     if (seconds > 0) {
         alarm(static_cast<unsigned>(seconds));
     }
@@ -294,7 +295,7 @@ int Watch(Session& session, int seconds) {
     sigwait(&signals, &received);
     session.Manager().SetListener(nullptr);
     session.Manager().Disconnect();
-    return printer.Lost() ? kNoServer : kOk;
+    return printer->Lost() ? kNoServer : kOk;
 }
 
 int Discover(const Options& options) {

@@ -14,12 +14,14 @@
 
 namespace vantor {
 
-class ConnectionFlow::Core : public std::enable_shared_from_this<Core> {
+class ConnectionFlow::Core final : public PlayerListener,
+                                   public std::enable_shared_from_this<Core> {
 public:
-    Core(ConnectionManager& manager, ConnectionFrame& frame,
+    Core(ConnectionManager& manager, ConnectionFrame& frame, PlayerListener* frameListener,
          std::shared_ptr<LocalAddressSource> addresses, UpdateCheck* update, FlowOptions options)
         : manager_(manager),
           frame_(frame),
+          frameListener_(frameListener),
           addresses_(std::move(addresses)),
           update_(update),
           options_(std::move(options)) {}
@@ -35,8 +37,32 @@ public:
     // neither again.
     void Close();
 
-    void OnClientVersion(const GetClientVersionResponse& response);
-    void OnChannelLost();
+    // PlayerListener, on the receiver thread: passed on to the frame's
+    // listener; the client version also runs the update check and starts
+    // the session, and a lost channel asks for a reconnection.
+    void OnCurrentMediaChanged(const CurrentMedia& media) override;
+    void OnVolumeChanged(std::int32_t volume, std::int32_t difference) override;
+    void OnShuffleChanged(bool shuffle) override;
+    void OnRepeatChanged(std::int32_t repeat) override;
+    void OnPlayingStateChanged(std::int32_t state) override;
+    void OnPlaylistPositionChanged(std::int32_t position) override;
+    void OnPlayPositionChanged(std::int32_t seconds) override;
+    void OnPlaylistChanged(const PlaylistChangedEvent& event) override;
+    void OnEqChanged(const EqSettings& eq) override;
+    void OnSpeakerListChanged(const std::vector<Speaker>& speakers) override;
+    void OnAlbumArtChanged(const AlbumArtChangedEvent& event) override;
+    void OnCapabilities() override;
+    void OnMediaLibraryChanged(const MediaLibraryChangedEvent& event) override;
+    void OnRequestFailed(std::int32_t returnCode, const Message& request) override;
+    void OnPlaylistItems(const GetPlaylistItemsResponse& page, std::int32_t start) override;
+    void OnAlbumArtUrl(const std::string& url) override;
+    void OnArtists(const BrowseArtistsResponse& artists) override;
+    void OnLibraryPage(const BrowseLibraryResponse& page,
+                       const BrowseLibraryRequest& request) override;
+    void OnSearchResults(const std::string& text, const MediaSearchResponse& results) override;
+    void OnClientVersion(const GetClientVersionResponse& response) override;
+    void OnEqPresets(const std::vector<std::string>& presets) override;
+    void OnChannelLost() override;
 
     void SaveTitleAndShow(const std::string& text);
     void RestoreTitle();
@@ -55,16 +81,19 @@ private:
     void WatchNetwork();
     // Sleeps unless the attempt is aborted or the flow closes; false then.
     bool Pause(std::chrono::milliseconds duration);
+    // After abort_ or closing_ was set: ends the sleeps.
+    void WakeSleepers();
     static std::string TargetFromListText(const std::string& text);
 
-    // Runs `call` (which uses the frame or the manager) unless the flow is
-    // closed; false then.
+    // Runs `call` (which uses the frame, the frame's listener or the
+    // manager) unless the flow is closed; false then.
     template <class Call>
     bool Out(Call&& call);
     FlowScreen Screen();
 
     ConnectionManager& manager_;
     ConnectionFrame& frame_;
+    PlayerListener* frameListener_;
     std::shared_ptr<LocalAddressSource> addresses_;
     UpdateCheck* update_;
     FlowOptions options_;
@@ -129,12 +158,7 @@ void ConnectionFlow::Core::Close() {
     closing_ = true;
     abort_ = true;
     Out([&] { manager_.AbortDiscovery(); });
-    {
-        // Under the lock, so a thread between its check and its wait still
-        // sees the flags.
-        std::lock_guard lock(mutex_);
-    }
-    wake_.notify_all();
+    WakeSleepers();
     attempt_.Stop();
     watch_.Stop();
     std::unique_lock lock(gateMutex_);
@@ -186,6 +210,15 @@ void ConnectionFlow::Core::StartAttempt(std::string target, bool reconnect) {
                        }) != 0) {
         attemptRunning_ = false;
     }
+}
+
+void ConnectionFlow::Core::WakeSleepers() {
+    {
+        // Under the lock, so that a thread between its check of the flags
+        // and its wait still sees them.
+        std::lock_guard lock(mutex_);
+    }
+    wake_.notify_all();
 }
 
 bool ConnectionFlow::Core::Pause(std::chrono::milliseconds duration) {
@@ -415,7 +448,7 @@ void ConnectionFlow::Core::Disconnect() {
     if (attemptRunning_) {
         abort_ = true;
         manager_.AbortDiscovery();
-        wake_.notify_all();
+        WakeSleepers();
         attempt_.Stop();
     }
     frame_.KillTimer(FlowTimer::Reconnect);
@@ -435,7 +468,7 @@ void ConnectionFlow::Core::Exit() {
     }
     frame_.SaveSettings();
     closing_ = true;
-    wake_.notify_all();
+    WakeSleepers();
     watch_.Stop();
     attempt_.Stop();
 }
@@ -443,10 +476,18 @@ void ConnectionFlow::Core::Exit() {
 // --- The manager's listener calls ---------------------------------------------
 
 void ConnectionFlow::Core::OnClientVersion(const GetClientVersionResponse& response) {
+    Out([&] {
+        if (frameListener_ != nullptr) {
+            frameListener_->OnClientVersion(response);
+        }
+    });
     {
         std::lock_guard lock(mutex_);
         answered_ = true;
     }
+    // Not through Out: the check may wait for the window (its question, its
+    // download) while the window closes the flow. This Core outlives the
+    // call, as the manager holds on to its listener for it.
     if (update_ != nullptr && update_->Run(response)) {
         return;  // an update is being applied; the client is quitting
     }
@@ -457,6 +498,11 @@ void ConnectionFlow::Core::OnClientVersion(const GetClientVersionResponse& respo
 }
 
 void ConnectionFlow::Core::OnChannelLost() {
+    Out([&] {
+        if (frameListener_ != nullptr) {
+            frameListener_->OnChannelLost();
+        }
+    });
     {
         std::lock_guard lock(mutex_);
         const bool quick =
@@ -474,20 +520,93 @@ void ConnectionFlow::Core::OnChannelLost() {
     });
 }
 
+#define VANTOR_PASS_ON(call)             \
+    Out([&] {                            \
+        if (frameListener_ != nullptr) { \
+            frameListener_->call;        \
+        }                                \
+    });
+
+void ConnectionFlow::Core::OnCurrentMediaChanged(const CurrentMedia& media) {
+    VANTOR_PASS_ON(OnCurrentMediaChanged(media))
+}
+void ConnectionFlow::Core::OnVolumeChanged(std::int32_t volume, std::int32_t difference) {
+    VANTOR_PASS_ON(OnVolumeChanged(volume, difference))
+}
+void ConnectionFlow::Core::OnShuffleChanged(bool shuffle) {
+    VANTOR_PASS_ON(OnShuffleChanged(shuffle))
+}
+void ConnectionFlow::Core::OnRepeatChanged(std::int32_t repeat) {
+    VANTOR_PASS_ON(OnRepeatChanged(repeat))
+}
+void ConnectionFlow::Core::OnPlayingStateChanged(std::int32_t state) {
+    VANTOR_PASS_ON(OnPlayingStateChanged(state))
+}
+void ConnectionFlow::Core::OnPlaylistPositionChanged(std::int32_t position) {
+    VANTOR_PASS_ON(OnPlaylistPositionChanged(position))
+}
+void ConnectionFlow::Core::OnPlayPositionChanged(std::int32_t seconds) {
+    VANTOR_PASS_ON(OnPlayPositionChanged(seconds))
+}
+void ConnectionFlow::Core::OnPlaylistChanged(const PlaylistChangedEvent& event) {
+    VANTOR_PASS_ON(OnPlaylistChanged(event))
+}
+void ConnectionFlow::Core::OnEqChanged(const EqSettings& eq) {
+    VANTOR_PASS_ON(OnEqChanged(eq))
+}
+void ConnectionFlow::Core::OnSpeakerListChanged(const std::vector<Speaker>& speakers) {
+    VANTOR_PASS_ON(OnSpeakerListChanged(speakers))
+}
+void ConnectionFlow::Core::OnAlbumArtChanged(const AlbumArtChangedEvent& event) {
+    VANTOR_PASS_ON(OnAlbumArtChanged(event))
+}
+void ConnectionFlow::Core::OnCapabilities() {
+    VANTOR_PASS_ON(OnCapabilities())
+}
+void ConnectionFlow::Core::OnMediaLibraryChanged(const MediaLibraryChangedEvent& event) {
+    VANTOR_PASS_ON(OnMediaLibraryChanged(event))
+}
+void ConnectionFlow::Core::OnRequestFailed(std::int32_t returnCode, const Message& request) {
+    VANTOR_PASS_ON(OnRequestFailed(returnCode, request))
+}
+void ConnectionFlow::Core::OnPlaylistItems(const GetPlaylistItemsResponse& page,
+                                           std::int32_t start) {
+    VANTOR_PASS_ON(OnPlaylistItems(page, start))
+}
+void ConnectionFlow::Core::OnAlbumArtUrl(const std::string& url) {
+    VANTOR_PASS_ON(OnAlbumArtUrl(url))
+}
+void ConnectionFlow::Core::OnArtists(const BrowseArtistsResponse& artists) {
+    VANTOR_PASS_ON(OnArtists(artists))
+}
+void ConnectionFlow::Core::OnLibraryPage(const BrowseLibraryResponse& page,
+                                         const BrowseLibraryRequest& request) {
+    VANTOR_PASS_ON(OnLibraryPage(page, request))
+}
+void ConnectionFlow::Core::OnSearchResults(const std::string& text,
+                                           const MediaSearchResponse& results) {
+    VANTOR_PASS_ON(OnSearchResults(text, results))
+}
+void ConnectionFlow::Core::OnEqPresets(const std::vector<std::string>& presets) {
+    VANTOR_PASS_ON(OnEqPresets(presets))
+}
+
+#undef VANTOR_PASS_ON
+
 // --- The flow: its core, shared with the threads -------------------------------
 
 ConnectionFlow::ConnectionFlow(ConnectionManager& manager, ConnectionFrame& frame,
                                PlayerListener* frameListener,
                                std::shared_ptr<LocalAddressSource> addresses, UpdateCheck* update,
                                FlowOptions options)
-    : core_(
-          std::make_shared<Core>(manager, frame, std::move(addresses), update, std::move(options))),
-      frameListener_(frameListener),
+    : core_(std::make_shared<Core>(manager, frame, frameListener, std::move(addresses), update,
+                                   std::move(options))),
       manager_(manager) {
-    manager_.SetListener(this);
+    manager_.SetListener(core_);
 }
 
 ConnectionFlow::~ConnectionFlow() {
+    // A listener call under way keeps the core; closed, it calls nothing.
     core_->Close();
     manager_.SetListener(nullptr);
 }
@@ -525,88 +644,5 @@ bool ConnectionFlow::NetworkDown() const {
 std::string ConnectionFlow::TargetServer() const {
     return core_->TargetServer();
 }
-
-void ConnectionFlow::OnClientVersion(const GetClientVersionResponse& response) {
-    if (frameListener_) {
-        frameListener_->OnClientVersion(response);
-    }
-    core_->OnClientVersion(response);
-}
-
-void ConnectionFlow::OnChannelLost() {
-    if (frameListener_) {
-        frameListener_->OnChannelLost();
-    }
-    core_->OnChannelLost();
-}
-
-#define VANTOR_PASS_ON(call)  \
-    if (frameListener_) {     \
-        frameListener_->call; \
-    }
-
-void ConnectionFlow::OnCurrentMediaChanged(const CurrentMedia& media) {
-    VANTOR_PASS_ON(OnCurrentMediaChanged(media))
-}
-void ConnectionFlow::OnVolumeChanged(std::int32_t volume, std::int32_t difference) {
-    VANTOR_PASS_ON(OnVolumeChanged(volume, difference))
-}
-void ConnectionFlow::OnShuffleChanged(bool shuffle) {
-    VANTOR_PASS_ON(OnShuffleChanged(shuffle))
-}
-void ConnectionFlow::OnRepeatChanged(std::int32_t repeat) {
-    VANTOR_PASS_ON(OnRepeatChanged(repeat))
-}
-void ConnectionFlow::OnPlayingStateChanged(std::int32_t state) {
-    VANTOR_PASS_ON(OnPlayingStateChanged(state))
-}
-void ConnectionFlow::OnPlaylistPositionChanged(std::int32_t position) {
-    VANTOR_PASS_ON(OnPlaylistPositionChanged(position))
-}
-void ConnectionFlow::OnPlayPositionChanged(std::int32_t seconds) {
-    VANTOR_PASS_ON(OnPlayPositionChanged(seconds))
-}
-void ConnectionFlow::OnPlaylistChanged(const PlaylistChangedEvent& event) {
-    VANTOR_PASS_ON(OnPlaylistChanged(event))
-}
-void ConnectionFlow::OnEqChanged(const EqSettings& eq) {
-    VANTOR_PASS_ON(OnEqChanged(eq))
-}
-void ConnectionFlow::OnSpeakerListChanged(const std::vector<Speaker>& speakers) {
-    VANTOR_PASS_ON(OnSpeakerListChanged(speakers))
-}
-void ConnectionFlow::OnAlbumArtChanged(const AlbumArtChangedEvent& event) {
-    VANTOR_PASS_ON(OnAlbumArtChanged(event))
-}
-void ConnectionFlow::OnCapabilities() {
-    VANTOR_PASS_ON(OnCapabilities())
-}
-void ConnectionFlow::OnMediaLibraryChanged(const MediaLibraryChangedEvent& event) {
-    VANTOR_PASS_ON(OnMediaLibraryChanged(event))
-}
-void ConnectionFlow::OnRequestFailed(std::int32_t returnCode, const Message& request) {
-    VANTOR_PASS_ON(OnRequestFailed(returnCode, request))
-}
-void ConnectionFlow::OnPlaylistItems(const GetPlaylistItemsResponse& page, std::int32_t start) {
-    VANTOR_PASS_ON(OnPlaylistItems(page, start))
-}
-void ConnectionFlow::OnAlbumArtUrl(const std::string& url) {
-    VANTOR_PASS_ON(OnAlbumArtUrl(url))
-}
-void ConnectionFlow::OnArtists(const BrowseArtistsResponse& artists) {
-    VANTOR_PASS_ON(OnArtists(artists))
-}
-void ConnectionFlow::OnLibraryPage(const BrowseLibraryResponse& page,
-                                   const BrowseLibraryRequest& request) {
-    VANTOR_PASS_ON(OnLibraryPage(page, request))
-}
-void ConnectionFlow::OnSearchResults(const std::string& text, const MediaSearchResponse& results) {
-    VANTOR_PASS_ON(OnSearchResults(text, results))
-}
-void ConnectionFlow::OnEqPresets(const std::vector<std::string>& presets) {
-    VANTOR_PASS_ON(OnEqPresets(presets))
-}
-
-#undef VANTOR_PASS_ON
 
 }  // namespace vantor

@@ -7,14 +7,16 @@
 // logic, kept free of any toolkit: the window implements ConnectionFrame,
 // delivers the flow's posted messages and timer expiries back to it on its
 // own thread, and hands the connection manager's listener calls through it
-// (the flow is the manager's listener and passes every call on).
+// (the flow listens to the manager and passes every call on).
 //
 // Threads: the methods marked "UI thread" run on the window's thread. The
 // attempt thread, the network watch thread and the channel's receiver
 // thread call the frame's thread-safe operations and post messages; they
-// never touch the screen themselves. The frame and the manager must outlive
-// the flow; the flow's threads own the rest of what they use, and stop
-// calling the frame and the manager once the flow is destroyed.
+// never touch the screen themselves. The frame, its listener and the
+// manager must outlive the flow; the flow's threads and a listener call
+// still under way (the update check) own the rest of what they use, and stop
+// calling the frame, its listener and the manager once the flow is
+// destroyed.
 
 #include <chrono>
 #include <cstdint>
@@ -120,14 +122,14 @@ struct FlowOptions {
     std::string platform = "ppc";
 };
 
-class ConnectionFlow final : public PlayerListener {
+class ConnectionFlow final {
 public:
     // `frameListener` receives every listener call the flow passes on (may
     // be null); `update` may be null for no update check.
     ConnectionFlow(ConnectionManager& manager, ConnectionFrame& frame,
                    PlayerListener* frameListener, std::shared_ptr<LocalAddressSource> addresses,
                    UpdateCheck* update, FlowOptions options = {});
-    ~ConnectionFlow() override;
+    ~ConnectionFlow();
     ConnectionFlow(const ConnectionFlow&) = delete;
     ConnectionFlow& operator=(const ConnectionFlow&) = delete;
 
@@ -161,41 +163,14 @@ public:
     bool NetworkDown() const;
     std::string TargetServer() const;
 
-    // PlayerListener: passed on to the frame's listener; the client version
-    // also runs the update check and starts the session, and a lost channel
-    // asks for a reconnection.
-    void OnCurrentMediaChanged(const CurrentMedia& media) override;
-    void OnVolumeChanged(std::int32_t volume, std::int32_t difference) override;
-    void OnShuffleChanged(bool shuffle) override;
-    void OnRepeatChanged(std::int32_t repeat) override;
-    void OnPlayingStateChanged(std::int32_t state) override;
-    void OnPlaylistPositionChanged(std::int32_t position) override;
-    void OnPlayPositionChanged(std::int32_t seconds) override;
-    void OnPlaylistChanged(const PlaylistChangedEvent& event) override;
-    void OnEqChanged(const EqSettings& eq) override;
-    void OnSpeakerListChanged(const std::vector<Speaker>& speakers) override;
-    void OnAlbumArtChanged(const AlbumArtChangedEvent& event) override;
-    void OnCapabilities() override;
-    void OnMediaLibraryChanged(const MediaLibraryChangedEvent& event) override;
-    void OnRequestFailed(std::int32_t returnCode, const Message& request) override;
-    void OnPlaylistItems(const GetPlaylistItemsResponse& page, std::int32_t start) override;
-    void OnAlbumArtUrl(const std::string& url) override;
-    void OnArtists(const BrowseArtistsResponse& artists) override;
-    void OnLibraryPage(const BrowseLibraryResponse& page,
-                       const BrowseLibraryRequest& request) override;
-    void OnSearchResults(const std::string& text, const MediaSearchResponse& results) override;
-    void OnClientVersion(const GetClientVersionResponse& response) override;
-    void OnEqPresets(const std::vector<std::string>& presets) override;
-    void OnChannelLost() override;
-
 private:
-    // Everything the flow's threads use, shared with them: a thread that
-    // outlives its stop time-out keeps it alive and, once the flow is gone,
-    // calls neither the frame nor the manager again.
+    // Everything the flow's threads use, shared with them, and the
+    // manager's listener: a thread that outlives its stop time-out, or a
+    // listener call still under way (the update check), keeps it alive and,
+    // once the flow is gone, calls neither the frame nor the manager again.
     class Core;
 
     std::shared_ptr<Core> core_;
-    PlayerListener* frameListener_;
     ConnectionManager& manager_;
 };
 

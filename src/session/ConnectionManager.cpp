@@ -1,5 +1,7 @@
 #include "session/ConnectionManager.h"
 
+#include <utility>
+
 #include "protocol/Messages.h"
 #include "session/PlayerUpdates.h"
 
@@ -11,6 +13,16 @@ ConnectionManager::ConnectionManager(std::shared_ptr<LocalAddressSource> address
       connection_(static_cast<ServerConnection::Handler*>(this)) {}
 
 ConnectionManager::~ConnectionManager() = default;
+
+void ConnectionManager::SetListener(std::shared_ptr<PlayerListener> listener) {
+    std::lock_guard lock(listenerMutex_);
+    listener_ = std::move(listener);
+}
+
+std::shared_ptr<PlayerListener> ConnectionManager::Listener() const {
+    std::lock_guard lock(listenerMutex_);
+    return listener_;
+}
 
 bool ConnectionManager::ConnectToHost(const std::string& host, std::uint16_t port,
                                       const std::atomic<bool>* abort) {
@@ -52,18 +64,20 @@ void ConnectionManager::Publish() {
 }
 
 void ConnectionManager::OnEvent(std::unique_ptr<Message> event) {
-    ApplyEvent(*event, state_, listener_.load());
+    const std::shared_ptr<PlayerListener> listener = Listener();
+    ApplyEvent(*event, state_, listener.get());
     Publish();
 }
 
 void ConnectionManager::OnResponse(std::unique_ptr<Message> response,
                                    std::unique_ptr<Message> request) {
-    ApplyResponse(*response, *request, state_, listener_.load());
+    const std::shared_ptr<PlayerListener> listener = Listener();
+    ApplyResponse(*response, *request, state_, listener.get());
     Publish();
 }
 
 void ConnectionManager::OnChannelLost(int /*code*/) {
-    if (PlayerListener* listener = listener_.load()) {
+    if (const std::shared_ptr<PlayerListener> listener = Listener()) {
         listener->OnChannelLost();
     }
 }

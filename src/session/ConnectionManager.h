@@ -30,8 +30,10 @@ public:
     ConnectionManager(const ConnectionManager&) = delete;
     ConnectionManager& operator=(const ConnectionManager&) = delete;
 
-    // Set before connecting; null for none.
-    void SetListener(PlayerListener* listener) { listener_ = listener; }
+    // Set before connecting; null for none. A call under way keeps the
+    // listener it started with alive until it returns, so a listener let go
+    // of meanwhile is never freed under it.
+    void SetListener(std::shared_ptr<PlayerListener> listener);
 
     // Ends any connection and drops its outstanding requests, then connects
     // (port 0: 3567). True when connected; the host is then remembered.
@@ -71,8 +73,10 @@ private:
     void OnResponse(std::unique_ptr<Message> response, std::unique_ptr<Message> request) override;
     void OnChannelLost(int code) override;
     void Publish();
+    std::shared_ptr<PlayerListener> Listener() const;
 
-    std::atomic<PlayerListener*> listener_{nullptr};
+    mutable std::mutex listenerMutex_;  // guards listener_
+    std::shared_ptr<PlayerListener> listener_;
     PlayerState state_;                  // receiver thread only
     mutable std::mutex publishedMutex_;  // guards published_
     PlayerState published_;

@@ -212,5 +212,36 @@ TEST(ConnectionFlowTest, AnAttemptThatOutlivesItsFlowCallsNothingAfterIt) {
     EXPECT_TRUE(server->ReceivedRequests().empty());
 }
 
+// The window closes while the update check (its question, its download)
+// holds the channel's receiver thread. The flow is gone when the check
+// returns: nothing of the flow may be used then (AddressSanitizer watches
+// that), and no session starts for a window that is no more.
+TEST(ConnectionFlowTest, AnUpdateCheckThatOutlivesItsFlowTouchesNothingOfIt) {
+    class HeldUpdate final : public UpdateCheck {
+    public:
+        bool Run(const GetClientVersionResponse&) override {
+            entered.Set();
+            release.Wait();
+            return false;  // nothing newer: the session would start now
+        }
+        Event entered;
+        Event release;
+    };
+    TestServer server;
+    auto addresses = std::make_shared<testing::TestAddresses>("192.0.2.5");
+    ConnectionManager manager(addresses);
+    TestFrame frame;
+    HeldUpdate update;
+    auto flow = std::make_unique<ConnectionFlow>(manager, frame, nullptr, addresses, &update,
+                                                 Rig::Options(server.Port()));
+    flow->ConnectPressed();
+    ASSERT_TRUE(update.entered.WaitFor(5s));
+    flow.reset();
+    update.release.Set();
+    manager.Disconnect();  // waits for the receiver thread to leave the check
+    EXPECT_EQ(server->ReceivedRequests(), std::vector<std::string>{"GetClientVersionRequest"});
+    EXPECT_TRUE(frame.Get(&TestFrame::posted_).empty());
+}
+
 }  // namespace
 }  // namespace vantor
