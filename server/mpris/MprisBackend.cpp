@@ -167,6 +167,13 @@ void MprisBackend::Apply(PlayerView view, Events& events) {
         // come back, or another one, answers commands from the start.
         stalledUntil_ = {};
     }
+    // The stop is over once the stopped player shows a track again (or
+    // another one), or another player is driven.
+    if (view.busName != stoppedBus_ ||
+        (view.track && (!view_.track || view.track->url != stoppedUrl_))) {
+        stoppedBus_.clear();
+        stoppedUrl_.clear();
+    }
     view_ = std::move(view);
     std::lock_guard lock(sharedMutex_);
     listed_ = view_;
@@ -294,20 +301,39 @@ ResultCode MprisBackend::Play() {
     if (!view_.can.control) {
         return kUnsupported;
     }
-    if (!view_.track && view_.busName == stoppedBus_ && !stoppedUrl_.empty()) {
+    if (ReopenStopped()) {
         // Stopped empty: nothing would play, though the player says yes.
         // Paused first, so that Play changes its pause switch: mpv says it
         // plays only when that changes.
         if (view_.can.pause) {
             PlayerCall("Pause");
         }
-        if (const ResultCode code = PlayerCall("OpenUri", {QString::fromStdString(stoppedUrl_)});
-            code != kSuccess) {
-            return code;
-        }
+        // A player that will not open it may still have something to play.
+        PlayerCall("OpenUri", {QString::fromStdString(stoppedUrl_)});
         return PlayerCall("Play");
     }
     return view_.can.play ? PlayerCall("Play") : kUnsupported;
+}
+
+bool MprisBackend::ReopenStopped() const {
+    if (view_.track || view_.busName != stoppedBus_ || stoppedUrl_.empty()) {
+        return false;
+    }
+    // A player that still lists tracks has not emptied its playlist.
+    if (view_.hasTrackList && view_.tracks && !view_.tracks->empty()) {
+        return false;
+    }
+    // A player that opens no URIs lists no schemes. mpv lists only its
+    // network ones, yet opens files: a local file is taken as openable by
+    // any player that opens something.
+    if (view_.uriSchemes.empty()) {
+        return false;
+    }
+    std::string scheme = stoppedUrl_.substr(0, stoppedUrl_.find(':'));
+    std::transform(scheme.begin(), scheme.end(), scheme.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return scheme == "file" || std::find(view_.uriSchemes.begin(), view_.uriSchemes.end(),
+                                         scheme) != view_.uriSchemes.end();
 }
 
 ResultCode MprisBackend::SetVolume(std::int32_t volume, Events&) {
@@ -361,10 +387,11 @@ ResultCode MprisBackend::SetQueuePosition(std::int32_t position, Events&) {
         const ResultCode code =
             Command(kTrackListInterface, "GoTo", {QVariant::fromValue(QDBusObjectPath(id))});
         // GoTo only makes the track current where the player is not playing.
+        // Plain Play: the stopped file must not be opened over the entry.
         if (code != kSuccess || view_.playingState == PlayingState::Playing) {
             return code;
         }
-        return Play();
+        return view_.can.play ? PlayerCall("Play") : kUnsupported;
     }
     if (position != 0 || !view_.track) {
         return kBadParameter;

@@ -127,6 +127,9 @@ private:
     ResultCode SetProperty(const char* property, QVariant value);
     // Play, and Play after a Stop that emptied the player.
     ResultCode Play();
+    // Whether Play must open the stopped file again: the player the server
+    // stopped shows nothing, lists nothing and can open that file.
+    bool ReopenStopped() const;
 
     // Under sharedMutex_.
     std::int32_t NumberOf(const std::string& busName, bool playlist, const std::string& target,
@@ -150,6 +153,7 @@ private:
     Clock::time_point stalledUntil_{};
     // The player and the file it played when a client stopped it: a player
     // whose Stop empties its playlist (mpv) is given the file again by Play.
+    // Cleared once the player shows a track again or another is driven.
     std::string stoppedBus_;
     std::string stoppedUrl_;
 

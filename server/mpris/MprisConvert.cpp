@@ -423,6 +423,18 @@ void ApplyRootProperties(const QVariantMap& properties, PlayerView* view) {
     if (trackList.metaType() == QMetaType::fromType<bool>()) {
         view->hasTrackList = trackList.toBool();
     }
+    if (properties.contains(QStringLiteral("SupportedUriSchemes"))) {
+        const QVariant schemes = Plain(properties.value(QStringLiteral("SupportedUriSchemes")));
+        view->uriSchemes.clear();
+        if (schemes.metaType() == QMetaType::fromType<QStringList>()) {
+            // Only "file" is ever looked for; a player listing thousands
+            // is not kept to the last.
+            constexpr qsizetype kMostSchemes = 64;
+            for (const QString& scheme : schemes.toStringList().mid(0, kMostSchemes)) {
+                view->uriSchemes.push_back(Text(scheme.toLower()));
+            }
+        }
+    }
 }
 
 std::int64_t EstimatePositionUs(const PlayerView& view, Clock::time_point now) {

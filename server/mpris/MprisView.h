@@ -69,6 +69,8 @@ struct PlayerView {
     std::optional<bool> shuffle;
     std::optional<std::int32_t> repeat;  // RepeatState; none when the player has no LoopStatus
     Abilities can;
+    // SupportedUriSchemes: what OpenUri may be given.
+    std::vector<std::string> uriSchemes;
     bool hasTrackList = false;
     std::shared_ptr<const std::vector<Track>> tracks;  // the TrackList's, in order
     bool hasPlaylists = false;

@@ -555,6 +555,80 @@ TEST_F(MprisTrackListTest, TheTrackListIsTheQueueAndPlaylistsTheLibrary) {
     }));
 }
 
+// The queue's Play on a player that keeps its track list but shows no
+// current track once stopped: the entry chosen plays, not the file the
+// server stopped earlier.
+TEST_F(MprisTrackListTest, TheQueuesPlayAfterAStopPlaysTheEntryChosen) {
+    QVariantMap first = Track("/t/1", "Night Drive (file)");
+    first.insert(Q("xesam:url"), Q("file:///music/night-drive.flac"));
+    player_->SetPlayer(Q("Metadata"), first);
+    ASSERT_TRUE(Eventually([&] {
+        ListPage page;
+        return backend_->QueuePage(0, -1, &page) == kSuccess && page.total == 3 &&
+               Status().current && Status().current->title == "Night Drive (file)";
+    }));
+    ASSERT_EQ(backend_->Transport(TransportCommand::Stop, none_), kSuccess);
+    player_->SetPlayer(Q("PlaybackStatus"), Q("Stopped"));
+    player_->SetPlayer(Q("Metadata"), QVariantMap{});
+    ASSERT_TRUE(Eventually([&] { return !Status().current.has_value(); }));
+
+    EXPECT_EQ(backend_->SetQueuePosition(2, none_), kSuccess);
+    EXPECT_TRUE(player_->Got("GoTo /t/2"));
+    EXPECT_FALSE(player_->Got("OpenUri file:///music/night-drive.flac"))
+        << "the stopped song was opened instead of the entry chosen";
+}
+
+// A player that shows no track once stopped: Play after the server's Stop
+// still reaches it, whether it opens no URIs or refuses the one given; the
+// stopped file is opened again only by a player that opens URIs, and only
+// until it shows a track again.
+TEST_F(MprisScriptedPlayerTest, PlayAfterAStopReachesAPlayerThatOpensNoUris) {
+    const std::string reopen = "OpenUri file:///music/night-drive.flac";
+    QVariantMap first = Track("/t/1", "Night Drive (file)");
+    first.insert(Q("xesam:url"), Q("file:///music/night-drive.flac"));
+    // The calls Play made after a Stop that left the player showing nothing.
+    const auto playAfterStop = [&](ResultCode* code) {
+        player_->SetPlayer(Q("PlaybackStatus"), Q("Playing"));
+        player_->SetPlayer(Q("Metadata"), first);
+        EXPECT_TRUE(Eventually(
+            [&] { return Status().current && Status().current->title == "Night Drive (file)"; }));
+        EXPECT_EQ(backend_->Transport(TransportCommand::Stop, none_), kSuccess);
+        player_->SetPlayer(Q("PlaybackStatus"), Q("Stopped"));
+        player_->SetPlayer(Q("Metadata"), QVariantMap{});
+        EXPECT_TRUE(Eventually([&] { return !Status().current.has_value(); }));
+        const std::size_t before = player_->Calls().size();
+        *code = backend_->Transport(TransportCommand::Play, none_);
+        const auto calls = player_->Calls();
+        return std::vector<std::string>(calls.begin() + static_cast<std::ptrdiff_t>(before),
+                                        calls.end());
+    };
+    using Calls = std::vector<std::string>;
+    ResultCode code = kPlayerFailed;
+
+    OnPlayerThread([this] { player_->Fail(Q("OpenUri")); });
+    EXPECT_EQ(playAfterStop(&code), Calls{"Play"}) << "lists no URI schemes";
+    EXPECT_EQ(code, kSuccess);
+
+    // mpv lists only network schemes, yet opens files.
+    OnPlayerThread([this] {
+        player_->SetRoot(Q("SupportedUriSchemes"), QStringList{Q("http")});
+        player_->Changed(kRoot, {{Q("SupportedUriSchemes"), QStringList{Q("http")}}});
+    });
+    EXPECT_EQ(playAfterStop(&code), (Calls{"Pause", reopen, "Play"})) << "refuses the file";
+    EXPECT_EQ(code, kSuccess);
+
+    // Once it has shown a track again, a stop of its own is not the server's.
+    player_->SetPlayer(Q("Metadata"), Track("/t/2", "Slow Dance"));
+    ASSERT_TRUE(Eventually([&] { return Status().current->title == "Slow Dance"; }));
+    player_->SetPlayer(Q("Metadata"), QVariantMap{});
+    ASSERT_TRUE(Eventually([&] { return !Status().current.has_value(); }));
+    const std::size_t before = player_->Calls().size();
+    EXPECT_EQ(backend_->Transport(TransportCommand::Play, none_), kSuccess);
+    const Calls calls = player_->Calls();
+    EXPECT_EQ(Calls(calls.begin() + static_cast<std::ptrdiff_t>(before), calls.end()),
+              Calls{"Play"});
+}
+
 }  // namespace
 }  // namespace vantor::server::mpris
 
