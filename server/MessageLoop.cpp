@@ -22,9 +22,11 @@ namespace {
 // How many of the latest request names ReceivedRequests() keeps.
 constexpr std::size_t kReceivedKept = 1000;
 
-// Library requests waiting for the library thread at most; the rest are
-// answered at once as failed, so a flood of searches costs no memory.
+// Library requests waiting for the library thread at most, in all and from
+// one client; the rest are answered at once as failed, so a flood of
+// searches costs no memory, and one client's flood fails only its own.
 constexpr std::size_t kLibraryWaiting = 256;
+constexpr std::size_t kLibraryWaitingPerClient = 32;
 
 // The listener's first rest after accept ran out of descriptors or memory,
 // and its longest.
@@ -133,6 +135,7 @@ void MessageServer::Loop::Run() {
         stats_->clients = static_cast<int>(clients_.size());
     }
     clients_.clear();
+    playerFd_.Reset();
     unsentTotal_ = 0;
     stats_->clients = 0;
     {
@@ -157,6 +160,10 @@ void MessageServer::Loop::LibraryDesk::Run() {
             job = std::move(jobs.front());
             jobs.pop_front();
         }
+        if (!job.request) {
+            reply(0, std::string(), std::move(job.events));
+            continue;
+        }
         Events caused;
         const auto response = handler.Handle(*job.request, caused);
         std::string answer = response->ToXml();
@@ -172,8 +179,10 @@ void MessageServer::Loop::LibraryDesk::Run() {
 
 void MessageServer::Loop::Answer(std::uint64_t id, const std::string& answer,
                                  const std::string& events) {
+    --libraryInFlight_;
     for (auto& client : clients_) {
-        if (client->id == id) {
+        if (id != 0 && client->id == id) {
+            --client->libraryWaiting;
             Queue(*client, answer, events.empty());
             break;
         }
@@ -213,14 +222,19 @@ void MessageServer::Loop::WatchPlayer() {
     const std::uint32_t events = watch.writable ? EPOLLIN | EPOLLOUT : EPOLLIN;
     if (watch.fd >= 0 && watch.fd == playerWatch_.fd &&
         watch.generation == playerWatch_.generation) {
-        Watch(watch.fd, EPOLL_CTL_MOD, events, kPlayerTag);
+        Watch(playerFd_.Get(), EPOLL_CTL_MOD, events, kPlayerTag);
     } else {
-        if (playerWatch_.fd >= 0) {
-            // Gone already when the player closed it.
-            ::epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, playerWatch_.fd, nullptr);
+        // The epoll set holds a copy of the player's descriptor, not its
+        // number: the player may close its own mid-pass, and a client
+        // accepted in the same pass may get that number. The copy's number
+        // is the loop's until it takes it out here.
+        if (playerFd_.Get() >= 0) {
+            ::epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, playerFd_.Get(), nullptr);
+            playerFd_.Reset();
         }
         if (watch.fd >= 0) {
-            Watch(watch.fd, EPOLL_CTL_ADD, events, kPlayerTag);
+            playerFd_.Reset(::fcntl(watch.fd, F_DUPFD_CLOEXEC, 0));
+            Watch(playerFd_.Get(), EPOLL_CTL_ADD, events, kPlayerTag);
         }
     }
     playerWatch_ = watch;
@@ -404,20 +418,24 @@ void MessageServer::Loop::Handle(Client& client, std::string_view document) {
     }
     if (RequestHandler::WaitsForLibrary(request->Type())) {
         bool queued = false;
-        {
+        if (client.libraryWaiting < kLibraryWaitingPerClient) {
             std::lock_guard lock(library_->mutex);
             if (library_->jobs.size() < kLibraryWaiting) {
-                library_->jobs.push_back(LibraryDesk::Job{client.id, std::move(request)});
+                library_->jobs.push_back(LibraryDesk::Job{client.id, std::move(request), {}});
                 queued = true;
             }
         }
         if (queued) {
+            ++client.libraryWaiting;
+            ++libraryInFlight_;
             library_->wake.notify_one();
             return;
         }
-        refusals_.Write(Format("%s: %zu library requests wait already; %s answered as failed",
-                               client.peer.c_str(), kLibraryWaiting,
-                               std::string(request->TypeName()).c_str()));
+        refusals_.Write(
+            Format("%s: %zu of its library requests, or %zu in all, wait already; %s "
+                   "answered as failed",
+                   client.peer.c_str(), kLibraryWaitingPerClient, kLibraryWaiting,
+                   std::string(request->TypeName()).c_str()));
         std::string bytes = RequestHandler::Refusal(*request, kPlayerFailed)->ToXml();
         bytes.push_back('\0');
         Queue(client, bytes);
@@ -445,16 +463,37 @@ void MessageServer::Loop::Broadcast(const Events& events) {
         return;
     }
     std::string bytes;
+    std::string library;
     for (const auto& event : events) {
-        bytes += event->ToXml();
-        bytes.push_back('\0');
+        // A change of the library follows the library answers still being
+        // worked out, which were read from it before the change: it goes
+        // through the library thread's queue, after them.
+        std::string& into =
+            event->Type() == MessageType::MediaLibraryChangedEvent && libraryInFlight_ != 0
+                ? library
+                : bytes;
+        into += event->ToXml();
+        into.push_back('\0');
     }
-    SendRawToAll(bytes);
+    if (!bytes.empty()) {
+        SendRawToAll(bytes);
+    }
+    if (!library.empty()) {
+        {
+            std::lock_guard lock(library_->mutex);
+            library_->jobs.push_back(LibraryDesk::Job{0, nullptr, std::move(library)});
+        }
+        ++libraryInFlight_;
+        library_->wake.notify_one();
+    }
 }
 
 void MessageServer::Loop::Queue(Client& client, std::string_view bytes, bool flush) {
     if (client.closing || bytes.empty()) {
         return;
+    }
+    if (client.unsentBytes == 0) {
+        client.stalledSince = Now();
     }
     client.unsent.emplace_back(bytes);
     client.unsentBytes += bytes.size();
@@ -467,18 +506,25 @@ void MessageServer::Loop::Queue(Client& client, std::string_view bytes, bool flu
 
 void MessageServer::Loop::KeepToBudget() {
     while (unsentTotal_ > options_.maxUnsent) {
-        Client* most = nullptr;
+        // Not the one holding most: peers that never read can each hold
+        // little, below one long answer a slow reader takes its time over.
+        Client* stalled = nullptr;
         for (auto& client : clients_) {
-            if (most == nullptr || client->unsentBytes > most->unsentBytes) {
-                most = client.get();
+            if (client->unsentBytes == 0) {
+                continue;
+            }
+            if (stalled == nullptr || client->stalledSince < stalled->stalledSince ||
+                (client->stalledSince == stalled->stalledSince &&
+                 client->unsentBytes > stalled->unsentBytes)) {
+                stalled = client.get();
             }
         }
-        if (most == nullptr || most->unsentBytes == 0) {
+        if (stalled == nullptr) {
             return;
         }
         Log(kLogError, "vantor-server: %s does not read its messages; closing its connection",
-            most->peer.c_str());
-        Close(*most);
+            stalled->peer.c_str());
+        Close(*stalled);
     }
 }
 
@@ -521,6 +567,9 @@ void MessageServer::Loop::Flush(Client& client) {
             return;
         }
         Consume(client, static_cast<std::size_t>(sent));
+        if (sent > 0) {
+            client.stalledSince = Now();
+        }
     }
 }
 

@@ -40,8 +40,12 @@ struct MessageServer::Client {
     std::deque<std::string> unsent;
     std::size_t sentOfFirst = 0;
     std::size_t unsentBytes = 0;
-    bool greeted = false;   // it has sent a whole message
-    bool watchOut = false;  // the loop waits for room to write to it
+    // Since when its output has waited with none of it sent: what a client
+    // that does not read grows, and one that reads keeps recent.
+    std::chrono::steady_clock::time_point stalledSince;
+    std::size_t libraryWaiting = 0;  // its requests on the library thread
+    bool greeted = false;            // it has sent a whole message
+    bool watchOut = false;           // the loop waits for room to write to it
     bool closing = false;
 
     Client(int descriptor, std::uint64_t number, std::string name, std::string address,
@@ -115,9 +119,12 @@ private:
     struct LibraryDesk {
         LibraryDesk(std::shared_ptr<PlayerBackend> backend, const ServerInfo& info)
             : player(std::move(backend)), handler(*player, info) {}
+        // A request, or (none) events handed back as they are, in order
+        // with the answers before them.
         struct Job {
             std::uint64_t client;
             std::unique_ptr<Message> request;
+            std::string events;
         };
         // Hands an answer and the events it caused back to the loop.
         std::function<void(std::uint64_t client, std::string answer, std::string events)> reply;
@@ -180,7 +187,7 @@ private:
     // Appends to the client's output and, unless told not to, sends.
     void Queue(Client& client, std::string_view bytes, bool flush = true);
     // While the clients hold more unsent output than the budget, drops the
-    // one holding most: it is the one not reading.
+    // one whose output has waited longest with none of it sent.
     void KeepToBudget();
     // An answer from the library thread, for a client that may have gone.
     void Answer(std::uint64_t client, const std::string& answer, const std::string& events);
@@ -196,6 +203,7 @@ private:
     Descriptor epoll_;
     bool listenerWatched_ = false;
     PlayerBackend::LoopWatch playerWatch_;  // what the epoll set holds of the player
+    Descriptor playerFd_;                   // the loop's copy of its descriptor
     Descriptor wakeRead_;
     Descriptor wakeWrite_;
     std::vector<std::string> advertised_;
@@ -204,7 +212,8 @@ private:
     NamedThread libraryThread_;
     std::vector<std::unique_ptr<Client>> clients_;
     std::uint64_t lastClientId_ = 0;
-    std::size_t unsentTotal_ = 0;  // output the clients hold, in all
+    std::size_t unsentTotal_ = 0;      // output the clients hold, in all
+    std::size_t libraryInFlight_ = 0;  // jobs given to the library thread, not answered
     std::atomic<bool> stop_{false};
     std::mutex tasksMutex_;  // guards tasks_ and rawTasks_
     std::deque<PlayerBackend::Task> tasks_;

@@ -79,7 +79,8 @@ public:
     virtual ~PlayerBackend() = default;
 
     // A descriptor the loop waits on beside its own, for a backend that
-    // talks to its player without a thread of its own.
+    // talks to its player without a thread of its own. The backend may
+    // close it in any call: the loop waits on a copy of its own.
     struct LoopWatch {
         int fd = -1;            // none
         bool writable = false;  // wait for room to write as well

@@ -167,7 +167,13 @@ void MpdBackend::OnIdle(const MpdIdleNotice& notice, Events& events) {
             MarkLost(events);
             break;
         case MpdIdleNotice::Kind::kConnected:
-            idle_.Adopt(notice.connection);
+            if (!idle_.Adopt(notice.connection)) {
+                // Gone before it waited in idle: lost, as when it breaks later.
+                MpdIdleNotice lost;
+                lost.kind = MpdIdleNotice::Kind::kLost;
+                OnIdle(lost, events);
+                break;
+            }
             // Nothing new unless this ends an outage the loop knew of.
             Refresh(events);
             break;

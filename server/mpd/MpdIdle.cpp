@@ -100,18 +100,36 @@ void MpdIdleWatch::Stop() {
     Drop();
 }
 
-void MpdIdleWatch::Adopt(std::shared_ptr<mpd_connection> connection) {
+bool MpdIdleWatch::Adopt(std::shared_ptr<mpd_connection> connection) {
     Drop();
     if (!connection) {
-        return;
+        return true;
     }
     connection_ = std::move(connection);
     ++generation_;
     const int fd = mpd_connection_get_fd(connection_.get());
     ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
     if (!Ask(false)) {
+        // MPD went between the thread's connect and now: as with a
+        // connection that breaks later, the thread connects again.
         Drop();
+        Lost();
+        return false;
     }
+    return true;
+}
+
+void MpdIdleWatch::Lost() {
+    if (!shared_) {
+        return;
+    }
+    {
+        std::lock_guard lock(shared_->mutex);
+        shared_->wanted = true;
+        shared_->pause = true;
+        shared_->lost = true;
+    }
+    shared_->wake.notify_all();
 }
 
 void MpdIdleWatch::Drop() {
@@ -210,15 +228,7 @@ std::vector<MpdIdleNotice> MpdIdleWatch::OnReady(unsigned reads) {
         MpdIdleNotice lost;
         lost.kind = MpdIdleNotice::Kind::kLost;
         notices.push_back(std::move(lost));
-        if (shared_) {
-            {
-                std::lock_guard lock(shared_->mutex);
-                shared_->wanted = true;
-                shared_->pause = true;
-                shared_->lost = true;
-            }
-            shared_->wake.notify_all();
-        }
+        Lost();
     }
     return notices;
 }

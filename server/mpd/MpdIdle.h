@@ -51,8 +51,9 @@ public:
     void Stop();
 
     // --- loop thread
-    // Holds a connection the thread made in "idle".
-    void Adopt(std::shared_ptr<mpd_connection> connection);
+    // Holds a connection the thread made in "idle"; false when it broke
+    // before it waited there, and the thread connects again.
+    bool Adopt(std::shared_ptr<mpd_connection> connection);
     PlayerBackend::LoopWatch Watched() const;
     // Reads what MPD sent: the notices it makes, in order (a kLost last
     // when the connection broke, and the thread connects again). `reads`
@@ -64,6 +65,8 @@ private:
     // Sends "idle" (after "status" when `status`) in one write.
     bool Ask(bool status);
     void Drop();
+    // Asks the thread for a new connection, after its pause.
+    void Lost();
 
     std::shared_ptr<Shared> shared_;
     std::chrono::milliseconds timeout_{0};

@@ -13,10 +13,12 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "AlbumArtImage.h"
 #include "e2e/ServerProcessTest.h"
+#include "protocol/PlayerMessages.h"
 #include "support/MpdInstance.h"
 #include "support/Process.h"
 #include "support/SilentWav.h"
@@ -263,6 +265,37 @@ TEST_F(MpdTest, AFolderPlaysAsItsSongsOnceEachAndTheQueuesPlayPlaysThatEntry) {
 }
 
 // Needs no mpd: nothing listens where the server is told MPD is.
+// MPD goes away while clients connect: the loop closes its connections
+// to MPD and accepts the clients in one pass, so a client gets the
+// descriptor number the idle connection had. Every client is still heard.
+TEST_F(MpdTest, ClientsConnectingAsMpdGoesAreHeard) {
+    ASSERT_TRUE(EventuallySays({"status"}, "(Music Player Daemon)"));
+    std::this_thread::sleep_for(500ms);  // the idle connection is adopted and waits in idle
+    // All happens while the server is held, so its next wait sees it together.
+    server_->Signal(SIGSTOP);
+    mpd_->Stop();
+    std::string request = GetCurrentStateRequest().ToXml();
+    request.push_back('\0');
+    std::vector<std::unique_ptr<testing::RawPeer>> peers;
+    for (int i = 0; i < 3; ++i) {
+        peers.push_back(
+            std::make_unique<testing::RawPeer>(static_cast<std::uint16_t>(std::stoi(port_))));
+        ASSERT_TRUE(peers.back()->Connected());
+        ASSERT_TRUE(peers.back()->Send(request));
+    }
+    server_->Signal(SIGCONT);
+    for (std::size_t i = 0; i < peers.size(); ++i) {
+        std::string answer;
+        const auto deadline = std::chrono::steady_clock::now() + 5s;
+        while (answer.find("GetCurrentStateResponse") == std::string::npos &&
+               std::chrono::steady_clock::now() < deadline) {
+            answer += peers[i]->Receive(100ms);
+        }
+        EXPECT_NE(answer.find("GetCurrentStateResponse"), std::string::npos)
+            << "client " << i << ": " << answer;
+    }
+}
+
 using MpdAbsentTest = testing::ServerProcessTest;
 
 TEST_F(MpdAbsentTest, TheServerRunsAndSaysSo) {

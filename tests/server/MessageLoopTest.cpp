@@ -12,6 +12,7 @@
 
 #include "net/ServerConnection.h"
 #include "protocol/Messages.h"
+#include "support/RawPeer.h"
 #include "support/TestServer.h"
 #include "support/Wait.h"
 
@@ -205,16 +206,19 @@ TEST_F(MessageLoopTest, ALongSearchHoldsUpNoCommand) {
 // A flood of searches behind a slow one: those beyond what may wait are
 // answered at once as failed; the rest are answered in turn.
 TEST_F(MessageLoopTest, LibraryRequestsBeyondThoseThatMayWaitFailAtOnce) {
-    testing::TestServer server(Options());
-    // Three clients, a hundred requests each (as many as one may have out).
-    Client searchers[3];
+    auto options = Options();
+    options.maxClientsPerAddress = 10;
+    testing::TestServer server(options);
+    // Ten clients, thirty requests each: within a client's share, past the
+    // total.
+    Client searchers[10];
     for (Client& searcher : searchers) {
         ASSERT_TRUE(searcher.Connect(server.Port()));
     }
     searchers[0].Send(std::make_unique<MediaSearchRequest>());
     ASSERT_TRUE(WaitUntil([&] { return probe_->searching.load(); }));
     for (int i = 1; i < 300; ++i) {
-        searchers[i % 3].Send(std::make_unique<MediaSearchRequest>());
+        searchers[i % 10].Send(std::make_unique<MediaSearchRequest>());
     }
     const auto count = [&](int (Client::*what)() const) {
         int sum = 0;
@@ -269,6 +273,77 @@ TEST_F(MessageLoopTest, PostsRacingStopAreSafe) {
         done = true;
         poster.join();
     }
+}
+
+// A hostile peer floods searches behind a slow one; another client's
+// single request is still taken, not answered as failed for the flood.
+TEST_F(MessageLoopTest, OnePeersFloodOfSearchesFailsNoOtherClientsRequest) {
+    testing::TestServer server(Options());
+    Client other;
+    ASSERT_TRUE(other.Connect(server.Port()));
+    const testing::RawPeer flooder(server.Port());
+    std::string search = MediaSearchRequest().ToXml();
+    search.push_back('\0');
+    ASSERT_TRUE(flooder.Send(search));
+    ASSERT_TRUE(WaitUntil([&] { return probe_->searching.load(); }));
+    std::string flood;
+    for (int i = 0; i < 299; ++i) {
+        flood += search;
+    }
+    ASSERT_TRUE(flooder.Send(flood));
+    ASSERT_TRUE(WaitUntil([&] { return !flooder.Receive(100ms).empty(); }));  // failures begin
+    other.Send(std::make_unique<MediaSearchRequest>());
+    const bool failedAtOnce = WaitUntil([&] { return other.Failed() == 1; }, 300ms);
+    probe_->Open();
+    EXPECT_FALSE(failedAtOnce) << "the other client's search failed for the flood";
+}
+
+// What a client hears, in order: "event" or "response".
+class Recorder final : private ServerConnection::Handler {
+public:
+    bool Connect(std::uint16_t port) { return connection_.Connect("127.0.0.1", port); }
+    void Send(std::unique_ptr<Message> request) {
+        (void)connection_.SendRequest(std::move(request));
+    }
+    std::vector<std::string> Heard() {
+        std::lock_guard lock(mutex_);
+        return heard_;
+    }
+
+private:
+    void OnEvent(std::unique_ptr<Message> event) override {
+        std::lock_guard lock(mutex_);
+        heard_.push_back(std::string(event->TypeName()));
+    }
+    void OnResponse(std::unique_ptr<Message> response, std::unique_ptr<Message>) override {
+        std::lock_guard lock(mutex_);
+        heard_.push_back(std::string(response->TypeName()));
+    }
+    void OnChannelLost(int) override {}
+
+    std::mutex mutex_;
+    std::vector<std::string> heard_;
+    ServerConnection connection_{this};
+};
+
+// The library changes while a search reads it: the client must not hear
+// the change first and the search's answer, read from the library before
+// it changed, after it, as if it were the new one.
+TEST_F(MessageLoopTest, ALibraryAnswerReadBeforeAChangeIsNotToldAfterIt) {
+    testing::TestServer server(Options());
+    Recorder client;
+    ASSERT_TRUE(client.Connect(server.Port()));
+    client.Send(std::make_unique<MediaSearchRequest>());
+    ASSERT_TRUE(WaitUntil([&] { return probe_->searching.load(); }));
+    server->Post([](PlayerBackend&, Events& events) {
+        events.push_back(std::make_unique<MediaLibraryChangedEvent>());
+    });
+    // Time for a change told at once to arrive, ahead of the answer.
+    (void)WaitUntil([&] { return !client.Heard().empty(); }, 300ms);
+    probe_->Open();
+    ASSERT_TRUE(WaitUntil([&] { return client.Heard().size() == 2; }));
+    EXPECT_EQ(client.Heard(),
+              (std::vector<std::string>{"MediaSearchResponse", "MediaLibraryChangedEvent"}));
 }
 
 }  // namespace

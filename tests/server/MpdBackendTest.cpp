@@ -499,5 +499,74 @@ TEST(MpdBackendTest, APictureBeingReadHoldsUpNeitherTheLoopNorThePages) {
     EXPECT_EQ(type, "image/png");
 }
 
+// An MPD that greets each connection and resets it a moment later, unread:
+// an MPD that goes between the idle connection's connect and the loop
+// taking it. It counts the connections made to it.
+class ResettingMpd {
+public:
+    ResettingMpd() {
+        listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        ::bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address);
+        ::listen(listener_, 8);
+        ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length);
+        port_ = ntohs(address.sin_port);
+        thread_ = std::thread([this] {
+            while (!stop_) {
+                pollfd polled{listener_, POLLIN, 0};
+                if (::poll(&polled, 1, 20) <= 0) {
+                    continue;
+                }
+                const int fd = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+                if (fd < 0) {
+                    continue;
+                }
+                ++accepted_;
+                const char greeting[] = "OK MPD 0.23.5\n";
+                (void)!::write(fd, greeting, sizeof greeting - 1);
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+                const linger reset{1, 0};
+                ::setsockopt(fd, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+                ::close(fd);
+            }
+        });
+    }
+    ~ResettingMpd() {
+        stop_ = true;
+        thread_.join();
+        ::close(listener_);
+    }
+    unsigned Port() const { return port_; }
+    int Accepted() const { return accepted_; }
+
+private:
+    int listener_ = -1;
+    unsigned port_ = 0;
+    std::atomic<bool> stop_{false};
+    std::atomic<int> accepted_{0};
+    std::thread thread_;
+};
+
+// The idle connection is reset before the loop takes it: the backend
+// connects again, as it does whenever the idle connection breaks.
+TEST(MpdBackendTest, AnIdleConnectionResetBeforeTheLoopTakesItIsMadeAgain) {
+    ResettingMpd mpd;
+    MpdBackend backend(Options(mpd.Port()));
+    PostedTasks loop;
+    backend.Start(loop.Post());
+    ASSERT_TRUE(testing::WaitUntil([&] { return loop.Any(); }));  // the idle connection
+    std::this_thread::sleep_for(std::chrono::milliseconds(400));  // and its reset
+    Events events;
+    loop.Run(backend, events);
+    // Every half second the thread should connect again and hand the loop
+    // a new connection.
+    EXPECT_TRUE(testing::WaitUntil([&] { return loop.Any(); }, std::chrono::seconds(3)))
+        << "the idle connection was never made again; MPD saw " << mpd.Accepted() << " connections";
+    backend.Stop();
+}
+
 }  // namespace
 }  // namespace vantor::server

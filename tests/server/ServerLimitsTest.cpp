@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <future>
 #include <memory>
 #include <vector>
 
@@ -227,6 +228,60 @@ TEST(MessageServerLimitsTest, ClientsThatStopReadingAreDroppedOnceAllOutputPasse
     EXPECT_TRUE(WaitUntil([&] { return server->ClientCount() == 1; }));
     EXPECT_TRUE(client.Status());
     EXPECT_EQ(client.Lost(), 0);
+}
+
+// Peers that never read spread what they hold over many connections, each
+// below what one large answer leaves unsent for a client on a slow link.
+// The budget is passed by that answer: the reader is not the one to go.
+TEST(MessageServerLimitsTest, ManySmallNonReadersDoNotGetASlowReaderDropped) {
+    auto options = testing::LoopbackServerOptions();
+    // A folder whose page is smaller than the budget, and larger than what
+    // the sockets' buffers take.
+    options.maxUnsent = 3 * 1024 * 1024;
+    options.songs = 20000;
+    TestServer server(options);
+    // Seven, and the reader: as many as one address may have.
+    auto deaf = Connections(server.Port(), 7, 1024);
+    std::string hello = GetServerInfoRequest().ToXml();
+    hello.push_back('\0');
+    for (const auto& peer : deaf) {
+        ASSERT_TRUE(peer->Send(hello));
+    }
+    ASSERT_TRUE(WaitUntil([&] { return server->ClientCount() == 7; }));
+    // Events none of them reads, until one of them is dropped: the rest hold
+    // nearly the whole budget between them, each a seventh of it. (How many
+    // it takes depends on what the kernel's buffers take first.)
+    for (int i = 0; i < 2000 && server->ClientCount() == 7; ++i) {
+        auto done = std::make_shared<std::promise<void>>();
+        auto sent = done->get_future();
+        server->Post([done](server::PlayerBackend&, server::Events& events) {
+            auto event = std::make_unique<CurrentMediaChangedEvent>();
+            event->title = std::string(64 * 1024, 'x');
+            events.push_back(std::move(event));
+            done->set_value();
+        });
+        ASSERT_EQ(sent.wait_for(5s), std::future_status::ready);
+    }
+    ASSERT_EQ(server->ClientCount(), 6);
+
+    // A client on a slow link asks for a long folder, and reads it.
+    const RawPeer slow(server.Port(), 1024);
+    BrowseLibraryRequest browse;
+    browse.path = "/Music/Songs";
+    browse.count = -1;
+    std::string request = browse.ToXml();
+    request.push_back('\0');
+    ASSERT_TRUE(slow.Send(request));
+    bool closed = false;
+    std::string answer;
+    const auto deadline = std::chrono::steady_clock::now() + 20s;
+    while (!closed && answer.find("</BrowseLibraryResponse>") == std::string::npos &&
+           std::chrono::steady_clock::now() < deadline) {
+        answer += slow.Receive(100ms, &closed);
+    }
+    EXPECT_FALSE(closed) << "the slow reader was dropped after " << answer.size() << " bytes";
+    EXPECT_NE(answer.find("</BrowseLibraryResponse>"), std::string::npos)
+        << answer.size() << " bytes read";
 }
 
 TEST(DescriptorExhaustionTest, TheServerRestsItsListenerAndServesAgain) {
