@@ -17,6 +17,7 @@
 
 #include "mpd/MpdBackend.h"
 #include "support/LogCapture.h"
+#include "support/LoopbackListener.h"
 #include "support/Wait.h"
 
 namespace vantor::server {
@@ -32,15 +33,7 @@ public:
 
     FakeMpd(std::string greeting, Answer answer)
         : greeting_(std::move(greeting)), answer_(std::move(answer)) {
-        listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        ::bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address);
-        ::listen(listener_, 4);
-        ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length);
-        port_ = ntohs(address.sin_port);
+        listener_ = testing::ListenOnLoopback(4, &port_);
         thread_ = std::thread([this] { Serve(); });
     }
     ~FakeMpd() {
@@ -155,7 +148,7 @@ private:
     const std::string greeting_;
     const Answer answer_;
     int listener_ = -1;
-    unsigned port_ = 0;
+    std::uint16_t port_ = 0;
     std::atomic<bool> stop_{false};
     std::mutex mutex_;  // guards received_, announced_ and announcements_
     std::vector<std::string> received_;
@@ -505,15 +498,7 @@ TEST(MpdBackendTest, APictureBeingReadHoldsUpNeitherTheLoopNorThePages) {
 class ResettingMpd {
 public:
     ResettingMpd() {
-        listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        ::bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address);
-        ::listen(listener_, 8);
-        ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length);
-        port_ = ntohs(address.sin_port);
+        listener_ = testing::ListenOnLoopback(8, &port_);
         thread_ = std::thread([this] {
             while (!stop_) {
                 pollfd polled{listener_, POLLIN, 0};
@@ -544,7 +529,7 @@ public:
 
 private:
     int listener_ = -1;
-    unsigned port_ = 0;
+    std::uint16_t port_ = 0;
     std::atomic<bool> stop_{false};
     std::atomic<int> accepted_{0};
     std::thread thread_;
