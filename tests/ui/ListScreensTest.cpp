@@ -3,11 +3,16 @@
 // menus, a long queue, the jump labels, the equaliser's bands and presets,
 // and choosing speakers; and what a media service that misbehaves leaves.
 
+#include <QtGui/private/qinputmethod_p.h>
+#include <qpa/qplatforminputcontext.h>
+
 #include <QActionGroup>
 #include <QApplication>
 #include <QContextMenuEvent>
+#include <QInputMethod>
 #include <QKeyEvent>
 #include <QMenu>
+#include <QTest>
 #include <QTimer>
 #include <atomic>
 #include <cstdio>
@@ -24,6 +29,36 @@
 
 namespace vantor::testing {
 namespace {
+
+// An on-screen keyboard as a phone's platform offers one, standing in for
+// the platform's own while it lives: it shows when asked and then covers
+// `cover` (in the window's coordinates).
+class OnScreenKeyboard final : public QPlatformInputContext {
+public:
+    OnScreenKeyboard() { Private()->testContext = this; }
+    ~OnScreenKeyboard() override { Private()->testContext = nullptr; }
+
+    bool isValid() const override { return true; }
+    void showInputPanel() override { SetVisible(true); }
+    void hideInputPanel() override { SetVisible(false); }
+    bool isInputPanelVisible() const override { return visible_; }
+    QRectF keyboardRect() const override { return visible_ ? cover : QRectF(); }
+
+    QRectF cover;
+
+private:
+    static QInputMethodPrivate* Private() {
+        return QInputMethodPrivate::get(QGuiApplication::inputMethod());
+    }
+    void SetVisible(bool visible) {
+        if (visible != visible_) {
+            visible_ = visible;
+            emitInputPanelVisibleChanged();
+            emitKeyboardRectChanged();
+        }
+    }
+    bool visible_ = false;
+};
 
 class ListScreensTest : public GuiTest {
 protected:
@@ -128,11 +163,51 @@ TEST_F(ListScreensTest, TwoLettersShowTwentyAtOnceAndEverythingWhenTypingStops) 
     // The full list once the box has rested for a second and a half.
     EXPECT_TRUE(Pump([&] { return List().Count() == static_cast<int>(everything); }, 4s));
 
-    // Back from the results: "Search" in the box, the library as it was.
+    // Back from the results: the box empty (showing "Search"), the library
+    // as it was.
     EXPECT_TRUE(Screen().Back());
     EXPECT_TRUE(Pump([&] { return Row(0) == "Music"; }));
-    EXPECT_EQ(box.text(), QStringLiteral("Search"));
+    EXPECT_EQ(box.text(), QString());
     EXPECT_FALSE(Screen().Browser().SearchMode());
+}
+
+TEST_F(ListScreensTest, AFingerInTheSearchBoxTypesAboveTheKeyboard) {
+    OnScreenKeyboard keyboard;
+    OpenLibrary();
+    const QRect full = List().geometry();
+    QWidget* window = frame_.get();
+    keyboard.cover = QRectF(0, window->height() * 0.6, window->width(), window->height() * 0.4);
+
+    // The empty box shows "Search", and what is typed is all it holds.
+    QLineEdit& box = Screen().SearchField();
+    EXPECT_EQ(box.text(), QString());
+    EXPECT_EQ(box.placeholderText(), QStringLiteral("Search"));
+    QTest::mouseClick(&box, Qt::LeftButton, {}, box.rect().center());
+    ASSERT_TRUE(box.hasFocus());
+    // The first tap brings the keyboard up, and the list ends above it.
+    EXPECT_TRUE(QGuiApplication::inputMethod()->isVisible());
+    EXPECT_LE(List().mapTo(window, QPoint(0, List().height())).y(), keyboard.cover.top());
+    EXPECT_GT(List().height(), 0);
+
+    QTest::keyClicks(&box, QStringLiteral("ghost"));
+    EXPECT_EQ(box.text(), QStringLiteral("ghost"));
+    const std::size_t found = (*server_)->Library().Search("ghost").size();
+    ASSERT_GT(found, 0u);
+    EXPECT_TRUE(Pump([&] {
+        return Screen().Browser().SearchMode() && List().Count() == static_cast<int>(found);
+    }));
+    EXPECT_NE(Row(0).find("Ghost"), std::string::npos) << Row(0);
+
+    // Leaving the screen puts the keyboard down; back on it the list has
+    // its height again.
+    frame_->Command(ui::WindowCommand::Controls);
+    EXPECT_FALSE(QGuiApplication::inputMethod()->isVisible());
+    frame_->Command(ui::WindowCommand::Library);
+    EXPECT_EQ(List().geometry(), full);
+
+    // The box taking the focus by a key asks for the keyboard too.
+    box.setFocus(Qt::TabFocusReason);
+    EXPECT_TRUE(QGuiApplication::inputMethod()->isVisible());
 }
 
 TEST_F(ListScreensTest, ASearchTypedInABurstKeepsTheWayBack) {
@@ -160,7 +235,7 @@ TEST_F(ListScreensTest, ASearchTypedInABurstKeepsTheWayBack) {
     EXPECT_TRUE(Screen().Back());
     EXPECT_TRUE(Pump(
         [&] { return Screen().Browser().CurrentPath() == "/Music/Songs" && !Row(0).empty(); }));
-    EXPECT_EQ(box.text(), QStringLiteral("Search"));
+    EXPECT_EQ(box.text(), QString());
     EXPECT_TRUE(Screen().Back());
     EXPECT_TRUE(Pump([&] { return Row(0) == "Artists"; }));
     EXPECT_TRUE(Screen().Back());

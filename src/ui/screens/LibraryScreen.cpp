@@ -1,6 +1,10 @@
 #include "ui/screens/LibraryScreen.h"
 
+#include <QEvent>
+#include <QGuiApplication>
+#include <QInputMethod>
 #include <QTimer>
+#include <algorithm>
 
 #include "ui/keys/KeyNames.h"
 
@@ -27,15 +31,25 @@ LibraryScreen::LibraryScreen(QWidget* screen, PageFetcher& fetcher, RequestSink&
       search_(new QLineEdit(screen)) {
     search_->setObjectName(QStringLiteral("Search Field"));
     search_->setFrame(false);
-    search_->setText(QString::fromLatin1(kSearchPlaceholder));
+    // "Search" is the empty box's hint, never text: the first key typed
+    // into the box is the first letter searched for.
+    search_->setPlaceholderText(QString::fromLatin1(kSearchPlaceholder));
+    search_->installEventFilter(&focusWatch_);
     QObject::connect(search_, &QLineEdit::textChanged, search_, [this](const QString& text) {
-        StyleSearchText();
-        if (mode_ != Mode::Library && text != QString::fromLatin1(kSearchPlaceholder)) {
+        if (mode_ != Mode::Library && !settingText_) {
             ShowMode(Mode::Library);
         }
         browser_.SearchTextChanged(text.toStdString());
         UpdateHeader();
     });
+    // Only once the box has the focus does Qt's line edit ask for the
+    // on-screen keyboard on a click (a second one); a finger that taps into
+    // the box means to type.
+    focusWatch_.focusIn = [] { QGuiApplication::inputMethod()->show(); };
+    QInputMethod* input = QGuiApplication::inputMethod();
+    QObject::connect(input, &QInputMethod::keyboardRectangleChanged, search_,
+                     [this] { FitAboveKeyboard(); });
+    QObject::connect(input, &QInputMethod::visibleChanged, search_, [this] { FitAboveKeyboard(); });
     LibraryList::Handlers handlers;
     handlers.tapped = [this](int row) { Tapped(row); };
     handlers.activated = [this](int row) {
@@ -62,6 +76,13 @@ LibraryScreen::LibraryScreen(QWidget* screen, PageFetcher& fetcher, RequestSink&
 
 LibraryScreen::~LibraryScreen() = default;
 
+bool LibraryScreen::FocusWatch::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::FocusIn && focusIn) {
+        focusIn();
+    }
+    return QObject::eventFilter(watched, event);
+}
+
 void LibraryScreen::Place(const CSkin& skin, QSize screen, const QFont& fallback) {
     header_->Place(skin, screen, fallback);
     const SkinWinComponent* field = skin.FindWinComponent("playlist.search");
@@ -77,30 +98,58 @@ void LibraryScreen::Place(const CSkin& skin, QSize screen, const QFont& fallback
     colours.setColor(QPalette::Base, back);
     colours.setColor(QPalette::Window, back);
     colours.setColor(QPalette::Text, text_);
+    colours.setColor(QPalette::PlaceholderText, muted_);
     colours.setColor(QPalette::Highlight,
                      field && field->selectColor ? field->selectColor->ToQColor() : text_);
     colours.setColor(QPalette::HighlightedText, back);
     search_->setPalette(colours);
-    StyleSearchText();
 
     const SkinWinComponent* library = skin.FindWinComponent("medialib.tagview");
-    listArea_ = library ? ToQRect(library->Place(screen.width(), screen.height())) : QRect();
-    queueArea_ = listArea_;
-    list_->Place(skin, "medialib.tagview", "medialib", listArea_, fallback);
+    skinListArea_ = library ? ToQRect(library->Place(screen.width(), screen.height())) : QRect();
+    skin_ = &skin;
+    fallback_ = fallback;
+    FitAboveKeyboard(true);
+}
+
+QRect LibraryScreen::ListArea() const {
+    // While the on-screen keyboard is up, the list ends where it begins, so
+    // the rows being searched stay in sight above it. The keyboard's
+    // rectangle is in the window's coordinates.
+    QRect area = skinListArea_;
+    const QInputMethod* input = QGuiApplication::inputMethod();
+    const QRectF keyboard = input->keyboardRectangle();
+    if (!shown_ || !input->isVisible() || keyboard.isEmpty() || area.isEmpty()) {
+        return area;
+    }
+    const int top = static_cast<int>(keyboard.top()) -
+                    search_->parentWidget()->mapTo(search_->window(), QPoint()).y();
+    if (top < area.bottom() + 1) {
+        area.setBottom(std::max(top, area.top()) - 1);
+    }
+    return area;
+}
+
+void LibraryScreen::FitAboveKeyboard(bool placed) {
+    const QRect area = ListArea();
+    if (!placed && area == listArea_) {
+        return;
+    }
+    listArea_ = area;
+    queueArea_ = area;
+    if (skin_ != nullptr) {
+        list_->Place(*skin_, "medialib.tagview", "medialib", listArea_, fallback_);
+    }
     if (shown_ && mode_ == Mode::Queue) {
         queue_.setGeometry(queueArea_);
     }
 }
 
-void LibraryScreen::StyleSearchText() {
-    // "Search" stands in the empty box; it reads as a hint, not as text.
-    QPalette colours = search_->palette();
-    const bool hint = search_->text() == QString::fromLatin1(kSearchPlaceholder);
-    colours.setColor(QPalette::Text, hint ? muted_ : text_);
-    search_->setPalette(colours);
-}
-
 void LibraryScreen::SetShown(bool shown) {
+    if (!shown && shown_) {
+        // Leaving the screen puts the on-screen keyboard down, as the
+        // handheld did with its input panel.
+        QGuiApplication::inputMethod()->hide();
+    }
     shown_ = shown;
     header_->setVisible(shown);
     search_->setVisible(shown);
@@ -223,13 +272,13 @@ void LibraryScreen::SearchTimerFired() {
 }
 
 void LibraryScreen::Reset() {
-    // "Search" in the box is no search.
+    // An empty box is no search.
     retry_->stop();
     browser_.Reset();
     title_ = kLibraryRootTitle;
     ClearRows();
-    search_->setText(QString::fromLatin1(kSearchPlaceholder));
     mode_ = Mode::Library;
+    SetBoxText(QString());
     UpdateHeader();
 }
 
@@ -280,13 +329,20 @@ void LibraryScreen::SetHeaderTitle(const std::string& title) {
 }
 
 void LibraryScreen::SetSearchText(const std::string& text) {
-    const QString wanted = QString::fromStdString(text);
+    // "Search" back in the box is the empty box showing its hint.
+    const QString wanted = text == kSearchPlaceholder ? QString() : QString::fromStdString(text);
     if (search_->text() == wanted) {
         // No change for the box to report; the browser expects one.
         browser_.SearchTextChanged(text);
     } else {
-        search_->setText(wanted);
+        SetBoxText(wanted);
     }
+}
+
+void LibraryScreen::SetBoxText(const QString& text) {
+    settingText_ = true;
+    search_->setText(text);
+    settingText_ = false;
 }
 
 void LibraryScreen::StartSearchTimer() {

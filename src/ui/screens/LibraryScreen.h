@@ -7,7 +7,9 @@
 //
 // The tab row holds the library's title (with "‹" in front while there is
 // a list to go back to: a tap goes back) and "Queue". Typing in the search
-// box searches the library.
+// box searches the library; the box asks for the on-screen keyboard as it
+// takes the focus, the list ends above the keyboard while it shows, and
+// leaving the screen puts the keyboard down.
 //
 // Threads: the window's thread only.
 
@@ -67,7 +69,8 @@ public:
     void OpenSelected();
     void SelectFirstAndFocus();
     bool SearchFocused() const;
-    // The session ended: "Search" back in the box, the lists forgotten.
+    // The session ended: the box empty (showing "Search"), the lists
+    // forgotten.
     void Reset();
     // The session came back: rows whose pages were lost are asked again.
     void Refresh();
@@ -100,8 +103,17 @@ private:
     void HeaderTapped(int button);
     void UpdateHeader();
     void PagesArrived(int first, int count);
-    void Fetching(int change);  // a fetch went out (+1) or came back (-1)
-    void StyleSearchText();
+    void Fetching(int change);             // a fetch went out (+1) or came back (-1)
+    void SetBoxText(const QString& text);  // the program's change, not the user's
+    // Where the lists go: the skin's place, ending above the on-screen
+    // keyboard while it shows; `placed` lays them out even when unchanged.
+    QRect ListArea() const;
+    void FitAboveKeyboard(bool placed = false);
+
+    struct FocusWatch final : QObject {
+        bool eventFilter(QObject* watched, QEvent* event) override;
+        std::function<void()> focusIn;
+    };
 
     PageFetcher& fetcher_;
     RequestSink& requests_;
@@ -114,10 +126,15 @@ private:
     QLineEdit* search_;
     LibraryList* list_;
     QTimer* retry_;  // a failed page's pause
+    FocusWatch focusWatch_;
     Mode mode_ = Mode::Library;
     bool shown_ = false;
     int fetching_ = 0;  // the library's fetches on their way
+    bool settingText_ = false;
     std::string title_ = kLibraryRootTitle;
+    const CSkin* skin_ = nullptr;  // as last placed: the frame's, which outlives the screen
+    QFont fallback_;
+    QRect skinListArea_;
     QRect listArea_;
     QRect queueArea_;
     QColor text_;
