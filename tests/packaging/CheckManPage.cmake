@@ -1,0 +1,36 @@
+# cmake -DPROGRAM=path -DPAGE=x.1 -P CheckManPage.cmake: every option
+# (--name) and, for vantorctl, every command its --help lists is documented
+# in its manual page.
+execute_process(COMMAND ${PROGRAM} --help OUTPUT_VARIABLE help ERROR_VARIABLE help
+                RESULT_VARIABLE status)
+if(help STREQUAL "")
+  message(FATAL_ERROR "${PROGRAM} --help printed nothing (status ${status})")
+endif()
+file(READ ${PAGE} page)
+# roff writes a hyphen as \-, and bold or italic words in \fB...\fP.
+string(REPLACE "\\-" "-" page "${page}")
+string(REGEX REPLACE "\\\\f[BIRP]" "" page "${page}")
+string(REGEX MATCHALL "--[a-z][a-z-]*[a-z]" options "${help}")
+# vantorctl's commands: the first words of the lines under "Commands:".
+set(commands "")
+if(help MATCHES "Commands:\n(.*)\n\nOptions:")
+  string(REGEX MATCHALL "\n  [a-z][a-z-]*(, [a-z][a-z-]*)?" lines "\n${CMAKE_MATCH_1}")
+  foreach(line IN LISTS lines)
+    string(REGEX MATCHALL "[a-z][a-z-]*" words "${line}")
+    list(APPEND commands ${words})
+  endforeach()
+endif()
+set(missing "")
+foreach(word IN LISTS options commands)
+  string(REGEX REPLACE "([.+*?^$()\\[\\]|])" "\\\\\\1" pattern "${word}")
+  if(NOT page MATCHES "(^|[^a-z-])${pattern}([^a-z-]|$)")
+    list(APPEND missing ${word})
+  endif()
+endforeach()
+list(REMOVE_DUPLICATES missing)
+if(missing)
+  message(FATAL_ERROR "${PAGE} does not document: ${missing}")
+endif()
+list(LENGTH options optionCount)
+list(LENGTH commands commandCount)
+message("${PAGE}: ${optionCount} options, ${commandCount} commands documented")
