@@ -47,9 +47,16 @@ LibraryScreen::LibraryScreen(QWidget* screen, PageFetcher& fetcher, RequestSink&
     // the box means to type.
     focusWatch_.focusIn = [] { QGuiApplication::inputMethod()->show(); };
     QInputMethod* input = QGuiApplication::inputMethod();
-    QObject::connect(input, &QInputMethod::keyboardRectangleChanged, search_,
-                     [this] { FitAboveKeyboard(); });
-    QObject::connect(input, &QInputMethod::visibleChanged, search_, [this] { FitAboveKeyboard(); });
+    // The keyboard's rectangle is read only when the platform says it
+    // changed: Qt's Wayland platform (6.4) crashes reading it from a
+    // compositor that has no seat, such as a headless one.
+    const auto keyboardMoved = [this] {
+        const QInputMethod* method = QGuiApplication::inputMethod();
+        keyboard_ = method->isVisible() ? method->keyboardRectangle() : QRectF();
+        FitAboveKeyboard();
+    };
+    QObject::connect(input, &QInputMethod::keyboardRectangleChanged, search_, keyboardMoved);
+    QObject::connect(input, &QInputMethod::visibleChanged, search_, keyboardMoved);
     LibraryList::Handlers handlers;
     handlers.tapped = [this](int row) { Tapped(row); };
     handlers.activated = [this](int row) {
@@ -116,12 +123,10 @@ QRect LibraryScreen::ListArea() const {
     // the rows being searched stay in sight above it. The keyboard's
     // rectangle is in the window's coordinates.
     QRect area = skinListArea_;
-    const QInputMethod* input = QGuiApplication::inputMethod();
-    const QRectF keyboard = input->keyboardRectangle();
-    if (!shown_ || !input->isVisible() || keyboard.isEmpty() || area.isEmpty()) {
+    if (!shown_ || keyboard_.isEmpty() || area.isEmpty()) {
         return area;
     }
-    const int top = static_cast<int>(keyboard.top()) -
+    const int top = static_cast<int>(keyboard_.top()) -
                     search_->parentWidget()->mapTo(search_->window(), QPoint()).y();
     if (top < area.bottom() + 1) {
         area.setBottom(std::max(top, area.top()) - 1);

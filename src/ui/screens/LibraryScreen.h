@@ -135,6 +135,7 @@ private:
     const CSkin* skin_ = nullptr;  // as last placed: the frame's, which outlives the screen
     QFont fallback_;
     QRect skinListArea_;
+    QRectF keyboard_;  // the on-screen keyboard while it shows, in the window
     QRect listArea_;
     QRect queueArea_;
     QColor text_;
