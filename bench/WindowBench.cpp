@@ -3,7 +3,8 @@
 //
 //   start-up   the program started until its window first paints, and until
 //              the playing title shows on the main screen, against the
-//              bare window's first paint;
+//              bare window's first paint; at the handheld's 480x640 and at
+//              a phone's 1080x2160, the one against the other;
 //   idle CPU   the share of one core the client takes while a song plays
 //              and nobody touches it (its 30 ms animation step, the
 //              position thread, the network watch and the server's
@@ -151,13 +152,16 @@ std::vector<std::string> BareWindow() {
     return {std::string(self, size > 0 ? static_cast<std::size_t>(size) : 0), "--bare-window"};
 }
 
+// The window's size is the benchmark's two arguments, width and height.
 void BM_StartToTitle(benchmark::State& state) {
     Session session;
+    const std::string geometry =
+        std::to_string(state.range(0)) + "x" + std::to_string(state.range(1));
     double mapped = 0;
     double title = 0;
     for (auto _ : state) {
         const double start = MonotonicMs();
-        Process client(session.Client());
+        Process client(session.Client({"--geometry", geometry}));
         if (!client.WaitForOutput("title shown", 10s)) {
             state.SkipWithError("the client showed no title");
             return;
@@ -319,7 +323,12 @@ void BM_RequestToServer(benchmark::State& state) {
     }
 }
 
-BENCHMARK(BM_StartToTitle)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(5);
+BENCHMARK(BM_StartToTitle)
+    ->Args({480, 640})
+    ->Args({1080, 2160})
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(5);
 BENCHMARK(BM_BareWindowStart)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(5);
 BENCHMARK(BM_IdleWhilePlaying)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(BM_BareWindowIdle)->Iterations(1)->Unit(benchmark::kSecond);
@@ -365,8 +374,10 @@ int main(int argc, char** argv) {
     }
     QApplication application(argc, argv);
     QApplication::setStyle(QStringLiteral("Fusion"));
-    vantor::bench::CompareCounter("BM_StartToTitle/iterations:5", "BM_BareWindowStart/iterations:5",
-                                  "mapped_ms");
+    vantor::bench::CompareCounter("BM_StartToTitle/480/640/iterations:5",
+                                  "BM_BareWindowStart/iterations:5", "mapped_ms");
+    vantor::bench::CompareCounter("BM_StartToTitle/1080/2160/iterations:5",
+                                  "BM_StartToTitle/480/640/iterations:5", "mapped_ms");
     vantor::bench::CompareCounter("BM_SessionPeakRss/iterations:1",
                                   "BM_BareWindowPeakRss/iterations:1", "peak_rss_mb");
     vantor::bench::CompareTo("BM_ClickToServer", "BM_RequestToServer");
