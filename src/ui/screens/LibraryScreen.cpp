@@ -42,9 +42,8 @@ LibraryScreen::LibraryScreen(QWidget* screen, PageFetcher& fetcher, RequestSink&
         browser_.SearchTextChanged(text.toStdString());
         UpdateHeader();
     });
-    // Only once the box has the focus does Qt's line edit ask for the
-    // on-screen keyboard on a click (a second one); a finger that taps into
-    // the box means to type.
+    // Qt's line edit asks for the on-screen keyboard on a click alone; the
+    // box asks however it takes the focus (a key, or the screen itself).
     focusWatch_.focusIn = [] { QGuiApplication::inputMethod()->show(); };
     QInputMethod* input = QGuiApplication::inputMethod();
     // The keyboard's rectangle is read only when the platform says it
