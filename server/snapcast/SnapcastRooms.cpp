@@ -569,8 +569,15 @@ bool Link::Finish(Waiting waiting, std::string* reason) {
             return !first;
         }
         if (first) {
-            Log(kLogError, "vantor-server: rooms from snapserver at %s, stream \"%s\"",
-                where_.c_str(), rooms_.Stream().c_str());
+            if (rooms_.Stream().empty()) {
+                Log(kLogError,
+                    "vantor-server: rooms from snapserver at %s, but none of its streams is this "
+                    "player's; every room shows off until --snapcast-stream names one",
+                    where_.c_str());
+            } else {
+                Log(kLogError, "vantor-server: rooms from snapserver at %s, stream \"%s\"",
+                    where_.c_str(), rooms_.Stream().c_str());
+            }
             downLogged_ = false;
             std::lock_guard lock(shared_->mutex);
             shared_->linked = true;
