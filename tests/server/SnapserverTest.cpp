@@ -290,6 +290,18 @@ TEST(SnapserverTest, ARemoteSwitchesRoomsAndFollowsSnapcastThroughAStopAndAStart
     EXPECT_EQ(vantorctl({"speakers"}), "0 kitchen\tKitchen\ton\n");
     EXPECT_EQ(vantorctl({"speaker", "kitchen", "loud"}).substr(0, 2), "1 ");
     EXPECT_EQ(vantorctl({"speaker", "nosuch", "on"}).substr(0, 2), "4 ");
+
+    // A room new to snapserver joins: it has a group of its own, on our
+    // stream, named by its host until someone names it.
+    char host[256] = {};
+    ::gethostname(host, sizeof host - 1);
+    snapcast.AddRoom("den");
+    EXPECT_TRUE(WaitUntil(
+        [&] {
+            return remote.Speakers().find("den=" + std::string(host) + "/on") != std::string::npos;
+        },
+        20s))
+        << remote.Speakers();
 }
 
 }  // namespace
