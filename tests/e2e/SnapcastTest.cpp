@@ -1,0 +1,266 @@
+// vantor-server's rooms on the real Snapcast: MPD plays a few tones into a
+// FIFO that a snapserver of the test's own reads, three snapclient rooms
+// record what they play, and vantorctl switches the rooms. What a room
+// records is the proof: a room that is on hears the tone, one that is off
+// hears nothing. Skipped where mpd, snapserver or snapclient is missing.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "e2e/ServerProcessTest.h"
+#include "e2e/SnapcastRooms.h"
+#include "support/MpdInstance.h"
+#include "support/Process.h"
+#include "support/Wait.h"
+
+namespace vantor {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::FindProgram;
+using testing::Mpd;
+using testing::Process;
+using testing::Room;
+using testing::SnapControl;
+using testing::Snapserver;
+using testing::WaitUntil;
+using namespace std::chrono_literals;
+
+struct RoomName {
+    const char* id;
+    const char* name;
+};
+constexpr RoomName kRooms[] = {
+    {"living", "Living Room"}, {"kitchen", "Kitchen"}, {"patio", "Patio"}};
+
+class SnapcastTest : public testing::ServerProcessTest {
+protected:
+    void SetUp() override {
+        const std::string mpd = FindProgram("mpd");
+        const std::string snapserver = FindProgram("snapserver");
+        const std::string snapclient = FindProgram("snapclient");
+        if (mpd.empty() || snapserver.empty() || snapclient.empty()) {
+            GTEST_SKIP() << "mpd, snapserver or snapclient is not installed (scripts/install-deps "
+                            "installs them); the tests against a real Snapcast are skipped";
+        }
+        char pattern[] = "/tmp/vantor-snapcast-XXXXXX";
+        ASSERT_NE(::mkdtemp(pattern), nullptr);
+        folder_ = pattern;
+        fs::create_directories(folder_ / "playlists");
+        fs::create_directories(folder_ / "music/Tones");
+        const double frequencies[] = {440, 523, 659};
+        for (int i = 0; i < 3; ++i) {
+            testing::WriteToneWav(folder_ / "music/Tones" / (std::to_string(i + 1) + ".wav"), 20,
+                                  frequencies[i]);
+        }
+
+        snapserver_ = std::make_unique<Snapserver>(snapserver, folder_);
+        ASSERT_TRUE(snapserver_->Start()) << snapserver_->Output();
+        mpd_ = std::make_unique<Mpd>(mpd, folder_);
+        testing::AddFifoOutput(folder_ / "mpd.conf", snapserver_->Fifo());
+        ASSERT_TRUE(mpd_->Start()) << mpd_->Output();
+        ASSERT_TRUE(mpd_->Update(3)) << mpd_->Output();
+
+        control_ = std::make_unique<SnapControl>(snapserver_->ControlPort());
+        ASSERT_TRUE(control_->Connected());
+        for (const RoomName& room : kRooms) {
+            rooms_.push_back(
+                std::make_unique<Room>(snapclient, snapserver_->StreamPort(), room.id, folder_));
+            ASSERT_TRUE(rooms_.back()->Start());
+        }
+        for (const RoomName& room : kRooms) {
+            ASSERT_TRUE(WaitUntil(
+                [&] {
+                    const auto client = control_->Client(room.id);
+                    return client.is_object() && client["connected"] == true;
+                },
+                10s))
+                << room.id << " never reached snapserver\n"
+                << snapserver_->Output();
+            ASSERT_TRUE(control_->Result("Client.SetName", {{"id", room.id}, {"name", room.name}})
+                            .is_object());
+        }
+
+        StartServer({"--no-discovery", "--mpd", "127.0.0.1:" + std::to_string(mpd_->Port()),
+                     "--mpd-timeout", "1000", "--snapcast",
+                     "127.0.0.1:" + std::to_string(snapserver_->ControlPort())},
+                    ", MPD at");
+        ASSERT_EQ(Run({"repeat", "all"}).first, 0);
+        ASSERT_EQ(Run({"play-path", "/Music/Songs"}).first, 0);
+    }
+
+    void TearDown() override {
+        StopServer();
+        control_.reset();
+        rooms_.clear();
+        mpd_.reset();
+        snapserver_.reset();
+        if (!folder_.empty()) {
+            fs::remove_all(folder_);
+        }
+    }
+
+    Room& RoomOf(const std::string& id) {
+        for (auto& room : rooms_) {
+            if (room->Id() == id) {
+                return *room;
+            }
+        }
+        throw std::logic_error("no room " + id);
+    }
+
+    // Waits until the rooms in `on` play the music and every other room
+    // plays silence; says what each room played when they never do.
+    ::testing::AssertionResult OnlyThesePlay(const std::set<std::string>& on) {
+        const auto settled = [&] {
+            for (const auto& room : rooms_) {
+                if (on.count(room->Id()) ? !room->HearsMusic() : !room->HearsSilence()) {
+                    return false;
+                }
+            }
+            return true;
+        };
+        if (WaitUntil(settled, 10s)) {
+            return ::testing::AssertionSuccess();
+        }
+        auto failure = ::testing::AssertionFailure() << "loudest sample of the last 200 ms:";
+        for (const auto& room : rooms_) {
+            failure << " " << room->Id() << " " << room->RecentPeak()
+                    << (on.count(room->Id()) ? " (should be on)" : " (should be off)");
+        }
+        return failure;
+    }
+
+    // `vantorctl speakers`, one "ID<tab>NAME<tab>on|off" line a room.
+    std::string Speakers() const {
+        const auto [status, output] = Run({"speakers"});
+        return status == 0 ? output : "(vantorctl failed: " + output + ")";
+    }
+    bool EventuallyListed(const std::string& line) const {
+        return WaitUntil([&] { return Speakers().find(line + "\n") != std::string::npos; }, 20s);
+    }
+
+    fs::path folder_;
+    std::unique_ptr<Snapserver> snapserver_;
+    std::unique_ptr<Mpd> mpd_;
+    std::unique_ptr<SnapControl> control_;
+    std::vector<std::unique_ptr<Room>> rooms_;
+};
+
+TEST_F(SnapcastTest, SelectEnableAndDisableSwitchWhatTheRoomsHearAndSnapcastNamesReachTheClient) {
+    ASSERT_TRUE(EventuallyListed("living\tLiving Room\ton")) << Speakers();
+    EXPECT_TRUE(EventuallyListed("kitchen\tKitchen\ton")) << Speakers();
+    EXPECT_TRUE(EventuallyListed("patio\tPatio\ton")) << Speakers();
+    EXPECT_TRUE(OnlyThesePlay({"living", "kitchen", "patio"}));
+
+    Process watch(Ctl({"watch"}));
+    ASSERT_TRUE(watch.WaitForOutput("watching")) << watch.Output();
+
+    // Selecting a room leaves it the only one that plays.
+    EXPECT_EQ(Run({"speaker", "kitchen"}).first, 0);
+    EXPECT_TRUE(OnlyThesePlay({"kitchen"}));
+    EXPECT_TRUE(watch.WaitForOutput("Living Room (off), Kitchen (on), Patio (off)") ||
+                watch.WaitForOutput("Kitchen (on), Living Room (off), Patio (off)"))
+        << watch.Output();
+    EXPECT_EQ(control_->Client("living")["muted"], true);
+    EXPECT_EQ(control_->Client("kitchen")["muted"], false);
+    EXPECT_EQ(control_->Client("patio")["muted"], true);
+
+    // Switching one on or off leaves the others as they are.
+    EXPECT_EQ(Run({"speaker", "patio", "on"}).first, 0);
+    EXPECT_TRUE(OnlyThesePlay({"kitchen", "patio"}));
+    EXPECT_EQ(Run({"speaker", "kitchen", "off"}).first, 0);
+    EXPECT_TRUE(OnlyThesePlay({"patio"}));
+    EXPECT_TRUE(EventuallyListed("kitchen\tKitchen\toff")) << Speakers();
+    EXPECT_TRUE(EventuallyListed("patio\tPatio\ton")) << Speakers();
+
+    // A room another Snapcast remote moved to another stream is off for us;
+    // selecting it brings it back to ours.
+    const auto status = control_->Result("Server.GetStatus");
+    std::string livingGroup;
+    for (const auto& group : status["server"]["groups"]) {
+        for (const auto& client : group["clients"]) {
+            if (client["id"] == "living") {
+                livingGroup = group["id"];
+            }
+        }
+    }
+    ASSERT_FALSE(livingGroup.empty());
+    ASSERT_TRUE(
+        control_->Result("Client.SetVolume", {{"id", "living"}, {"volume", {{"muted", false}}}})
+            .is_object());
+    ASSERT_TRUE(control_->Result("Group.SetStream", {{"id", livingGroup}, {"stream_id", "Radio"}})
+                    .is_object());
+    EXPECT_TRUE(EventuallyListed("living\tLiving Room\toff")) << Speakers();
+    EXPECT_TRUE(OnlyThesePlay({"patio"}));
+    EXPECT_EQ(Run({"speaker", "living"}).first, 0);
+    EXPECT_TRUE(OnlyThesePlay({"living"}));
+    EXPECT_EQ(control_->Client("living")["stream"], "MPD");
+
+    // A name given in Snapcast (by any remote) reaches our clients.
+    ASSERT_TRUE(
+        control_->Result("Client.SetName", {{"id", "patio"}, {"name", "Garden"}}).is_object());
+    EXPECT_TRUE(watch.WaitForOutput("Garden (off)")) << watch.Output();
+    EXPECT_TRUE(EventuallyListed("patio\tGarden\toff")) << Speakers();
+    // Two rooms of one name are told apart by their ids.
+    ASSERT_TRUE(
+        control_->Result("Client.SetName", {{"id", "patio"}, {"name", "Kitchen"}}).is_object());
+    EXPECT_TRUE(EventuallyListed("patio\tKitchen [patio]\toff")) << Speakers();
+    // A room without a name is shown by its host's name.
+    ASSERT_TRUE(control_->Result("Client.SetName", {{"id", "patio"}, {"name", ""}}).is_object());
+    const std::string host =
+        control_->Result("Server.GetStatus")["server"]["groups"][0]["clients"][0]["host"]["name"];
+    EXPECT_TRUE(EventuallyListed("patio\t" + host + "\toff")) << Speakers();
+
+    // A room snapserver does not know is refused.
+    const auto unknown = Run({"speaker", "cellar"});
+    EXPECT_EQ(unknown.first, 4) << unknown.second;
+    EXPECT_TRUE(OnlyThesePlay({"living"}));
+
+    watch.Signal(SIGINT);
+    EXPECT_EQ(watch.Wait(), 0);
+}
+
+TEST_F(SnapcastTest, RoomsLeaveAndJoinAndComeBackAfterSnapserverRestartsWithoutAServerRestart) {
+    ASSERT_TRUE(EventuallyListed("kitchen\tKitchen\ton")) << Speakers();
+    EXPECT_EQ(Run({"speaker", "patio"}).first, 0);
+    EXPECT_TRUE(OnlyThesePlay({"patio"}));
+
+    // A room that goes away leaves the list; back, it is listed as it was.
+    RoomOf("kitchen").Stop();
+    EXPECT_TRUE(WaitUntil([&] { return Speakers().find("kitchen\t") == std::string::npos; }, 20s))
+        << Speakers();
+    EXPECT_NE(Speakers().find("patio\tPatio\ton\n"), std::string::npos) << Speakers();
+    ASSERT_TRUE(RoomOf("kitchen").Start());
+    EXPECT_TRUE(EventuallyListed("kitchen\tKitchen\toff")) << Speakers();
+    EXPECT_EQ(Run({"speaker", "kitchen", "on"}).first, 0);
+    EXPECT_TRUE(OnlyThesePlay({"patio", "kitchen"}));
+
+    // Snapserver gone: no rooms, and the player is served as before.
+    snapserver_->Stop();
+    EXPECT_TRUE(WaitUntil([&] { return Speakers().empty(); }, 20s)) << Speakers();
+    EXPECT_TRUE(Says({"volume", "60"}, "")) << "the player is still served";
+    EXPECT_TRUE(EventuallySays({"status"}, "volume:    60"));
+
+    // Back: the rooms are back, with their names and switches, on the same
+    // vantor-server.
+    const pid_t server = server_->Pid();
+    ASSERT_TRUE(snapserver_->Start()) << snapserver_->Output();
+    EXPECT_TRUE(EventuallyListed("living\tLiving Room\toff")) << Speakers();
+    EXPECT_TRUE(EventuallyListed("kitchen\tKitchen\ton")) << Speakers();
+    EXPECT_TRUE(EventuallyListed("patio\tPatio\ton")) << Speakers();
+    EXPECT_EQ(Run({"speaker", "living"}).first, 0);
+    EXPECT_TRUE(OnlyThesePlay({"living"}));
+    EXPECT_EQ(server_->Pid(), server);
+    EXPECT_EQ(::kill(server, 0), 0) << "vantor-server is still the one started";
+}
+
+}  // namespace
+}  // namespace vantor
