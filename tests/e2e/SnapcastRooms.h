@@ -102,9 +102,7 @@ public:
             if (message.contains("id") && message["id"] == id) {
                 return message;
             }
-            if (message.contains("method")) {
-                notifications_.push_back(std::move(message));
-            }
+            Keep(std::move(message));
         }
         return nullptr;
     }
@@ -130,9 +128,7 @@ public:
             if (!Next(message, deadline)) {
                 return false;
             }
-            if (message.contains("method")) {
-                notifications_.push_back(std::move(message));
-            }
+            Keep(std::move(message));
         }
     }
 
@@ -158,6 +154,17 @@ public:
     }
 
 private:
+    // A notification, kept for WaitForNotification; a caller that never
+    // asks for them keeps only the latest.
+    void Keep(Json message) {
+        if (message.contains("method")) {
+            notifications_.push_back(std::move(message));
+            if (notifications_.size() > 1000) {
+                notifications_.pop_front();
+            }
+        }
+    }
+
     // The next whole line as JSON, until `deadline`.
     bool Next(Json& message, std::chrono::steady_clock::time_point deadline) {
         while (true) {
@@ -257,7 +264,8 @@ private:
 };
 
 // A room: a snapclient with its own id that records what it plays, raw
-// 48 kHz 16-bit stereo, to a file of its own.
+// 48 kHz 16-bit stereo, to a file of its own in `folder`; with an empty
+// folder it plays to nothing (the benchmarks' many rooms).
 class Room {
 public:
     Room(std::string program, std::uint16_t streamPort, std::string id,
@@ -265,13 +273,14 @@ public:
         : program_(std::move(program)),
           streamPort_(streamPort),
           id_(std::move(id)),
-          recording_(folder / (id_ + ".pcm")) {}
+          recording_(folder.empty() ? std::filesystem::path() : folder / (id_ + ".pcm")) {}
     ~Room() { Stop(); }
 
     bool Start() {
         process_ = std::make_unique<Process>(std::vector<std::string>{
             program_, "-h", "127.0.0.1", "-p", std::to_string(streamPort_), "--hostID", id_,
-            "--player", "file:filename=" + recording_.string(), "--logsink", "null"});
+            "--player", "file:filename=" + (recording_.empty() ? "null" : recording_.string()),
+            "--logsink", "null"});
         return process_->Started();
     }
     void Stop() {
