@@ -3,12 +3,12 @@
 // vantor-server options for benchmarks: loopback, free ports, no discovery,
 // and a clock slow enough that no position event gets in the way.
 
-#include "MessageServer.h"
+#include "support/SimulatedServer.h"
 
 namespace vantor::bench {
 
-inline server::ServerOptions QuietServerOptions(int songs, bool media) {
-    server::ServerOptions options;
+inline testing::SimulatedOptions QuietServerOptions(int songs, bool media) {
+    testing::SimulatedOptions options;
     options.bindAddress = "127.0.0.1";
     options.port = 0;
     options.discovery = false;

@@ -41,7 +41,7 @@ public:
         options.mediaMaxConnections = 4000;
         options.mediaMaxConnectionsPerAddress = 0;
         options.greetingTimeout = std::chrono::hours(1);
-        server_ = std::make_unique<server::MessageServer>(options);
+        server_ = std::make_unique<testing::SimulatedServer>(options);
         server_->Start();
         std::string greeting = GetClientVersionRequest().ToXml();
         greeting.push_back('\0');
@@ -70,7 +70,7 @@ public:
     }
 
 private:
-    std::unique_ptr<server::MessageServer> server_;
+    std::unique_ptr<testing::SimulatedServer> server_;
     std::vector<std::unique_ptr<RawPeer>> peers_;
     NoHandler handler_;
     ServerConnection connection_{&handler_};

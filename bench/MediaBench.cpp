@@ -97,11 +97,11 @@ void BM_GeneratedReaderTemplated(benchmark::State& state) {
     SetItems(state, bytes.size());
 }
 
-server::MessageServer& Server(bool gzip) {
+testing::SimulatedServer& Server(bool gzip) {
     const auto start = [](bool packed) {
-        server::ServerOptions options = bench::QuietServerOptions(5000, true);
+        testing::SimulatedOptions options = bench::QuietServerOptions(5000, true);
         options.gzip = packed;
-        auto server = std::make_unique<server::MessageServer>(options);
+        auto server = std::make_unique<testing::SimulatedServer>(options);
         server->Start();
         return server;
     };
@@ -176,7 +176,7 @@ void BM_PlainCurl_Gzip(benchmark::State& state) {
 // Opening "Songs" of a 100 000-song library and scrolling to its end: the
 // first page with the total, then the page of the last row.
 void BM_BrowseToLastPage(benchmark::State& state) {
-    server::MessageServer server(bench::QuietServerOptions(100000, true));
+    testing::SimulatedServer server(bench::QuietServerOptions(100000, true));
     if (!server.Start()) {
         state.SkipWithError("no server");
         return;

@@ -132,8 +132,8 @@ private:
     std::string why_;
 };
 
-server::ServerOptions MpdServerOptions() {
-    server::ServerOptions options = bench::QuietServerOptions(0, true);
+testing::SimulatedOptions MpdServerOptions() {
+    testing::SimulatedOptions options = bench::QuietServerOptions(0, true);
     options.mpdHost = "127.0.0.1";
     options.mpdPort = BenchMpd::Instance().Port();
     return options;
@@ -151,7 +151,7 @@ void BM_ServerVolumeRoundTrip(benchmark::State& state) {
     if (Skip(state)) {
         return;
     }
-    server::MessageServer server(MpdServerOptions());
+    testing::SimulatedServer server(MpdServerOptions());
     if (!server.Start()) {
         state.SkipWithError("no server");
         return;
@@ -221,7 +221,7 @@ void BM_ServerFirstSongsPage(benchmark::State& state) {
     if (Skip(state)) {
         return;
     }
-    server::MessageServer server(MpdServerOptions());
+    testing::SimulatedServer server(MpdServerOptions());
     if (!server.Start()) {
         state.SkipWithError("no server");
         return;

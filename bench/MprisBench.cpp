@@ -143,8 +143,8 @@ private:
     QDBusConnection bus_{QString()};
 };
 
-server::ServerOptions MprisServerOptions(const std::string& name) {
-    server::ServerOptions options = bench::QuietServerOptions(0, false);
+testing::SimulatedOptions MprisServerOptions(const std::string& name) {
+    testing::SimulatedOptions options = bench::QuietServerOptions(0, false);
     options.makePlayer = [name] {
         server::mpris::MprisOptions player;
         player.name = name;
@@ -184,7 +184,7 @@ void BM_ServerVolumeRoundTrip(benchmark::State& state) {
     if (Skip(state)) {
         return;
     }
-    server::MessageServer server(MprisServerOptions("mpv"));
+    testing::SimulatedServer server(MprisServerOptions("mpv"));
     if (!server.Start()) {
         state.SkipWithError("no server");
         return;
@@ -212,7 +212,7 @@ void BM_ServerVolumeResponse(benchmark::State& state) {
     if (Skip(state)) {
         return;
     }
-    server::MessageServer server(MprisServerOptions("mpv"));
+    testing::SimulatedServer server(MprisServerOptions("mpv"));
     RawClient client(server.Start() ? server.Port() : 0);
     if (!client.Connected() || !WaitForPlayer(client, "Song")) {
         state.SkipWithError("the server found no mpv");
@@ -315,7 +315,7 @@ void BM_PropertiesChangedToClientEvent(benchmark::State& state) {
     QMetaObject::invokeMethod(
         player, [player] { player->Come(); }, Qt::BlockingQueuedConnection);
     {
-        server::MessageServer server(MprisServerOptions("benchsignals"));
+        testing::SimulatedServer server(MprisServerOptions("benchsignals"));
         RawClient client(server.Start() ? server.Port() : 0);
         if (!client.Connected() || !WaitForPlayer(client, "Signals")) {
             state.SkipWithError("the server found no player");

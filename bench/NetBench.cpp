@@ -312,7 +312,7 @@ private:
 };
 
 void BM_SendRequest_RoundTrip(benchmark::State& state) {
-    server::MessageServer server(bench::QuietServerOptions(50, false));
+    testing::SimulatedServer server(bench::QuietServerOptions(50, false));
     if (!server.Start()) {
         state.SkipWithError("no server");
         return;

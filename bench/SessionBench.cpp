@@ -60,12 +60,12 @@ private:
     bool ready_ = false;
 };
 
-server::ServerOptions Options() {
+testing::SimulatedOptions Options() {
     return bench::QuietServerOptions(200, false);
 }
 
 void BM_ConnectToSessionReady(benchmark::State& state) {
-    server::MessageServer server(Options());
+    testing::SimulatedServer server(Options());
     if (!server.Start()) {
         state.SkipWithError("no server");
         return;
@@ -123,7 +123,7 @@ private:
 
 void BM_EventsApplied(benchmark::State& state) {
     constexpr long kEvents = 50'000;
-    server::MessageServer server(Options());
+    testing::SimulatedServer server(Options());
     if (!server.Start()) {
         state.SkipWithError("no server");
         return;

@@ -95,10 +95,10 @@ std::chrono::seconds IdleSeconds() {
 class Session {
 public:
     Session() {
-        server::ServerOptions options = bench::QuietServerOptions(2000, true);
+        testing::SimulatedOptions options = bench::QuietServerOptions(2000, true);
         options.tick = 1s;  // a song plays: position events every second
         options.startPlaying = true;
-        server_ = std::make_unique<server::MessageServer>(options);
+        server_ = std::make_unique<testing::SimulatedServer>(options);
         server_->Start();
         std::string pattern =
             (std::filesystem::temp_directory_path() / "vantor-bench-XXXXXX").string();
@@ -118,7 +118,7 @@ public:
     }
 
     std::string Settings() const { return (dir_ / "settings.reg").string(); }
-    server::MessageServer& Server() { return *server_; }
+    testing::SimulatedServer& Server() { return *server_; }
 
     // The client's command line against this server.
     std::vector<std::string> Client(std::vector<std::string> more = {}) const {
@@ -141,7 +141,7 @@ public:
     std::filesystem::path Folder() const { return dir_; }
 
 private:
-    std::unique_ptr<server::MessageServer> server_;
+    std::unique_ptr<testing::SimulatedServer> server_;
     std::filesystem::path dir_;
 };
 
@@ -251,7 +251,7 @@ void BM_BareWindowPeakRss(benchmark::State& state) {
 // The server has received one more request than it had.
 // Spins (the figure is in microseconds) until the server has counted one
 // more request; false when none came within two seconds.
-bool AwaitRequest(server::MessageServer& server, int before) {
+bool AwaitRequest(testing::SimulatedServer& server, int before) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
     while (server.RequestCount() == before) {
         if (std::chrono::steady_clock::now() > deadline) {

@@ -27,6 +27,8 @@ constexpr std::size_t kReceivedKept = 1000;
 // searches costs no memory, and one client's flood fails only its own.
 constexpr std::size_t kLibraryWaiting = 256;
 constexpr std::size_t kLibraryWaitingPerClient = 32;
+// Switches of rooms one client may have waiting for the rooms' answer.
+constexpr std::size_t kSpeakersWaitingPerClient = 16;
 
 // The listener's first rest after accept ran out of descriptors or memory,
 // and its longest.
@@ -145,7 +147,7 @@ void MessageServer::Loop::Run() {
     }
     library_->wake.notify_all();
     // A search MPD holds ends with its time-out; the thread is left to it.
-    libraryThread_.Stop(static_cast<int>(options_.mpdTimeout.count()) + 2000, true);
+    libraryThread_.Stop(static_cast<int>(options_.playerTimeout.count()) + 2000, true);
 }
 
 void MessageServer::Loop::LibraryDesk::Run() {
@@ -441,6 +443,9 @@ void MessageServer::Loop::Handle(Client& client, std::string_view document) {
         Queue(client, bytes);
         return;
     }
+    if (HandToSpeakers(client, *request)) {
+        return;
+    }
     Events events;
     const auto response = handler_.Handle(*request, events);
     if (!response) {
@@ -456,6 +461,56 @@ void MessageServer::Loop::Handle(Client& client, std::string_view document) {
     Queue(client, bytes, false);
     Broadcast(events);
     Flush(client);
+}
+
+bool MessageServer::Loop::HandToSpeakers(Client& client, const Message& request) {
+    const auto type = request.Type();
+    if (!speakers_ ||
+        (type != MessageType::SelectSpeakerRequest && type != MessageType::EnableSpeakerRequest)) {
+        return false;
+    }
+    // The response names the request by its type and id alone.
+    std::shared_ptr<Message> asked(MessageFactory::Create(type));
+    asked->requestId = request.requestId;
+    if (client.speakersWaiting >= kSpeakersWaitingPerClient) {
+        refusals_.Write(
+            Format("%s: %zu of its speaker switches wait already; %s answered as "
+                   "failed",
+                   client.peer.c_str(), kSpeakersWaitingPerClient,
+                   std::string(request.TypeName()).c_str()));
+        std::string bytes = RequestHandler::Refusal(request, kPlayerFailed)->ToXml();
+        bytes.push_back('\0');
+        Queue(client, bytes);
+        return true;
+    }
+    ++client.speakersWaiting;
+    // The answer comes on the rooms' thread, or at once.
+    auto done = [weak = weak_from_this(), id = client.id, asked](ResultCode code) {
+        std::string answer = RequestHandler::Refusal(*asked, code)->ToXml();
+        answer.push_back('\0');
+        if (const auto loop = weak.lock()) {
+            Loop* self = loop.get();  // the task runs on the loop, which it cannot outlive
+            loop->PostRaw(
+                [self, id, answer = std::move(answer)] { self->AnswerSpeakers(id, answer); });
+        }
+    };
+    if (type == MessageType::SelectSpeakerRequest) {
+        speakers_->Select(As<SelectSpeakerRequest>(request)->id, std::move(done));
+    } else {
+        const auto& enable = *As<EnableSpeakerRequest>(request);
+        speakers_->Enable(enable.id, enable.enabled, std::move(done));
+    }
+    return true;
+}
+
+void MessageServer::Loop::AnswerSpeakers(std::uint64_t id, const std::string& answer) {
+    for (auto& client : clients_) {
+        if (client->id == id) {
+            --client->speakersWaiting;
+            Queue(*client, answer);
+            return;
+        }
+    }
 }
 
 void MessageServer::Loop::Broadcast(const Events& events) {

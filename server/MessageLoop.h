@@ -43,9 +43,10 @@ struct MessageServer::Client {
     // Since when its output has waited with none of it sent: what a client
     // that does not read grows, and one that reads keeps recent.
     std::chrono::steady_clock::time_point stalledSince;
-    std::size_t libraryWaiting = 0;  // its requests on the library thread
-    bool greeted = false;            // it has sent a whole message
-    bool watchOut = false;           // the loop waits for room to write to it
+    std::size_t libraryWaiting = 0;   // its requests on the library thread
+    std::size_t speakersWaiting = 0;  // its switches of rooms not yet answered
+    bool greeted = false;             // it has sent a whole message
+    bool watchOut = false;            // the loop waits for room to write to it
     bool closing = false;
 
     Client(int descriptor, std::uint64_t number, std::string name, std::string address,
@@ -61,15 +62,16 @@ struct MessageServer::Client {
 class MessageServer::Loop : public std::enable_shared_from_this<Loop> {
 public:
     Loop(const ServerOptions& options, std::shared_ptr<PlayerBackend> player,
-         std::shared_ptr<Stats> stats, Descriptor listener, Descriptor discovery,
-         std::vector<std::string> advertised)
+         std::shared_ptr<SpeakerService> speakers, std::shared_ptr<Stats> stats,
+         Descriptor listener, Descriptor discovery, std::vector<std::string> advertised)
         : options_(options),
           player_(std::move(player)),
+          speakers_(std::move(speakers)),
           stats_(std::move(stats)),
           listener_(std::move(listener)),
           discovery_(std::move(discovery)),
           advertised_(std::move(advertised)),
-          handler_(*player_, options.info),
+          handler_(*player_, speakers_.get(), options.info),
           library_(std::make_shared<LibraryDesk>(player_, options.info)) {
         int pipe[2];
         if (::pipe2(pipe, O_CLOEXEC | O_NONBLOCK) == 0) {
@@ -192,11 +194,17 @@ private:
     // An answer from the library thread, for a client that may have gone.
     void Answer(std::uint64_t client, const std::string& answer, const std::string& events);
     void Handle(Client& client, std::string_view document);
+    // Hands a speaker switch to the rooms, which answer it later; false
+    // when the speakers are the player's.
+    bool HandToSpeakers(Client& client, const Message& request);
+    // The rooms' answer, for a client that may have gone.
+    void AnswerSpeakers(std::uint64_t client, const std::string& answer);
     void Broadcast(const Events& events);
     void AnswerProbe();
 
     const ServerOptions options_;
     const std::shared_ptr<PlayerBackend> player_;
+    const std::shared_ptr<SpeakerService> speakers_;  // null: the player's
     const std::shared_ptr<Stats> stats_;
     Descriptor listener_;
     Descriptor discovery_;

@@ -8,12 +8,9 @@
 #include <future>
 
 #include "MessageLoop.h"
-#include "MusicFolder.h"
 #include "ServerSocket.h"
-#include "SimulatedBackend.h"
 #include "core/Logger.h"
 #include "core/Text.h"
-#include "mpd/MpdBackend.h"
 #include "net/LocalAddressSource.h"
 
 namespace vantor::server {
@@ -45,22 +42,10 @@ std::string FileMd5(const std::string& path) {
     return hex;
 }
 
-MediaLibrary SimulatedLibrary(const ServerOptions& options) {
-    if (!options.mpdHost.empty()) {
-        return MediaLibrary();
-    }
-    if (!options.musicFolder.empty()) {
-        return ReadMusicFolder(options.musicFolder);
-    }
-    return MediaLibrary::Generate(options.songs);
-}
-
 }  // namespace
 
-MessageServer::MessageServer(ServerOptions options)
-    : options_(std::move(options)),
-      library_(std::make_shared<const MediaLibrary>(SimulatedLibrary(options_))),
-      stats_(std::make_shared<Stats>()) {}
+MessageServer::MessageServer(ServerOptions options, ServerParts parts)
+    : options_(std::move(options)), parts_(std::move(parts)), stats_(std::make_shared<Stats>()) {}
 
 MessageServer::~MessageServer() {
     Stop();
@@ -104,24 +89,27 @@ bool MessageServer::Start() {
             options.info.clientChecksum = FileMd5(options.updateFile);
         }
     }
-    if (options.makePlayer) {
-        player_ = options.makePlayer();
-    } else if (options.mpdHost.empty()) {
-        player_ = std::make_shared<SimulatedBackend>(library_, options.queueLength);
-    } else {
-        MpdOptions mpd;
-        mpd.host = options.mpdHost;
-        mpd.port = options.mpdPort;
-        mpd.timeout = options.mpdTimeout;
-        player_ = std::make_shared<MpdBackend>(mpd);
-    }
-    auto loop = std::make_shared<Loop>(options, player_, stats_, std::move(listener),
-                                       std::move(discovery), std::move(advertised));
-    player_->Start([weak = std::weak_ptr<Loop>(loop)](PlayerBackend::Task task) {
+    player_ = parts_.makePlayer();
+    auto loop =
+        std::make_shared<Loop>(options, player_, parts_.speakers, stats_, std::move(listener),
+                               std::move(discovery), std::move(advertised));
+    const std::weak_ptr<Loop> weak(loop);
+    player_->Start([weak](PlayerBackend::Task task) {
         if (const auto running = weak.lock()) {
             running->Post(std::move(task));
         }
     });
+    if (parts_.speakers) {
+        parts_.speakers->Start([weak](std::vector<Speaker> speakers) {
+            if (const auto running = weak.lock()) {
+                running->Post([speakers = std::move(speakers)](PlayerBackend&, Events& events) {
+                    auto changed = std::make_unique<SpeakerListChangedEvent>();
+                    changed->speakers = speakers;
+                    events.push_back(std::move(changed));
+                });
+            }
+        });
+    }
     if (options.startPlaying) {
         Events none;  // nobody is connected yet
         player_->Transport(TransportCommand::Play, none);
@@ -133,6 +121,9 @@ bool MessageServer::Start() {
             player->Stop();
         }) != 0) {
         player_->Stop();
+        if (parts_.speakers) {
+            parts_.speakers->Stop();
+        }
         return false;
     }
     {
@@ -177,6 +168,9 @@ void MessageServer::Stop() {
     }
     loop->RequestStop();
     thread_.Stop();
+    if (parts_.speakers) {
+        parts_.speakers->Stop();
+    }
 }
 
 std::uint16_t MessageServer::MediaPort() const {
@@ -217,18 +211,6 @@ void MessageServer::Post(PlayerBackend::Task task) {
     if (const auto loop = CurrentLoop()) {
         loop->Post(std::move(task));
     }
-}
-
-void MessageServer::Post(std::function<void(PlayerModel&, Events&)> task) {
-    Post([task = std::move(task)](PlayerBackend& player, Events& events) {
-        if (auto* simulated = dynamic_cast<SimulatedBackend*>(&player)) {
-            task(simulated->Model(), events);
-        } else {
-            Log(kLogError,
-                "vantor-server: a task for the simulated player dropped: the player is "
-                "an MPD");
-        }
-    });
 }
 
 void MessageServer::SendRaw(std::string bytes) {

@@ -3,10 +3,10 @@
 // The network side of vantor-server: a TCP listener for any number of
 // clients speaking the XML protocol (each message followed by a zero byte),
 // the UDP discovery responder, and the one-second clock of the player. The
-// player is the simulated one, or a Music Player Daemon when the options
-// name one. Every request gets its response; every change of the player's
-// state is pushed to every client as events. Malformed, unknown or
-// misdirected messages are logged and dropped.
+// player, and the rooms when the speakers are not the player's, are made by
+// whoever puts the program together (ServerParts). Every request gets its
+// response; every change of the player's state is pushed to every client as
+// events. Malformed, unknown or misdirected messages are logged and dropped.
 //
 // Peers outside the allowed ranges are closed at once and get no discovery
 // reply. Connections beyond the per-address or the total limit are refused,
@@ -35,10 +35,9 @@
 
 #include "AddressFilter.h"
 #include "MediaHttpServer.h"
-#include "MediaLibrary.h"
 #include "PlayerBackend.h"
-#include "PlayerModel.h"
 #include "RequestHandler.h"
+#include "SpeakerService.h"
 #include "core/NamedThread.h"
 #include "net/MessageFramer.h"
 #include "net/Ports.h"
@@ -61,19 +60,9 @@ struct ServerOptions {
     // Output all clients together may hold unsent; past it the client
     // holding most, the one not reading, is dropped.
     std::size_t maxUnsent = 64 * 1024 * 1024;
-    int songs = 500;
-    // A folder of audio files whose tags make the simulated library instead
-    // of a generated one.
-    std::string musicFolder;
-    int queueLength = 25;
-    // A Music Player Daemon to drive instead of the simulated player:
-    // its host (empty: none) and port.
-    std::string mpdHost;
-    std::uint16_t mpdPort = 6600;
-    std::chrono::milliseconds mpdTimeout{2000};
-    // Makes the player instead of the two above (vantor-server's --mpris);
-    // called by each Start().
-    std::function<std::shared_ptr<PlayerBackend>()> makePlayer;
+    // How long the player may take to answer a library request: at Stop the
+    // library thread is waited for this long and more.
+    std::chrono::milliseconds playerTimeout{2000};
     bool startPlaying = false;
     ServerInfo info;
     // The media service over HTTP, on the same address.
@@ -105,10 +94,19 @@ struct ServerOptions {
 std::unique_ptr<Message> ReadRequest(std::string_view document, std::string* text,
                                      std::string* root, bool* notRequest);
 
+// What the server serves.
+struct ServerParts {
+    // Makes the player; called by each Start().
+    std::function<std::shared_ptr<PlayerBackend>()> makePlayer;
+    // The speakers when they are not the player's (the rooms); started and
+    // stopped with the server.
+    std::shared_ptr<SpeakerService> speakers;
+};
+
 class MessageServer {
 public:
-    explicit MessageServer(ServerOptions options);
-    ~MessageServer();
+    MessageServer(ServerOptions options, ServerParts parts);
+    virtual ~MessageServer();
     MessageServer(const MessageServer&) = delete;
     MessageServer& operator=(const MessageServer&) = delete;
 
@@ -124,8 +122,6 @@ public:
     // A page of the play queue, asked of the loop (any thread); nothing
     // when the loop does not answer within two seconds.
     std::optional<ListPage> QueuePage(std::int32_t start, std::int32_t count);
-    // The simulated player's library (empty when MPD is driven).
-    const MediaLibrary& Library() const { return *library_; }
 
     int ClientCount() const { return stats_->clients.load(); }
     // Messages received that were not requests the server could read.
@@ -139,9 +135,6 @@ public:
     // Runs `task` on the loop thread with the player; the events it adds
     // are pushed to every client. Returns at once.
     void Post(PlayerBackend::Task task);
-    // The same with the simulated player itself, for tests that steer it;
-    // logged and dropped when the player is an MPD.
-    void Post(std::function<void(PlayerModel&, Events&)> task);
     // Writes bytes as they are to every client (for tests of the client's
     // framing).
     void SendRaw(std::string bytes);
@@ -164,9 +157,9 @@ private:
     };
 
     ServerOptions options_;
+    ServerParts parts_;
     // The loop thread holds shares of these, so a loop that outlives Stop()
     // never reaches freed state.
-    std::shared_ptr<const MediaLibrary> library_;
     std::shared_ptr<PlayerBackend> player_;
     std::shared_ptr<Stats> stats_;
     mutable std::mutex loopMutex_;  // guards loop_: posters on any thread, Stop on the owner's

@@ -53,8 +53,8 @@ std::unique_ptr<Message> EmptyResponse(MessageType type) {
 
 }  // namespace
 
-RequestHandler::RequestHandler(PlayerBackend& player, ServerInfo info)
-    : player_(player), info_(std::move(info)) {
+RequestHandler::RequestHandler(PlayerBackend& player, SpeakerService* speakers, ServerInfo info)
+    : player_(player), speakers_(speakers), info_(std::move(info)) {
     if (info_.playerType.empty()) {
         info_.playerType = player_.PlayerType();
     }
@@ -276,7 +276,11 @@ std::unique_ptr<Message> RequestHandler::Handle(const Message& request, Events& 
                 player_.SetFullScreen(As<SetVideoModeRequest>(request)->fullScreenEnabled, events);
             break;
         case MessageType::GetSpeakerListRequest:
-            code = player_.Speakers(&As<GetSpeakerListResponse>(*response)->speakers);
+            if (speakers_ != nullptr) {
+                As<GetSpeakerListResponse>(*response)->speakers = speakers_->Speakers();
+            } else {
+                code = player_.Speakers(&As<GetSpeakerListResponse>(*response)->speakers);
+            }
             break;
         case MessageType::SelectSpeakerRequest:
             code = player_.SelectSpeaker(As<SelectSpeakerRequest>(request)->id, events);
@@ -290,7 +294,7 @@ std::unique_ptr<Message> RequestHandler::Handle(const Message& request, Events& 
             const PlayerCapabilities capabilities = player_.Capabilities();
             auto& answer = *As<GetPlayerCapabilitiesResponse>(*response);
             answer.supportsEQ = capabilities.eq;
-            answer.supportsMultipleSpeakers = capabilities.multipleSpeakers;
+            answer.supportsMultipleSpeakers = speakers_ != nullptr || capabilities.multipleSpeakers;
             break;
         }
         case MessageType::GetMediaItemRequest: {

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "PlayerBackend.h"
+#include "SpeakerService.h"
 
 namespace vantor::server {
 
@@ -28,7 +29,12 @@ struct ServerInfo {
 
 class RequestHandler {
 public:
-    RequestHandler(PlayerBackend& player, ServerInfo info);
+    // `speakers`: where the speaker list comes from instead of the player
+    // (null: the player). Switching them is the caller's (they answer
+    // later); here it is the player's.
+    RequestHandler(PlayerBackend& player, SpeakerService* speakers, ServerInfo info);
+    RequestHandler(PlayerBackend& player, ServerInfo info)
+        : RequestHandler(player, nullptr, std::move(info)) {}
 
     // The response to a request (its kind must be Request), with the events
     // it caused appended to `events`; null for UnrecognizedRequest, which
@@ -47,6 +53,7 @@ public:
 
 private:
     PlayerBackend& player_;
+    SpeakerService* const speakers_;
     ServerInfo info_;
 };
 

@@ -1,5 +1,7 @@
 // vantor-server: the desktop side of Vantor, over a simulated player, a
-// Music Player Daemon or the desktop's media players (MPRIS).
+// Music Player Daemon or the desktop's media players (MPRIS), with the
+// speakers of that player or the rooms of a Snapcast server. The player and
+// the rooms are chosen and made here, and handed to the server.
 
 #include <QCoreApplication>
 #include <csignal>
@@ -12,8 +14,12 @@
 #include <utility>
 
 #include "MessageServer.h"
+#include "MusicFolder.h"
+#include "SimulatedBackend.h"
 #include "core/Logger.h"
+#include "mpd/MpdBackend.h"
 #include "mpris/MprisBackend.h"
+#include "snapcast/SnapcastRooms.h"
 
 namespace {
 
@@ -57,6 +63,14 @@ const char kUsage[] =
     "                         (MPRIS): the one in use, or the one NAME names (mpv,\n"
     "                         vlc, spotify, or a bus name such as\n"
     "                         org.mpris.MediaPlayer2.vlc.instance4711)\n"
+    "  --snapcast HOST[:PORT] the speakers are the rooms of the Snapcast server at\n"
+    "                         HOST (control port 1705 unless given): each connected\n"
+    "                         snapclient is a speaker, on when it is not muted and\n"
+    "                         plays this player's stream\n"
+    "  --snapcast-stream NAME the Snapcast stream that carries this player's sound;\n"
+    "                         without it the only stream, else the one named like\n"
+    "                         the player: \"MPD\" with --mpd, NAME with --mpris NAME\n"
+    "                         (\"MPRIS\" without), \"Vantor\" for the simulated one\n"
     "  --play                 start playing\n"
     "  --name TEXT            the server's name\n"
     "  --offer-version V      offer client version V for update (with the three below)\n"
@@ -96,8 +110,15 @@ bool ParseCount(const char* text, int* count) {
 
 int main(int argc, char** argv) {
     ServerOptions options;
+    int songs = 500;
+    std::string musicFolder;
+    int queueLength = 25;
+    vantor::server::MpdOptions mpd;
+    mpd.host.clear();  // none unless --mpd names one
     bool mpris = false;
     std::string mprisName;
+    bool snapcast = false;
+    vantor::server::snapcast::SnapcastOptions rooms;
     for (int i = 1; i < argc; ++i) {
         const std::string option = argv[i];
         const auto value = [&]() -> const char* {
@@ -148,35 +169,49 @@ int main(int argc, char** argv) {
             (option == "--max-clients" ? options.maxClients : options.maxClientsPerAddress) =
                 static_cast<std::size_t>(count);
         } else if (option == "--songs") {
-            ok = ParseCount(value(), &options.songs) && options.songs <= 100000;
+            ok = ParseCount(value(), &songs) && songs <= 100000;
         } else if (option == "--music") {
-            options.musicFolder = value();
+            musicFolder = value();
             std::error_code error;
-            if (!std::filesystem::is_directory(options.musicFolder, error)) {
-                std::fprintf(stderr, "vantor-server: %s is not a folder\n",
-                             options.musicFolder.c_str());
+            if (!std::filesystem::is_directory(musicFolder, error)) {
+                std::fprintf(stderr, "vantor-server: %s is not a folder\n", musicFolder.c_str());
                 return 2;
             }
         } else if (option == "--mpd") {
             const std::string address = value();
             const std::size_t colon = address.rfind(':');
-            options.mpdHost = address;
+            mpd.host = address;
             if (colon != std::string::npos && address[0] != '/') {
-                options.mpdHost = address.substr(0, colon);
-                ok = ParsePort(address.c_str() + colon + 1, &options.mpdPort);
+                mpd.host = address.substr(0, colon);
+                std::uint16_t port = 0;
+                ok = ParsePort(address.c_str() + colon + 1, &port);
+                mpd.port = port;
             }
-            ok = ok && !options.mpdHost.empty();
+            ok = ok && !mpd.host.empty();
         } else if (option == "--mpd-timeout") {
             int milliseconds = 0;
             ok = ParseCount(value(), &milliseconds) && milliseconds > 0;
-            options.mpdTimeout = std::chrono::milliseconds(milliseconds);
+            mpd.timeout = std::chrono::milliseconds(milliseconds);
+            options.playerTimeout = mpd.timeout;
+        } else if (option == "--snapcast") {
+            const std::string address = value();
+            const std::size_t colon = address.rfind(':');
+            snapcast = true;
+            rooms.host = address.substr(0, colon);
+            if (colon != std::string::npos) {
+                ok = ParsePort(address.c_str() + colon + 1, &rooms.port) && rooms.port != 0;
+            }
+            ok = ok && !rooms.host.empty();
+        } else if (option == "--snapcast-stream") {
+            rooms.stream = value();
+            ok = !rooms.stream.empty();
         } else if (option == "--mpris") {
             mpris = true;
             if (i + 1 < argc && argv[i + 1][0] != '-') {
                 mprisName = argv[++i];
             }
         } else if (option == "--queue") {
-            ok = ParseCount(value(), &options.queueLength);
+            ok = ParseCount(value(), &queueLength);
         } else if (option == "--play") {
             options.startPlaying = true;
         } else if (option == "--name") {
@@ -221,7 +256,7 @@ int main(int argc, char** argv) {
     sigaddset(&signals, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
-    if (mpris && !options.mpdHost.empty()) {
+    if (mpris && !mpd.host.empty()) {
         std::fprintf(stderr, "vantor-server: --mpd and --mpris cannot be given together\n");
         return 2;
     }
@@ -230,18 +265,37 @@ int main(int argc, char** argv) {
     int qtArgc = 1;
     std::unique_ptr<QCoreApplication> application;
     std::shared_ptr<vantor::server::mpris::MprisBackend> mprisBackend;
+    std::shared_ptr<const vantor::server::MediaLibrary> library;
+    vantor::server::ServerParts parts;
     if (mpris) {
         application = std::make_unique<QCoreApplication>(qtArgc, argv);
-        options.songs = 0;  // no simulated library is needed
-        options.makePlayer = [&mprisBackend, mprisName] {
+        parts.makePlayer = [&mprisBackend, mprisName] {
             vantor::server::mpris::MprisOptions player;
             player.name = mprisName;
             mprisBackend = std::make_shared<vantor::server::mpris::MprisBackend>(player);
             return mprisBackend;
         };
+        rooms.player = mprisName.empty() ? "MPRIS" : mprisName;
+    } else if (!mpd.host.empty()) {
+        parts.makePlayer = [mpd]() -> std::shared_ptr<vantor::server::PlayerBackend> {
+            return std::make_shared<vantor::server::MpdBackend>(mpd);
+        };
+        rooms.player = "MPD";
+    } else {
+        library = std::make_shared<const vantor::server::MediaLibrary>(
+            musicFolder.empty() ? vantor::server::MediaLibrary::Generate(songs)
+                                : vantor::server::ReadMusicFolder(musicFolder));
+        parts.makePlayer = [library,
+                            queueLength]() -> std::shared_ptr<vantor::server::PlayerBackend> {
+            return std::make_shared<vantor::server::SimulatedBackend>(library, queueLength);
+        };
+        rooms.player = "Vantor";
+    }
+    if (snapcast) {
+        parts.speakers = std::make_shared<vantor::server::snapcast::SnapcastRooms>(rooms);
     }
 
-    MessageServer server(options);
+    MessageServer server(options, std::move(parts));
     if (!server.Start()) {
         return 1;
     }
@@ -262,11 +316,10 @@ int main(int argc, char** argv) {
     std::printf(", media on %u", static_cast<unsigned>(server.MediaPort()));
     if (mpris) {
         std::printf(", MPRIS player %s\n", mprisName.empty() ? "in use" : mprisName.c_str());
-    } else if (!options.mpdHost.empty()) {
-        std::printf(", MPD at %s:%u\n", options.mpdHost.c_str(),
-                    static_cast<unsigned>(options.mpdPort));
+    } else if (!mpd.host.empty()) {
+        std::printf(", MPD at %s:%u\n", mpd.host.c_str(), static_cast<unsigned>(mpd.port));
     } else {
-        std::printf(", %d songs\n", server.Library().SongCount());
+        std::printf(", %d songs\n", library->SongCount());
     }
     std::fflush(stdout);
 

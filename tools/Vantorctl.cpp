@@ -50,7 +50,9 @@ const char kHelp[] =
     "  repeat off|all    repeat the play queue or not\n"
     "  rate N            rate the song, 0 to 100 (20 a star)\n"
     "  eq                show the equaliser\n"
-    "  speakers          list the speakers\n"
+    "  speakers          list the speakers: ID, name, on or off\n"
+    "  speaker ID        play on that speaker alone\n"
+    "  speaker ID on|off switch that speaker on or off, leaving the others as they are\n"
     "  watch             print every change the server reports until interrupted\n"
     "  discover          list the servers that answer discovery\n"
     "  queue [START [COUNT]]  the play queue from START (default 0), COUNT entries\n"
@@ -466,6 +468,26 @@ std::unique_ptr<Message> CommandRequest(const Options& options, bool* known, boo
         request->startingItem = 0;
         return request;
     }
+    if (command == "speaker") {
+        if (options.arguments.empty() || options.arguments[0].empty()) {
+            *badArgument = true;
+            return nullptr;
+        }
+        if (options.arguments.size() == 1) {
+            auto request = std::make_unique<SelectSpeakerRequest>();
+            request->id = options.arguments[0];
+            return request;
+        }
+        const std::string& state = options.arguments[1];
+        if (state != "on" && state != "off") {
+            *badArgument = true;
+            return nullptr;
+        }
+        auto request = std::make_unique<EnableSpeakerRequest>();
+        request->id = options.arguments[0];
+        request->enabled = state == "on";
+        return request;
+    }
     if (command == "repeat") {
         if (argument != "off" && argument != "all") {
             *badArgument = true;
@@ -542,7 +564,8 @@ int main(int argc, char** argv) {
     }
     options.command = words[0];
     options.arguments.assign(words.begin() + 1, words.end());
-    if (options.arguments.size() > (options.command == "queue" ? 2u : 1u)) {
+    if (options.arguments.size() >
+        (options.command == "queue" || options.command == "speaker" ? 2u : 1u)) {
         return Usage("too many arguments");
     }
     if (!options.arguments.empty()) {

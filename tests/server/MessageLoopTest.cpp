@@ -121,7 +121,7 @@ struct TestClock {
 
 class MessageLoopTest : public ::testing::Test {
 protected:
-    server::ServerOptions Options() {
+    testing::SimulatedOptions Options() {
         auto options = testing::LoopbackServerOptions();
         options.mediaService = false;
         options.discovery = false;
@@ -131,7 +131,7 @@ protected:
     }
     // Runs a task on the loop and waits for it: the loop has gone once
     // more around.
-    static void Turn(server::MessageServer& server) {
+    static void Turn(testing::SimulatedServer& server) {
         auto done = std::make_shared<std::promise<void>>();
         auto turned = done->get_future();
         server.Post([done](PlayerBackend&, Events&) { done->set_value(); });
@@ -238,7 +238,7 @@ TEST_F(MessageLoopTest, LibraryRequestsBeyondThoseThatMayWaitFailAtOnce) {
 // A loop stuck in a call past Stop()'s wait is left to finish; the player
 // it is using stops only once it has.
 TEST_F(MessageLoopTest, ALoopThatOutlivesStopKeepsItsPlayerUntilItEnds) {
-    auto server = std::make_unique<server::MessageServer>(Options());
+    auto server = std::make_unique<testing::SimulatedServer>(Options());
     ASSERT_TRUE(server->Start());
     std::atomic<bool> inCall{false};
     std::atomic<bool> stoppedInCall{false};
@@ -259,7 +259,7 @@ TEST_F(MessageLoopTest, ALoopThatOutlivesStopKeepsItsPlayerUntilItEnds) {
 // (A data race only the thread sanitizer shows.)
 TEST_F(MessageLoopTest, PostsRacingStopAreSafe) {
     for (int round = 0; round < 20; ++round) {
-        server::MessageServer server(Options());
+        testing::SimulatedServer server(Options());
         ASSERT_TRUE(server.Start());
         std::atomic<bool> done{false};
         std::thread poster([&] {

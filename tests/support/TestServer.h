@@ -6,12 +6,12 @@
 
 #include <memory>
 
-#include "MessageServer.h"
+#include "support/SimulatedServer.h"
 
 namespace vantor::testing {
 
-inline server::ServerOptions LoopbackServerOptions() {
-    server::ServerOptions options;
+inline SimulatedOptions LoopbackServerOptions() {
+    SimulatedOptions options;
     options.bindAddress = "127.0.0.1";
     options.port = 0;
     options.discoveryPort = 0;
@@ -22,27 +22,27 @@ inline server::ServerOptions LoopbackServerOptions() {
 
 class TestServer {
 public:
-    explicit TestServer(server::ServerOptions options = LoopbackServerOptions())
-        : server_(std::make_unique<server::MessageServer>(std::move(options))) {
+    explicit TestServer(const SimulatedOptions& options = LoopbackServerOptions())
+        : server_(std::make_unique<SimulatedServer>(options)) {
         started_ = server_->Start();
         EXPECT_TRUE(started_) << "the test server did not start";
     }
 
-    server::MessageServer& operator*() { return *server_; }
-    server::MessageServer* operator->() { return server_.get(); }
+    SimulatedServer& operator*() { return *server_; }
+    SimulatedServer* operator->() { return server_.get(); }
     std::uint16_t Port() const { return server_->Port(); }
 
     // Stops the server; Restart() brings it back on the same port.
     void Stop() { server_->Stop(); }
-    bool Restart(server::ServerOptions options = LoopbackServerOptions()) {
+    bool Restart(SimulatedOptions options = LoopbackServerOptions()) {
         options.port = server_->Port();
         server_->Stop();
-        server_ = std::make_unique<server::MessageServer>(std::move(options));
+        server_ = std::make_unique<SimulatedServer>(options);
         return server_->Start();
     }
 
 private:
-    std::unique_ptr<server::MessageServer> server_;
+    std::unique_ptr<SimulatedServer> server_;
     bool started_ = false;
 };
 

@@ -138,7 +138,7 @@ protected:
     std::filesystem::path dir_;
     std::filesystem::path installDir_;
     std::string settingsFile_;
-    server::ServerOptions serverOptions_;
+    SimulatedOptions serverOptions_;
     std::unique_ptr<TestServer> server_;
     RecordingPrompter prompter_;
     RecordingLauncher launcher_;

@@ -537,7 +537,7 @@ TEST_F(GuiTest, DisconnectingReturnsToTheConnectScreenAndConnectPicksTheTypedSer
 
     // The server restarts and the window reconnects; what follows is the
     // user's own Disconnect and Connect, which must reach the main screen.
-    server::ServerOptions again = serverOptions_;
+    SimulatedOptions again = serverOptions_;
     again.mediaPort = (*server_)->MediaPort();
     again.discoveryPort = (*server_)->DiscoveryPort();
     server_->Stop();
