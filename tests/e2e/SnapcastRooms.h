@@ -132,8 +132,8 @@ public:
         }
     }
 
-    // Snapserver's view of one client: muted, name, connected, and the
-    // stream its group plays. Null when the server does not know it.
+    // Snapserver's view of one client: muted, name, connected, its group,
+    // and the stream that plays. Null when the server does not know it.
     Json Client(const std::string& id) {
         const Json status = Result("Server.GetStatus");
         if (!status.is_object()) {
@@ -146,6 +146,7 @@ public:
                             {"name", client["config"]["name"]},
                             {"connected", client["connected"]},
                             {"stream", group["stream_id"]},
+                            {"group", group["id"]},
                             {"groupMuted", group["muted"]}};
                 }
             }

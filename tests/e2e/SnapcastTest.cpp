@@ -237,15 +237,7 @@ TEST_F(SnapcastTest, SelectEnableAndDisableSwitchWhatTheRoomsHearAndSnapcastName
 
     // A room another Snapcast remote moved to another stream is off for us;
     // selecting it brings it back to ours.
-    const auto status = control_->Result("Server.GetStatus");
-    std::string livingGroup;
-    for (const auto& group : status["server"]["groups"]) {
-        for (const auto& client : group["clients"]) {
-            if (client["id"] == "living") {
-                livingGroup = group["id"];
-            }
-        }
-    }
+    const std::string livingGroup = control_->Client("living")["group"];
     ASSERT_FALSE(livingGroup.empty());
     ASSERT_TRUE(
         control_->Result("Client.SetVolume", {{"id", "living"}, {"volume", {{"muted", false}}}})
@@ -305,6 +297,39 @@ TEST_F(SnapcastTest, SelectEnableAndDisableSwitchWhatTheRoomsHearAndSnapcastName
         << Run({"speakers"}).second.substr(0, 300);
     EXPECT_EQ(Run({"speaker", "kitchen"}).first, 0);
     EXPECT_TRUE(OnlyThesePlay({"kitchen"}));
+}
+
+TEST_F(SnapcastTest, RoomsMutedOrGroupedByAnotherRemoteAreSwitchedOneByOne) {
+    ASSERT_TRUE(EventuallyListed("kitchen\tKitchen\ton")) << Speakers();
+    EXPECT_TRUE(OnlyThesePlay({"living", "kitchen", "patio"}));
+
+    // Another remote mutes a room's whole group: the room is silent, so it
+    // is off; switched on, it plays again.
+    const std::string livingGroup = control_->Client("living")["group"];
+    ASSERT_TRUE(
+        control_->Result("Group.SetMute", {{"id", livingGroup}, {"mute", true}}).is_object());
+    EXPECT_TRUE(OnlyThesePlay({"kitchen", "patio"}));
+    EXPECT_TRUE(EventuallyListed("living\tLiving Room\toff")) << Speakers();
+    EXPECT_EQ(Run({"speaker", "living", "on"}).first, 0);
+    EXPECT_TRUE(OnlyThesePlay({"living", "kitchen", "patio"}));
+    EXPECT_TRUE(EventuallyListed("living\tLiving Room\ton")) << Speakers();
+
+    // Kitchen and patio grouped on another stream: both are off. Switching
+    // the kitchen on leaves the patio as it was.
+    const std::string kitchenGroup = control_->Client("kitchen")["group"];
+    ASSERT_TRUE(
+        control_
+            ->Result("Group.SetClients", {{"id", kitchenGroup}, {"clients", {"kitchen", "patio"}}})
+            .is_object());
+    ASSERT_TRUE(control_->Result("Group.SetStream", {{"id", kitchenGroup}, {"stream_id", "Radio"}})
+                    .is_object());
+    EXPECT_TRUE(OnlyThesePlay({"living"}));
+    EXPECT_TRUE(EventuallyListed("kitchen\tKitchen\toff")) << Speakers();
+    EXPECT_TRUE(EventuallyListed("patio\tPatio\toff")) << Speakers();
+    EXPECT_EQ(Run({"speaker", "kitchen", "on"}).first, 0);
+    EXPECT_TRUE(OnlyThesePlay({"living", "kitchen"}));
+    EXPECT_TRUE(EventuallyListed("kitchen\tKitchen\ton")) << Speakers();
+    EXPECT_NE(Speakers().find("patio\tPatio\toff\n"), std::string::npos) << Speakers();
 }
 
 TEST_F(SnapcastTest, AWatchThatOnlyListensHearsARoomRenamedLongAfterItStarted) {
