@@ -376,6 +376,18 @@ TEST_F(SnapcastTest, RoomsLeaveAndJoinAndComeBackAfterSnapserverRestartsWithoutA
     EXPECT_EQ(Run({"speaker", "living"}).first, 0);
     EXPECT_TRUE(OnlyThesePlay({"living"}));
     EXPECT_EQ(server_->Pid(), server);
+    // One line for the loss, however often the link was tried meanwhile,
+    // and one each time the rooms came.
+    const std::string log = server_->Output();
+    const auto count = [&](const std::string& text) {
+        std::size_t found = 0;
+        for (auto at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) {
+            ++found;
+        }
+        return found;
+    };
+    EXPECT_EQ(count("lost snapserver"), 1u) << log;
+    EXPECT_EQ(count("rooms from snapserver"), 2u) << log;
     EXPECT_EQ(::kill(server, 0), 0) << "vantor-server is still the one started";
 }
 
