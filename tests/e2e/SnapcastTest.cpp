@@ -355,6 +355,10 @@ TEST_F(SnapcastTest, RoomsLeaveAndJoinAndComeBackAfterSnapserverRestartsWithoutA
     EXPECT_TRUE(WaitUntil([&] { return Speakers().find("kitchen\t") == std::string::npos; }, 20s))
         << Speakers();
     EXPECT_NE(Speakers().find("patio\tPatio\ton\n"), std::string::npos) << Speakers();
+    // Snapserver still knows the room gone, but it is no speaker.
+    const auto gone = Run({"speaker", "kitchen"});
+    EXPECT_EQ(gone.first, 4) << gone.second;
+    EXPECT_TRUE(OnlyThesePlay({"patio"}));
     ASSERT_TRUE(RoomOf("kitchen").Start());
     EXPECT_TRUE(EventuallyListed("kitchen\tKitchen\toff")) << Speakers();
     EXPECT_EQ(Run({"speaker", "kitchen", "on"}).first, 0);
