@@ -284,8 +284,12 @@ std::vector<Speaker> Rooms::Speakers() const {
             speaker.name += " (" + speaker.id + ")";
         }
     }
+    // In the order a person reads names, whatever order Snapcast's groups
+    // come in.
     std::sort(speakers.begin(), speakers.end(), [](const Speaker& a, const Speaker& b) {
-        return a.name != b.name ? a.name < b.name : a.id < b.id;
+        const std::string left = Lower(a.name);
+        const std::string right = Lower(b.name);
+        return left != right ? left < right : a.name != b.name ? a.name < b.name : a.id < b.id;
     });
     return speakers;
 }

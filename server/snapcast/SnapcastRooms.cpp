@@ -322,32 +322,34 @@ void Link::Drop(const std::string& reason) {
     socket_.Reset();
     auto waiting = std::move(waiting_);
     waiting_.clear();
-    for (auto& [id, call] : waiting) {
-        Fail(call.done);
-    }
     statusAsked_ = false;
+    publishAt_.reset();
     const bool had = rooms_.Loaded();
     rooms_.Clear();
     {
         std::lock_guard lock(shared_->mutex);
         shared_->linked = false;
     }
-    if (Stopping()) {
-        return;
+    if (!Stopping()) {
+        if (had) {
+            Log(kLogError,
+                "vantor-server: lost snapserver at %s (%s); no rooms until it is back, trying "
+                "again",
+                where_.c_str(), reason.c_str());
+            downLogged_ = true;
+        } else if (!downLogged_) {
+            Log(kLogError,
+                "vantor-server: cannot use snapserver at %s (%s); no rooms until it answers, "
+                "trying again",
+                where_.c_str(), reason.c_str());
+            downLogged_ = true;
+        }
+        // The list is empty before the switches under way hear they failed.
+        Publish();
     }
-    if (had) {
-        Log(kLogError,
-            "vantor-server: lost snapserver at %s (%s); no rooms until it is back, trying again",
-            where_.c_str(), reason.c_str());
-        downLogged_ = true;
-    } else if (!downLogged_) {
-        Log(kLogError,
-            "vantor-server: cannot use snapserver at %s (%s); no rooms until it answers, trying "
-            "again",
-            where_.c_str(), reason.c_str());
-        downLogged_ = true;
+    for (auto& [id, call] : waiting) {
+        Fail(call.done);
     }
-    Publish();
 }
 
 void Link::TakeOrders() {
