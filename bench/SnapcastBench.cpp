@@ -5,7 +5,8 @@
 //   SpeakerListChangedEvent that shows that room alone on (the mutes have
 //   reached snapserver and the list has been made again), beside one
 //   Client.SetVolume JSON-RPC round trip straight to snapserver; with 3
-//   rooms and with 50;
+//   rooms and with 50; and with 50 rooms all playing, the select that
+//   mutes 49 of them at once;
 // - the list of 50 rooms: GetSpeakerListRequest to its response, the list
 //   built and sent.
 // Skipped where snapserver or snapclient is not installed.
@@ -194,6 +195,48 @@ void BM_SelectRoom(benchmark::State& state) {
     }
 }
 
+// Every room plays, and one is selected: all the others are muted in one
+// batch. The rooms are all switched on again (directly, untimed) before
+// each select.
+void BM_SelectRoomFromAllOn(benchmark::State& state) {
+    const int rooms = static_cast<int>(state.range(0));
+    if (!Ready(state, rooms)) {
+        return;
+    }
+    RawClient client(Household::Instance().ServerPort());
+    SnapControl control(Household::Instance().ControlPort());
+    const auto shows = [&](const std::string& alone) {
+        return client.ReadUntil([&](const std::string& doc) {
+            std::vector<Speaker> speakers;
+            if (!ReadList<SpeakerListChangedEvent>(doc, speakers) ||
+                static_cast<int>(speakers.size()) < rooms) {
+                return false;
+            }
+            for (const Speaker& speaker : speakers) {
+                if (speaker.enabled != (alone.empty() || speaker.id == alone)) {
+                    return false;
+                }
+            }
+            return true;
+        });
+    };
+    for (auto _ : state) {
+        state.PauseTiming();
+        for (int i = 0; i < rooms; ++i) {
+            control.Call("Client.SetVolume", {{"id", RoomId(i)}, {"volume", {{"muted", false}}}});
+        }
+        const bool allOn = shows("");
+        state.ResumeTiming();
+        SelectSpeakerRequest request;
+        request.requestId = 1;
+        request.id = RoomId(0);
+        if (!allOn || !client.Send(request) || !shows(RoomId(0))) {
+            state.SkipWithError("the rooms never showed as asked");
+            return;
+        }
+    }
+}
+
 void BM_DirectSetVolume(benchmark::State& state) {
     if (!Ready(state, static_cast<int>(state.range(0)))) {
         return;
@@ -237,6 +280,7 @@ BENCHMARK(BM_SelectRoom)->Arg(3)->Unit(benchmark::kMicrosecond)->UseRealTime();
 BENCHMARK(BM_DirectSetVolume)->Arg(3)->Unit(benchmark::kMicrosecond)->UseRealTime();
 BENCHMARK(BM_SelectRoom)->Arg(50)->Unit(benchmark::kMicrosecond)->UseRealTime();
 BENCHMARK(BM_DirectSetVolume)->Arg(50)->Unit(benchmark::kMicrosecond)->UseRealTime();
+BENCHMARK(BM_SelectRoomFromAllOn)->Arg(50)->Unit(benchmark::kMicrosecond)->UseRealTime();
 BENCHMARK(BM_SpeakerList)->Arg(50)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
 const bool kComparisons = [] {
