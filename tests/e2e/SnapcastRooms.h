@@ -11,6 +11,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -243,11 +244,19 @@ public:
     void Stop() {
         if (process_) {
             process_->Signal(SIGTERM);
+            process_->Signal(SIGCONT);  // in case it was frozen
             if (process_->Wait(std::chrono::seconds(5)) == -1) {
                 process_->Signal(SIGKILL);
                 process_->Wait();
             }
             process_.reset();
+        }
+    }
+    // SIGSTOP freezes it: connections are still accepted (by the kernel)
+    // and never answered. SIGCONT thaws it.
+    void Signal(int signal) const {
+        if (process_) {
+            process_->Signal(signal);
         }
     }
 

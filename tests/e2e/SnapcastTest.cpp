@@ -333,6 +333,49 @@ TEST_F(SnapcastTest, RoomsMutedOrGroupedByAnotherRemoteAreSwitchedOneByOne) {
     EXPECT_NE(Speakers().find("patio\tPatio\toff\n"), std::string::npos) << Speakers();
 }
 
+TEST_F(SnapcastTest, ASnapserverThatStopsAnsweringFailsTheSwitchNotTheServerAndComesBack) {
+    ASSERT_TRUE(EventuallyListed("kitchen\tKitchen\ton")) << Speakers();
+    EXPECT_EQ(Run({"speaker", "patio"}).first, 0);
+    EXPECT_TRUE(OnlyThesePlay({"patio"}));
+
+    // Frozen, snapserver takes the call and never answers: the switch is
+    // refused after a bounded wait, and the player is served meanwhile.
+    snapserver_->Signal(SIGSTOP);
+    Process select(Ctl({"speaker", "kitchen"}));
+    ASSERT_TRUE(select.Started());
+    EXPECT_TRUE(Says({"status"}, "state:     playing"));
+    EXPECT_EQ(select.Wait(std::chrono::milliseconds(0)), -1)
+        << "the status was answered while the switch waited";
+    const int refused = select.Wait();
+    EXPECT_EQ(refused, 4) << select.Output();
+    EXPECT_TRUE(WaitUntil([&] { return Speakers().empty(); }, 20s)) << Speakers();
+
+    // Thawed, it carries out what it was sent, late: the switch may have
+    // happened after all. Whatever it did, the rooms are back and listed as
+    // they play.
+    snapserver_->Signal(SIGCONT);
+    EXPECT_TRUE(WaitUntil(
+        [&] {
+            const std::string list = Speakers();
+            std::size_t rooms = 0;
+            for (std::size_t at = 0, end; (end = list.find('\n', at)) != std::string::npos;
+                 at = end + 1) {
+                const std::string line = list.substr(at, end - at);
+                const bool on = line.ends_with("\ton");
+                const Room& room = RoomOf(line.substr(0, line.find('\t')));
+                if (on ? !room.HearsMusic() : !room.HearsSilence()) {
+                    return false;
+                }
+                ++rooms;
+            }
+            return rooms == 3;
+        },
+        20s))
+        << Speakers();
+    EXPECT_EQ(Run({"speaker", "kitchen"}).first, 0);
+    EXPECT_TRUE(OnlyThesePlay({"kitchen"}));
+}
+
 TEST_F(SnapcastTest, AWatchThatOnlyListensHearsARoomRenamedLongAfterItStarted) {
     Process watch(Ctl({"watch"}));
     ASSERT_TRUE(watch.WaitForOutput("watching")) << watch.Output();
