@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -152,6 +154,17 @@ private:
     void ReadStatus();
     // False when the connection is to be left, and why.
     bool Receive(std::string* reason);
+    // snapserver writes an answer behind a notification only once the
+    // notification is acknowledged; a delayed acknowledgement would hold
+    // each switch up some 40 ms. Linux forgets this after a while, so it
+    // is said again after each read.
+    void QuickAck() {
+        const int one = 1;
+        ::setsockopt(socket_.Get(), IPPROTO_TCP, TCP_QUICKACK, &one, sizeof one);
+    }
+    // Sends what it can of the output; false when the connection is to be
+    // left.
+    bool Flush(std::string* reason);
     bool Line(std::string_view line, std::string* reason);
     bool Reply(const json& reply, std::string* reason);
     bool Finish(Waiting waiting, std::string* reason);
@@ -226,7 +239,12 @@ bool Link::Connect(std::string* reason) {
                 continue;
             }
         }
+        // A switch is one small write that waits for its answer: never
+        // held back for an acknowledgement.
+        const int one = 1;
+        ::setsockopt(fd.Get(), IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
         socket_ = std::move(fd);
+        QuickAck();
         return true;
     }
     return false;
@@ -295,15 +313,8 @@ std::string Link::Session() {
         if ((ready & (POLLIN | POLLHUP | POLLERR)) != 0 && !Receive(&reason)) {
             return reason;
         }
-        if ((ready & POLLOUT) != 0 && !out_.empty()) {
-            const ssize_t sent = ::send(socket_.Get(), out_.data(), out_.size(), MSG_NOSIGNAL);
-            if (sent < 0 && errno != EAGAIN && errno != EINTR) {
-                return std::strerror(errno);
-            }
-            out_.erase(0, sent > 0 ? static_cast<std::size_t>(sent) : 0);
-        }
-        if (out_.size() > kMaxUnsent) {
-            return "it reads nothing";
+        if ((ready & POLLOUT) != 0 && !Flush(&reason)) {
+            return reason;
         }
         for (const auto& [id, waiting] : waiting_) {
             if (Clock::now() >= waiting.deadline) {
@@ -315,7 +326,33 @@ std::string Link::Session() {
             Publish();
         }
         TakeOrders();
+        // At once: the socket has room for a switch nearly always.
+        if (!Flush(&reason)) {
+            return reason;
+        }
     }
+}
+
+bool Link::Flush(std::string* reason) {
+    while (!out_.empty()) {
+        const ssize_t sent = ::send(socket_.Get(), out_.data(), out_.size(), MSG_NOSIGNAL);
+        if (sent < 0 && errno == EINTR) {
+            continue;
+        }
+        if (sent < 0 && errno != EAGAIN) {
+            *reason = std::strerror(errno);
+            return false;
+        }
+        if (sent <= 0) {
+            break;
+        }
+        out_.erase(0, static_cast<std::size_t>(sent));
+    }
+    if (out_.size() > kMaxUnsent) {
+        *reason = "it reads nothing";
+        return false;
+    }
+    return true;
 }
 
 void Link::Drop(const std::string& reason) {
@@ -413,6 +450,7 @@ bool Link::Receive(std::string* reason) {
     char buffer[64 * 1024];
     while (true) {
         const ssize_t received = ::recv(socket_.Get(), buffer, sizeof buffer, 0);
+        QuickAck();
         if (received < 0 && errno == EINTR) {
             continue;
         }
@@ -531,8 +569,15 @@ bool Link::Finish(Waiting waiting, std::string* reason) {
             return !first;
         }
         if (first) {
-            Log(kLogError, "vantor-server: rooms from snapserver at %s, stream \"%s\"",
-                where_.c_str(), rooms_.Stream().c_str());
+            if (rooms_.Stream().empty()) {
+                Log(kLogError,
+                    "vantor-server: rooms from snapserver at %s, but none of its streams is this "
+                    "player's; every room shows off until --snapcast-stream names one",
+                    where_.c_str());
+            } else {
+                Log(kLogError, "vantor-server: rooms from snapserver at %s, stream \"%s\"",
+                    where_.c_str(), rooms_.Stream().c_str());
+            }
             downLogged_ = false;
             std::lock_guard lock(shared_->mutex);
             shared_->linked = true;

@@ -17,9 +17,11 @@
 #include <thread>
 #include <vector>
 
+#include "net/ServerConnection.h"
 #include "snapcast/Rooms.h"
 #include "snapcast/SnapcastRooms.h"
 #include "support/LoopbackListener.h"
+#include "support/TestServer.h"
 #include "support/Wait.h"
 
 namespace vantor {
@@ -553,6 +555,63 @@ TEST_F(LinkTest, NoSnapserverMeansNoRoomsAndSwitchesFailAtOnce) {
     EXPECT_EQ(Switch("a"), kPlayerFailed);
     EXPECT_TRUE(rooms_->Speakers().empty());
     EXPECT_FALSE(rooms_->Linked());
+}
+
+// A client that sends requests without waiting and counts the answers.
+class Counting final : private ServerConnection::Handler {
+public:
+    bool Connect(std::uint16_t port) { return connection_.Connect("127.0.0.1", port); }
+    ServerConnection& Connection() { return connection_; }
+    int Answered(std::int32_t code) const {
+        std::lock_guard lock(mutex_);
+        return static_cast<int>(std::count(codes_.begin(), codes_.end(), code));
+    }
+
+private:
+    void OnEvent(std::unique_ptr<Message>) override {}
+    void OnResponse(std::unique_ptr<Message> response, std::unique_ptr<Message>) override {
+        std::lock_guard lock(mutex_);
+        codes_.push_back(response->returnCode);
+    }
+    void OnChannelLost(int) override {}
+
+    mutable std::mutex mutex_;
+    std::vector<std::int32_t> codes_;
+    ServerConnection connection_{this};
+};
+
+TEST(RoomsServerTest, SwitchesASnapserverSitsOnNeverHoldTheLoopAndOneClientWaitsForSixteen) {
+    std::atomic<bool> release{false};
+    auto peer =
+        std::make_unique<ScriptedSnapserver>([&release](ScriptedSnapserver::Connection& link) {
+            if (link.number == 0) {
+                link.AnswerStatus(kTwoRooms);
+                WaitUntil([&] { return release.load(); }, 60s);  // hears the switches, says nothing
+            }
+        });
+    SnapcastOptions rooms;
+    rooms.port = peer->Port();
+    rooms.callTimeout = 60s;  // longer than anyone waits below
+    auto options = testing::LoopbackServerOptions();
+    options.mediaService = false;
+    options.discovery = false;
+    options.speakers = std::make_shared<SnapcastRooms>(rooms);
+    testing::TestServer server(options);
+    ASSERT_TRUE(WaitUntil([&] { return options.speakers->Speakers().size() == 2; }, 10s));
+    Counting client;
+    ASSERT_TRUE(client.Connect(server.Port()));
+    for (int i = 0; i < 20; ++i) {
+        auto select = std::make_unique<SelectSpeakerRequest>();
+        select->id = i % 2 == 0 ? "a" : "b";
+        ASSERT_EQ(client.Connection().SendRequest(std::move(select)), SendResult::Sent);
+    }
+    EXPECT_NE(client.Connection().SendAndWait(std::make_unique<GetCurrentStateRequest>(), 5s),
+              nullptr);
+    EXPECT_TRUE(WaitUntil([&] { return client.Answered(kPlayerFailed) == 4; }));
+    // The peer goes: every switch still waiting fails.
+    release = true;
+    peer.reset();
+    EXPECT_TRUE(WaitUntil([&] { return client.Answered(kPlayerFailed) == 20; }, 10s));
 }
 
 }  // namespace
