@@ -274,6 +274,34 @@ TEST(SnapserverTest, ARemoteSwitchesRoomsAndFollowsSnapcastThroughAStopAndAStart
     ASSERT_TRUE(snapcast.StartServer());
     EXPECT_TRUE(remote.Told("kitchen=Kitchen/on"));
     EXPECT_EQ(remote.Switch(Select("kitchen")), 0);
+
+    // The same from the command line.
+    const auto vantorctl = [&](std::vector<std::string> words) {
+        words.insert(words.begin(), {VANTORCTL_PATH, "--server", "127.0.0.1", "--port",
+                                     std::to_string(server.Port())});
+        Process run(words);
+        const int status = run.Wait();
+        return std::to_string(status) + " " + run.Output();
+    };
+    EXPECT_EQ(vantorctl({"speaker", "kitchen", "off"}), "0 ");
+    EXPECT_TRUE(remote.Told("kitchen=Kitchen/off"));
+    EXPECT_EQ(vantorctl({"speakers"}), "0 kitchen\tKitchen\toff\n");
+    EXPECT_EQ(vantorctl({"speaker", "kitchen"}), "0 ");
+    EXPECT_EQ(vantorctl({"speakers"}), "0 kitchen\tKitchen\ton\n");
+    EXPECT_EQ(vantorctl({"speaker", "kitchen", "loud"}).substr(0, 2), "1 ");
+    EXPECT_EQ(vantorctl({"speaker", "nosuch", "on"}).substr(0, 2), "4 ");
+
+    // A room new to snapserver joins: it has a group of its own, on our
+    // stream, named by its host until someone names it.
+    char host[256] = {};
+    ::gethostname(host, sizeof host - 1);
+    snapcast.AddRoom("den");
+    EXPECT_TRUE(WaitUntil(
+        [&] {
+            return remote.Speakers().find("den=" + std::string(host) + "/on") != std::string::npos;
+        },
+        20s))
+        << remote.Speakers();
 }
 
 }  // namespace
