@@ -288,6 +288,13 @@ int Watch(Session& session, int seconds) {
     const sigset_t signals = WatchSignals();
     auto printer = std::make_shared<Printer>();
     session.Manager().SetListener(printer);
+    // A server drops a connection that says nothing in its first seconds, as
+    // it does any silent peer; a watch greets it as the window does.
+    int greeted = kOk;
+    if (!session.Ask(std::make_unique<GetClientVersionRequest>(), &greeted)) {
+        session.Manager().SetListener(nullptr);
+        return greeted;
+    }
     if (seconds > 0) {
         alarm(static_cast<unsigned>(seconds));
     }
