@@ -1,0 +1,296 @@
+#include "ui/lists/ListTouch.h"
+
+#include <QAbstractItemView>
+#include <QApplication>
+#include <QContextMenuEvent>
+#include <QElapsedTimer>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPointer>
+#include <QScroller>
+#include <QScrollerProperties>
+#include <QStyleHints>
+#include <QTimer>
+#include <QTouchEvent>
+#include <algorithm>
+
+namespace vantor::ui {
+
+namespace {
+
+// The ring round a finger held on a row: it fills as the hold goes on, so
+// a person sees that holding does something before the menu opens. A tap
+// is over before it has drawn anything.
+class HoldCue final : public QWidget {
+public:
+    explicit HoldCue(QWidget* parent) : QWidget(parent) {
+        setObjectName(QStringLiteral("Hold Cue"));
+        setAttribute(Qt::WA_TransparentForMouseEvents);
+        hide();
+        tick_.setInterval(30);
+        QObject::connect(&tick_, &QTimer::timeout, this, [this] { update(); });
+    }
+
+    void Start(QPoint at) {
+        const int size = std::max(fontMetrics().height() * 3, 24);
+        setGeometry(QRect(at - QPoint(size / 2, size / 2), QSize(size, size)));
+        clock_.start();
+        tick_.start();
+        show();
+        raise();
+    }
+    void Stop() {
+        tick_.stop();
+        hide();
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        // Nothing for the first fifth: a tap should not flash a ring.
+        const double done = static_cast<double>(clock_.elapsed()) / kTouchHoldMs;
+        if (done < 0.2) {
+            return;
+        }
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        const int pen = std::max(width() / 10, 2);
+        const QRectF ring = QRectF(rect()).adjusted(pen, pen, -pen, -pen);
+        QColor faint = palette().color(QPalette::Highlight);
+        faint.setAlpha(70);
+        painter.setPen(QPen(faint, pen));
+        painter.drawEllipse(ring);
+        painter.setPen(
+            QPen(palette().color(QPalette::Highlight), pen, Qt::SolidLine, Qt::RoundCap));
+        const int span = static_cast<int>(-360 * 16 * std::min(done, 1.0));
+        painter.drawArc(ring, 90 * 16, span);
+    }
+
+private:
+    QTimer tick_;
+    QElapsedTimer clock_;
+};
+
+class ListTouch final : public QObject {
+public:
+    explicit ListTouch(QAbstractItemView& view)
+        : QObject(&view),
+          view_(view),
+          viewport_(view.viewport()),
+          scroller_(QScroller::scroller(viewport_)),
+          cue_(new HoldCue(viewport_)) {
+        viewport_->setAttribute(Qt::WA_AcceptTouchEvents);
+        viewport_->installEventFilter(this);
+        QScrollerProperties properties = scroller_->scrollerProperties();
+        properties.setScrollMetric(QScrollerProperties::HorizontalOvershootPolicy,
+                                   QVariant::fromValue(QScrollerProperties::OvershootAlwaysOff));
+        properties.setScrollMetric(
+            QScrollerProperties::VerticalOvershootPolicy,
+            QVariant::fromValue(QScrollerProperties::OvershootWhenScrollable));
+        // The list gives way a fifth of its height past an end, and comes back.
+        properties.setScrollMetric(QScrollerProperties::OvershootDragDistanceFactor, 0.2);
+        properties.setScrollMetric(QScrollerProperties::OvershootScrollDistanceFactor, 0.2);
+        scroller_->setScrollerProperties(properties);
+        hold_.setSingleShot(true);
+        hold_.setInterval(kTouchHoldMs);
+        QObject::connect(&hold_, &QTimer::timeout, this, [this] { Held(); });
+    }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (watched != viewport_) {
+            return false;
+        }
+        switch (event->type()) {
+            case QEvent::TouchBegin:
+                Begin(static_cast<QTouchEvent&>(*event));
+                break;
+            case QEvent::TouchUpdate:
+                Update(static_cast<QTouchEvent&>(*event));
+                break;
+            case QEvent::TouchEnd:
+                End(static_cast<QTouchEvent&>(*event));
+                break;
+            case QEvent::TouchCancel:
+                Cancel();
+                break;
+            default:
+                return false;
+        }
+        // Taken here, so Qt makes no mouse of it: the list would select
+        // the row a flick began on.
+        event->accept();
+        return true;
+    }
+
+private:
+    enum class Gesture {
+        None,
+        Undecided,  // one finger down and still: a tap or a hold so far
+        Scrolling,
+        Spent,  // over for the list (a second finger, the menu opened)
+    };
+
+    const QEventPoint* Finger(const QTouchEvent& event) const {
+        for (const QEventPoint& point : event.points()) {
+            if (point.id() == finger_) {
+                return &point;
+            }
+        }
+        return nullptr;
+    }
+
+    void Begin(const QTouchEvent& event) {
+        EndScroll();
+        Reset();
+        if (event.points().size() != 1) {
+            gesture_ = Gesture::Spent;
+            return;
+        }
+        const QEventPoint& point = event.points().front();
+        finger_ = point.id();
+        start_ = last_ = point.position();
+        gesture_ = Gesture::Undecided;
+        // A finger put on a list that is still moving stops it.
+        scroller_->handleInput(QScroller::InputPress, last_,
+                               static_cast<qint64>(event.timestamp()));
+        // (Its answer says whether it ate the press, not whether it took it.)
+        scrollerHeld_ = scroller_->state() == QScroller::Pressed;
+        hold_.start();
+        cue_->Start(start_.toPoint());
+    }
+
+    void Update(const QTouchEvent& event) {
+        if (gesture_ == Gesture::None || gesture_ == Gesture::Spent) {
+            return;
+        }
+        const bool another =
+            std::any_of(event.points().begin(), event.points().end(),
+                        [this](const QEventPoint& point) { return point.id() != finger_; });
+        if (another && gesture_ == Gesture::Undecided) {
+            // Two fingers: neither a tap nor a hold.
+            EndScroll();
+            Reset();
+            gesture_ = Gesture::Spent;
+            return;
+        }
+        const QEventPoint* point = Finger(event);
+        if (point == nullptr || point->state() == QEventPoint::Released) {
+            return;
+        }
+        last_ = point->position();
+        if (gesture_ == Gesture::Undecided &&
+            (last_ - start_).manhattanLength() > QApplication::startDragDistance()) {
+            // It moved: a drag, and no longer a tap or a hold.
+            gesture_ = Gesture::Scrolling;
+            hold_.stop();
+            cue_->Stop();
+        }
+        if (scrollerHeld_) {
+            scroller_->handleInput(QScroller::InputMove, last_,
+                                   static_cast<qint64>(event.timestamp()));
+        }
+    }
+
+    void End(const QTouchEvent& event) {
+        if (const QEventPoint* point = Finger(event)) {
+            last_ = point->position();
+        }
+        const Gesture gesture = gesture_;
+        if (scrollerHeld_) {
+            // A flick goes on by itself from here.
+            scroller_->handleInput(QScroller::InputRelease, last_,
+                                   static_cast<qint64>(event.timestamp()));
+            scrollerHeld_ = false;
+        }
+        Reset();
+        if (gesture == Gesture::Undecided) {
+            Tap(start_.toPoint());
+        }
+    }
+
+    void Cancel() {
+        EndScroll();
+        Reset();
+        lastTap_.invalidate();
+    }
+
+    // The finger stayed put: the row's menu, as the context key opens it.
+    void Held() {
+        if (gesture_ != Gesture::Undecided) {
+            return;
+        }
+        EndScroll();
+        Reset();
+        gesture_ = Gesture::Spent;  // its lift is no tap
+        lastTap_.invalidate();
+        const QPoint at = start_.toPoint();
+        QContextMenuEvent menu(QContextMenuEvent::Mouse, at, viewport_->mapToGlobal(at));
+        // The menu runs its own loop; the list (and this) may be gone after.
+        QApplication::sendEvent(viewport_, &menu);
+    }
+
+    // A tap is the stylus's tap; one soon after on the same spot its
+    // double tap.
+    void Tap(QPoint at) {
+        const QStyleHints& hints = *QGuiApplication::styleHints();
+        const bool second = lastTap_.isValid() &&
+                            lastTap_.elapsed() < hints.mouseDoubleClickInterval() &&
+                            (at - lastTapAt_).manhattanLength() <= 2 * hints.startDragDistance();
+        if (view_.focusPolicy() & Qt::ClickFocus) {
+            view_.setFocus(Qt::MouseFocusReason);
+        }
+        const QPointer<QObject> alive(this);
+        if (second) {
+            lastTap_.invalidate();
+            Mouse(QEvent::MouseButtonDblClick, at, Qt::LeftButton);
+        } else {
+            lastTap_.start();
+            lastTapAt_ = at;
+            Mouse(QEvent::MouseButtonPress, at, Qt::LeftButton);
+        }
+        if (alive) {
+            Mouse(QEvent::MouseButtonRelease, at, Qt::NoButton);
+        }
+    }
+
+    void Mouse(QEvent::Type type, QPoint at, Qt::MouseButtons buttons) {
+        QMouseEvent mouse(type, at, viewport_->mapToGlobal(at), Qt::LeftButton, buttons,
+                          Qt::NoModifier);
+        QApplication::sendEvent(viewport_, &mouse);
+    }
+
+    void EndScroll() {
+        if (scrollerHeld_) {
+            scrollerHeld_ = false;
+            scroller_->handleInput(QScroller::InputRelease, last_);
+        }
+    }
+
+    void Reset() {
+        hold_.stop();
+        cue_->Stop();
+        gesture_ = Gesture::None;
+        finger_ = -1;
+    }
+
+    QAbstractItemView& view_;
+    QWidget* viewport_;
+    QScroller* scroller_;
+    HoldCue* cue_;
+    QTimer hold_;
+    Gesture gesture_ = Gesture::None;
+    int finger_ = -1;
+    QPointF start_;
+    QPointF last_;
+    bool scrollerHeld_ = false;  // the scroller took a press not yet released
+    QElapsedTimer lastTap_;      // invalid: no tap to pair with
+    QPoint lastTapAt_;
+};
+
+}  // namespace
+
+void EnableTouch(QAbstractItemView& view) {
+    new ListTouch(view);
+}
+
+}  // namespace vantor::ui
