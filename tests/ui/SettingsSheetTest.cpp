@@ -211,6 +211,8 @@ TEST_F(SettingsSheetTest, AFingerHeldStillOnARowOffersReleaseButton) {
     testing::FingerDown(rows, at);
     EXPECT_TRUE(QTest::qWaitFor([&] { return menu->isVisible(); }));
     testing::FingerUp(rows, at);
+    EXPECT_TRUE(menu->isVisible()) << "the lift closed the menu";
+    EXPECT_EQ(table_.Row(FunctionId::Rewind).key, 'R') << "the lift chose from the menu";
     menu->actions().front()->trigger();
     menu->close();
     EXPECT_EQ(table_.Row(FunctionId::Rewind).key, kUnboundKey);

@@ -98,19 +98,22 @@ public:
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override {
         if (watched != viewport_) {
-            return false;
+            return EatLift(*event);
         }
         switch (event->type()) {
             case QEvent::TouchBegin:
+                EatLifts(false);
                 Begin(static_cast<QTouchEvent&>(*event));
                 break;
             case QEvent::TouchUpdate:
                 Update(static_cast<QTouchEvent&>(*event));
                 break;
             case QEvent::TouchEnd:
+                EatLifts(false);
                 End(static_cast<QTouchEvent&>(*event));
                 break;
             case QEvent::TouchCancel:
+                EatLifts(false);
                 Cancel();
                 break;
             default:
@@ -223,7 +226,11 @@ private:
         Reset();
         gesture_ = Gesture::Spent;  // its lift is no tap
         lastTap_.invalidate();
+        if (!viewport_->isVisible()) {
+            return;  // the screen changed under the finger
+        }
         const QPoint at = start_.toPoint();
+        EatLifts(true);
         QContextMenuEvent menu(QContextMenuEvent::Mouse, at, viewport_->mapToGlobal(at));
         // The menu runs its own loop; the list (and this) may be gone after.
         QApplication::sendEvent(viewport_, &menu);
@@ -259,6 +266,41 @@ private:
         QApplication::sendEvent(viewport_, &mouse);
     }
 
+    // While a popup is open Qt makes mouse events of the touches, and the
+    // menu would take the lift of the finger that opened it as a choice of
+    // the entry under it: until that finger is lifted, what Qt makes of a
+    // touch goes nowhere.
+    void EatLifts(bool on) {
+        if (on != eatingLift_) {
+            eatingLift_ = on;
+            if (on) {
+                qApp->installEventFilter(this);
+            } else {
+                qApp->removeEventFilter(this);
+            }
+        }
+    }
+    bool EatLift(const QEvent& event) {
+        switch (event.type()) {
+            case QEvent::MouseButtonPress:
+            case QEvent::MouseButtonDblClick:
+            case QEvent::MouseMove:
+            case QEvent::MouseButtonRelease: {
+                const auto& mouse = static_cast<const QMouseEvent&>(event);
+                if (mouse.device() == nullptr ||
+                    mouse.device()->type() != QInputDevice::DeviceType::TouchScreen) {
+                    return false;
+                }
+                if (event.type() == QEvent::MouseButtonRelease) {
+                    EatLifts(false);
+                }
+                return true;
+            }
+            default:
+                return false;
+        }
+    }
+
     void EndScroll() {
         if (scrollerHeld_) {
             scrollerHeld_ = false;
@@ -283,6 +325,7 @@ private:
     QPointF start_;
     QPointF last_;
     bool scrollerHeld_ = false;  // the scroller took a press not yet released
+    bool eatingLift_ = false;    // the held finger is still down over a menu
     QElapsedTimer lastTap_;      // invalid: no tap to pair with
     QPoint lastTapAt_;
 };
