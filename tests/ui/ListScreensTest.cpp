@@ -5,6 +5,7 @@
 
 #include <QActionGroup>
 #include <QApplication>
+#include <QComboBox>
 #include <QContextMenuEvent>
 #include <QKeyEvent>
 #include <QMenu>
@@ -482,10 +483,24 @@ TEST_F(ListScreensTest, EqualiserBandsAndPresetsReachTheServer) {
     Click("eq.enabled");
     EXPECT_TRUE(Pump([&] { return frame_->Player().eq.enabled != enabled; }));
 
-    // A preset from the box.
+    // A preset from the box, by finger: a drag along its list chooses
+    // nothing, a tap chooses.
     const std::string preset = eq.Presets().back();
-    Q_EMIT eq.PresetsBox().activated(eq.PresetsBox().count() - 1);
+    QComboBox& box = eq.PresetsBox();
+    box.showPopup();
+    QAbstractItemView* presets = box.view();
+    ASSERT_TRUE(Pump([&] { return presets->isVisible(); }));
+    const int last = box.count() - 1;
+    const QPoint first = RowCenter(presets, 0);
+    const QPoint dragged = first + QPoint(0, QApplication::startDragDistance() * 3);
+    Swipe(presets->viewport(), first, dragged);
+    PumpFor(100ms);
+    EXPECT_TRUE(presets->isVisible());
+    FingerDown(presets->viewport(), RowCenter(presets, last));
+    FingerUp(presets->viewport(), RowCenter(presets, last));
     EXPECT_TRUE(Pump([&] { return Received("SetEqPresetRequest") == 1; })) << preset;
+    EXPECT_EQ(box.currentIndex(), last);
+    EXPECT_FALSE(presets->isVisible());
 }
 
 TEST_F(ListScreensTest, ASkinWithoutAnEqualiserGetsTheWindowsOwn) {

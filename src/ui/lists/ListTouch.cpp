@@ -103,19 +103,24 @@ protected:
         switch (event->type()) {
             case QEvent::TouchBegin:
                 EatLifts(false);
-                Begin(static_cast<QTouchEvent&>(*event));
+                TouchBegin(static_cast<QTouchEvent&>(*event));
                 break;
             case QEvent::TouchUpdate:
-                Update(static_cast<QTouchEvent&>(*event));
+                TouchUpdate(static_cast<QTouchEvent&>(*event));
                 break;
             case QEvent::TouchEnd:
                 EatLifts(false);
-                End(static_cast<QTouchEvent&>(*event));
+                TouchEnd(static_cast<QTouchEvent&>(*event));
                 break;
             case QEvent::TouchCancel:
                 EatLifts(false);
                 Cancel();
                 break;
+            case QEvent::MouseButtonPress:
+            case QEvent::MouseButtonDblClick:
+            case QEvent::MouseMove:
+            case QEvent::MouseButtonRelease:
+                return MouseFromTouch(static_cast<QMouseEvent&>(*event));
             default:
                 return false;
         }
@@ -133,54 +138,105 @@ private:
         Spent,  // over for the list (a second finger, the menu opened)
     };
 
-    const QEventPoint* Finger(const QTouchEvent& event) const {
-        for (const QEventPoint& point : event.points()) {
-            if (point.id() == finger_) {
-                return &point;
-            }
-        }
-        return nullptr;
+    static bool FromTouchScreen(const QInputEvent& event) {
+        return event.device() != nullptr &&
+               event.device()->type() == QInputDevice::DeviceType::TouchScreen;
     }
 
-    void Begin(const QTouchEvent& event) {
-        EndScroll();
-        Reset();
-        if (event.points().size() != 1) {
-            gesture_ = Gesture::Spent;
+    void TouchBegin(const QTouchEvent& event) {
+        if (event.points().isEmpty()) {
             return;
         }
         const QEventPoint& point = event.points().front();
-        finger_ = point.id();
-        start_ = last_ = point.position();
+        Begin(point.id(), point.position(), static_cast<qint64>(event.timestamp()),
+              event.points().size() == 1);
+    }
+
+    void TouchUpdate(const QTouchEvent& event) {
+        const QEventPoint* finger = nullptr;
+        bool another = false;
+        for (const QEventPoint& point : event.points()) {
+            if (point.id() == finger_) {
+                finger = &point;
+            } else {
+                another = true;
+            }
+        }
+        if (another) {
+            SecondFinger();
+        }
+        if (finger != nullptr && finger->state() != QEventPoint::Released) {
+            Move(finger->position(), static_cast<qint64>(event.timestamp()));
+        }
+    }
+
+    void TouchEnd(const QTouchEvent& event) {
+        for (const QEventPoint& point : event.points()) {
+            if (point.id() == finger_) {
+                last_ = point.position();
+            }
+        }
+        End(static_cast<qint64>(event.timestamp()));
+    }
+
+    // Qt gives a popup's list (the equaliser's presets) no touches but
+    // mouse events made of them: the same gestures from those.
+    bool MouseFromTouch(const QMouseEvent& mouse) {
+        if (!FromTouchScreen(mouse)) {
+            return false;  // the mouse, the stylus, or a tap sent from here
+        }
+        const auto time = static_cast<qint64>(mouse.timestamp());
+        switch (mouse.type()) {
+            case QEvent::MouseButtonPress:
+            case QEvent::MouseButtonDblClick:
+                Begin(0, mouse.position(), time, true);
+                break;
+            case QEvent::MouseMove:
+                if (mouse.buttons() & Qt::LeftButton) {
+                    Move(mouse.position(), time);
+                }
+                break;
+            default:
+                last_ = mouse.position();
+                End(time);
+                break;
+        }
+        return true;
+    }
+
+    void Begin(int id, QPointF at, qint64 time, bool alone) {
+        EndScroll();
+        Reset();
+        if (!alone) {
+            gesture_ = Gesture::Spent;
+            return;
+        }
+        finger_ = id;
+        start_ = last_ = at;
         gesture_ = Gesture::Undecided;
         // A finger put on a list that is still moving stops it.
-        scroller_->handleInput(QScroller::InputPress, last_,
-                               static_cast<qint64>(event.timestamp()));
+        scroller_->handleInput(QScroller::InputPress, last_, time);
         // (Its answer says whether it ate the press, not whether it took it.)
         scrollerHeld_ = scroller_->state() == QScroller::Pressed;
         hold_.start();
         cue_->Start(start_.toPoint());
     }
 
-    void Update(const QTouchEvent& event) {
-        if (gesture_ == Gesture::None || gesture_ == Gesture::Spent) {
-            return;
-        }
-        const bool another =
-            std::any_of(event.points().begin(), event.points().end(),
-                        [this](const QEventPoint& point) { return point.id() != finger_; });
-        if (another && gesture_ == Gesture::Undecided) {
-            // Two fingers: neither a tap nor a hold.
+    // Two fingers before the gesture was known: neither a tap nor a hold.
+    // A drag under way goes on with its own finger.
+    void SecondFinger() {
+        if (gesture_ == Gesture::Undecided) {
             EndScroll();
             Reset();
             gesture_ = Gesture::Spent;
+        }
+    }
+
+    void Move(QPointF at, qint64 time) {
+        if (gesture_ != Gesture::Undecided && gesture_ != Gesture::Scrolling) {
             return;
         }
-        const QEventPoint* point = Finger(event);
-        if (point == nullptr || point->state() == QEventPoint::Released) {
-            return;
-        }
-        last_ = point->position();
+        last_ = at;
         if (gesture_ == Gesture::Undecided &&
             (last_ - start_).manhattanLength() > QApplication::startDragDistance()) {
             // It moved: a drag, and no longer a tap or a hold.
@@ -189,20 +245,15 @@ private:
             cue_->Stop();
         }
         if (scrollerHeld_) {
-            scroller_->handleInput(QScroller::InputMove, last_,
-                                   static_cast<qint64>(event.timestamp()));
+            scroller_->handleInput(QScroller::InputMove, last_, time);
         }
     }
 
-    void End(const QTouchEvent& event) {
-        if (const QEventPoint* point = Finger(event)) {
-            last_ = point->position();
-        }
+    void End(qint64 time) {
         const Gesture gesture = gesture_;
         if (scrollerHeld_) {
             // A flick goes on by itself from here.
-            scroller_->handleInput(QScroller::InputRelease, last_,
-                                   static_cast<qint64>(event.timestamp()));
+            scroller_->handleInput(QScroller::InputRelease, last_, time);
             scrollerHeld_ = false;
         }
         Reset();
@@ -286,9 +337,7 @@ private:
             case QEvent::MouseButtonDblClick:
             case QEvent::MouseMove:
             case QEvent::MouseButtonRelease: {
-                const auto& mouse = static_cast<const QMouseEvent&>(event);
-                if (mouse.device() == nullptr ||
-                    mouse.device()->type() != QInputDevice::DeviceType::TouchScreen) {
+                if (!FromTouchScreen(static_cast<const QInputEvent&>(event))) {
                     return false;
                 }
                 if (event.type() == QEvent::MouseButtonRelease) {
