@@ -323,6 +323,18 @@ TEST_F(ListScreensTest, AFingerFlicksTapsAndHoldsTheQueue) {
     EXPECT_EQ(queue.SelectedEntry(), now);
     EXPECT_EQ(Received("SetPlaylistPositionRequest"), plays + 1);
     EXPECT_EQ(Received("PlaylistRemoveRequest"), 0);
+
+    // Drawn down past its top, the list gives way and comes back.
+    queue.scrollToTop();
+    const int rest = rows->y();
+    FingerDown(rows, low);
+    for (int step = 1; step <= 5; ++step) {
+        FingerMove(rows, low + QPoint(0, step * rows->height() / 10));
+    }
+    EXPECT_TRUE(Pump([&] { return rows->y() > rest; })) << "no overshoot";
+    FingerUp(rows, low + QPoint(0, rows->height() / 2));
+    EXPECT_TRUE(Pump([&] { return still() && rows->y() == rest; }));
+    EXPECT_EQ(queue.verticalScrollBar()->value(), 0);
 }
 
 TEST_F(ListScreensTest, AQueueWhoseMediaServiceIsAwayIsAskedCalmly) {
