@@ -42,6 +42,61 @@ void DoubleTapRow(QAbstractItemView* list, int row) {
     QTest::mouseRelease(list->viewport(), Qt::LeftButton, {}, at);
 }
 
+namespace {
+
+QPointingDevice* TouchScreen() {
+    static QPointingDevice* const screen = QTest::createTouchDevice();
+    return screen;
+}
+
+}  // namespace
+
+void FingerDown(QWidget* widget, QPoint at, int id) {
+    QTest::touchEvent(widget, TouchScreen()).press(id, at, widget);
+}
+
+void FingerMove(QWidget* widget, QPoint at, int id) {
+    QTest::touchEvent(widget, TouchScreen()).move(id, at, widget);
+}
+
+void FingerUp(QWidget* widget, QPoint at, int id) {
+    QTest::touchEvent(widget, TouchScreen()).release(id, at, widget);
+}
+
+void TwoFingers(QWidget* widget, QPoint first, QPoint second,
+                const std::function<void()>& between) {
+    // One sequence, so the finger that stays is reported with the other.
+    auto fingers = QTest::touchEvent(widget, TouchScreen(), false);
+    fingers.press(0, first, widget);
+    fingers.commit();
+    fingers.stationary(0);
+    fingers.press(1, second, widget);
+    fingers.commit();
+    if (between) {
+        between();
+    }
+    fingers.release(0, first, widget);
+    fingers.stationary(1);
+    fingers.commit();
+    fingers.release(1, second, widget);
+    fingers.commit();
+}
+
+void Swipe(QWidget* widget, QPoint from, QPoint to) {
+    constexpr int kSteps = 12;
+    FingerDown(widget, from);
+    for (int step = 1; step <= kSteps; ++step) {
+        QTest::qWait(8);  // a finger's speed, for the flick to go on from
+        FingerMove(widget, from + (to - from) * step / kSteps);
+    }
+    FingerUp(widget, to);
+}
+
+void CancelTouches(QWidget* widget) {
+    QTouchEvent cancel(QEvent::TouchCancel, TouchScreen());
+    QApplication::sendEvent(widget->window()->windowHandle(), &cancel);
+}
+
 void PressKey(QWidget* window, int key, Qt::KeyboardModifiers modifiers) {
     QWidget* target = window->focusWidget() != nullptr ? window->focusWidget() : window;
     for (QEvent::Type type : {QEvent::KeyPress, QEvent::KeyRelease}) {

@@ -86,6 +86,19 @@ int PixelsNear(const QImage& image, const QRect& region, QColor colour);
 QPoint RowCenter(QAbstractItemView* list, int row);
 void TapRow(QAbstractItemView* list, int row);
 void DoubleTapRow(QAbstractItemView* list, int row);
+// Fingers, as Qt delivers them from a touch screen (QTest::touchEvent):
+// put down, moved and lifted at points of `widget`, told apart by `id`.
+void FingerDown(QWidget* widget, QPoint at, int id = 0);
+void FingerMove(QWidget* widget, QPoint at, int id = 0);
+void FingerUp(QWidget* widget, QPoint at, int id = 0);
+// Two fingers: the first put down, then the second beside it, `between`
+// run while both are down, then the first lifted and the second.
+void TwoFingers(QWidget* widget, QPoint first, QPoint second,
+                const std::function<void()>& between = nullptr);
+// Put down at `from`, drawn to `to` over a few frames' time and lifted.
+void Swipe(QWidget* widget, QPoint from, QPoint to);
+// The system takes back the touches on the window (a call comes in).
+void CancelTouches(QWidget* widget);
 // A key pressed and let go, delivered as the platform delivers it: to the
 // control with the focus in `window` (the window itself when none has it).
 void PressKey(QWidget* window, int key, Qt::KeyboardModifiers modifiers = {});

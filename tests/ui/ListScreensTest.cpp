@@ -8,10 +8,13 @@
 
 #include <QActionGroup>
 #include <QApplication>
+#include <QComboBox>
 #include <QContextMenuEvent>
 #include <QInputMethod>
 #include <QKeyEvent>
 #include <QMenu>
+#include <QScrollBar>
+#include <QScroller>
 #include <QTest>
 #include <QTimer>
 #include <atomic>
@@ -24,6 +27,7 @@
 #include "skin/SkinBar.h"
 #include "support/ScriptedHttp.h"
 #include "ui/GuiFixture.h"
+#include "ui/lists/ListTouch.h"
 #include "ui/screens/EqScreen.h"
 #include "ui/screens/LibraryScreen.h"
 
@@ -110,6 +114,33 @@ protected:
             QApplication::sendEvent(menu, &enter);
         });
     }
+    // Closes every menu that opens, keeping its entries, after running
+    // `whileOpen` once in it: a menu runs its own loop, so it is met from a
+    // timer.
+    struct MenuWatch {
+        MenuWatch() {
+            timer.setInterval(20);
+            QObject::connect(&timer, &QTimer::timeout, [this] {
+                if (auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget())) {
+                    QStringList entries;
+                    for (const QAction* action : menu->actions()) {
+                        entries << action->text();
+                    }
+                    opened.push_back(entries.join(QLatin1Char(',')).toStdString());
+                    if (auto act = std::exchange(whileOpen, nullptr)) {
+                        act();
+                    }
+                    if (menu->isVisible()) {
+                        menu->close();
+                    }
+                }
+            });
+            timer.start();
+        }
+        QTimer timer;
+        std::vector<std::string> opened;
+        std::function<void()> whileOpen;
+    };
     int FindRow(const std::string& title) {
         for (int row = 0; row < List().Count(); ++row) {
             if (Row(row) == title) {
@@ -294,6 +325,93 @@ TEST_F(ListScreensTest, AQueueThousandsLongShowsTheRowsScrolledTo) {
     EXPECT_LE(queue.PagesFetched(), 3);
 }
 
+// A finger on the queue: a flick scrolls it and neither selects nor plays a
+// row; a tap selects, a second tap plays; a finger held still opens the
+// row's menu, a ring round it first. A held finger that moves, two fingers
+// and a touch the system takes back do nothing at all.
+TEST_F(ListScreensTest, AFingerFlicksTapsAndHoldsTheQueue) {
+    serverOptions_.songs = 600;
+    serverOptions_.queueLength = 500;
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
+    ASSERT_TRUE(Pump([&] { return queue.RowCount() == 500; }));
+    MenuWatch menus;
+    QWidget* rows = queue.viewport();
+    QScroller* scroller = QScroller::scroller(rows);
+    const auto still = [&] { return scroller->state() == QScroller::Inactive; };
+    const auto rowAt = [&](QPoint at) { return queue.indexAt(at).row(); };
+    const int selected = queue.SelectedEntry();
+    const int plays = Received("SetPlaylistPositionRequest");
+
+    const QPoint low(rows->width() / 2, rows->height() * 3 / 4);
+    const int top = queue.verticalScrollBar()->value();
+    Swipe(rows, low, low - QPoint(0, rows->height() / 2));
+    EXPECT_TRUE(Pump([&] { return queue.verticalScrollBar()->value() > top + rows->height() / 4; }))
+        << "the flick did not scroll the queue";
+    EXPECT_TRUE(Pump(still));
+    EXPECT_EQ(queue.SelectedEntry(), selected) << "the flick selected a row";
+
+    // A tap selects, the second plays.
+    const QPoint at = rows->rect().center();
+    const int row = rowAt(at);
+    ASSERT_NE(row, selected);
+    FingerDown(rows, at);
+    FingerUp(rows, at);
+    EXPECT_EQ(queue.SelectedEntry(), row);
+    EXPECT_EQ(Received("SetPlaylistPositionRequest"), plays);
+    FingerDown(rows, at);
+    FingerUp(rows, at);
+    EXPECT_TRUE(Pump([&] { return frame_->Player().playlistPosition == row; }));
+    EXPECT_EQ(Received("SetPlaylistPositionRequest"), plays + 1);
+
+    // Held still: the ring, then the row's menu; the finger lifted over the
+    // menu chooses nothing.
+    const QPoint other = at + QPoint(0, queue.visualRect(queue.model()->index(row, 0)).height());
+    menus.whileOpen = [&] { FingerUp(rows, other); };
+    FingerDown(rows, other);
+    const QWidget* cue = rows->findChild<QWidget*>(QStringLiteral("Hold Cue"));
+    ASSERT_NE(cue, nullptr);
+    EXPECT_TRUE(cue->isVisible());
+    ASSERT_TRUE(Pump([&] { return !menus.opened.empty(); }));
+    EXPECT_EQ(menus.opened.front().substr(0, 11), "Play,Remove");
+    EXPECT_FALSE(cue->isVisible());
+    EXPECT_EQ(queue.SelectedEntry(), rowAt(other));
+
+    // A hold that moves, two fingers, a touch taken back: no menu, no
+    // selection, nothing sent.
+    const int now = queue.SelectedEntry();
+    FingerDown(rows, at);
+    FingerMove(rows, at + QPoint(0, QApplication::startDragDistance() * 3));
+    PumpFor(std::chrono::milliseconds(ui::kTouchHoldMs * 2));
+    FingerUp(rows, at + QPoint(0, QApplication::startDragDistance() * 3));
+    EXPECT_TRUE(Pump(still));
+    TwoFingers(rows, at, at + QPoint(30, 0),
+               [&] { PumpFor(std::chrono::milliseconds(ui::kTouchHoldMs * 2)); });
+    FingerDown(rows, at);
+    CancelTouches(rows);
+    PumpFor(std::chrono::milliseconds(ui::kTouchHoldMs * 2));
+    FingerUp(rows, at);
+    PumpFor(100ms);
+    EXPECT_EQ(menus.opened.size(), 1u);
+    EXPECT_EQ(queue.SelectedEntry(), now);
+    EXPECT_EQ(Received("SetPlaylistPositionRequest"), plays + 1);
+    EXPECT_EQ(Received("PlaylistRemoveRequest"), 0);
+
+    // Drawn down past its top, the list gives way and comes back.
+    queue.scrollToTop();
+    const int rest = rows->y();
+    FingerDown(rows, low);
+    for (int step = 1; step <= 5; ++step) {
+        FingerMove(rows, low + QPoint(0, step * rows->height() / 10));
+    }
+    EXPECT_TRUE(Pump([&] { return rows->y() > rest; })) << "no overshoot";
+    FingerUp(rows, low + QPoint(0, rows->height() / 2));
+    EXPECT_TRUE(Pump([&] { return still() && rows->y() == rest; }));
+    EXPECT_EQ(queue.verticalScrollBar()->value(), 0);
+}
+
 TEST_F(ListScreensTest, AQueueWhoseMediaServiceIsAwayIsAskedCalmly) {
     // A queue of 6000 whose first page came, and then the media service
     // went away (the player behind it restarting): every page is a 503.
@@ -452,10 +570,24 @@ TEST_F(ListScreensTest, EqualiserBandsAndPresetsReachTheServer) {
     Click("eq.enabled");
     EXPECT_TRUE(Pump([&] { return frame_->Player().eq.enabled != enabled; }));
 
-    // A preset from the box.
+    // A preset from the box, by finger: a drag along its list chooses
+    // nothing, a tap chooses.
     const std::string preset = eq.Presets().back();
-    Q_EMIT eq.PresetsBox().activated(eq.PresetsBox().count() - 1);
+    QComboBox& box = eq.PresetsBox();
+    box.showPopup();
+    QAbstractItemView* presets = box.view();
+    ASSERT_TRUE(Pump([&] { return presets->isVisible(); }));
+    const int last = box.count() - 1;
+    const QPoint first = RowCenter(presets, 0);
+    const QPoint dragged = first + QPoint(0, QApplication::startDragDistance() * 3);
+    Swipe(presets->viewport(), first, dragged);
+    PumpFor(100ms);
+    EXPECT_TRUE(presets->isVisible());
+    FingerDown(presets->viewport(), RowCenter(presets, last));
+    FingerUp(presets->viewport(), RowCenter(presets, last));
     EXPECT_TRUE(Pump([&] { return Received("SetEqPresetRequest") == 1; })) << preset;
+    EXPECT_EQ(box.currentIndex(), last);
+    EXPECT_FALSE(presets->isVisible());
 }
 
 TEST_F(ListScreensTest, ASkinWithoutAnEqualiserGetsTheWindowsOwn) {

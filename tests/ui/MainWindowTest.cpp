@@ -162,6 +162,76 @@ TEST_F(GuiTest, ADragWhoseBarGoesEndsUnsent) {
 // A release the view never gets (a box that opened during the drag took
 // it): the pointer moving afterwards, no button held, must not seek or
 // set the volume.
+// A finger on the skinned screen is the stylus, less what only a pointer
+// has: a button shows pushed under it and nothing is lit once it lifts; a
+// drag along the volume bar sends a few coalesced volumes, the last of
+// which the server ends with. A finger that slides on to another button, a
+// second finger and a touch the system takes back send nothing and leave
+// nothing pushed; a drag taken back sends no more and shows the server's
+// volume again.
+TEST_F(GuiTest, AFingerPushesButtonsAndDragsTheVolumeBar) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    ASSERT_TRUE(Pump([&] { return frame_->Player().volume >= 0; }));
+    QWidget* screen = Screen();
+    const ui::ScreenView& view = frame_->View();
+    const auto picture = [&](std::string_view name) {
+        return view.Frame().copy(view.ComponentRect(name));
+    };
+    const QImage next = picture("next");
+    const QImage prev = picture("prev");
+
+    FingerDown(screen, Center("next"));
+    EXPECT_NE(picture("next"), next) << "not pushed under the finger";
+    FingerUp(screen, Center("next"));
+    EXPECT_TRUE(Pump([&] { return Received("NextItemRequest") == 1; }));
+    EXPECT_EQ(picture("next"), next) << "still lit after the finger lifted";
+
+    FingerDown(screen, Center("next"));
+    FingerMove(screen, Center("prev"));
+    FingerUp(screen, Center("prev"));
+    TwoFingers(screen, Center("next"), Center("songback"));
+    TwoFingers(screen, Center("prev"), Center("next"));
+    FingerDown(screen, Center("prev"));
+    CancelTouches(screen);
+    EXPECT_EQ(picture("prev"), prev) << "pushed after the touch was taken back";
+    FingerUp(screen, Center("prev"));
+    PumpFor(200ms);
+    EXPECT_EQ(Received("NextItemRequest"), 1);
+    EXPECT_EQ(Received("PreviousItemRequest"), 0);
+    EXPECT_EQ(picture("next"), next);
+    EXPECT_EQ(picture("prev"), prev);
+
+    const QRect volume = view.ComponentRect("volumebar.back");
+    const int y = volume.center().y();
+    const int end = volume.left() + volume.width() * 3 / 4;
+    const int sentBefore = Received("SetVolumeRequest");
+    FingerDown(screen, QPoint(volume.left() + 2, y));
+    for (int step = 1; step <= 30; ++step) {
+        FingerMove(screen, QPoint(volume.left() + (end - volume.left()) * step / 30, y));
+    }
+    FingerUp(screen, QPoint(end, y));
+    const int expected =
+        static_cast<int>(std::lround(100.0 * (end - volume.left()) / view.VolumeWidth()));
+    EXPECT_TRUE(Pump([&] { return ServerVolume() == expected; })) << expected;
+    const int sent = Received("SetVolumeRequest") - sentBefore;
+    EXPECT_GE(sent, 1);
+    EXPECT_LE(sent, 3);
+
+    // Put down at the volume the server has, drawn away and taken back.
+    const QPoint at(volume.left() + VolumeToPixels(expected, view.VolumeWidth()), y);
+    FingerDown(screen, at);
+    FingerMove(screen, QPoint(volume.left() + 4, y));
+    CancelTouches(screen);
+    FingerUp(screen, QPoint(volume.left() + 4, y));
+    PumpFor(300ms);
+    EXPECT_EQ(ServerVolume(), expected) << "a drag taken back was sent";
+    EXPECT_TRUE(Pump([&] {
+        return view.Content().volumePixels == VolumeToPixels(expected, view.VolumeWidth());
+    }));
+}
+
 TEST_F(GuiTest, APointerMovedWithNoButtonHeldIsNoDrag) {
     WriteSettings();
     StartWindow();

@@ -26,6 +26,7 @@
 
 #include "ui/GuiFixture.h"
 #include "ui/keys/KeyNames.h"
+#include "ui/lists/ListTouch.h"
 #include "ui/settings/AboutPage.h"
 #include "ui/settings/ButtonsPage.h"
 #include "ui/settings/GeneralPage.h"
@@ -184,6 +185,37 @@ TEST_F(SettingsSheetTest, TapAndHoldOffersReleaseButton) {
     menu->close();
     EXPECT_EQ(table_.Row(FunctionId::Rewind).key, kUnboundKey);
     EXPECT_EQ(KeyText(FunctionId::Rewind), "");
+}
+
+// By finger: a finger drawn along the rows selects none and opens nothing,
+// however long it stays down; held still on a row, it offers the menu.
+TEST_F(SettingsSheetTest, AFingerHeldStillOnARowOffersReleaseButton) {
+    table_.Bind(FunctionId::Rewind, 'R');
+    Open();
+    sheet_->Tabs()->setCurrentWidget(&sheet_->Buttons());
+    QApplication::processEvents();
+    QTreeWidget* list = Functions();
+    QWidget* rows = list->viewport();
+    QMenu* menu = sheet_->Buttons().ReleaseMenu();
+    const QPoint at = testing::RowCenter(list, RowOf(FunctionId::Rewind));
+    const QList<QTreeWidgetItem*> selected = list->selectedItems();
+
+    const QPoint moved = at + QPoint(0, QApplication::startDragDistance() * 3);
+    testing::FingerDown(rows, at);
+    testing::FingerMove(rows, moved);
+    QTest::qWait(ui::kTouchHoldMs * 2);
+    testing::FingerUp(rows, moved);
+    EXPECT_FALSE(menu->isVisible());
+    EXPECT_EQ(list->selectedItems(), selected);
+
+    testing::FingerDown(rows, at);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return menu->isVisible(); }));
+    testing::FingerUp(rows, at);
+    EXPECT_TRUE(menu->isVisible()) << "the lift closed the menu";
+    EXPECT_EQ(table_.Row(FunctionId::Rewind).key, 'R') << "the lift chose from the menu";
+    menu->actions().front()->trigger();
+    menu->close();
+    EXPECT_EQ(table_.Row(FunctionId::Rewind).key, kUnboundKey);
 }
 
 TEST_F(SettingsSheetTest, SkinsListInReverseOrderWithThePrefixSelectedAndItsPreview) {

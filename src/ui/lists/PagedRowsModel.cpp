@@ -3,6 +3,7 @@
 #include <QPainter>
 
 #include "skin/CSkin.h"
+#include "ui/lists/ListTouch.h"
 #include "ui/view/ChromeLook.h"
 
 namespace vantor::ui {
@@ -55,6 +56,7 @@ void SetUpList(QListView& list) {
     list.setFrameShape(QFrame::NoFrame);
     list.setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     list.setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    EnableTouch(list);
 }
 
 QPalette ListPalette(QPalette from, const SkinWinComponent* record) {

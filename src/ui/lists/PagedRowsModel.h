@@ -99,8 +99,8 @@ protected:
     void End(QPainter* painter, const QStyleOptionViewItem& option, const Row& row) const;
 };
 
-// Single selection, no editing, no frame, scrolling by pixels, no
-// horizontal bar.
+// Single selection, no editing, no frame, scrolling by pixels (and by
+// finger), no horizontal bar.
 void SetUpList(QListView& list);
 
 // A list's colours from the skin's record of it (back, text, selection;

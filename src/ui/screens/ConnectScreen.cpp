@@ -5,6 +5,7 @@
 #include <QSignalBlocker>
 #include <QStyledItemDelegate>
 
+#include "ui/lists/ListTouch.h"
 #include "ui/view/QtText.h"
 
 namespace vantor::ui {
@@ -54,6 +55,7 @@ ConnectScreen::ConnectScreen(QWidget* screen, std::function<void()> connect,
     list_->setFrameShape(QFrame::NoFrame);
     list_->setItemDelegate(new ServerRowDelegate(list_));
     list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    EnableTouch(*list_);
     edit_->setFrame(false);
     status_->setTextFormat(Qt::PlainText);
     // Only the user's choice of a row goes into the box: a list that

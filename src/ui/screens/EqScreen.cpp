@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "protocol/Messages.h"
+#include "ui/lists/ListTouch.h"
 
 namespace vantor::ui {
 
@@ -31,6 +32,7 @@ EqScreen::EqScreen(QWidget* screen, RequestSink& requests,
       }) {
     presets_->setObjectName(QStringLiteral("Equalizer Presets"));
     presets_->setPlaceholderText(QStringLiteral("Presets"));
+    EnableTouch(*presets_->view());
     QObject::connect(presets_, &QComboBox::activated, presets_, [this](int index) {
         if (!filling_ && index >= 0) {
             ChoosePreset(presets_->itemText(index).toStdString());

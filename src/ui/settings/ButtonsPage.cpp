@@ -14,6 +14,7 @@
 
 #include "ui/keys/KeyNames.h"
 #include "ui/keys/VirtualKeys.h"
+#include "ui/lists/ListTouch.h"
 #include "ui/view/QtText.h"
 
 namespace vantor::ui {
@@ -47,6 +48,8 @@ ButtonsPage::ButtonsPage(FunctionTable& functions, Prompter& prompter,
     list_->header()->setSectionsMovable(false);
     list_->header()->setSectionResizeMode(QHeaderView::Fixed);
     list_->setContextMenuPolicy(Qt::CustomContextMenu);
+    // A finger held on a row opens the same menu as the stylus held on it.
+    EnableTouch(*list_);
     for (int id = 0; id < FunctionTable::Count(); ++id) {
         new QTreeWidgetItem(list_,
                             {QString::fromLatin1(functions_.Row(FunctionAt(id)).displayName)});

@@ -8,6 +8,7 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
+#include "ui/lists/ListTouch.h"
 #include "ui/view/QtText.h"
 
 namespace vantor::ui {
@@ -37,6 +38,7 @@ SkinsPage::SkinsPage(QWidget* parent)
     list_->header()->setStretchLastSection(false);
     list_->header()->setSectionResizeMode(QHeaderView::Fixed);
     list_->setColumnWidth(0, kNameColumnWidth);
+    EnableTouch(*list_);
 
     // The preview is painted under the list, in the room left below it;
     // the list gives up height on a small screen so the preview fits.

@@ -36,6 +36,7 @@ ScreenView::ScreenView(const CSkin& skin, ScreenInput& input,
     setObjectName(QStringLiteral("Skinned Screen"));
     setAttribute(Qt::WA_OpaquePaintEvent);
     setMouseTracking(true);
+    setAttribute(Qt::WA_AcceptTouchEvents);
 }
 
 void ScreenView::SetFrameLook(QColor background, QFont normal, QFont large,

@@ -33,6 +33,8 @@
 #include "protocol/PlayerMessages.h"
 #include "skin/CSkin.h"
 
+class QTouchEvent;
+
 namespace vantor::ui {
 
 // What the user does on the skinned screen.
@@ -152,6 +154,8 @@ protected:
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
+    // A finger on the picture (a finger on a child control is the child's).
+    bool event(QEvent* event) override;
     void leaveEvent(QEvent* event) override;
     // The pointer going on to a child control (a list, a field) leaves the
     // picture, though Qt tells the view nothing: its children are watched.
@@ -221,6 +225,11 @@ private:
     std::int32_t BarValue(const SkinComponent& back, int x, int y, std::int32_t* extent) const;
     void SetHot(const SkinComponent* component, bool pushed);
     bool InNowPlayingArea(const QPoint& point) const;
+    // The stylus and a finger alike; a lifted finger leaves nothing hovered.
+    void Press(QPoint point);
+    void Move(QPoint point, bool down);
+    void Release(QPoint point, bool hover);
+    bool Touch(QTouchEvent& event);
 
     const CSkin& skin_;
     ScreenInput& input_;
@@ -258,6 +267,8 @@ private:
     std::string dragName_;  // the bar's, kept for when the skin is reloaded
     std::int32_t dragValue_ = 0;
     bool tapPending_ = false;
+    int finger_ = -1;          // the touch point the gesture follows
+    bool fingerLost_ = false;  // a second finger came: the gesture is void
 };
 
 }  // namespace vantor::ui

@@ -2,13 +2,15 @@
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
+#include <QTouchEvent>
 
 #include "skin/SkinBar.h"
 #include "skin/SkinScreen.h"
 #include "ui/view/ScreenView.h"
 
-// The view as the stylus and the window's events meet it: painting the
-// built picture, resizing, hot and pushed buttons, bars dragged, taps.
+// The view as the stylus, a finger and the window's events meet it:
+// painting the built picture, resizing, hot and pushed buttons, bars
+// dragged, taps.
 
 namespace vantor::ui {
 
@@ -141,12 +143,102 @@ void ScreenView::EndLostGesture() {
 }
 
 void ScreenView::mousePressEvent(QMouseEvent* event) {
-    tapPending_ = false;
-    EndLostGesture();
-    if (event->button() != Qt::LeftButton || Landscape()) {
+    if (event->button() != Qt::LeftButton) {
+        tapPending_ = false;
+        EndLostGesture();
         return;
     }
-    const QPoint point = event->position().toPoint();
+    Press(event->position().toPoint());
+}
+
+void ScreenView::mouseMoveEvent(QMouseEvent* event) {
+    if (!(event->buttons() & Qt::LeftButton) && event->buttons() != Qt::NoButton) {
+        EndLostGesture();  // another button: no drag, and no hover either
+        return;
+    }
+    Move(event->position().toPoint(), (event->buttons() & Qt::LeftButton) != 0);
+}
+
+void ScreenView::mouseReleaseEvent(QMouseEvent* event) {
+    if (event->button() == Qt::LeftButton) {
+        Release(event->position().toPoint(), true);
+    }
+}
+
+bool ScreenView::event(QEvent* event) {
+    switch (event->type()) {
+        case QEvent::TouchBegin:
+        case QEvent::TouchUpdate:
+        case QEvent::TouchEnd:
+        case QEvent::TouchCancel:
+            return Touch(static_cast<QTouchEvent&>(*event));
+        default:
+            return QWidget::event(event);
+    }
+}
+
+// One finger is the stylus. A second finger voids the gesture: a held
+// button lets go unsent and a bar's drag ends unsent, as does a touch the
+// system takes back. A touch that lands on a child control (a field, a
+// scroll bar) is left to Qt, which makes it a mouse press for the child.
+bool ScreenView::Touch(QTouchEvent& event) {
+    const QList<QEventPoint>& points = event.points();
+    switch (event.type()) {
+        case QEvent::TouchBegin: {
+            const QPoint point = points.isEmpty() ? QPoint() : points.front().position().toPoint();
+            if (points.isEmpty() || childAt(point) != nullptr) {
+                event.ignore();
+                return false;
+            }
+            finger_ = points.front().id();
+            fingerLost_ = points.size() > 1;
+            if (!fingerLost_) {
+                Press(point);
+            }
+            break;
+        }
+        case QEvent::TouchUpdate:
+            if (fingerLost_ || finger_ < 0) {
+                break;
+            }
+            for (const QEventPoint& point : points) {
+                if (point.id() != finger_) {
+                    fingerLost_ = true;
+                    tapPending_ = false;
+                    EndLostGesture();
+                    break;
+                }
+                Move(point.position().toPoint(), true);
+            }
+            break;
+        case QEvent::TouchEnd:
+            if (!fingerLost_ && finger_ >= 0) {
+                for (const QEventPoint& point : points) {
+                    if (point.id() == finger_) {
+                        Release(point.position().toPoint(), false);
+                    }
+                }
+            }
+            finger_ = -1;
+            fingerLost_ = false;
+            break;
+        default:  // cancelled
+            tapPending_ = false;
+            EndLostGesture();
+            finger_ = -1;
+            fingerLost_ = false;
+            break;
+    }
+    event.accept();
+    return true;
+}
+
+void ScreenView::Press(QPoint point) {
+    tapPending_ = false;
+    EndLostGesture();
+    if (Landscape()) {
+        return;
+    }
     const bool act = input_.ControlsAct();
     const SkinComponent* button =
         act ? ComponentAtPress(skin_, point.x(), point.y(), shown_()) : nullptr;
@@ -167,9 +259,8 @@ void ScreenView::mousePressEvent(QMouseEvent* event) {
     tapPending_ = InNowPlayingArea(point);
 }
 
-void ScreenView::mouseMoveEvent(QMouseEvent* event) {
-    const QPoint point = event->position().toPoint();
-    if (!(event->buttons() & Qt::LeftButton)) {
+void ScreenView::Move(QPoint point, bool down) {
+    if (!down) {
         EndLostGesture();
     }
     if (dragBar_ != nullptr) {
@@ -187,7 +278,7 @@ void ScreenView::mouseMoveEvent(QMouseEvent* event) {
         SetHot(held_, ComponentAtPress(skin_, point.x(), point.y(), shown_()) == held_);
         return;
     }
-    if (event->buttons() == Qt::NoButton && !Landscape()) {
+    if (!down && !Landscape()) {
         const SkinComponent* under =
             input_.ControlsAct() ? ComponentAtInput(skin_, point.x(), point.y(), shown_(), true)
                                  : nullptr;
@@ -195,11 +286,9 @@ void ScreenView::mouseMoveEvent(QMouseEvent* event) {
     }
 }
 
-void ScreenView::mouseReleaseEvent(QMouseEvent* event) {
-    if (event->button() != Qt::LeftButton) {
-        return;
-    }
-    const QPoint point = event->position().toPoint();
+// `hover`: a pointer stays where it was let go, so the button under it
+// shows hovered; a lifted finger is nowhere.
+void ScreenView::Release(QPoint point, bool hover) {
     if (dragBar_ != nullptr) {
         const SkinComponent* bar = dragBar_;
         std::int32_t extent = 0;
@@ -214,7 +303,7 @@ void ScreenView::mouseReleaseEvent(QMouseEvent* event) {
         const SkinComponent* button = held_;
         held_ = nullptr;
         const bool over = ComponentAtPress(skin_, point.x(), point.y(), shown_()) == button;
-        SetHot(over && button->hover.present ? button : nullptr, false);
+        SetHot(hover && over && button->hover.present ? button : nullptr, false);
         if (over) {
             input_.OnSkinButton(button->name);
         }
