@@ -1,0 +1,38 @@
+#include "ui/access/ReadableText.h"
+
+#include <QStringList>
+
+#include "media/wire/media_types.h"
+#include "session/NowPlaying.h"
+
+namespace vantor::ui {
+
+namespace {
+constexpr std::size_t kMaxReadBytes = 1024;
+}  // namespace
+
+QString ReadableText(std::string_view text) {
+    text = text.substr(0, kMaxReadBytes);
+    QString result = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+    for (QChar& c : result) {
+        if (c.category() == QChar::Other_Control) {
+            c = QLatin1Char(' ');
+        }
+    }
+    return result.simplified();
+}
+
+QString ReadableRow(const wire::MediaItem& item) {
+    QStringList parts;
+    for (const std::string* text : {&item.title, &item.artist}) {
+        if (QString part = ReadableText(*text); !part.isEmpty()) {
+            parts << part;
+        }
+    }
+    if (item.__isset.length && item.length > 0) {
+        parts << QString::fromStdString(FormatPlayTime(item.length));
+    }
+    return parts.join(QStringLiteral(", "));
+}
+
+}  // namespace vantor::ui
