@@ -3,7 +3,6 @@
 #include <QStringList>
 
 #include "media/wire/media_types.h"
-#include "session/NowPlaying.h"
 
 namespace vantor::ui {
 
@@ -30,7 +29,14 @@ QString ReadableRow(const wire::MediaItem& item) {
         }
     }
     if (item.__isset.length && item.length > 0) {
-        parts << QString::fromStdString(FormatPlayTime(item.length));
+        // As the row shows it: "3:27", "1:02:03".
+        const std::int32_t s = item.length;
+        parts << (s >= 3600
+                      ? QStringLiteral("%1:%2:%3")
+                            .arg(s / 3600)
+                            .arg(s % 3600 / 60, 2, 10, QLatin1Char('0'))
+                            .arg(s % 60, 2, 10, QLatin1Char('0'))
+                      : QStringLiteral("%1:%2").arg(s / 60).arg(s % 60, 2, 10, QLatin1Char('0')));
     }
     return parts.join(QStringLiteral(", "));
 }

@@ -1,0 +1,234 @@
+#!/usr/bin/python3
+# The window as a screen reader reads it: the real client on a display of its
+# own, the assistive technology bus, a real vantor-server on loopback, and
+# the tree read and worked through AT-SPI (pyatspi), as Orca would.
+#
+# usage: screen_reader_story.py VANTOR VANTOR_SERVER VANTORCTL
+# Run under dbus-run-session (CTest does). Exits 77 (skipped) with a line
+# saying what is missing when a piece is not installed.
+
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+
+SKIP = 77
+
+
+def skip(why):
+    print("SKIPPED: " + why)
+    sys.exit(SKIP)
+
+
+class Output:
+    """A process's output, collected as it comes."""
+
+    def __init__(self, process):
+        self.text = ""
+        self.lock = threading.Lock()
+        self.thread = threading.Thread(target=self._read, args=(process,), daemon=True)
+        self.thread.start()
+
+    def _read(self, process):
+        for line in iter(process.stdout.readline, ""):
+            with self.lock:
+                self.text += line
+
+    def get(self):
+        with self.lock:
+            return self.text
+
+
+def wait_for(what, timeout=20.0, step=0.1):
+    end = time.monotonic() + timeout
+    while time.monotonic() < end:
+        value = what()
+        if value:
+            return value
+        time.sleep(step)
+    return what()
+
+
+def main():
+    vantor, server_path, ctl_path = sys.argv[1:4]
+    if "DBUS_SESSION_BUS_ADDRESS" not in os.environ:
+        skip("no session bus (run under dbus-run-session)")
+    xvfb = shutil.which("Xvfb")
+    launcher = "/usr/libexec/at-spi-bus-launcher"
+    if xvfb is None:
+        skip("Xvfb is not installed (Debian package xvfb)")
+    if not os.path.exists(launcher):
+        skip("at-spi-bus-launcher is not installed (Debian package at-spi2-core)")
+    try:
+        import pyatspi  # noqa: F401
+    except ImportError:
+        skip("pyatspi is not installed (Debian package python3-pyatspi)")
+
+    started = []
+    workdir = tempfile.mkdtemp(prefix="vantor-a11y-")
+    try:
+        # A display of our own, on a number nobody holds.
+        number = next((n for n in range(66, 200) if not os.path.exists("/tmp/.X%d-lock" % n)),
+                      None)
+        if number is None:
+            skip("no free display number")
+        display = subprocess.Popen([xvfb, ":%d" % number, "-screen", "0", "800x800x24",
+                                    "-nolisten", "tcp"], stderr=subprocess.DEVNULL)
+        started.append(display)
+        if not wait_for(lambda: os.path.exists("/tmp/.X11-unix/X%d" % number), timeout=10):
+            skip("Xvfb did not start")
+        os.environ["DISPLAY"] = ":%d" % number
+        bus = subprocess.Popen([launcher, "--launch-immediately"], stderr=subprocess.DEVNULL)
+        started.append(bus)
+
+        server = subprocess.Popen([server_path, "--bind", "127.0.0.1", "--port", "0",
+                                   "--media-port", "0", "--discovery-port", "0",
+                                   "--songs", "40", "--queue", "12"],
+                                  stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        started.append(server)
+        server_out = Output(server)
+        assert wait_for(lambda: " songs\n" in server_out.get()), server_out.get()
+        text = server_out.get()
+        port = re.search(r"listening on 127\.0\.0\.1:(\d+)", text).group(1)
+        media = re.search(r", media on (\d+)", text).group(1)
+        found = re.search(r"discovery on UDP (\d+)", text)
+        discovery = found.group(1) if found else "9"
+
+        def ctl(*args):
+            return subprocess.run([ctl_path, "--server", "127.0.0.1", "--port", port,
+                                   "--media-port", media] + list(args),
+                                  capture_output=True, text=True, timeout=20).stdout
+
+        settings = os.path.join(workdir, "settings.reg")
+        with open(settings, "w") as f:
+            f.write("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane\\Vantor]\n"
+                    "\"AutoConnect\"=dword:00000001\n")
+        env = dict(os.environ, QT_QPA_PLATFORM="xcb", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",
+                   QT_ACCESSIBILITY="1", QT_DEBUG_PLUGINS=os.environ.get("QT_DEBUG_PLUGINS", "0"))
+        client = subprocess.Popen([vantor, "--config", settings, "--server", "127.0.0.1",
+                                   "--port", port, "--media-port", media, "--broadcast",
+                                   "127.0.0.1", "--discovery-port", discovery,
+                                   "--log-level", "3", "--geometry", "480x640"],
+                                  env=env, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                  text=True)
+        started.append(client)
+        client_out = Output(client)
+        assert wait_for(lambda: "title shown" in client_out.get()), (os.environ["DISPLAY"], client_out.get())
+
+        story(pyatspi, ctl, client_out)
+        print("screen reader story: passed")
+    finally:
+        for process in reversed(started):
+            if process.poll() is None:
+                process.terminate()
+                try:
+                    process.wait(10)
+                except subprocess.TimeoutExpired:
+                    process.kill()
+                    process.wait()
+        shutil.rmtree(workdir, ignore_errors=True)
+
+
+def story(pyatspi, ctl, client_out):
+    def application():
+        desktop = pyatspi.Registry.getDesktop(0)
+        for i in range(desktop.childCount):
+            app = desktop.getChildAtIndex(i)
+            if app is not None and app.name.lower() == "vantor":
+                return app
+        return None
+
+    app = wait_for(application)
+    assert app is not None, "the window is not on the accessibility bus"
+
+    def find_all(predicate, root=None):
+        found = []
+        queue = [root or app]
+        while queue:
+            node = queue.pop(0)
+            try:
+                if predicate(node):
+                    found.append(node)
+                count = node.childCount
+                if node.getRole() in (pyatspi.ROLE_LIST, pyatspi.ROLE_LIST_BOX,
+                                      pyatspi.ROLE_TABLE, pyatspi.ROLE_TREE):
+                    count = min(count, 60)
+                for i in range(count):
+                    child = node.getChildAtIndex(i)
+                    if child is not None:
+                        queue.append(child)
+            except Exception:
+                pass  # a control gone while read: the next look finds the rest
+        return found
+
+    def find(role, name):
+        return wait_for(lambda: (find_all(lambda n: n.getRole() in role and n.name == name)
+                                 or [None])[0], timeout=10)
+
+    def act(node, word):
+        action = node.queryAction()
+        for i in range(action.nActions):
+            if word in action.getName(i).lower():
+                action.doAction(i)
+                return
+        raise AssertionError("no %s action on %s" % (word, node.name))
+
+    buttons = (pyatspi.ROLE_PUSH_BUTTON, pyatspi.ROLE_TOGGLE_BUTTON)
+
+    # Play, found by role and name, pressed: the server plays.
+    play = find(buttons, "Play")
+    assert play is not None, "no Play button in the tree"
+    assert play.queryComponent().getExtents(pyatspi.DESKTOP_COORDS).width > 0
+    act(play, "press")
+    assert wait_for(lambda: "playing" in ctl("status").lower()), ctl("status")
+
+    # The volume slider set: the server's volume.
+    volume = find((pyatspi.ROLE_SLIDER,), "Volume")
+    assert volume is not None, "no Volume slider"
+    value = volume.queryValue()
+    assert value.maximumValue == 100 and value.minimumValue == 0
+    value.currentValue = 40
+    assert wait_for(lambda: re.search(r"volume\D*40\b", ctl("status").lower())), ctl("status")
+
+    # Repeat is a two-state button: pressed, the server repeats and the
+    # button reads checked; shuffle is there beside it.
+    repeat = find(buttons, "Repeat")
+    assert repeat is not None and find(buttons, "Shuffle") is not None
+    act(repeat, "toggle")
+    assert wait_for(lambda: re.search(r"repeat:\s+all", ctl("status"))), ctl("status")
+    assert wait_for(lambda: repeat.getState().contains(pyatspi.STATE_CHECKED))
+
+    # After Next the title label reads the new song.
+
+    def title_now():
+        status = ctl("status")
+        match = re.search(r"^playing:\s+.* - (.+) \(\d+:\d\d\)$", status, re.MULTILINE)
+        return match.group(1).strip() if match else None
+
+    before = wait_for(title_now)
+    act(find(buttons, "Next"), "press")
+    title = wait_for(lambda: title_now() != before and title_now())
+    assert title, ctl("status")
+    labels = lambda: [n.name for n in find_all(lambda n: n.getRole() == pyatspi.ROLE_LABEL)]
+    assert wait_for(lambda: any(title in name for name in labels())), (title, labels())
+
+    # The queue's rows read in order, as "Title, Artist, 3:27".
+    queue = [line for line in ctl("queue", "0", "5").splitlines() if line.startswith("  ")]
+    rows = wait_for(lambda: [n.name for n in find_all(
+        lambda n: n.getRole() in (pyatspi.ROLE_LIST_ITEM, pyatspi.ROLE_TABLE_CELL))
+        if n.name][:5])
+    assert len(rows) >= 3, rows
+    for row in rows:
+        assert re.search(r", [1-9]?\d:\d\d$", row), rows
+    for line, row in zip(queue, rows):
+        assert row.split(",")[0] in line, (queue, rows)
+
+    assert len(queue) == len(rows), (queue, rows)
+
+
+if __name__ == "__main__":
+    main()
