@@ -16,7 +16,10 @@
 
 #include "skin/CSkin.h"
 #include "skin/SkinBar.h"
+#include "ui/GuiFixture.h"
 #include "ui/access/ScreenAccess.h"
+#include "ui/lists/LibraryList.h"
+#include "ui/screens/LibraryScreen.h"
 #include "ui/view/ScreenView.h"
 
 namespace vantor::testing {
@@ -296,6 +299,113 @@ TEST_F(AccessTest, TheKeyboardMovesThroughTheScreenInReadingOrderAndActs) {
     // A screen without the focused control moves the focus to its own.
     Show(kScreenEq);
     EXPECT_EQ(view_->FocusedControl(), view_->AccessControls().front().key);
+}
+
+// Counts what the pointer does anywhere in the application.
+class PointerWatch final : public QObject {
+public:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        switch (event->type()) {
+            case QEvent::MouseButtonPress:
+            case QEvent::MouseButtonRelease:
+            case QEvent::MouseButtonDblClick:
+            case QEvent::TouchBegin:
+            case QEvent::TabletPress:
+                ++presses;
+                break;
+            default:
+                break;
+        }
+        return QObject::eventFilter(watched, event);
+    }
+    int presses = 0;
+};
+
+TEST_F(GuiTest, AKeyboardAloneConnectsPlaysFindsASongAndPlaysIt) {
+    serverOptions_.startPlaying = false;
+    WriteSettings([](RegistryStore& store) { store.SetDword(kSettingsKey, "AutoConnect", 0); });
+    StartWindow([](ui::FrameOptions& options) { options.server.clear(); });
+    PointerWatch pointer;
+    qApp->installEventFilter(&pointer);
+    const auto key = [&](int code, Qt::KeyboardModifiers modifiers = {}) {
+        PressKey(frame_.get(), code, modifiers);
+        PumpFor(10ms);
+    };
+    const auto type = [&](const QString& text) {
+        for (const QChar c : text) {
+            QWidget* target = frame_->focusWidget();
+            ASSERT_NE(target, nullptr);
+            for (QEvent::Type kind : {QEvent::KeyPress, QEvent::KeyRelease}) {
+                QKeyEvent event(kind, 0, Qt::NoModifier, QString(c));
+                QApplication::sendEvent(target, &event);
+            }
+        }
+    };
+    // Tab (at most round the window twice) until `there` holds.
+    const auto tabTo = [&](const std::function<bool()>& there) {
+        for (int step = 0; step < 80 && !there(); ++step) {
+            key(Qt::Key_Tab);
+        }
+        return there();
+    };
+    const auto focusNamed = [&](const char* name) {
+        return [this, name] {
+            return frame_->focusWidget() &&
+                   frame_->focusWidget()->objectName() == QString::fromLatin1(name);
+        };
+    };
+    const ui::ScreenView& view = frame_->View();
+
+    // Connect: the server typed into its box, Enter.
+    ASSERT_EQ(frame_->Screen(), "connect");
+    ASSERT_TRUE(tabTo(focusNamed("Server Box")));
+    frame_->focusWidget()->setProperty("text", QString());
+    type(QStringLiteral("127.0.0.1"));
+    key(Qt::Key_Return);
+    ASSERT_TRUE(OnMainWithSong());
+
+    // Play: the focus on the skinned button, Space.
+    ASSERT_TRUE(tabTo([&] { return view.hasFocus() && view.FocusedControl() == "play"; }));
+    key(Qt::Key_Space);
+    EXPECT_TRUE(Pump([&] { return frame_->Player().playingState == PlayingState::Playing; }));
+    EXPECT_EQ(Received("PlayRequest"), 1);
+
+    // The library: the command bar's button.
+    ASSERT_TRUE(tabTo(focusNamed("Command Button")));
+    key(Qt::Key_Space);
+    ASSERT_TRUE(Pump([&] { return frame_->Screen() == "playlist"; }));
+
+    // Search: the field, a word, then on into the results and Enter on the
+    // first song (a row read with its length).
+    ui::LibraryList& list = frame_->Library().List();
+    ASSERT_TRUE(tabTo(focusNamed("Search Field")));
+    QTest::keyClick(frame_->focusWidget(), Qt::Key_A, Qt::ControlModifier);
+    type(QStringLiteral("Summer"));
+    ASSERT_TRUE(Pump(
+        [&] {
+            return frame_->Library().Browser().SearchMode() && list.Count() > 0 &&
+                   !list.model()->index(0, 0).data(Qt::AccessibleTextRole).toString().isEmpty();
+        },
+        5s));
+    ASSERT_TRUE(tabTo([&] { return list.hasFocus(); }));
+    const auto selected = [&] {
+        return list.currentIndex().data(Qt::AccessibleTextRole).toString();
+    };
+    for (int row = 0; row < list.Count() && !selected().contains(QLatin1Char(':')); ++row) {
+        key(Qt::Key_Down);
+    }
+    const QString song = selected();
+    ASSERT_TRUE(song.contains(QLatin1Char(':'))) << song.toStdString();
+    key(Qt::Key_Return);
+    const std::string title = song.section(QStringLiteral(", "), 0, 0).toStdString();
+    EXPECT_TRUE(Pump([&] { return frame_->View().Content().title == title; })) << title;
+
+    // Escape goes back from the results, as the handheld's Back does.
+    key(Qt::Key_Escape);
+    EXPECT_TRUE(Pump([&] { return !frame_->Library().Browser().SearchMode(); }));
+
+    EXPECT_EQ(pointer.presses, 0);
+    qApp->removeEventFilter(&pointer);
 }
 
 }  // namespace

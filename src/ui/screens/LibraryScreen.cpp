@@ -41,6 +41,9 @@ LibraryScreen::LibraryScreen(QWidget* screen, PageFetcher& fetcher, RequestSink&
     handlers.activated = [this](int row) {
         // A double tap opens a folder (the tap did) and plays anything else.
         if (const wire::MediaItem* item = browser_.Item(row); item && !item->container) {
+            // The row Enter was pressed on, which the keyboard made current
+            // without selecting it.
+            list_->SelectRow(row);
             browser_.Command(LibraryCommand::PlayNow);
         }
     };
