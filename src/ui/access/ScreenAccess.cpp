@@ -166,6 +166,44 @@ private:
     QPointer<HeaderBarWidget> header_;
 };
 
+// Letters, or any buttons a widget paints itself.
+class DrawnButtonsHost final : public PartHost {
+public:
+    DrawnButtonsHost(QWidget* widget, DrawnButtons* buttons) : widget_(widget), buttons_(buttons) {}
+    QWidget* Widget() const override { return widget_; }
+    std::vector<Part> Parts() const override {
+        std::vector<Part> parts;
+        if (widget_ == nullptr) {
+            return parts;
+        }
+        for (int i = 0; i < buttons_->DrawnButtonCount(); ++i) {
+            Part part;
+            part.key = std::to_string(i) + " " + buttons_->DrawnButtonText(i).toStdString();
+            part.role = QAccessible::PushButton;
+            part.name = buttons_->DrawnButtonText(i);
+            part.rect = buttons_->DrawnButtonRect(i);
+            part.pressable = true;
+            parts.push_back(std::move(part));
+        }
+        return parts;
+    }
+    bool Press(const std::string& key) override {
+        // Pressed by its place and letter, so a strip refilled since finds
+        // no stale letter to press.
+        for (const Part& part : Parts()) {
+            if (part.key == key) {
+                buttons_->PressDrawnButton(std::stoi(key));
+                return true;
+            }
+        }
+        return false;
+    }
+
+private:
+    QPointer<QWidget> widget_;
+    DrawnButtons* buttons_;  // the widget itself: used only while it lives
+};
+
 class HostAccessible;
 
 class PartAccessible final : public QAccessibleInterface,
@@ -458,6 +496,12 @@ QAccessibleInterface* Factory(const QString& /*className*/, QObject* object) {
     if (auto* header = dynamic_cast<HeaderBarWidget*>(object)) {
         return new HostAccessible(header, QAccessible::PageTabList,
                                   std::make_unique<HeaderHost>(header));
+    }
+    if (auto* buttons = dynamic_cast<DrawnButtons*>(object)) {
+        if (auto* widget = qobject_cast<QWidget*>(object)) {
+            return new HostAccessible(widget, QAccessible::ToolBar,
+                                      std::make_unique<DrawnButtonsHost>(widget, buttons));
+        }
     }
     return nullptr;
 }

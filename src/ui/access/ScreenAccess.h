@@ -9,7 +9,23 @@
 //
 // Threads: the window's thread only (Qt asks for interfaces there).
 
+#include <QRect>
+#include <QString>
+
 namespace vantor::ui {
+
+// A widget that paints buttons of its own (the letters of the jump strip)
+// offers them to a reader through this; the factory finds it.
+class DrawnButtons {
+public:
+    virtual ~DrawnButtons() = default;
+    virtual int DrawnButtonCount() const = 0;
+    virtual QString DrawnButtonText(int button) const = 0;
+    // In the widget's coordinates.
+    virtual QRect DrawnButtonRect(int button) const = 0;
+    // What a tap on it does.
+    virtual void PressDrawnButton(int button) = 0;
+};
 
 // Installs the factory; later calls do nothing.
 void InstallAccessibleFactory();

@@ -31,6 +31,7 @@ EqScreen::EqScreen(QWidget* screen, RequestSink& requests,
       }) {
     presets_->setObjectName(QStringLiteral("Equalizer Presets"));
     presets_->setPlaceholderText(QStringLiteral("Presets"));
+    presets_->setAccessibleName(QStringLiteral("Presets"));
     QObject::connect(presets_, &QComboBox::activated, presets_, [this](int index) {
         if (!filling_ && index >= 0) {
             ChoosePreset(presets_->itemText(index).toStdString());

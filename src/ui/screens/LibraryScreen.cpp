@@ -26,6 +26,8 @@ LibraryScreen::LibraryScreen(QWidget* screen, PageFetcher& fetcher, RequestSink&
       header_(new HeaderBarWidget(screen, [this](int button) { HeaderTapped(button); })),
       search_(new QLineEdit(screen)) {
     search_->setObjectName(QStringLiteral("Search Field"));
+    // Named as its empty look says, whatever has been typed into it.
+    search_->setAccessibleName(QString::fromLatin1(kSearchPlaceholder));
     search_->setFrame(false);
     search_->setText(QString::fromLatin1(kSearchPlaceholder));
     QObject::connect(search_, &QLineEdit::textChanged, search_, [this](const QString& text) {
