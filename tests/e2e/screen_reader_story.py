@@ -120,6 +120,17 @@ def main():
         assert wait_for(lambda: "title shown" in client_out.get()), (os.environ["DISPLAY"], client_out.get())
 
         story(pyatspi, ctl, client_out)
+
+        # A first start (a settings file of its own) greets with a message
+        # box: a reader reads it as an alert with its text and its OK.
+        first = subprocess.Popen([vantor, "--config", os.path.join(workdir, "first.reg"),
+                                  "--server", "127.0.0.1", "--port", port,
+                                  "--media-port", media, "--broadcast", "127.0.0.1",
+                                  "--discovery-port", discovery, "--geometry", "480x640"],
+                                 env=env, stdout=subprocess.DEVNULL,
+                                 stderr=subprocess.DEVNULL)
+        started.append(first)
+        welcome(pyatspi, first.pid)
         print("screen reader story: passed")
     finally:
         for process in reversed(started):
@@ -134,6 +145,8 @@ def main():
 
 
 def story(pyatspi, ctl, client_out):
+    from gi.repository import GLib
+
     def application():
         desktop = pyatspi.Registry.getDesktop(0)
         for i in range(desktop.childCount):
@@ -209,12 +222,41 @@ def story(pyatspi, ctl, client_out):
         match = re.search(r"^playing:\s+.* - (.+) \(\d+:\d\d\)$", status, re.MULTILINE)
         return match.group(1).strip() if match else None
 
+    # A reader is told when the title changes, and is not told of the clock
+    # ticking while the song plays.
+    heard = []
+
+    def listen(event):
+        try:
+            heard.append((event.type, event.source.name, event.source.getRoleName()))
+        except Exception:
+            heard.append((event.type, None, None))
+
+    kinds = ("object:property-change:accessible-name", "object:property-change:accessible-value")
+    pyatspi.Registry.registerEventListener(listen, *kinds)
+    context = GLib.MainContext.default()
+
+    def pump(seconds, until=lambda: False):
+        end = time.monotonic() + seconds
+        while time.monotonic() < end and not until():
+            while context.pending():
+                context.iteration(False)
+            time.sleep(0.02)
+
+    pump(3.5)
+    assert "playing" in ctl("status").lower()
+    assert heard == [], heard
+
     before = wait_for(title_now)
     act(find(buttons, "Next"), "press")
     title = wait_for(lambda: title_now() != before and title_now())
     assert title, ctl("status")
+    pump(5, lambda: any(name and title in name for _, name, _ in heard))
+    told = [h for h in heard if h[1] and title in h[1]]
+    assert told and told[0][0] == kinds[0] and told[0][2] == "label", heard
+    pyatspi.Registry.deregisterEventListener(listen, *kinds)
     labels = lambda: [n.name for n in find_all(lambda n: n.getRole() == pyatspi.ROLE_LABEL)]
-    assert wait_for(lambda: any(title in name for name in labels())), (title, labels())
+    assert any(title in name for name in labels()), (title, labels())
 
     # The queue's rows read in order, as "Title, Artist, 3:27".
     queue = [line for line in ctl("queue", "0", "5").splitlines() if line.startswith("  ")]
@@ -228,6 +270,41 @@ def story(pyatspi, ctl, client_out):
         assert row.split(",")[0] in line, (queue, rows)
 
     assert len(queue) == len(rows), (queue, rows)
+
+
+def welcome(pyatspi, pid):
+    def alert():
+        desktop = pyatspi.Registry.getDesktop(0)
+        for i in range(desktop.childCount):
+            app = desktop.getChildAtIndex(i)
+            try:
+                if app is None or app.get_process_id() != pid:
+                    continue
+                for j in range(app.childCount):
+                    window = app.getChildAtIndex(j)
+                    if window is not None and window.getRole() == pyatspi.ROLE_ALERT:
+                        return window
+            except Exception:
+                pass
+        return None
+
+    box = wait_for(alert)
+    assert box is not None, "no alert on a first start"
+    texts = []
+    queue = [box]
+    while queue:
+        node = queue.pop(0)
+        texts.append(node.name)
+        try:
+            texts.append(node.queryText().getText(0, -1))
+        except NotImplementedError:
+            pass
+        queue.extend(node.getChildAtIndex(i) for i in range(node.childCount))
+    said = " ".join(t for t in texts if t)
+    assert "Welcome to Vantor!" in said, said
+    ok = [n for n in pyatspi.findAllDescendants(
+        box, lambda n: n.getRole() == pyatspi.ROLE_PUSH_BUTTON and n.name == "OK")]
+    assert ok, said
 
 
 if __name__ == "__main__":
