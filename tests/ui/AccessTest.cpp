@@ -301,6 +301,80 @@ TEST_F(AccessTest, TheKeyboardMovesThroughTheScreenInReadingOrderAndActs) {
     EXPECT_EQ(view_->FocusedControl(), view_->AccessControls().front().key);
 }
 
+// A skinned control of the window by name, as a reader finds it.
+QAccessibleInterface* WindowControl(const ui::ScreenView& view, const char* name) {
+    QAccessibleInterface* root =
+        QAccessible::queryAccessibleInterface(const_cast<ui::ScreenView*>(&view));
+    for (int i = 0; root != nullptr && i < root->childCount(); ++i) {
+        QAccessibleInterface* child = root->child(i);
+        if (child != nullptr && child->text(QAccessible::Name) == QString::fromLatin1(name)) {
+            return child;
+        }
+    }
+    return nullptr;
+}
+
+TEST_F(GuiTest, AReaderPressingAsTheServerGoesOrTheQueueChangesSendsOnceOrNothing) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    const ui::ScreenView& view = frame_->View();
+    QAccessibleInterface* pause = WindowControl(view, "Pause");
+    ASSERT_NE(pause, nullptr);
+    pause->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+    EXPECT_TRUE(Pump([&] { return frame_->Player().playingState == PlayingState::Paused; }));
+
+    // The queue's rows read "Title, Artist, 3:27"; a queue replaced under
+    // a reader reads the new rows (or nothing), never the old.
+    auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
+    ASSERT_TRUE(Pump([&] { return queue.RowCount() == 25 && !queue.RowText(0).empty(); }));
+    QAccessibleInterface* list = QAccessible::queryAccessibleInterface(&queue);
+    ASSERT_NE(list, nullptr);
+    const auto row = [&](int index) {
+        QAccessibleInterface* cell =
+            list->tableInterface() ? list->tableInterface()->cellAt(index, 0) : list->child(index);
+        return cell ? cell->text(QAccessible::Name).toStdString() : std::string();
+    };
+    const std::string first = row(0);
+    EXPECT_EQ(first.rfind(queue.RowText(0) + ", ", 0), 0u) << first;
+    EXPECT_NE(first.find_last_of(':'), std::string::npos) << first;
+    (*server_)->Post([](server::PlayerModel& player, server::Events& events) {
+        const std::vector<std::int32_t> two = {player.Queue()[5], player.Queue()[6]};
+        player.PlayNow(two, 0, events);
+    });
+    for (int i = 0; i < 50 && queue.RowCount() != 2; ++i) {
+        (void)row(i % 25);  // read while the rows change
+        PumpFor(10ms);
+    }
+    ASSERT_TRUE(Pump([&] { return queue.RowCount() == 2 && !queue.RowText(1).empty(); }));
+    EXPECT_EQ(row(1).rfind(queue.RowText(1) + ", ", 0), 0u) << row(1);
+    EXPECT_EQ(row(7), std::string());
+
+    // Pressed while the server has gone: nothing goes, then or later.
+    server::ServerOptions again = serverOptions_;
+    again.mediaPort = (*server_)->MediaPort();
+    again.discoveryPort = (*server_)->DiscoveryPort();
+    const int plays = Received("PlayRequest");
+    server_->Stop();
+    ASSERT_TRUE(Pump([&] { return !frame_->Connected(); }));
+    WindowControl(view, "Play")
+        ->actionInterface()
+        ->doAction(QAccessibleActionInterface::pressAction());
+    WindowControl(view, "Volume")->valueInterface()->setCurrentValue(5);
+    ASSERT_TRUE(server_->Restart(again));
+    ASSERT_TRUE(Pump([&] { return frame_->Connected() && frame_->Screen() == "main"; }));
+    PumpFor(300ms);
+    EXPECT_EQ(Received("PlayRequest"), plays);
+    EXPECT_EQ(Received("SetVolumeRequest"), 0);
+    // Back, one press is one request.
+    WindowControl(view, "Play")
+        ->actionInterface()
+        ->doAction(QAccessibleActionInterface::pressAction());
+    EXPECT_TRUE(Pump([&] { return Received("PlayRequest") == plays + 1; }));
+    PumpFor(200ms);
+    EXPECT_EQ(Received("PlayRequest"), plays + 1);
+}
+
 // Counts what the pointer does anywhere in the application.
 class PointerWatch final : public QObject {
 public:
