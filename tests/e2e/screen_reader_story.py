@@ -199,14 +199,6 @@ def story(pyatspi, ctl, client_out):
     act(play, "press")
     assert wait_for(lambda: "playing" in ctl("status").lower()), ctl("status")
 
-    # The volume slider set: the server's volume.
-    volume = find((pyatspi.ROLE_SLIDER,), "Volume")
-    assert volume is not None, "no Volume slider"
-    value = volume.queryValue()
-    assert value.maximumValue == 100 and value.minimumValue == 0
-    value.currentValue = 40
-    assert wait_for(lambda: re.search(r"volume\D*40\b", ctl("status").lower())), ctl("status")
-
     # Repeat is a two-state button: pressed, the server repeats and the
     # button reads checked; shuffle is there beside it.
     repeat = find(buttons, "Repeat")
@@ -225,8 +217,10 @@ def story(pyatspi, ctl, client_out):
     # A reader is told when the title changes, and is not told of the clock
     # ticking while the song plays.
     heard = []
+    heard_at = []
 
     def listen(event):
+        heard_at.append(time.monotonic())
         try:
             heard.append((event.type, event.source.name, event.source.getRoleName()))
         except Exception:
@@ -247,13 +241,33 @@ def story(pyatspi, ctl, client_out):
     assert "playing" in ctl("status").lower()
     assert heard == [], heard
 
+    # The volume slider set: the server's volume.
+    volume = find((pyatspi.ROLE_SLIDER,), "Volume")
+    assert volume is not None, "no Volume slider"
+    value = volume.queryValue()
+    assert value.maximumValue == 100 and value.minimumValue == 0
+    set_at = time.monotonic()
+    value.currentValue = 40
+    pump(2, lambda: any(h[1] == "Volume" for h in heard))
+    shown = [at for h, at in zip(heard, heard_at) if h[1] == "Volume"]
+    assert shown and heard[0][0] == kinds[1], heard
+    print("the reader heard the volume it set %.1f ms later" % ((shown[0] - set_at) * 1000))
+    assert wait_for(lambda: re.search(r"volume\D*40\b", ctl("status").lower())), ctl("status")
+
+    del heard[:]
+    del heard_at[:]
+
     before = wait_for(title_now)
-    act(find(buttons, "Next"), "press")
+    next_button = find(buttons, "Next")
+    pressed_at = time.monotonic()
+    act(next_button, "press")
     title = wait_for(lambda: title_now() != before and title_now())
     assert title, ctl("status")
     pump(5, lambda: any(name and title in name for _, name, _ in heard))
     told = [h for h in heard if h[1] and title in h[1]]
     assert told and told[0][0] == kinds[0] and told[0][2] == "label", heard
+    print("the reader heard the new title %.1f ms after pressing Next (server round trip "
+          "included)" % ((heard_at[heard.index(told[0])] - pressed_at) * 1000))
     pyatspi.Registry.deregisterEventListener(listen, *kinds)
     labels = lambda: [n.name for n in find_all(lambda n: n.getRole() == pyatspi.ROLE_LABEL)]
     assert any(title in name for name in labels()), (title, labels())
