@@ -688,10 +688,13 @@ void ScreenView::SetShowRemaining(bool remaining) {
 }
 
 void ScreenView::SetEq(const EqSettings& eq) {
+    const bool changed = !(content_.eq == eq);
     content_.eq = eq;
     Refresh(Element::Toggles);
     Refresh(Element::EqTracks);
-    AccessChanged(AccessChange::Eq);
+    if (changed) {
+        AccessChanged(AccessChange::Eq);
+    }
 }
 
 void ScreenView::SetProgress(bool shown, std::int32_t percent) {
