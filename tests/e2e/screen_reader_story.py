@@ -272,6 +272,24 @@ def story(pyatspi, ctl, client_out):
     labels = lambda: [n.name for n in find_all(lambda n: n.getRole() == pyatspi.ROLE_LABEL)]
     assert any(title in name for name in labels()), (title, labels())
 
+    # The title pressed leads to the now-playing screen: the art is an image
+    # described by its album, the lines are labels; what the main screen
+    # alone shows has left the tree. The art pressed leads back.
+    title_label = [n for n in find_all(lambda n: n.getRole() == pyatspi.ROLE_LABEL)
+                   if title in n.name][0]
+    act(title_label, "press")
+    art = find((pyatspi.ROLE_IMAGE,), "Album art")
+    assert art is not None, "no album art on the now-playing screen"
+    album = re.search(r"^album:\s+(.+)$", ctl("status"), re.MULTILINE).group(1).strip()
+    assert wait_for(lambda: art.description == album), (art.description, album)
+    assert title in labels(), labels()
+    # The playing state shows on the main screen only.
+    states = lambda: [n for n in find_all(lambda n: n.getRole() == pyatspi.ROLE_LABEL)
+                      if n.name in ("Playing", "Paused", "Stopped")]
+    assert states() == [], [n.name for n in states()]
+    act(art, "press")
+    assert wait_for(lambda: [n.name for n in states()] == ["Playing"])
+
     # The queue's rows read in order, as "Title, Artist, 3:27".
     queue = [line for line in ctl("queue", "0", "5").splitlines() if line.startswith("  ")]
     rows = wait_for(lambda: [n.name for n in find_all(

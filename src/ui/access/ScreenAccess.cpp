@@ -64,14 +64,14 @@ public:
             part.description = control.description;
             part.rect = control.rect;
             part.focused = hasFocus && control.key == view_->FocusedControl();
+            part.pressable = control.pressable;
             switch (control.kind) {
                 case Kind::Button:
                     part.role = QAccessible::PushButton;
-                    part.pressable = true;
                     break;
                 case Kind::Toggle:
                     part.role = QAccessible::PushButton;
-                    part.pressable = part.checkable = true;
+                    part.checkable = true;
                     part.checked = control.checked;
                     break;
                 case Kind::Slider:

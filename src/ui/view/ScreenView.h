@@ -159,6 +159,7 @@ public:
         QString description;
         QRect rect;
         bool checked = false;
+        bool pressable = false;  // buttons, and the title and art (a tap switches screens)
         // Sliders: seconds, percent or gain.
         std::int32_t minimum = 0, maximum = 0, value = 0, step = 1;
     };

@@ -91,6 +91,8 @@ std::vector<ScreenView::AccessControl> ScreenView::AccessControls() const {
         control.kind = kind;
         control.name = std::move(name);
         control.rect = rect;
+        control.pressable = kind == Kind::Button || kind == Kind::Toggle || key == kTitleLine ||
+                            key == kNowPlayingTitle || key == kAlbumArt;
         controls.push_back(std::move(control));
         return &controls.back();
     };
@@ -193,7 +195,7 @@ bool ScreenView::PressControl(std::string_view key) {
                 return true;
             case Kind::Label:
             case Kind::Image:
-                if (key != kTitleLine && key != kNowPlayingTitle && key != kAlbumArt) {
+                if (!control.pressable) {
                     return false;
                 }
                 input_.OnNowPlayingTapped();
@@ -274,7 +276,8 @@ bool ScreenView::TakesKey(const QKeyEvent& event) const {
     }
     for (const AccessControl& control : AccessControls()) {
         if (control.key == focused_) {
-            return control.kind == Kind::Slider ? IsSliderKey(key) : IsPressKey(key);
+            return control.kind == Kind::Slider ? IsSliderKey(key)
+                                                : control.pressable && IsPressKey(key);
         }
     }
     return false;
@@ -296,7 +299,7 @@ void ScreenView::keyPressEvent(QKeyEvent* event) {
             StepControl(control, up ? 1 : -1, key == Qt::Key_Home || key == Qt::Key_End);
             return;
         }
-        if (control.kind != Kind::Slider && IsPressKey(key)) {
+        if (control.pressable && IsPressKey(key)) {
             // A held key presses once, as a held stylus does.
             if (!event->isAutoRepeat()) {
                 PressControl(control.key);
