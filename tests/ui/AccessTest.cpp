@@ -18,6 +18,8 @@
 #include "skin/SkinBar.h"
 #include "ui/GuiFixture.h"
 #include "ui/access/ScreenAccess.h"
+#include "ui/keys/FunctionTable.h"
+#include "ui/keys/KeyNames.h"
 #include "ui/lists/LibraryList.h"
 #include "ui/screens/LibraryScreen.h"
 #include "ui/view/ScreenView.h"
@@ -397,7 +399,14 @@ public:
 
 TEST_F(GuiTest, AKeyboardAloneConnectsPlaysFindsASongAndPlaysIt) {
     serverOptions_.startPlaying = false;
-    WriteSettings([](RegistryStore& store) { store.SetDword(kSettingsKey, "AutoConnect", 0); });
+    // Right is bound to "Next Song": a bound key is the binding's wherever
+    // the focus is.
+    WriteSettings([](RegistryStore& store) {
+        store.SetDword(kSettingsKey, "AutoConnect", 0);
+        store.SetDword(kSettingsKey,
+                       "FunctionKey" + std::to_string(ui::RowOf(ui::FunctionId::NextSong) + 1),
+                       ui::kVkRight);
+    });
     StartWindow([](ui::FrameOptions& options) { options.server.clear(); });
     PointerWatch pointer;
     qApp->installEventFilter(&pointer);
@@ -443,6 +452,15 @@ TEST_F(GuiTest, AKeyboardAloneConnectsPlaysFindsASongAndPlaysIt) {
     key(Qt::Key_Space);
     EXPECT_TRUE(Pump([&] { return frame_->Player().playingState == PlayingState::Playing; }));
     EXPECT_EQ(Received("PlayRequest"), 1);
+
+    // On the volume bar, Up steps it; Right stays "Next Song".
+    ASSERT_TRUE(tabTo([&] { return view.FocusedControl() == "volumebar.back"; }));
+    key(Qt::Key_Right);
+    EXPECT_TRUE(Pump([&] { return Received("NextItemRequest") == 1; }));
+    key(Qt::Key_Up);
+    EXPECT_TRUE(Pump([&] { return Received("SetVolumeRequest") == 1; }));
+    EXPECT_EQ(view.FocusedControl(), "volumebar.back");
+    EXPECT_EQ(Received("NextItemRequest"), 1);
 
     // The library: the command bar's button.
     ASSERT_TRUE(tabTo(focusNamed("Command Button")));
