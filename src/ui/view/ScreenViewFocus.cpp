@@ -327,12 +327,14 @@ void ScreenView::focusInEvent(QFocusEvent* event) {
     }
     const bool kept = std::any_of(controls.begin(), controls.end(),
                                   [&](const AccessControl& c) { return c.key == focused_; });
+    // Only the keyboard picks a control: a focus the window merely gave
+    // back (or a switch of screens handed on) draws no ring until Tab.
     if (event->reason() == Qt::BacktabFocusReason) {
         FocusControl(controls.back().key);
-    } else if (event->reason() == Qt::TabFocusReason || !kept) {
+    } else if (event->reason() == Qt::TabFocusReason) {
         FocusControl(controls.front().key);
     } else {
-        FocusControl(focused_);
+        FocusControl(kept ? focused_ : std::string());
     }
 }
 
@@ -346,6 +348,10 @@ bool ScreenView::focusNextPrevChild(bool next) {
         const std::vector<AccessControl> controls = AccessControls();
         const auto at = std::find_if(controls.begin(), controls.end(),
                                      [&](const AccessControl& c) { return c.key == focused_; });
+        if (at == controls.end() && !controls.empty()) {
+            FocusControl(next ? controls.front().key : controls.back().key);
+            return true;
+        }
         if (at != controls.end()) {
             const auto index = at - controls.begin() + (next ? 1 : -1);
             if (index >= 0 && index < static_cast<std::ptrdiff_t>(controls.size())) {
@@ -381,7 +387,8 @@ void ScreenView::AccessChanged(AccessChange change) {
         setFocusPolicy(controls.empty() ? Qt::NoFocus : Qt::TabFocus);
         const bool kept = std::any_of(controls.begin(), controls.end(),
                                       [&](const AccessControl& c) { return c.key == focused_; });
-        if (!kept) {
+        // A keyboard user's focus goes on to the new screen's first control.
+        if (!kept && !focused_.empty()) {
             focused_.clear();
             if (hasFocus() && !controls.empty()) {
                 FocusControl(controls.front().key);
