@@ -6,6 +6,7 @@
 #include <QtGui/private/qinputmethod_p.h>
 #include <qpa/qplatforminputcontext.h>
 
+#include <QAccessible>
 #include <QActionGroup>
 #include <QApplication>
 #include <QComboBox>
@@ -535,6 +536,27 @@ TEST_F(ListScreensTest, AJumpLabelLandsOnTheFirstRowOfItsLetter) {
     ASSERT_TRUE(Pump([&] { return !Row(row).empty(); }));
     EXPECT_EQ(QString::fromStdString(Row(row)).left(1).toUpper(), letter);
     EXPECT_NE(QString::fromStdString(Row(row - 1)).left(1).toUpper(), letter);
+
+    // A reader finds the letters as buttons and presses one; the tab row's
+    // back arrow is "Back", and takes the list back.
+    QAccessibleInterface* letters = QAccessible::queryAccessibleInterface(strip);
+    ASSERT_EQ(letters->childCount(), static_cast<int>(labels.size()));
+    QAccessibleInterface* first = letters->child(0);
+    EXPECT_EQ(first->role(), QAccessible::PushButton);
+    EXPECT_EQ(first->text(QAccessible::Name), labels.front().first);
+    EXPECT_EQ(first->rect().size(), QSize(strip->width(), strip->height() / int(labels.size())));
+    letters->child(1)->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+    EXPECT_EQ(List().TopRow(), labels[1].second);
+    QAccessibleInterface* header = QAccessible::queryAccessibleInterface(&Screen().Header());
+    std::vector<std::string> names;
+    for (int i = 0; i < header->childCount(); ++i) {
+        names.push_back(header->child(i)->text(QAccessible::Name).toStdString());
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"Back", "Albums", "Queue"}));
+    EXPECT_TRUE(header->child(1)->state().checked);
+    header->child(0)->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+    EXPECT_TRUE(Pump([&] { return Row(0) == "Artists"; }));
+    EXPECT_EQ(header->childCount(), 3);  // the way back to the library's top
 }
 
 TEST_F(ListScreensTest, EqualiserBandsAndPresetsReachTheServer) {

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <QAbstractButton>
+#include <QAccessible>
 #include <QApplication>
 #include <QCheckBox>
 #include <QDialogButtonBox>
@@ -135,6 +136,20 @@ TEST_F(SettingsSheetTest, ADoubleTapWaitsAndTheNextKeyIsBoundByName) {
     Press(Qt::Key_5, Qt::KeypadModifier);
     EXPECT_EQ(KeyText(FunctionId::Pause), "Num 5");
     EXPECT_EQ(table_.Row(FunctionId::Pause).key, 101);
+
+    // A reader hears the list by its page's name, and each row as the
+    // function with the key bound to it (an unbound one by its name).
+    QAccessibleInterface* list = QAccessible::queryAccessibleInterface(
+        sheet_->findChild<QTreeWidget*>(QStringLiteral("Function List")));
+    ASSERT_NE(list, nullptr);
+    EXPECT_EQ(list->text(QAccessible::Name), QStringLiteral("Buttons"));
+    const auto said = [&](FunctionId function) {
+        QAccessibleInterface* cell = list->tableInterface()->cellAt(RowOf(function), 0);
+        return cell ? cell->text(QAccessible::Name).toStdString() : std::string();
+    };
+    EXPECT_EQ(said(FunctionId::Pause), "Pause: Num 5");
+    EXPECT_EQ(said(FunctionId::Stop), "Stop: Esc");
+    EXPECT_EQ(said(FunctionId::NextSong), "Next Song");
 }
 
 TEST_F(SettingsSheetTest, AKeyInUseAsksByNameButItsOwnKeyAndCenterNeverAsk) {

@@ -10,6 +10,7 @@
 #include <algorithm>
 
 #include "core/Logger.h"
+#include "ui/access/ScreenAccess.h"
 #include "ui/lists/BusyIndicator.h"
 #include "ui/lists/PagedRowsModel.h"
 
@@ -31,7 +32,7 @@ int ShownRowCount(int count, const char* list) {
 }
 
 // The letters beside the list; a tap (or a drag along them) jumps.
-class JumpStrip final : public QWidget {
+class JumpStrip final : public QWidget, public DrawnButtons {
 public:
     JumpStrip(QWidget* parent, std::function<void(int row)> jump)
         : QWidget(parent), jump_(std::move(jump)) {
@@ -50,6 +51,14 @@ public:
         }
         const int index = y * static_cast<int>(labels_.size()) / height();
         return std::clamp(index, 0, static_cast<int>(labels_.size()) - 1);
+    }
+    int DrawnButtonCount() const override { return static_cast<int>(labels_.size()); }
+    QString DrawnButtonText(int button) const override {
+        return labels_[static_cast<std::size_t>(button)].first;
+    }
+    QRect DrawnButtonRect(int button) const override { return LabelRect(button); }
+    void PressDrawnButton(int button) override {
+        jump_(labels_[static_cast<std::size_t>(button)].second);
     }
     QRect LabelRect(int index) const {
         const int count = static_cast<int>(labels_.size());

@@ -3,6 +3,7 @@
 #include <QPainter>
 
 #include "skin/CSkin.h"
+#include "ui/access/ReadableText.h"
 #include "ui/lists/ListTouch.h"
 #include "ui/view/ChromeLook.h"
 
@@ -15,6 +16,9 @@ QVariant PagedRowsModel::data(const QModelIndex& index, int role) const {
     }
     if (role == Qt::DisplayRole) {
         return item ? QString::fromStdString(item->title) : QString();
+    }
+    if (role == Qt::AccessibleTextRole) {
+        return item ? ReadableRow(*item) : QString();
     }
     return item != nullptr && role >= kFirstOwnRole ? OwnData(*item, role) : QVariant();
 }

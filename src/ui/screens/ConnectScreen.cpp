@@ -52,6 +52,9 @@ ConnectScreen::ConnectScreen(QWidget* screen, std::function<void()> connect,
     edit_->setObjectName(QStringLiteral("Server Box"));
     list_->setObjectName(QStringLiteral("Server List"));
     status_->setObjectName(QStringLiteral("Status Line"));
+    // A reader names the box and the list by the caption drawn above them.
+    edit_->setAccessibleName(QStringLiteral("Select a server:"));
+    list_->setAccessibleName(QStringLiteral("Select a server:"));
     list_->setFrameShape(QFrame::NoFrame);
     list_->setItemDelegate(new ServerRowDelegate(list_));
     list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);

@@ -33,6 +33,7 @@ EqScreen::EqScreen(QWidget* screen, RequestSink& requests,
     presets_->setObjectName(QStringLiteral("Equalizer Presets"));
     presets_->setPlaceholderText(QStringLiteral("Presets"));
     EnableTouch(*presets_->view());
+    presets_->setAccessibleName(QStringLiteral("Presets"));
     QObject::connect(presets_, &QComboBox::activated, presets_, [this](int index) {
         if (!filling_ && index >= 0) {
             ChoosePreset(presets_->itemText(index).toStdString());

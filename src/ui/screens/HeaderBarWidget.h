@@ -27,6 +27,13 @@ public:
     // The buttons, left to right, and which of them is on.
     void SetButtons(const std::vector<std::string>& texts, int on);
     std::vector<std::string> Texts() const { return texts_; }
+    int On() const { return on_; }
+    // What a tap on the button does (a reader's or the keyboard's press).
+    void Tap(int button) {
+        if (tapped_) {
+            tapped_(button);
+        }
+    }
     // The rectangle of a button, in the bar's coordinates.
     QRect ButtonRect(int button) const;
 

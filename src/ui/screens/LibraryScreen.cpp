@@ -30,6 +30,8 @@ LibraryScreen::LibraryScreen(QWidget* screen, PageFetcher& fetcher, RequestSink&
       header_(new HeaderBarWidget(screen, [this](int button) { HeaderTapped(button); })),
       search_(new QLineEdit(screen)) {
     search_->setObjectName(QStringLiteral("Search Field"));
+    // Named as its empty look says, whatever has been typed into it.
+    search_->setAccessibleName(QString::fromLatin1(kSearchPlaceholder));
     search_->setFrame(false);
     // "Search" is the empty box's hint, never text: the first key typed
     // into the box is the first letter searched for.
@@ -61,6 +63,9 @@ LibraryScreen::LibraryScreen(QWidget* screen, PageFetcher& fetcher, RequestSink&
     handlers.activated = [this](int row) {
         // A double tap opens a folder (the tap did) and plays anything else.
         if (const wire::MediaItem* item = browser_.Item(row); item && !item->container) {
+            // The row Enter was pressed on, which the keyboard made current
+            // without selecting it.
+            list_->SelectRow(row);
             browser_.Command(LibraryCommand::PlayNow);
         }
     };

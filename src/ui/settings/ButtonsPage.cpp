@@ -23,6 +23,13 @@ namespace {
 
 constexpr int kKeyColumn = 1;
 
+// A row as a reader says it: the function and the key bound to it.
+void SayBinding(QTreeWidgetItem* item) {
+    const QString key = item->text(kKeyColumn);
+    item->setData(0, Qt::AccessibleTextRole,
+                  key.isEmpty() ? item->text(0) : item->text(0) + QStringLiteral(": ") + key);
+}
+
 }  // namespace
 
 ButtonsPage::ButtonsPage(FunctionTable& functions, Prompter& prompter,
@@ -36,6 +43,8 @@ ButtonsPage::ButtonsPage(FunctionTable& functions, Prompter& prompter,
       releaseMenu_(new QMenu(this)) {
     help_->setWordWrap(true);
     list_->setObjectName(QStringLiteral("Function List"));
+    list_->setAccessibleName(QStringLiteral("Buttons"));
+    help_->setBuddy(list_);
     list_->setColumnCount(2);
     list_->setHeaderLabels({QStringLiteral("Name"), QStringLiteral("Button")});
     list_->setRootIsDecorated(false);
@@ -100,6 +109,7 @@ void ButtonsPage::ShowKey(int row) {
     const std::int32_t key = functions_.Row(FunctionAt(row)).key;
     list_->topLevelItem(row)->setText(
         kKeyColumn, key == kUnboundKey ? QString() : Q(GetKeyName(key, shellKeys_)));
+    SayBinding(list_->topLevelItem(row));
 }
 
 void ButtonsPage::StartWaiting(int row) {
@@ -113,6 +123,7 @@ void ButtonsPage::StartWaiting(int row) {
     waiting_ = row;
     heldKey_ = 0;
     list_->topLevelItem(row)->setText(kKeyColumn, QString::fromLatin1(kWaitingText));
+    SayBinding(list_->topLevelItem(row));
     SetCapture(true);
 }
 

@@ -27,6 +27,8 @@ SkinsPage::SkinsPage(QWidget* parent)
     : QWidget(parent),
       help_(new QLabel(QString::fromLatin1(kSkinsHelpText), this)),
       list_(new QTreeWidget(this)) {
+    list_->setAccessibleName(QStringLiteral("Skins"));
+    help_->setBuddy(list_);
     help_->setWordWrap(true);
     list_->setObjectName(QStringLiteral("Skin List"));
     list_->setColumnCount(1);

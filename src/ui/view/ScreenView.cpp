@@ -92,6 +92,7 @@ void ScreenView::Rebuild() {
     if (dragging) {
         input_.OnBarDragCancelled(dragName_);
     }
+    AccessChanged(AccessChange::Screen);
 }
 
 void ScreenView::CancelDrag() {
@@ -572,22 +573,29 @@ void ScreenView::SetSongTitle(const std::string& text, bool shown, bool isStatus
     content_.statusInTitle = isStatus;
     Refresh(Element::SongTitle);
     Refresh(Element::NowPlayingTitle);
+    AccessChanged(AccessChange::Title);
 }
 
 void ScreenView::SetMediaLines(const std::string& title, const std::string& artist,
                                const std::string& album) {
+    const bool changed =
+        content_.title != title || content_.artist != artist || content_.album != album;
     content_.title = title;
     content_.artist = artist;
     content_.album = album;
     Refresh(Element::NowPlayingTitle);
     Refresh(Element::NowPlayingArtist);
     Refresh(Element::NowPlayingAlbum);
+    if (changed) {
+        AccessChanged(AccessChange::MediaLines);
+    }
 }
 
 void ScreenView::SetPlayingState(std::int32_t state) {
     if (content_.playingState != state) {
         content_.playingState = state;
         Refresh(Element::PlayerState);
+        AccessChanged(AccessChange::State);
     }
 }
 
@@ -595,6 +603,7 @@ void ScreenView::SetRepeat(std::int32_t repeat) {
     if (content_.repeat != repeat) {
         content_.repeat = repeat;
         Refresh(Element::Toggles);
+        AccessChanged(AccessChange::Toggles);
     }
 }
 
@@ -602,6 +611,7 @@ void ScreenView::SetShuffle(bool shuffle) {
     if (content_.shuffle != shuffle) {
         content_.shuffle = shuffle;
         Refresh(Element::Toggles);
+        AccessChanged(AccessChange::Toggles);
     }
 }
 
@@ -617,6 +627,7 @@ void ScreenView::SetVolumePixels(std::int32_t pixels) {
     if (content_.volumePixels != pixels) {
         content_.volumePixels = pixels;
         Refresh(Element::VolumeBar);
+        AccessChanged(AccessChange::Volume);
     }
 }
 
@@ -678,9 +689,13 @@ void ScreenView::SetShowRemaining(bool remaining) {
 }
 
 void ScreenView::SetEq(const EqSettings& eq) {
+    const bool changed = !(content_.eq == eq);
     content_.eq = eq;
     Refresh(Element::Toggles);
     Refresh(Element::EqTracks);
+    if (changed) {
+        AccessChanged(AccessChange::Eq);
+    }
 }
 
 void ScreenView::SetProgress(bool shown, std::int32_t percent) {
@@ -695,6 +710,7 @@ void ScreenView::SetAlbumArt(const QImage& art) {
     content_.albumArt = art;
     scaledArt_ = QImage();
     Refresh(Element::AlbumArt);
+    AccessChanged(AccessChange::Art);
 }
 
 }  // namespace vantor::ui

@@ -34,6 +34,8 @@
 #include "skin/CSkin.h"
 
 class QTouchEvent;
+class QKeyEvent;
+class QPainter;
 
 namespace vantor::ui {
 
@@ -147,6 +149,37 @@ public:
     // Skin units (96 DPI) to pixels.
     QRect Scaled(int x, int y, int width, int height) const;
 
+    // --- Reading and the keyboard (ScreenViewFocus.cpp) ---
+    // A control of the screen shown, as a screen reader and the keyboard
+    // reach it.
+    struct AccessControl {
+        enum class Kind { Button, Toggle, Slider, Label, Image };
+        std::string key;  // the skin component (or drawn line) it is
+        Kind kind = Kind::Label;
+        QString name;
+        QString description;
+        QRect rect;
+        bool checked = false;
+        bool pressable = false;  // buttons, and the title and art (a tap switches screens)
+        // Sliders: seconds, percent or gain.
+        std::int32_t minimum = 0, maximum = 0, value = 0, step = 1;
+    };
+    // The current screen's controls in reading order (none in landscape).
+    std::vector<AccessControl> AccessControls() const;
+    // Does what a tap on the control does; false when it is not on the
+    // screen shown or the player's controls do not act now.
+    bool PressControl(std::string_view key);
+    // Sends the value as a finished drag of the bar would.
+    bool SetControlValue(std::string_view key, std::int32_t value);
+    // The control with the keyboard's focus, empty when none.
+    const std::string& FocusedControl() const { return focused_; }
+    void FocusControl(std::string_view key);
+    // Escape: where the handheld's Back goes.
+    void SetBackHandler(std::function<void()> back) { back_ = std::move(back); }
+    // Whether the key is the focused control's (the window then leaves it
+    // to the view unless a function is bound to it).
+    bool TakesKey(const QKeyEvent& event) const;
+
 protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
@@ -161,8 +194,18 @@ protected:
     // picture, though Qt tells the view nothing: its children are watched.
     void childEvent(QChildEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+    bool focusNextPrevChild(bool next) override;
 
 private:
+    enum class AccessChange { Screen, Title, MediaLines, State, Toggles, Volume, Eq, Art };
+    // Tells a listening reader what changed (nothing when none listens).
+    void AccessChanged(AccessChange change);
+    void PaintFocus(QPainter& painter) const;
+    void StepControl(const AccessControl& control, int direction, bool toEnd);
+
     static QRect ToQRect(const SkinRect& rect) {
         return QRect(rect.left, rect.top, SkinClamp(rect.Width()), SkinClamp(rect.Height()));
     }
@@ -269,6 +312,9 @@ private:
     bool tapPending_ = false;
     int finger_ = -1;          // the touch point the gesture follows
     bool fingerLost_ = false;  // a second finger came: the gesture is void
+
+    std::string focused_;  // AccessControl::key
+    std::function<void()> back_;
 };
 
 }  // namespace vantor::ui

@@ -29,6 +29,7 @@ void ScreenView::paintEvent(QPaintEvent* event) {
         painter.fillRect(event->rect(), background_);
     }
     painter.drawImage(event->rect(), buffer_, event->rect());
+    PaintFocus(painter);
 }
 
 void ScreenView::resizeEvent(QResizeEvent* event) {

@@ -14,6 +14,7 @@
 #include "session/ConnectionFlow.h"
 #include "session/SelfUpdate.h"
 #include "session/Settings.h"
+#include "ui/access/ScreenAccess.h"
 #include "ui/desktop/MprisService.h"
 #include "ui/keys/FunctionTable.h"
 #include "ui/lists/PlayQueueList.h"
@@ -113,6 +114,14 @@ CMainFrame::CMainFrame(FrameOptions options, FrameServices services)
         view_, [this] { Command(WindowCommand::Connect); }, [this] { return !AttemptRunning(); });
     keys_ = std::make_unique<KeyTranslator>(settings_->Functions(), static_cast<KeyWindow&>(*this));
     setCentralWidget(view_);
+    InstallAccessibleFactory();
+    view_->SetBackHandler([this] {
+        if (screens_->Current() == ScreenId::NowPlaying) {
+            screens_->BackFromNowPlaying();
+        } else if (screens_->Current() == ScreenId::Library && library_) {
+            library_->Back();
+        }
+    });
     view_->SetResizeHandler([this](QSize size) { CheckOrientation(size); });
     qApp->installEventFilter(this);
 }

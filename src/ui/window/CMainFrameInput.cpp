@@ -5,8 +5,11 @@
 #include <QApplication>
 #include <QKeyEvent>
 
+#include "ui/keys/VirtualKeys.h"
 #include "ui/player/PlayerActions.h"
 #include "ui/screens/ScreenNavigator.h"
+#include "ui/settings/UserSettings.h"
+#include "ui/view/ScreenView.h"
 #include "ui/window/CMainFrame.h"
 #include "ui/window/WindowCommands.h"
 
@@ -31,6 +34,14 @@ bool CMainFrame::TranslateKey(QObject* watched, QEvent* event) {
         first = focusWidget() != nullptr ? focusWidget() : this;
     }
     if (widget != first) {
+        return false;
+    }
+    // The focused control of the skinned screen takes its own keys, unless
+    // a function is bound to them.
+    const auto& key = static_cast<const QKeyEvent&>(*event);
+    if (widget == view_ && view_->TakesKey(key) &&
+        !settings_->Functions().Find(VirtualKeyOf(key))) {
+        NoteUserInput();
         return false;
     }
     return keys_->Translate(static_cast<const QKeyEvent&>(*event));
