@@ -357,7 +357,7 @@ TEST_F(GuiTest, AReaderPressingAsTheServerGoesOrTheQueueChangesSendsOnceOrNothin
     EXPECT_EQ(row(7), std::string());
 
     // Pressed while the server has gone: nothing goes, then or later.
-    server::ServerOptions again = serverOptions_;
+    SimulatedOptions again = serverOptions_;
     again.mediaPort = (*server_)->MediaPort();
     again.discoveryPort = (*server_)->DiscoveryPort();
     const int plays = Received("PlayRequest");
