@@ -201,14 +201,15 @@ Skin BuildSkin() {
     skin.Add("background.playlist", "playlist", true, "back.list", "full", full);
     skin.Add("background.connect", "connect", true, "back.connect", "full", full);
     skin.Add("background.eq", "eq", true, "back.eq", "full", full);
-    // The deck keeps to the bottom of the screen whatever its height.
-    skin.Add("deck", "main,nowplaying", true, "deck", "full", Rect{0, {}, 240, {}, {}, 0});
+    // The deck keeps to the bottom of the screen whatever its height, and
+    // the strips behind texts reach its right edge whatever its width.
+    skin.Add("deck", "main,nowplaying", true, "deck", "full", Rect{0, {}, {}, {}, 0, 0});
 
     for (const char* state : {"playing", "paused", "stopped"}) {
         skin.Add(std::string("playingstate.") + state, "main", true, "controls",
                  std::string("state.") + state, Rect{7, 7, 16, 16});
     }
-    skin.Add("songback", "main", true, "controls", "songback", Rect{28, 0, 206, 30});
+    skin.Add("songback", "main", true, "controls", "songback", Rect{28, 0, {}, 30, 6, {}});
     skin.Add("positionback", "main", true, "controls", "positionback", Rect{6, 32, 50, 20});
     skin.Add("positionbar.back", "main", false, "controls", "pos.track", Rect{62, 39, 170, 6});
     skin.Add("positionbar", "", false, "controls", "pos.fill", Rect{62, 39, 170, 6});
@@ -216,9 +217,10 @@ Skin BuildSkin() {
     skin.Add("playlist.searchback", "playlist", true, "controls", "searchback",
              Rect{7, 30, 226, 22});
     skin.Add("albumart.placeholder", "nowplaying", true, "noart", "full", Rect{60, 12, 120, 120});
-    skin.Add("titleback", "nowplaying", true, "controls", "titleback", Rect{0, 138, 240, 22});
-    skin.Add("artistback", "nowplaying", true, "controls", "artistback", Rect{0, 160, 240, 18});
-    skin.Add("albumback", "nowplaying", true, "controls", "albumback", Rect{0, 178, 240, 18});
+    skin.Add("titleback", "nowplaying", true, "controls", "titleback", Rect{0, 138, {}, 22, 0, {}});
+    skin.Add("artistback", "nowplaying", true, "controls", "artistback",
+             Rect{0, 160, {}, 18, 0, {}});
+    skin.Add("albumback", "nowplaying", true, "controls", "albumback", Rect{0, 178, {}, 18, 0, {}});
     skin.Add("positionbar.nowplaying.back", "nowplaying", false, "controls", "np.track",
              Rect{16, 201, 208, 6});
     skin.Add("positionbar.nowplaying", "", false, "controls", "np.fill", Rect{16, 201, 208, 6});
@@ -263,13 +265,16 @@ Skin BuildSkin() {
     skin.Add("dlg.cancel", "dialog", false, "dialog", "cancel.norm", Rect{108, 84, 64, 26},
              "cancel.hover", "cancel.push");
 
+    // The lists reach the screen's right and bottom edges; the program
+    // stops a list anchored to the bottom above the deck, so it takes the
+    // height the controls leave.
     const QColor listText(0xE2, 0xE7, 0xEF);
     skin.windows = {
-        {"playlist.main", Rect{0, 54, 240, 168}, kList, listText, kAccent},
+        {"playlist.main", Rect{0, 54, {}, {}, 0, 0}, kList, listText, kAccent},
         {"medialib.tagview", Rect{0, 56, {}, {}, 0, 0}, kList, listText, kAccent},
         {"albumart", Rect{60, 12, 120, 120}, kBase, {}, {}},
         {"nowplaying.position", Rect{16, 207, 208, 14}, {}, kMuted, {}},
-        {"playlist.header", Rect{0, 0, 240, 26}, kStrip, kMuted, kAccent},
+        {"playlist.header", Rect{0, 0, {}, 26, 0, {}}, kStrip, kMuted, kAccent},
         {"playlist.search", Rect{32, 32, 194, 18}, kList, kText, kAccent},
         {"eq.presets", Rect{10, 274, 220, 20}, kList, kText, kAccent},
     };

@@ -5,7 +5,9 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QMenuBar>
+#include <QScreen>
 #include <QStandardPaths>
+#include <algorithm>
 #include <filesystem>
 
 #include "core/Logger.h"
@@ -128,6 +130,9 @@ bool CMainFrame::Create() {
     // The window's client area is the device's screen.
     view_->setMinimumSize(1, 1);
     screenSize_ = options_.screen;
+    if (options_.fullScreen && QGuiApplication::primaryScreen() != nullptr) {
+        screenSize_ = QGuiApplication::primaryScreen()->size();
+    }
     ApplyScale(screenSize_);
     landscape_ = screenSize_.width() > screenSize_.height();
     menu_ = std::make_unique<CommandMenu>(
@@ -148,6 +153,17 @@ bool CMainFrame::Create() {
     // on every save all the same.
     if (!LoadSkin({})) {
         return false;
+    }
+
+    if (options_.screenIsWindow || options_.fullScreen) {
+        // The menu and the command bar take their height from the window,
+        // in the fonts of the scale just set; the screen has the rest.
+        const int chrome = menuBar()->sizeHint().height() + menu_->BarHeight();
+        screenSize_.setHeight(std::max(screenSize_.height() - chrome, 1));
+        landscape_ = screenSize_.width() > screenSize_.height();
+        if (!look_.Fit(screenSize_) && !LoadSkin(look_.Path())) {
+            return false;
+        }
     }
 
     MakeScreens();

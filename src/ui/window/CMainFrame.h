@@ -78,9 +78,13 @@ inline constexpr const char* kLandscapeText =
 struct FrameOptions {
     std::string configPath;  // the settings file
     QSize screen{480, 640};  // the device's screen: the window's client area
-    int dpi = 0;             // 0: 96 x the display scale
-    std::string server;      // for this run only, saved settings untouched; empty: as saved
-    std::uint16_t port = 0;  // the message port; 0: 3567
+    // `screen` is the whole window, the menu and the command bar inside it
+    // (the command line's --geometry), rather than the skinned screen alone.
+    bool screenIsWindow = false;
+    bool fullScreen = false;  // the whole screen, no frame (`screen` is then ignored)
+    int dpi = 0;              // 0: 96 x the display scale
+    std::string server;       // for this run only, saved settings untouched; empty: as saved
+    std::uint16_t port = 0;   // the message port; 0: 3567
     std::uint16_t mediaPort = kMediaServicePort;
     DiscoveryOptions discovery;  // where discovery probes go
     std::string

@@ -25,12 +25,23 @@ std::string Folder(const std::string& file) {
 
 }  // namespace
 
-int FrameLook::ApplyScale(QSize screen) {
-    if (screen.width() >= 480) {
-        scale_ = 2.0;
-    } else if (screen.width() >= 320) {
-        scale_ = 1.3;
+double FrameLook::ScaleFor(int width, double current) {
+    // The handheld's own screens keep their steps; any other width draws
+    // the skin's 240-unit screen across the whole window (the images of
+    // the step below, scaled smoothly).
+    const int step = width >= 480 ? 480 : width >= 320 ? 320 : 0;
+    if (step == 0) {
+        return current;
     }
+    const double stepScale = step == 480 ? 2.0 : 1.3;
+    if (width == step) {
+        return stepScale;
+    }
+    return std::max(stepScale, std::floor(width * 96.0 / 240.0) / 96.0);
+}
+
+int FrameLook::ApplyScale(QSize screen) {
+    scale_ = ScaleFor(screen.width(), scale_);
     const int dpi = dpi_ > 0 ? dpi_ : static_cast<int>(std::lround(96 * scale_));
     skin_.SetScale(SkinScale{dpi, dpi});
     normal_ = FrameFont(dpi, 10);

@@ -30,6 +30,11 @@ public:
     // had), and the fonts at that scale. The narrowest the view may then
     // become.
     int ApplyScale(QSize screen);
+    // The display scale for a screen this wide: 1.3 at 320 and 2 at 480, as
+    // the handheld's screens had; in between and beyond, the skin's
+    // 240-unit width fills the screen's. A screen narrower than 320 keeps
+    // `current`.
+    static double ScaleFor(int width, double current);
     // Reads the skin at `path` for a screen of this size, or the default;
     // false when neither loads (the reporter has told the user).
     bool Load(const std::string& path, const std::string& defaultPath, QSize screen,
