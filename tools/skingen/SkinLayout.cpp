@@ -18,19 +18,31 @@ Skin BuildSkin() {
     Skin skin;
     skin.sheets.reserve(16);  // the components keep pointers to the sheets
 
+    // Each screen's picture is copied at its own height from the top; a
+    // strip of its last rows stretches below it to any taller screen, so
+    // nothing drawn in the picture moves away from the components over it.
+    // Under the deck the picture ends where the deck begins; the main
+    // screen's ends where its list begins, which stops only at the deck.
     const struct {
         const char* bitmap;
         const char* file;
         void (*paint)(QPainter&);
-    } screens[] = {{"back.main", "back-main", PaintMain},
-                   {"back.np", "back-nowplaying", PaintNowPlaying},
-                   {"back.list", "back-list", PaintList},
-                   {"back.connect", "back-connect", PaintConnect},
-                   {"back.eq", "back-eq", PaintEq}};
+        const char* screen;
+        int height;
+        int fillFrom;  // the rows the strip repeats
+    } screens[] = {{"back.main", "back-main", PaintMain, "main", 54, 100},
+                   {"back.np", "back-nowplaying", PaintNowPlaying, "nowplaying", kDeckTop,
+                    kDeckTop - 2},
+                   {"back.list", "back-list", PaintList, "playlist", kScreenHeight,
+                    kScreenHeight - 2},
+                   {"back.connect", "back-connect", PaintConnect, "connect", kScreenHeight,
+                    kScreenHeight - 2},
+                   {"back.eq", "back-eq", PaintEq, "eq", kScreenHeight, kScreenHeight - 2}};
     for (const auto& screen : screens) {
         Sheet& sheet = skin.AddSheet(screen.bitmap, screen.file);
-        sheet.Add("full", kScreenWidth, kScreenHeight,
+        sheet.Add("full", kScreenWidth, screen.height,
                   [paint = screen.paint](QPainter& p, const QRectF&) { paint(p); });
+        sheet.Add("fill", kScreenWidth, 2, Over(screen.paint, 0, screen.fillFrom));
         sheet.Pack(kScreenWidth);
     }
 
@@ -195,12 +207,13 @@ Skin BuildSkin() {
 
     // Document order is drawing order: backgrounds first. Hit tests take the
     // first match, so nothing that must not take taps lacks "ignoreinput".
-    const Rect full{0, 0, {}, {}, 0, 0};  // stretched over any screen, copied at 3:4
-    skin.Add("background.main", "main", true, "back.main", "full", full);
-    skin.Add("background.nowplaying", "nowplaying", true, "back.np", "full", full);
-    skin.Add("background.playlist", "playlist", true, "back.list", "full", full);
-    skin.Add("background.connect", "connect", true, "back.connect", "full", full);
-    skin.Add("background.eq", "eq", true, "back.eq", "full", full);
+    for (const auto& screen : screens) {
+        const std::string name = std::string("background.") + screen.screen;
+        skin.Add(name, screen.screen, true, screen.bitmap, "full",
+                 Rect{0, 0, {}, screen.height, 0, {}});
+        skin.Add(name + ".fill", screen.screen, true, screen.bitmap, "fill",
+                 Rect{0, screen.height, {}, {}, 0, 0});
+    }
     // The deck keeps to the bottom of the screen whatever its height, and
     // the strips behind texts reach its right edge whatever its width.
     skin.Add("deck", "main,nowplaying", true, "deck", "full", Rect{0, {}, {}, {}, 0, 0});
