@@ -1,6 +1,7 @@
 #include "ui/screens/EqScreen.h"
 
 #include <QAbstractItemView>
+#include <QFontMetrics>
 #include <algorithm>
 
 #include "protocol/Messages.h"
@@ -73,7 +74,14 @@ void EqScreen::Place(const CSkin& skin, QSize screen, const QFont& fallback) {
             colours.setColor(QPalette::Highlight, box->selectColor->ToQColor());
         }
         presets_->setPalette(colours);
+        // The list drops below the box (not over it, centred on the choice)
+        // in the box's colours, and no further than the screen's bottom.
+        presets_->view()->setPalette(colours);
+        presets_->view()->window()->setPalette(colours);
     }
+    presets_->setStyleSheet(QStringLiteral("QComboBox { combobox-popup: 0; }"));
+    const int row = std::max(QFontMetrics(presets_->font()).height() + 4, 1);
+    presets_->setMaxVisibleItems(std::max((screen.height() - rect.bottom()) / row - 1, 3));
 }
 
 void EqScreen::SetShown(bool shown) {

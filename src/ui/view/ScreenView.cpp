@@ -6,6 +6,7 @@
 #include <QPainter>
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "session/NowPlaying.h"
 #include "skin/SkinBar.h"
@@ -56,7 +57,39 @@ QRect ScreenView::ComponentRect(std::string_view name) const {
 
 QRect ScreenView::WindowRect(std::string_view name) const {
     const SkinWinComponent* window = skin_.FindWinComponent(name);
-    return window ? ToQRect(window->Place(width(), height())) : QRect();
+    const QSize device = DeviceSize();
+    return window ? ToQRect(window->Place(device.width(), device.height())) : QRect();
+}
+
+void ScreenView::SetPixelRatio(double ratio) {
+    ratio_ = ratio > 0 ? ratio : 1.0;
+}
+
+QSize ScreenView::DeviceSize() const {
+    return QSize(static_cast<int>(std::lround(width() * ratio_)),
+                 static_cast<int>(std::lround(height() * ratio_)));
+}
+
+QRect ScreenView::Logical(const QRect& device) const {
+    if (ratio_ == 1.0) {
+        return device;
+    }
+    return QRectF(device.x() / ratio_, device.y() / ratio_, device.width() / ratio_,
+                  device.height() / ratio_)
+        .toAlignedRect();
+}
+
+QRect ScreenView::Device(const QRect& logical) const {
+    if (ratio_ == 1.0) {
+        return logical;
+    }
+    return QRectF(logical.x() * ratio_, logical.y() * ratio_, logical.width() * ratio_,
+                  logical.height() * ratio_)
+        .toAlignedRect();
+}
+
+QPoint ScreenView::SkinPoint(const QPointF& logical) const {
+    return (logical * ratio_).toPoint();
 }
 
 QRect ScreenView::Scaled(int x, int y, int w, int h) const {
@@ -127,7 +160,7 @@ bool ScreenView::DefaultNowPlayingView() const {
 }
 
 void ScreenView::BuildBase() {
-    base_ = QImage(size(), QImage::Format_RGB32);
+    base_ = QImage(DeviceSize(), QImage::Format_RGB32);
     if (base_.isNull()) {
         return;
     }
@@ -136,7 +169,7 @@ void ScreenView::BuildBase() {
         QPainter painter(&base_);
         painter.setFont(largeFont_);
         painter.setPen(Qt::white);
-        const int margin = width() / 16;
+        const int margin = base_.width() / 16;
         painter.drawText(base_.rect().adjusted(margin, margin, -margin, -margin),
                          Qt::AlignCenter | Qt::TextWordWrap, landscape_);
         return;
@@ -309,7 +342,7 @@ void ScreenView::RedrawRegion(QRect region) {
             Draw(overlay);
         }
     }
-    update(region);
+    update(Logical(region));
 }
 
 // --- Overlays -------------------------------------------------------------------

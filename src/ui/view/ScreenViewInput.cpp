@@ -23,10 +23,10 @@ constexpr int kBarReach = 12;
 
 void ScreenView::paintEvent(QPaintEvent* event) {
     QPainter painter(this);
-    if (buffer_.size() != size()) {
+    if (buffer_.size() != DeviceSize()) {
         painter.fillRect(event->rect(), background_);
     }
-    painter.drawImage(event->rect(), buffer_, event->rect());
+    painter.drawImage(event->rect(), buffer_, Device(event->rect()));
 }
 
 void ScreenView::resizeEvent(QResizeEvent* event) {
@@ -146,7 +146,7 @@ void ScreenView::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton || Landscape()) {
         return;
     }
-    const QPoint point = event->position().toPoint();
+    const QPoint point = SkinPoint(event->position());
     const bool act = input_.ControlsAct();
     const SkinComponent* button =
         act ? ComponentAtPress(skin_, point.x(), point.y(), shown_()) : nullptr;
@@ -168,7 +168,7 @@ void ScreenView::mousePressEvent(QMouseEvent* event) {
 }
 
 void ScreenView::mouseMoveEvent(QMouseEvent* event) {
-    const QPoint point = event->position().toPoint();
+    const QPoint point = SkinPoint(event->position());
     if (!(event->buttons() & Qt::LeftButton)) {
         EndLostGesture();
     }
@@ -199,7 +199,7 @@ void ScreenView::mouseReleaseEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton) {
         return;
     }
-    const QPoint point = event->position().toPoint();
+    const QPoint point = SkinPoint(event->position());
     if (dragBar_ != nullptr) {
         const SkinComponent* bar = dragBar_;
         std::int32_t extent = 0;

@@ -74,7 +74,7 @@ CMainFrame::CMainFrame(FrameOptions options, FrameServices services)
       handOff_(std::make_unique<HandOff>(this, [this](int change) { Busy(change); })),
       timers_(std::make_unique<FrameTimers>(this, [this](TimerId id) { OnTimer(id); })),
       view_(new ScreenView(
-          look_.Skin(), *this,
+          look_.ViewSkin(), *this,
           [this] {
               // Until the first switch the view shows the connect screen.
               const ScreenId id = screens_ ? screens_->Current() : ScreenId::None;
@@ -318,7 +318,12 @@ void CMainFrame::MakeScreens() {
 }
 
 void CMainFrame::ApplyScale(QSize screen) {
-    view_->setMinimumWidth(look_.ApplyScale(screen));
+    look_.ApplyScale(screen, PixelRatio());
+    view_->SetPixelRatio(look_.Ratio());
+}
+
+double CMainFrame::PixelRatio() const {
+    return options_.pixelRatio > 0 ? options_.pixelRatio : devicePixelRatioF();
 }
 
 // The skin at `path` (empty: the default), and the window's own controls
@@ -330,11 +335,16 @@ bool CMainFrame::LoadSkin(const std::string& path) {
     if (!look_.Load(path, defaultPath, screenSize_, *this)) {
         return false;
     }
-    view_->SetFrameLook(FrameLook::kBackground, look_.Normal(), look_.Large(),
+    view_->SetFrameLook(FrameLook::kBackground, look_.ViewNormal(), look_.ViewLarge(),
                         look_.IconFolders(defaultPath));
     const QPalette chrome = look_.Chrome();
     setPalette(chrome);
     menu_->SetLook(chrome, look_.Normal());
+    // Popup menus (a row's, its rating submenu, the Buttons page's) are
+    // windows of their own, made where they open: they take the look by
+    // their class.
+    QApplication::setPalette(chrome, "QMenu");
+    QApplication::setFont(look_.Normal(), "QMenu");
     prompter_->SetLook(chrome, look_.Normal());
     return true;
 }
@@ -349,7 +359,7 @@ void CMainFrame::PlaceControls() {
 }
 
 void CMainFrame::CheckOrientation(QSize screen) {
-    if (!created_ || screen == screenSize_ || screen.isEmpty()) {
+    if (!created_ || screen.isEmpty() || (screen == screenSize_ && PixelRatio() == look_.Ratio())) {
         return;
     }
     screenSize_ = screen;

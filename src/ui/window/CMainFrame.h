@@ -82,9 +82,11 @@ struct FrameOptions {
     // (the command line's --geometry), rather than the skinned screen alone.
     bool screenIsWindow = false;
     bool fullScreen = false;  // the whole screen, no frame (`screen` is then ignored)
-    int dpi = 0;              // 0: 96 x the display scale
-    std::string server;       // for this run only, saved settings untouched; empty: as saved
-    std::uint16_t port = 0;   // the message port; 0: 3567
+    // Device pixels to one of the window's; 0: the screen's.
+    double pixelRatio = 0;
+    int dpi = 0;             // 0: 96 x the display scale
+    std::string server;      // for this run only, saved settings untouched; empty: as saved
+    std::uint16_t port = 0;  // the message port; 0: 3567
     std::uint16_t mediaPort = kMediaServicePort;
     DiscoveryOptions discovery;  // where discovery probes go
     std::string
@@ -169,6 +171,7 @@ private:
     bool LoadSkin(const std::string& path);
     void PlaceControls();
     void CheckOrientation(QSize screen);
+    double PixelRatio() const;
     void Shutdown();
 
     // Commands, timers and posts (CMainFrameCommands.cpp).
