@@ -620,12 +620,6 @@ TEST_F(GuiTest, GarbageStallsAndMissingImagesLeaveTheWindowWorking) {
     EXPECT_EQ(frame_->Screen(), "main");
 }
 
-}  // namespace
-}  // namespace vantor::testing
-
-namespace vantor {
-namespace {
-
 // The window as a user sizes it (menu and command bar inside), over the
 // sizes of handhelds, phones and wall panels: the menu, the screen and the
 // command bar tile the window; on the main screen the controls and the
@@ -636,16 +630,17 @@ namespace {
 TEST_F(GuiTest, AnyPortraitWindowIsFilledWithoutOverlaps) {
     CopySkins();
     WriteSettings();
-    StartWindow([](ui::FrameOptions& options) { options.screenIsWindow = true; });
-    ASSERT_TRUE(OnMainWithSong());
     const auto fitWindow = [&](QSize size) {
         frame_->resize(size);
-        return Pump(
-            [&] {
-                return frame_->size() == size && frame_->View().Frame().size() == Screen()->size();
-            },
-            1s);
+        // The menu and the command bar take the new scale's font after the
+        // screen has taken the new size: the screen is laid out again then.
+        const auto settled = [&] {
+            return frame_->size() == size &&
+                   frame_->View().Frame().size() == frame_->View().DeviceSize();
+        };
+        return Pump(settled, 1s) && (PumpFor(100ms), Pump(settled, 1s));
     };
+    // The handheld's screen as laid out (in the picture's pixels).
     const auto handheld = [&] {
         std::vector<QRect> rects;
         for (const char* name : {"songback", "positionbar.back", "prev", "play", "next", "repeat",
@@ -655,25 +650,30 @@ TEST_F(GuiTest, AnyPortraitWindowIsFilledWithoutOverlaps) {
         rects.push_back(frame_->Queue().geometry());
         return rects;
     };
-    ASSERT_TRUE(fitWindow(QSize(480, 640)));
-    const std::vector<QRect> at480 = handheld();
-    const int chrome = 640 - Screen()->height();
-    ASSERT_GT(chrome, 0);
 
     const struct {
         int width, height;
         double ratio;
-    } sizes[] = {{240, 320, 1},    {320, 400, 1},  {720, 1440, 2},    {480, 640, 1},
-                 {480, 800, 1},    {720, 1280, 1}, {800, 1280, 1},    {1080, 2160, 3},
-                 {1440, 3200, 3},  {360, 1080, 1}, {600, 1000, 1.25}, {1440, 2560, 4},
+    } sizes[] = {{240, 320, 1},    {320, 400, 1},   {480, 640, 1},     {480, 800, 1},
+                 {720, 1280, 1},   {800, 1280, 1},  {360, 1080, 1},    {720, 1440, 2},
+                 {1080, 2160, 3},  {1440, 3200, 3}, {600, 1000, 1.25}, {1440, 2560, 4},
                  {1080, 2400, 1.5}};
     for (const auto& entry : sizes) {
         const QSize window(static_cast<int>(entry.width / entry.ratio),
                            static_cast<int>(entry.height / entry.ratio));
+        // Each as a phone 62 mm across.
+        StopWindow();
+        StartWindow([&](ui::FrameOptions& options) {
+            options.screenIsWindow = true;
+            options.pixelRatio = entry.ratio;
+            options.physicalDpi = window.width() * 25.4 / 62;
+        });
+        ASSERT_TRUE(OnMainWithSong());
         const std::string at = std::to_string(entry.width) + "x" + std::to_string(entry.height) +
                                "@" + std::to_string(entry.ratio);
         ASSERT_TRUE(fitWindow(window)) << at;
         ASSERT_FALSE(frame_->Landscape()) << at;
+        const ui::ScreenView& view = frame_->View();
         const QRect menu = frame_->menuBar()->geometry();
         const QRect screen = Screen()->geometry();
         const QWidget* bar = frame_->findChild<QWidget*>(QStringLiteral("Command Bar"));
@@ -687,13 +687,17 @@ TEST_F(GuiTest, AnyPortraitWindowIsFilledWithoutOverlaps) {
             EXPECT_EQ(band.width(), window.width()) << at;
         }
 
-        const QRect inside(QPoint(0, 0), screen.size());
+        // In the picture's pixels; the queue, a control of the window's,
+        // lands on them within a pixel ratio's rounding.
+        const QRect inside(QPoint(0, 0), view.DeviceSize());
+        const int slack = static_cast<int>(std::ceil(entry.ratio));
+        const QRect queue = view.Device(frame_->Queue().geometry());
         std::vector<std::pair<std::string, QRect>> parts;
         for (const char* name : {"songback", "positionback", "positionbar.back", "prev", "play",
                                  "pause", "stop", "next", "repeat", "shuffle", "volumebar.back"}) {
-            parts.emplace_back(name, frame_->View().ComponentRect(name));
+            parts.emplace_back(name, view.ComponentRect(name));
         }
-        parts.emplace_back("queue", frame_->Queue().geometry());
+        parts.emplace_back("queue", queue.adjusted(0, slack, 0, -slack));
         for (std::size_t i = 0; i < parts.size(); ++i) {
             EXPECT_FALSE(parts[i].second.isEmpty()) << parts[i].first << " at " << at;
             EXPECT_TRUE(inside.contains(parts[i].second)) << parts[i].first << " at " << at;
@@ -702,26 +706,35 @@ TEST_F(GuiTest, AnyPortraitWindowIsFilledWithoutOverlaps) {
                     << parts[i].first << " and " << parts[j].first << " at " << at;
             }
         }
-        const QRect queue = frame_->Queue().geometry();
-        const QRect deck = frame_->View().ComponentRect("deck");
-        const QRect play = frame_->View().ComponentRect("play");
-        EXPECT_EQ(queue.left(), 0) << at;
-        EXPECT_EQ(queue.width(), screen.width()) << at;
-        EXPECT_EQ(queue.bottom() + 1, deck.top()) << at;
+        // No band left empty: the queue spans the width down to the deck,
+        // which reaches the bottom and both sides; the buttons and the
+        // song's strip reach the right edge.
+        const QRect deck = view.ComponentRect("deck");
+        EXPECT_LE(queue.left(), slack) << at;
+        EXPECT_GE(queue.right(), inside.right() - slack) << at;
+        EXPECT_LE(std::abs(queue.bottom() + 1 - deck.top()), slack) << at;
         EXPECT_EQ(deck.bottom(), inside.bottom()) << at;
-        EXPECT_EQ(deck.width(), screen.width()) << at;
+        EXPECT_EQ(deck.left(), 0) << at;
+        EXPECT_EQ(deck.right(), inside.right()) << at;
+        // (At 320 the skin is drawn 312 wide, as on the handheld.)
+        EXPECT_GE(view.ComponentRect("next").right(), inside.right() * 9 / 10) << at;
+        EXPECT_GE(view.ComponentRect("songback").right(), inside.right() * 9 / 10) << at;
+        // The buttons keep their shape; they and the queue's rows are at
+        // least 7 mm tall.
+        const QRect play = view.ComponentRect("play");
         EXPECT_EQ(play.width(), play.height()) << at;
-        // The buttons and the strips span the width: no strip is left on the right.
-        EXPECT_GE(frame_->View().ComponentRect("next").right(),
-                  screen.width() - screen.width() / 20)
-            << at;
-        EXPECT_GE(frame_->View().ComponentRect("songback").right(),
-                  screen.width() - screen.width() / 20)
-            << at;
+        const double millimetres = 62.0 / inside.width();
+        EXPECT_GE(play.height() * millimetres, 7.0) << at;
+        EXPECT_GE(frame_->Queue().sizeHintForRow(0) * entry.ratio * millimetres, 7.0) << at;
     }
 
     // A sliver, landscape and back: nothing breaks, and the handheld's
     // screen is laid out as before.
+    StopWindow();
+    StartWindow([](ui::FrameOptions& options) { options.screenIsWindow = true; });
+    ASSERT_TRUE(OnMainWithSong());
+    const std::vector<QRect> at480 = handheld();
+    const int screenHeight = Screen()->height();
     for (const QSize odd : {QSize(10, 800), QSize(480, 10), QSize(800, 480), QSize(1, 1)}) {
         frame_->resize(odd);
         PumpFor(50ms);
@@ -729,8 +742,8 @@ TEST_F(GuiTest, AnyPortraitWindowIsFilledWithoutOverlaps) {
     ASSERT_TRUE(fitWindow(QSize(480, 640)));
     EXPECT_FALSE(frame_->Landscape());
     EXPECT_EQ(handheld(), at480);
-    EXPECT_EQ(Screen()->height(), 640 - chrome);
+    EXPECT_EQ(Screen()->height(), screenHeight);
 }
 
 }  // namespace
-}  // namespace vantor
+}  // namespace vantor::testing

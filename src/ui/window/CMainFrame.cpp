@@ -8,6 +8,7 @@
 #include <QScreen>
 #include <QStandardPaths>
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 
 #include "core/Logger.h"
@@ -18,6 +19,8 @@
 #include "session/Settings.h"
 #include "ui/desktop/MprisService.h"
 #include "ui/keys/FunctionTable.h"
+#include "ui/lists/LibraryList.h"
+#include "ui/lists/PagedRowsModel.h"
 #include "ui/lists/PlayQueueList.h"
 #include "ui/player/PlaybackClock.h"
 #include "ui/player/PlayerActions.h"
@@ -43,6 +46,8 @@ namespace vantor::ui {
 namespace {
 
 using std::chrono::milliseconds;
+
+constexpr double kLeastRowMillimetres = 7.0;
 
 // Each settings file has a folder of its own: two windows started with
 // different --config files would otherwise download into, and clear at
@@ -350,6 +355,15 @@ bool CMainFrame::LoadSkin(const std::string& path) {
 }
 
 void CMainFrame::PlaceControls() {
+    // Rows a finger can take: at least 7 mm at the screen's physical size.
+    const double dpi = options_.physicalDpi > 0 ? options_.physicalDpi
+                       : screen() != nullptr    ? screen()->physicalDotsPerInch()
+                                                : 96.0;
+    const int row = static_cast<int>(std::ceil(kLeastRowMillimetres * dpi / 25.4));
+    for (QWidget* list :
+         {static_cast<QWidget*>(queue_), static_cast<QWidget*>(&library_->List())}) {
+        list->setProperty(kMinimumRowHeight, row);
+    }
     for (ui::Screen* screen : screens_->All()) {
         screen->Place(look_.Skin(), screenSize_, look_.Normal());
     }

@@ -84,6 +84,8 @@ struct FrameOptions {
     bool fullScreen = false;  // the whole screen, no frame (`screen` is then ignored)
     // Device pixels to one of the window's; 0: the screen's.
     double pixelRatio = 0;
+    // The window's pixels to a physical inch; 0: the screen's.
+    double physicalDpi = 0;
     int dpi = 0;             // 0: 96 x the display scale
     std::string server;      // for this run only, saved settings untouched; empty: as saved
     std::uint16_t port = 0;  // the message port; 0: 3567
