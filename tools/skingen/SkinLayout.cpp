@@ -30,14 +30,12 @@ Skin BuildSkin() {
         const char* screen;
         int height;
         int fillFrom;  // the rows the strip repeats
-    } screens[] = {{"back.main", "back-main", PaintMain, "main", 54, 100},
-                   {"back.np", "back-nowplaying", PaintNowPlaying, "nowplaying", kDeckTop,
-                    kDeckTop - 2},
-                   {"back.list", "back-list", PaintList, "playlist", kScreenHeight,
-                    kScreenHeight - 2},
-                   {"back.connect", "back-connect", PaintConnect, "connect", kScreenHeight,
-                    kScreenHeight - 2},
-                   {"back.eq", "back-eq", PaintEq, "eq", kScreenHeight, kScreenHeight - 2}};
+    } screens[] = {
+        {"back.main", "back-main", PaintMain, "main", 54, 100},
+        {"back.np", "back-nowplaying", PaintNowPlaying, "nowplaying", kDeckTop, kDeckTop - 2},
+        {"back.list", "back-list", PaintList, "playlist", kScreenHeight, kScreenHeight - 2},
+        {"back.connect", "back-connect", PaintConnect, "connect", kScreenHeight, kScreenHeight - 2},
+        {"back.eq", "back-eq", PaintEq, "eq", kScreenHeight, kScreenHeight - 2}};
     for (const auto& screen : screens) {
         Sheet& sheet = skin.AddSheet(screen.bitmap, screen.file);
         sheet.Add("full", kScreenWidth, screen.height,
@@ -133,15 +131,17 @@ Skin BuildSkin() {
                      DrawGlyph(p, Glyph::Search, QRectF(box.x() + 5, box.y() + 3, 16, 16), 13,
                                kMuted);
                  }));
+    controls.Add("eqpanel", 228, 8, Flat(kStrip2));
+    controls.Add("eqrule", 1, 8, Flat(kLine));
+    controls.Add("eqlabels", 228, 14, PaintEqLabels);
     controls.Add("titleback", 240, 22, Flat(kBase));
+    controls.Add("npmargin", 240, 6, Over(PaintNowPlaying, 0, kDeckTop - 8));
+    controls.Add("nptime", 208, 14, Over(PaintNowPlaying, 16, kDeckTop - 16));
     controls.Add("artistback", 240, 18, Flat(kBase));
     controls.Add("albumback", 240, 18, Flat(kBase));
-    controls.Pack(256);
-
-    // The equaliser's tracks and knob; keyed so the knob's rounded corners
-    // show the track behind it.
-    Sheet& eq = skin.AddSheet("eqbar", "eqbar", true);
-    eq.Add("track", kEqTrackWidth, kEqTrackHeight, [](QPainter& p, const QRectF& box) {
+    // The bands' tracks stretch to the screen's height, so their sheet
+    // has no key.
+    controls.Add("eqtrack", kEqTrackWidth, kEqTrackHeight, [](QPainter& p, const QRectF& box) {
         p.fillRect(box, kStrip2);
         p.save();
         p.setRenderHint(QPainter::Antialiasing);
@@ -158,6 +158,11 @@ Skin BuildSkin() {
         }
         p.restore();
     });
+    controls.Pack(256);
+
+    // The equaliser's tracks and knob; keyed so the knob's rounded corners
+    // show the track behind it.
+    Sheet& eq = skin.AddSheet("eqbar", "eqbar", true);
     const auto knobShape = [](const QRectF& box) {
         QPainterPath path;
         path.addRoundedRect(box.adjusted(0.5, 0.5, -0.5, -0.5), 3, 3);
@@ -229,14 +234,25 @@ Skin BuildSkin() {
 
     skin.Add("playlist.searchback", "playlist", true, "controls", "searchback",
              Rect{7, 30, 226, 22});
-    skin.Add("albumart.placeholder", "nowplaying", true, "noart", "full", Rect{60, 12, 120, 120});
-    skin.Add("titleback", "nowplaying", true, "controls", "titleback", Rect{0, 138, {}, 22, 0, {}});
+    // The now-playing texts and bar keep to the deck (counted from the
+    // screen's bottom); the art takes the square that fits above them, to
+    // the margin below it (the program draws the placeholder there too).
+    skin.Add("albumart.placeholder", "", true, "noart", "full", Rect{60, 12, 120, 120});
+    const auto fromBottom = [](int top) { return kScreenHeight - top; };
+    skin.Add("albumart.margin", "nowplaying", true, "controls", "npmargin",
+             Rect{0, {}, {}, {}, 0, fromBottom(138)});
+    skin.Add("titleback", "nowplaying", true, "controls", "titleback",
+             Rect{0, {}, {}, {}, 0, fromBottom(160)});
     skin.Add("artistback", "nowplaying", true, "controls", "artistback",
-             Rect{0, 160, {}, 18, 0, {}});
-    skin.Add("albumback", "nowplaying", true, "controls", "albumback", Rect{0, 178, {}, 18, 0, {}});
+             Rect{0, {}, {}, {}, 0, fromBottom(178)});
+    skin.Add("albumback", "nowplaying", true, "controls", "albumback",
+             Rect{0, {}, {}, {}, 0, fromBottom(196)});
     skin.Add("positionbar.nowplaying.back", "nowplaying", false, "controls", "np.track",
-             Rect{16, 201, 208, 6});
-    skin.Add("positionbar.nowplaying", "", false, "controls", "np.fill", Rect{16, 201, 208, 6});
+             Rect{16, {}, 208, {}, {}, fromBottom(207)});
+    skin.Add("positionbar.nowplaying", "", false, "controls", "np.fill",
+             Rect{16, {}, 208, {}, {}, fromBottom(207)});
+    skin.Add("nowplaying.position", "nowplaying", true, "controls", "nptime",
+             Rect{16, {}, 208, {}, {}, fromBottom(221)});
 
     // Transport and toggles sit on the deck, counted from the screen's bottom.
     int x = 8;
@@ -262,13 +278,20 @@ Skin BuildSkin() {
              "eq.enabled.hover", "eq.enabled.push");
     skin.Add("eq.autoload", "eq", false, "controls", "eq.autoload.norm", Rect{190, 8, 40, 20},
              "eq.autoload.hover", "eq.autoload.push");
-    skin.Add("eq.preamp", "eq", false, "eqbar", "track",
-             Rect{EqTrackX(0), kEqTop, kEqTrackWidth, kEqTrackHeight});
+    // The bands' panel, the preamplifier's rule and the bands stretch to the
+    // screen's bottom; their names keep to it.
+    skin.Add("eq.panel", "eq", true, "controls", "eqpanel", Rect{6, 68, {}, {}, 6, 6});
+    skin.Add("eq.rule", "eq", true, "controls", "eqrule",
+             Rect{EqTrackX(0) + 23, kEqTop + 4, 1, {}, {}, kEqBottom + 4});
+    skin.Add("eq.labels", "eq", true, "controls", "eqlabels",
+             Rect{6, {}, 228, {}, {}, kEqBottom - 16});
+    skin.Add("eq.preamp", "eq", false, "controls", "eqtrack",
+             Rect{EqTrackX(0), kEqTop, kEqTrackWidth, {}, {}, kEqBottom});
     for (int band = 1; band <= 10; ++band) {
         char name[16];
         std::snprintf(name, sizeof name, "eq.bar%02d", band);
-        skin.Add(name, "eq", false, "eqbar", "track",
-                 Rect{EqTrackX(band), kEqTop, kEqTrackWidth, kEqTrackHeight});
+        skin.Add(name, "eq", false, "controls", "eqtrack",
+                 Rect{EqTrackX(band), kEqTop, kEqTrackWidth, {}, {}, kEqBottom});
     }
     skin.Add("eq.position", "", false, "eqbar", "knob", Rect{0, 0, kEqTrackWidth, 10});
 
@@ -285,11 +308,10 @@ Skin BuildSkin() {
     skin.windows = {
         {"playlist.main", Rect{0, 54, {}, {}, 0, 0}, kList, listText, kAccent},
         {"medialib.tagview", Rect{0, 56, {}, {}, 0, 0}, kList, listText, kAccent},
-        {"albumart", Rect{60, 12, 120, 120}, kBase, {}, {}},
-        {"nowplaying.position", Rect{16, 207, 208, 14}, {}, kMuted, {}},
+        {"albumart", Rect{0, 12, {}, {}, 0, 0}, kBase, {}, {}},
         {"playlist.header", Rect{0, 0, {}, 26, 0, {}}, kStrip, kMuted, kAccent},
         {"playlist.search", Rect{32, 32, 194, 18}, kList, kText, kAccent},
-        {"eq.presets", Rect{10, 274, 220, 20}, kList, kText, kAccent},
+        {"eq.presets", Rect{10, 42, 220, 20}, kList, kText, kAccent},
     };
     skin.fonts = {
         {"songtitle", 10, "bold", kText},    {"title.nowplaying", 12, "bold", kText},

@@ -74,12 +74,10 @@ void EqScreen::Place(const CSkin& skin, QSize screen, const QFont& fallback) {
             colours.setColor(QPalette::Highlight, box->selectColor->ToQColor());
         }
         presets_->setPalette(colours);
-        // The list drops below the box (not over it, centred on the choice)
-        // in the box's colours, and no further than the screen's bottom.
+        // The list in the box's colours, no longer than the screen below it.
         presets_->view()->setPalette(colours);
         presets_->view()->window()->setPalette(colours);
     }
-    presets_->setStyleSheet(QStringLiteral("QComboBox { combobox-popup: 0; }"));
     const int row = std::max(QFontMetrics(presets_->font()).height() + 4, 1);
     presets_->setMaxVisibleItems(std::max((screen.height() - rect.bottom()) / row - 1, 3));
 }

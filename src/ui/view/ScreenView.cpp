@@ -58,7 +58,9 @@ QRect ScreenView::ComponentRect(std::string_view name) const {
 QRect ScreenView::WindowRect(std::string_view name) const {
     const SkinWinComponent* window = skin_.FindWinComponent(name);
     const QSize device = DeviceSize();
-    return window ? ToQRect(window->Place(device.width(), device.height())) : QRect();
+    return window
+               ? ToQRect(PlaceWindowOn(skin_, *window, device.width(), device.height(), shown_()))
+               : QRect();
 }
 
 void ScreenView::SetPixelRatio(double ratio) {
@@ -239,8 +241,13 @@ QRect ScreenView::OverlayRect(Element element) const {
             if (!nowPlaying) {
                 return {};
             }
-            const QRect art = WindowRect("albumart");
-            return !art.isEmpty() || !defaultView ? art : Scaled(60, 12, 120, 120);
+            // The square that fits the skin's box, in its middle.
+            const QRect box = WindowRect("albumart");
+            if (box.isEmpty()) {
+                return defaultView ? Scaled(60, 12, 120, 120) : box;
+            }
+            const int side = std::min(box.width(), box.height());
+            return QRect(box.left() + (box.width() - side) / 2, box.top(), side, side);
         }
         case Element::VolumeBar:
             return ComponentRect(kVolumeBar.back);
@@ -273,7 +280,12 @@ QRect ScreenView::OverlayRect(Element element) const {
             if (!nowPlaying) {
                 return {};
             }
-            const QRect skinned = WindowRect("nowplaying.position");
+            // A component of that name keeps to the deck; a window stays
+            // where the file puts it.
+            QRect skinned = ComponentRect("nowplaying.position");
+            if (skinned.isEmpty()) {
+                skinned = WindowRect("nowplaying.position");
+            }
             return !skinned.isEmpty() || !defaultView ? skinned : Scaled(16, 207, 208, 14);
         }
     }
@@ -399,7 +411,8 @@ bool ScreenView::ToggleOn(std::string_view name) const {
 
 void ScreenView::DrawAlbumArt(const QRect& box) {
     if (content_.albumArt.isNull()) {
-        return;  // the skin's placeholder (or the frame's) shows
+        DrawArtPlaceholder(box);
+        return;
     }
     const SkinWinComponent* window = skin_.FindWinComponent("albumart");
     QPainter painter(&buffer_);
@@ -417,6 +430,29 @@ void ScreenView::DrawAlbumArt(const QRect& box) {
     const QImage& art = scaledArt_;
     painter.drawImage(box.left() + (box.width() - art.width()) / 2,
                       box.top() + (box.height() - art.height()) / 2, art);
+}
+
+// The skin's placeholder for missing art, when it shows on no screen of its
+// own, is drawn into the art's square at that square's size.
+void ScreenView::DrawArtPlaceholder(const QRect& box) {
+    const SkinComponent* placeholder = skin_.FindComponent("albumart.placeholder");
+    if (placeholder == nullptr || !placeholder->mode.empty() || !placeholder->norm.present ||
+        box.isEmpty()) {
+        return;  // the skin's own (or the frame's) shows
+    }
+    SkinImageState state = placeholder->norm;
+    const SkinRect& source = state.source;
+    QImage cell(std::max(SkinClamp(source.Width()), 1), std::max(SkinClamp(source.Height()), 1),
+                QImage::Format_RGB32);
+    state.destination = SkinRect{0, 0, cell.width(), cell.height()};
+    if (!DrawState(skin_, cell, state)) {
+        return;
+    }
+    QPainter painter(&buffer_);
+    painter.drawImage(box.topLeft(), cell.size() == box.size()
+                                         ? cell
+                                         : cell.scaled(box.size(), Qt::IgnoreAspectRatio,
+                                                       Qt::SmoothTransformation));
 }
 
 std::int32_t ScreenView::FrontWidth(std::string_view front) const {

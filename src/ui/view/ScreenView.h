@@ -211,6 +211,7 @@ private:
     // "eq.autoload"); false for any other component.
     bool ToggleOn(std::string_view name) const;
     void DrawAlbumArt(const QRect& box);
+    void DrawArtPlaceholder(const QRect& box);
     void DrawDefaultNowPlaying(QImage& target);
     void DrawConnectLook(QImage& target);
     bool DefaultNowPlayingView() const;
