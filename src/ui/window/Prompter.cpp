@@ -1,5 +1,6 @@
 #include "ui/window/Prompter.h"
 
+#include <QEvent>
 #include <QLayout>
 #include <QMessageBox>
 #include <QString>
@@ -22,17 +23,26 @@ public:
         : QMessageBox(icon, caption, text, buttons, parent) {}
 
 protected:
-    void showEvent(QShowEvent* event) override {
-        QMessageBox::showEvent(event);
+    // Qt sizes the box again on every layout request, so it is fitted
+    // after each.
+    bool event(QEvent* event) override {
+        const bool handled = QMessageBox::event(event);
+        if (event->type() == QEvent::LayoutRequest || event->type() == QEvent::Show) {
+            Fit();
+        }
+        return handled;
+    }
+
+private:
+    void Fit() {
         const QWidget* owner = parentWidget() != nullptr ? parentWidget()->window() : nullptr;
-        if (owner == nullptr || width() <= owner->width()) {
+        if (owner == nullptr || width() <= owner->width() || layout() == nullptr) {
             return;
         }
         const int width = std::max(owner->width(), 1);
-        setFixedWidth(width);
         const int height = layout()->hasHeightForWidth() ? layout()->totalHeightForWidth(width)
                                                          : layout()->totalSizeHint().height();
-        setFixedHeight(std::min(std::max(height, 1), std::max(owner->height(), 1)));
+        setFixedSize(width, std::clamp(height, 1, std::max(owner->height(), 1)));
         move(owner->geometry().left(),
              owner->geometry().top() + std::max((owner->height() - this->height()) / 2, 0));
     }
