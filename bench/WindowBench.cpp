@@ -151,13 +151,14 @@ std::vector<std::string> BareWindow() {
     return {std::string(self, size > 0 ? static_cast<std::size_t>(size) : 0), "--bare-window"};
 }
 
-void BM_StartToTitle(benchmark::State& state) {
+// The window at a size (a handheld's, a phone's in device pixels).
+void BM_StartToTitle(benchmark::State& state, const char* geometry) {
     Session session;
     double mapped = 0;
     double title = 0;
     for (auto _ : state) {
         const double start = MonotonicMs();
-        Process client(session.Client());
+        Process client(session.Client({"--geometry", geometry}));
         if (!client.WaitForOutput("title shown", 10s)) {
             state.SkipWithError("the client showed no title");
             return;
@@ -319,7 +320,14 @@ void BM_RequestToServer(benchmark::State& state) {
     }
 }
 
-BENCHMARK(BM_StartToTitle)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(5);
+BENCHMARK_CAPTURE(BM_StartToTitle, handheld, "480x640")
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(5);
+BENCHMARK_CAPTURE(BM_StartToTitle, phone, "1080x2160")
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(5);
 BENCHMARK(BM_BareWindowStart)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(5);
 BENCHMARK(BM_IdleWhilePlaying)->Iterations(1)->Unit(benchmark::kSecond);
 BENCHMARK(BM_BareWindowIdle)->Iterations(1)->Unit(benchmark::kSecond);
