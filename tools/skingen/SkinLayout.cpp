@@ -271,8 +271,8 @@ Skin BuildSkin() {
              Rect{100, {}, 128, {}, {}, 21});
     skin.Add("volumebar", "", false, "controls", "vol.fill", Rect{100, {}, 128, {}, {}, 21});
 
-    skin.Add("progressbar.back", "connect", false, "controls", "prog.track", Rect{20, 266, 200, 6});
-    skin.Add("progressbar", "", false, "controls", "prog.fill", Rect{20, 266, 200, 6});
+    skin.Add("progressbar.back", "connect", false, "controls", "prog.track", Rect{20, 254, 200, 6});
+    skin.Add("progressbar", "", false, "controls", "prog.fill", Rect{20, 254, 200, 6});
 
     skin.Add("eq.enabled", "eq", false, "controls", "eq.enabled.norm", Rect{146, 8, 40, 20},
              "eq.enabled.hover", "eq.enabled.push");

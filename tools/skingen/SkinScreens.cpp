@@ -68,7 +68,9 @@ void PaintConnect(QPainter& p) {
               Qt::AlignCenter, true);
     DrawLabel(p, QRectF(0, 90, kScreenWidth, 16), QStringLiteral("Remote control for your music"),
               11, kMuted);
-    DrawPanel(p, QRectF(8.5, 120.5, 223, 160), kStrip, 6);
+    // Its controls (the program's) and the progress bar end 262 units
+    // down, so the screen fits a window with the menu and command bar in.
+    DrawPanel(p, QRectF(8.5, 108.5, 223, 153), kStrip, 6);
 }
 
 int EqTrackX(int track) {  // 0 is the preamplifier
