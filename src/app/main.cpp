@@ -1,6 +1,6 @@
 // vantor: the remote control's window.
 //
-//   vantor [--config FILE] [--geometry WxH] [--dpi N] [--server HOST]
+//   vantor [--config FILE] [--geometry WxH | --fullscreen] [--dpi N] [--server HOST]
 //          [--port N] [--media-port N] [--broadcast ADDRESS] [--discovery-port N]
 //          [--log-level N] [--log FILE] [--tour DIR]
 //
@@ -22,6 +22,7 @@
 #include <ctime>
 #include <memory>
 #include <string_view>
+#include <vector>
 
 #include "core/Logger.h"
 #include "session/Settings.h"
@@ -55,7 +56,9 @@ bool ParsePort(const QString& text, std::uint16_t* port) {
 }
 
 // Fails with a message on stderr (exit status 1) for bad values.
-bool Parse(QCoreApplication& application, Arguments& arguments) {
+// `geometryValue`: the --geometry taken from the command line before Qt saw
+// it (empty: not given).
+bool Parse(QCoreApplication& application, Arguments& arguments, const QString& geometryValue) {
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Vantor: the remote control for your desktop media player."));
@@ -66,9 +69,13 @@ bool Parse(QCoreApplication& application, Arguments& arguments) {
         QStringLiteral("The settings file (default: %1).")
             .arg(QString::fromStdString(vantor::RegistryStore::DefaultPath())),
         QStringLiteral("FILE"));
-    const QCommandLineOption geometry(QStringLiteral("geometry"),
-                                      QStringLiteral("The screen size (default 480x640)."),
-                                      QStringLiteral("WxH"), QStringLiteral("480x640"));
+    const QCommandLineOption geometry(
+        QStringLiteral("geometry"),
+        QStringLiteral("The window's size, menu and command bar inside it (default 480x640)."),
+        QStringLiteral("WxH"), QStringLiteral("480x640"));
+    const QCommandLineOption fullScreen(
+        QStringLiteral("fullscreen"),
+        QStringLiteral("The whole screen without a window frame (a panel on the wall)."));
     const QCommandLineOption dpi(QStringLiteral("dpi"),
                                  QStringLiteral("Pixels per inch (default: 96 x the scale)."),
                                  QStringLiteral("N"));
@@ -105,8 +112,8 @@ bool Parse(QCoreApplication& application, Arguments& arguments) {
         QStringLiteral("How long the tour waits for a session, in seconds (default 20)."),
         QStringLiteral("SECONDS"), QStringLiteral("20"));
     for (const QCommandLineOption* option :
-         {&config, &geometry, &dpi, &server, &port, &mediaPort, &broadcast, &discoveryPort,
-          &logLevel, &logFile, &tour, &tourTimeout}) {
+         {&config, &geometry, &fullScreen, &dpi, &server, &port, &mediaPort, &broadcast,
+          &discoveryPort, &logLevel, &logFile, &tour, &tourTimeout}) {
         parser.addOption(*option);
     }
     parser.process(application);
@@ -119,12 +126,14 @@ bool Parse(QCoreApplication& application, Arguments& arguments) {
     frame.configPath = parser.value(config).toStdString();
     int width = 0;
     int height = 0;
-    const QString size = parser.value(geometry);
+    const QString size = geometryValue.isEmpty() ? parser.value(geometry) : geometryValue;
     if (std::sscanf(size.toUtf8().constData(), "%dx%d", &width, &height) != 2 || width < 64 ||
         height < 64 || width > 8192 || height > 8192) {
         return fail("--geometry (WxH, 64 to 8192 each)", size);
     }
     frame.screen = QSize(width, height);
+    frame.screenIsWindow = true;
+    frame.fullScreen = parser.isSet(fullScreen);
     if (parser.isSet(dpi)) {
         bool ok = false;
         frame.dpi = parser.value(dpi).toInt(&ok);
@@ -251,17 +260,34 @@ int main(int argc, char** argv) {
         // window's application then reads the options again.
         QCoreApplication answering(argc, argv);
         NameTheProgram();
-        if (!Parse(answering, arguments)) {
+        if (!Parse(answering, arguments, {})) {
             return 1;
         }
     }
-    QApplication application(argc, argv);
+    // Qt's X11 platform reads "-geometry" (and "--geometry") as its own and
+    // sizes the first window by it, menu and command bar included, without
+    // telling the window; it is ours, so Qt never sees it.
+    QString geometryValue;
+    std::vector<char*> qtArguments;
+    for (int i = 0; i < argc; ++i) {
+        const std::string_view word = argv[i];
+        if (i > 0 && (word == "--geometry" || word == "-geometry") && i + 1 < argc) {
+            geometryValue = QString::fromLocal8Bit(argv[++i]);
+        } else if (i > 0 && (word.starts_with("--geometry=") || word.starts_with("-geometry="))) {
+            geometryValue = QString::fromLocal8Bit(word.substr(word.find('=') + 1).data());
+        } else {
+            qtArguments.push_back(argv[i]);
+        }
+    }
+    int qtCount = static_cast<int>(qtArguments.size());
+    qtArguments.push_back(nullptr);
+    QApplication application(qtCount, qtArguments.data());
     // One look everywhere, whatever the desktop's theme: the skin sets the
     // colours.
     QApplication::setStyle(QStringLiteral("Fusion"));
     NameTheProgram();
 
-    if (!Parse(application, arguments)) {
+    if (!Parse(application, arguments, geometryValue)) {
         return 1;
     }
     vantor::Logger::Instance().SetThreshold(arguments.logLevel);
@@ -310,7 +336,11 @@ int main(int argc, char** argv) {
         });
     }
     ExitOnSignals(frame, &application);
-    frame.show();
+    if (options.fullScreen && !touring) {
+        frame.showFullScreen();
+    } else {
+        frame.show();
+    }
     // The desktop's media keys, lock screen and panel applets steer the
     // remote player over the session bus; the tour stays off the bus.
     std::unique_ptr<vantor::ui::MprisService> mpris;

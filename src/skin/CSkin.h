@@ -65,6 +65,10 @@ struct SkinBitmap {
     std::string filePath;  // the skin folder + "file", or its resolution variant
     bool transparent = false;
     SkinColor transparencyColor;
+    // The screen's pixels per inch over the file's (96, or 125 and 192 for
+    // the "@1.3x" and "@2x" files): an image read for another scale than
+    // its own is scaled once as it loads, smoothly unless it is keyed.
+    double stretch = 1.0;
     // Loaded on first draw. Guarded by the drawing lock.
     mutable SkinImage image;
 };

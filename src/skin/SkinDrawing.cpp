@@ -214,6 +214,16 @@ bool LoadSkinImage(const SkinDrawGuard&, const SkinBitmap& bitmap) {
     }
     // Skin images are opaque; colour keys, not alpha, make parts see-through.
     image.pixels = loaded.convertToFormat(QImage::Format_RGB32);
+    if (bitmap.stretch != 1.0) {
+        // A keyed image keeps its key exact: blending would fringe the cut.
+        const QSize scaled(static_cast<int>(std::lround(image.pixels.width() * bitmap.stretch)),
+                           static_cast<int>(std::lround(image.pixels.height() * bitmap.stretch)));
+        if (std::int64_t{scaled.width()} * std::int64_t{scaled.height()} <= kMaxImagePixels) {
+            image.pixels = image.pixels.scaled(
+                scaled, Qt::IgnoreAspectRatio,
+                bitmap.transparent ? Qt::FastTransformation : Qt::SmoothTransformation);
+        }
+    }
     image.width = image.pixels.width();
     image.height = image.pixels.height();
     image.runs.clear();

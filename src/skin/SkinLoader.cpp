@@ -3,6 +3,7 @@
 #include <QByteArrayView>
 #include <QString>
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -19,6 +20,8 @@ namespace {
 // A skin file is a few kilobytes; reading at most this much keeps a wrong
 // path (a disc image, say) from costing memory without bound.
 constexpr std::streamsize kMaxSkinFileBytes = 4 * 1024 * 1024;
+// The pixels per inch the "@1.3x" images are drawn for.
+constexpr std::int32_t kVariantDpi = 125;
 
 bool IsFile(const std::string& path) {
     std::error_code error;
@@ -87,13 +90,18 @@ private:
         bitmap.name = element.Text("name");
         const std::string file = element.Text("file");
         bitmap.filePath = folder_ + file;
+        std::int32_t fileDpi = kSkinUnitsDpi;
         const std::size_t dot = file.rfind('.');
         if (!suffix_.empty() && dot != std::string::npos) {
             std::string variant = folder_ + file.substr(0, dot);
             variant.append(suffix_).append(file, dot, std::string::npos);
             if (IsFile(variant)) {
                 bitmap.filePath = std::move(variant);
+                fileDpi = suffix_ == "@2x" ? 2 * kSkinUnitsDpi : kVariantDpi;
             }
+        }
+        if (std::abs(scale_.dpiX - fileDpi) > 1) {
+            bitmap.stretch = static_cast<double>(scale_.dpiX) / fileDpi;
         }
         const std::string transparency = element.Text("transparency");
         if (!transparency.empty()) {

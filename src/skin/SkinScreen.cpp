@@ -53,6 +53,22 @@ const SkinComponent* ComponentAtInput(const CSkin& skin, std::int32_t x, std::in
     return nullptr;
 }
 
+SkinRect PlaceWindowOn(const CSkin& skin, const SkinWinComponent& window, std::int32_t width,
+                       std::int32_t height, std::string_view screen) {
+    SkinRect placed = window.Place(width, height);
+    if (!window.bottomAnchored) {
+        return placed;
+    }
+    for (const SkinComponent& component : skin.Components()) {
+        const SkinRect& drawn = component.norm.destination;
+        if (component.norm.present && IsShownIn(component, screen) && drawn.top > placed.top &&
+            drawn.top < placed.bottom && drawn.left < placed.right && drawn.right > placed.left) {
+            placed.bottom = drawn.top;
+        }
+    }
+    return placed;
+}
+
 std::string_view PlayerStateComponentName(std::int32_t playingState) {
     switch (playingState) {
         case kPlayerStatePaused:

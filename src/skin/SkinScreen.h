@@ -41,6 +41,15 @@ const SkinComponent* ComponentAtInput(const CSkin& skin, std::int32_t x, std::in
 // needed) are kept, as are those of the screen itself.
 void ReleaseImagesNotShownIn(const SkinDrawGuard& lock, const CSkin& skin, std::string_view screen);
 
+// Where a window component goes on a screen of width x height. One
+// anchored to the screen's bottom stops above the first component the
+// screen draws below the window's top edge and across its width (the
+// controls under a list): the list then takes the height those leave at
+// any scale, which an anchored distance, counted in unscaled pixels,
+// cannot say. Other windows are placed as the file says.
+SkinRect PlaceWindowOn(const CSkin& skin, const SkinWinComponent& window, std::int32_t width,
+                       std::int32_t height, std::string_view screen);
+
 // Player states as the server reports them.
 inline constexpr std::int32_t kPlayerStatePaused = 2;
 inline constexpr std::int32_t kPlayerStateStopped = 3;

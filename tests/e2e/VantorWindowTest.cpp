@@ -76,9 +76,11 @@ TEST_F(VantorWindowTest, ASecondStartRaisesTheFirstWindowAndEnds) {
 // A first start's tour, then a second start's (with the settings the first
 // saved), then one with no server to reach.
 TEST_F(VantorWindowTest, TheTourPicturesEveryScreenOrSaysWhyNot) {
-    const auto tour = [&](const char* folder, std::initializer_list<const char*> screens) {
+    const auto tour = [&](const char* folder, std::initializer_list<const char*> screens,
+                          std::vector<std::string> more = {}) {
         const std::filesystem::path pictures = dir_ / folder;
-        Process run(Client({"--tour", pictures.string()}));
+        more.insert(more.begin(), {"--tour", pictures.string()});
+        Process run(Client(more));
         ASSERT_EQ(run.Wait(30s), 0) << run.Output();
         EXPECT_EQ(run.Output().find("MPRIS"), std::string::npos) << run.Output();
         for (const char* screen : screens) {
@@ -95,6 +97,16 @@ TEST_F(VantorWindowTest, TheTourPicturesEveryScreenOrSaysWhyNot) {
     const std::string text((std::istreambuf_iterator<char>(saved)), {});
     EXPECT_NE(text.find("\"AutoConnect\"=dword:00000001"), std::string::npos) << text;
     tour("tour", {"connect", "main", "nowplaying"});
+    // --geometry is the whole window's size, the menu and command bar inside.
+    tour("sized", {"main"}, {"--geometry", "300x500"});
+    std::ifstream picture(dir_ / "sized" / "main.png", std::ios::binary);
+    unsigned char header[24] = {};
+    picture.read(reinterpret_cast<char*>(header), sizeof header);
+    const auto number = [&](int at) {
+        return (header[at] << 24) | (header[at + 1] << 16) | (header[at + 2] << 8) | header[at + 3];
+    };
+    EXPECT_EQ(number(16), 300);
+    EXPECT_EQ(number(20), 500);
 
     // No server behind the port: a clear message and a failure status.
     server_->Signal(SIGTERM);

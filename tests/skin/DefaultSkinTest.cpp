@@ -23,6 +23,8 @@ struct Device {
     std::int32_t width, height, dpi;
     const char* suffix;
 };
+// The height the skin's screens are drawn for, in its units.
+constexpr std::int32_t kScreenHeightUnits = 320;
 constexpr Device kDevices[] = {
     {240, 320, 96, ""}, {320, 480, 125, "@1.3x"}, {480, 640, 192, "@2x"}};
 
@@ -51,7 +53,9 @@ TEST(DefaultSkinTest, HasEveryNameTheProgramLooksUp) {
                                 "playingstate.paused",
                                 "playingstate.stopped",
                                 "dlg.background",
-                                "eq.position"};
+                                "eq.position",
+                                "nowplaying.position",
+                                "albumart.placeholder"};
     for (const char* name : components) {
         EXPECT_NE(skin.FindComponent(name), nullptr) << name;
     }
@@ -61,8 +65,7 @@ TEST(DefaultSkinTest, HasEveryNameTheProgramLooksUp) {
     for (const char* name : {"eqbar", "back.np"}) {
         EXPECT_NE(skin.FindBitmap(name), nullptr) << name;
     }
-    for (const char* name :
-         {"playlist.main", "medialib.tagview", "albumart", "nowplaying.position"}) {
+    for (const char* name : {"playlist.main", "medialib.tagview", "albumart"}) {
         EXPECT_NE(skin.FindWinComponent(name), nullptr) << name;
     }
     for (const char* name : {"playlist", "medialib", "songtitle", "title.nowplaying", "time",
@@ -154,13 +157,67 @@ TEST(DefaultSkinTest, ButtonsTakeTapsOnTheirFaces) {
     }
 }
 
-TEST(DefaultSkinTest, ControlsKeepToTheBottomOfATallerScreen) {
-    CSkin skin;
-    skin.SetScale(SkinScale{96, 96});
-    ASSERT_TRUE(skin.LoadSkin(VANTOR_DEFAULT_SKIN, SkinRect{0, 0, 240, 400}));
-    EXPECT_EQ(skin.FindComponent("deck")->norm.destination.bottom, 400);
-    EXPECT_EQ(skin.FindComponent("play")->norm.destination.bottom, 400 - 52);
-    EXPECT_EQ(skin.FindComponent("background.main")->norm.destination, (SkinRect{0, 0, 240, 400}));
+// Any portrait screen, from the handheld's to a phone's: every screen is
+// painted to its edges, the pictures keep their height (what they draw
+// stays under the components over it), the controls keep their size and
+// keep to the bottom, and the queue takes the height between its top and
+// the deck.
+TEST(DefaultSkinTest, ScreensFillAnyPortraitSize) {
+    const struct {
+        std::int32_t width, height, dpi;
+    } sizes[] = {{240, 320, 96},   {240, 400, 96},    {320, 400, 125},  {360, 720, 144},
+                 {480, 640, 192},  {480, 800, 192},   {480, 1440, 192}, {720, 1280, 288},
+                 {800, 1280, 320}, {1080, 2160, 432}, {1440, 3200, 576}};
+    for (const auto& size : sizes) {
+        const Device device{size.width, size.height, size.dpi, ""};
+        const CSkin skin = LoadDefault(device);
+        const SkinScale& scale = skin.Scale();
+        const std::string at = std::to_string(size.width) + "x" + std::to_string(size.height);
+        for (const std::string_view screen :
+             {kScreenMain, kScreenNowPlaying, kScreenPlaylist, kScreenConnect, kScreenEq}) {
+            QImage target(size.width, size.height, QImage::Format_RGB32);
+            target.fill(QColor(1, 2, 3));
+            {
+                const SkinDrawGuard lock;
+                PaintScreen(lock, skin, target, screen);
+            }
+            int unpainted = 0;
+            for (int y = 0; y < target.height(); ++y) {
+                const auto* line = reinterpret_cast<const QRgb*>(target.constScanLine(y));
+                for (int x = 0; x < target.width(); ++x) {
+                    unpainted += (line[x] & 0xFFFFFFu) == 0x010203u ? 1 : 0;
+                }
+            }
+            EXPECT_EQ(unpainted, 0) << screen << " at " << at;
+            const SkinComponent* picture = skin.FindComponent("background." + std::string(screen));
+            ASSERT_NE(picture, nullptr) << screen;
+            EXPECT_EQ(picture->norm.destination.Height(), picture->norm.source.Height())
+                << screen << " at " << at;
+        }
+        const SkinRect deck = skin.FindComponent("deck")->norm.destination;
+        EXPECT_EQ(deck.bottom, size.height) << at;
+        EXPECT_EQ(deck.right, size.width) << at;
+        const SkinRect play = skin.FindComponent("play")->norm.destination;
+        EXPECT_EQ(play.Width(), scale.Width(40)) << at;
+        EXPECT_EQ(play.Height(), scale.Height(40)) << at;
+        EXPECT_EQ(play.bottom, size.height - scale.Y(52)) << at;
+        const SkinRect queue = PlaceWindowOn(skin, *skin.FindWinComponent("playlist.main"),
+                                             size.width, size.height, kScreenMain);
+        EXPECT_EQ(queue, (SkinRect{0, scale.Y(54), size.width, deck.top})) << at;
+        // Outside the screen at no size.
+        for (const SkinComponent& component : skin.Components()) {
+            if (component.mode.empty() || component.mode == "dialog" ||
+                component.name.ends_with(".fill")) {
+                continue;
+            }
+            const SkinRect& rect = component.norm.destination;
+            if (size.height >= scale.Y(kScreenHeightUnits)) {
+                EXPECT_TRUE(rect.left >= 0 && rect.top >= 0 && rect.right <= size.width &&
+                            rect.bottom <= size.height)
+                    << component.name << " at " << at;
+            }
+        }
+    }
 }
 
 TEST(DefaultSkinTest, AScreenKeepsItsOwnImagesAndTheProgramsBarsAndFreesTheRest) {

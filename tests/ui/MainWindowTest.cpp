@@ -4,6 +4,7 @@
 
 #include <QCryptographicHash>
 #include <QFile>
+#include <QMenuBar>
 #include <QTest>
 #include <fstream>
 
@@ -433,17 +434,19 @@ TEST_F(GuiTest, LandscapeIsRefusedAndTurningBackLandsOnMain) {
     EXPECT_TRUE(frame_->Queue().isVisible());
     EXPECT_FALSE(frame_->View().Content().songTitle.empty());
 
-    // A window drawn larger than 1x stops at 320 pixels, the narrowest
-    // screen its images are read for.
-    EXPECT_FALSE(resizeScreen(211, 537));
-    EXPECT_EQ(Screen()->width(), 320);
-    EXPECT_DOUBLE_EQ(frame_->DisplayScale(), 1.3);
-    EXPECT_EQ(frame_->View().Frame().width(), 320);
-    // A wider one reads the skin at its scale too.
+    // Narrower than the handheld's screen, the skin is drawn smaller, its
+    // images scaled to fit.
+    ASSERT_TRUE(resizeScreen(211, 537));
+    EXPECT_DOUBLE_EQ(frame_->DisplayScale(), 84.0 / 96);
+    EXPECT_EQ(frame_->View().Frame().width(), 211);
+    EXPECT_EQ(frame_->View().ComponentRect("deck").right(), 210);
+    // A wider one draws the skin across its width, from the images of the
+    // step below.
     ASSERT_TRUE(resizeScreen(360, 560));
-    EXPECT_DOUBLE_EQ(frame_->DisplayScale(), 1.3);
+    EXPECT_DOUBLE_EQ(frame_->DisplayScale(), 1.5);
     EXPECT_EQ(frame_->Skin().ResolutionSuffix(), "@1.3x");
     EXPECT_EQ(frame_->View().Frame().size(), QSize(360, 560));
+    EXPECT_EQ(frame_->View().ComponentRect("deck").right(), 359);
     Click("next");
     EXPECT_TRUE(Pump([&] { return Received("NextItemRequest") == before + 1; }));
 }
@@ -685,6 +688,131 @@ TEST_F(GuiTest, GarbageStallsAndMissingImagesLeaveTheWindowWorking) {
     EXPECT_TRUE(Pump([&] { return frame_->Library().List().ShowsBusy(); }));
     frame_->Command(ui::WindowCommand::Controls);
     EXPECT_EQ(frame_->Screen(), "main");
+}
+
+// The window as a user sizes it (menu and command bar inside), over the
+// sizes of handhelds, phones and wall panels: the menu, the screen and the
+// command bar tile the window; on the main screen the controls and the
+// queue lie inside the screen, none over another, and the queue reaches
+// from under the song's strip to the deck, which reaches the bottom; the
+// buttons keep their shape. Sizes are device pixels at a pixel ratio, which
+// the window sees as the size divided by it.
+TEST_F(GuiTest, AnyPortraitWindowIsFilledWithoutOverlaps) {
+    CopySkins();
+    WriteSettings();
+    const auto fitWindow = [&](QSize size) {
+        frame_->resize(size);
+        // The menu and the command bar take the new scale's font after the
+        // screen has taken the new size: the screen is laid out again then.
+        const auto settled = [&] {
+            return frame_->size() == size &&
+                   frame_->View().Frame().size() == frame_->View().DeviceSize();
+        };
+        return Pump(settled, 1s) && (PumpFor(100ms), Pump(settled, 1s));
+    };
+    // The handheld's screen as laid out (in the picture's pixels).
+    const auto handheld = [&] {
+        std::vector<QRect> rects;
+        for (const char* name : {"songback", "positionbar.back", "prev", "play", "next", "repeat",
+                                 "volumebar.back", "deck"}) {
+            rects.push_back(frame_->View().ComponentRect(name));
+        }
+        rects.push_back(frame_->Queue().geometry());
+        return rects;
+    };
+
+    const struct {
+        int width, height;
+        double ratio;
+    } sizes[] = {{240, 320, 1},    {320, 400, 1},   {480, 640, 1},     {480, 800, 1},
+                 {720, 1280, 1},   {800, 1280, 1},  {360, 1080, 1},    {720, 1440, 2},
+                 {1080, 2160, 3},  {1440, 3200, 3}, {600, 1000, 1.25}, {1440, 2560, 4},
+                 {1080, 2400, 1.5}};
+    for (const auto& entry : sizes) {
+        const QSize window(static_cast<int>(entry.width / entry.ratio),
+                           static_cast<int>(entry.height / entry.ratio));
+        // Each as a phone 62 mm across.
+        StopWindow();
+        StartWindow([&](ui::FrameOptions& options) {
+            options.screenIsWindow = true;
+            options.pixelRatio = entry.ratio;
+            options.physicalDpi = window.width() * 25.4 / 62;
+        });
+        ASSERT_TRUE(OnMainWithSong());
+        const std::string at = std::to_string(entry.width) + "x" + std::to_string(entry.height) +
+                               "@" + std::to_string(entry.ratio);
+        ASSERT_TRUE(fitWindow(window)) << at;
+        ASSERT_FALSE(frame_->Landscape()) << at;
+        const ui::ScreenView& view = frame_->View();
+        const QRect menu = frame_->menuBar()->geometry();
+        const QRect screen = Screen()->geometry();
+        const QWidget* bar = frame_->findChild<QWidget*>(QStringLiteral("Command Bar"));
+        ASSERT_NE(bar, nullptr);
+        EXPECT_EQ(menu.top(), 0) << at;
+        EXPECT_EQ(screen.top(), menu.bottom() + 1) << at;
+        EXPECT_EQ(bar->geometry().top(), screen.bottom() + 1) << at;
+        EXPECT_EQ(bar->geometry().bottom(), window.height() - 1) << at;
+        for (const QRect& band : {menu, screen, bar->geometry()}) {
+            EXPECT_EQ(band.left(), 0) << at;
+            EXPECT_EQ(band.width(), window.width()) << at;
+        }
+
+        // In the picture's pixels; the queue, a control of the window's,
+        // lands on them within a pixel ratio's rounding.
+        const QRect inside(QPoint(0, 0), view.DeviceSize());
+        const int slack = static_cast<int>(std::ceil(entry.ratio));
+        const QRect queue = view.Device(frame_->Queue().geometry());
+        std::vector<std::pair<std::string, QRect>> parts;
+        for (const char* name : {"songback", "positionback", "positionbar.back", "prev", "play",
+                                 "pause", "stop", "next", "repeat", "shuffle", "volumebar.back"}) {
+            parts.emplace_back(name, view.ComponentRect(name));
+        }
+        parts.emplace_back("queue", queue.adjusted(0, slack, 0, -slack));
+        for (std::size_t i = 0; i < parts.size(); ++i) {
+            EXPECT_FALSE(parts[i].second.isEmpty()) << parts[i].first << " at " << at;
+            EXPECT_TRUE(inside.contains(parts[i].second)) << parts[i].first << " at " << at;
+            for (std::size_t j = i + 1; j < parts.size(); ++j) {
+                EXPECT_FALSE(parts[i].second.intersects(parts[j].second))
+                    << parts[i].first << " and " << parts[j].first << " at " << at;
+            }
+        }
+        // No band left empty: the queue spans the width down to the deck,
+        // which reaches the bottom and both sides; the buttons and the
+        // song's strip reach the right edge.
+        const QRect deck = view.ComponentRect("deck");
+        EXPECT_LE(queue.left(), slack) << at;
+        EXPECT_GE(queue.right(), inside.right() - slack) << at;
+        EXPECT_LE(std::abs(queue.bottom() + 1 - deck.top()), slack) << at;
+        EXPECT_EQ(deck.bottom(), inside.bottom()) << at;
+        EXPECT_EQ(deck.left(), 0) << at;
+        EXPECT_EQ(deck.right(), inside.right()) << at;
+        // (At 320 the skin is drawn 312 wide, as on the handheld.)
+        EXPECT_GE(view.ComponentRect("next").right(), inside.right() * 9 / 10) << at;
+        EXPECT_GE(view.ComponentRect("songback").right(), inside.right() * 9 / 10) << at;
+        // The buttons keep their shape; they and the queue's rows are at
+        // least 7 mm tall.
+        const QRect play = view.ComponentRect("play");
+        EXPECT_EQ(play.width(), play.height()) << at;
+        const double millimetres = 62.0 / inside.width();
+        EXPECT_GE(play.height() * millimetres, 7.0) << at;
+        EXPECT_GE(frame_->Queue().sizeHintForRow(0) * entry.ratio * millimetres, 7.0) << at;
+    }
+
+    // A sliver, landscape and back: nothing breaks, and the handheld's
+    // screen is laid out as before.
+    StopWindow();
+    StartWindow([](ui::FrameOptions& options) { options.screenIsWindow = true; });
+    ASSERT_TRUE(OnMainWithSong());
+    const std::vector<QRect> at480 = handheld();
+    const int screenHeight = Screen()->height();
+    for (const QSize odd : {QSize(10, 800), QSize(480, 10), QSize(800, 480), QSize(1, 1)}) {
+        frame_->resize(odd);
+        PumpFor(50ms);
+    }
+    ASSERT_TRUE(fitWindow(QSize(480, 640)));
+    EXPECT_FALSE(frame_->Landscape());
+    EXPECT_EQ(handheld(), at480);
+    EXPECT_EQ(Screen()->height(), screenHeight);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <QAbstractListModel>
 #include <QListView>
 #include <QStyledItemDelegate>
+#include <QWidget>
 #include <algorithm>
 #include <optional>
 
@@ -77,12 +78,19 @@ private:
     int count_ = 0;
 };
 
+// The list's property that holds the least row height, in its pixels.
+inline constexpr const char* kMinimumRowHeight = "minimumRowHeight";
+
 // A row two lines high over the list's base (the highlight when selected),
 // a faint bar while its page is away, and a rule below it.
 class PagedRowDelegate : public QStyledItemDelegate {
 public:
     QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const override {
-        return QSize(option.rect.width(), option.fontMetrics.height() * 2);
+        // A finger's row: the window sets the least height the screen's
+        // physical size asks for.
+        const int least =
+            option.widget != nullptr ? option.widget->property(kMinimumRowHeight).toInt() : 0;
+        return QSize(option.rect.width(), std::max(option.fontMetrics.height() * 2, least));
     }
 
 protected:

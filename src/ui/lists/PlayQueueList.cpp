@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <map>
 
+#include "skin/SkinScreen.h"
 #include "ui/lists/BusyIndicator.h"
 #include "ui/lists/LibraryList.h"
 #include "ui/lists/PagedRowsModel.h"
@@ -112,7 +113,8 @@ void PlayQueueList::Place(const CSkin& skin, QSize screen, const QFont& fallback
         setGeometry(QRect());
         return;
     }
-    const SkinRect rect = window->Place(screen.width(), screen.height());
+    const SkinRect rect =
+        PlaceWindowOn(skin, *window, screen.width(), screen.height(), kScreenMain);
     setGeometry(rect.left, rect.top, SkinClamp(rect.Width()), SkinClamp(rect.Height()));
     setPalette(ListPalette(palette(), window));
     const SkinFont* font = skin.FindFont("playlist");

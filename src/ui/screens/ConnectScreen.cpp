@@ -15,9 +15,9 @@ namespace {
 // Where the controls sit, in skin units, inside the panel that the skin's
 // connect screen draws below the caption.
 constexpr int kLeft = 16, kWidth = 208;
-constexpr int kEditTop = 148, kEditHeight = 24;
-constexpr int kListTop = 176, kListHeight = 62;
-constexpr int kStatusTop = 244, kStatusHeight = 18;
+constexpr int kEditTop = 136, kEditHeight = 24;
+constexpr int kListTop = 164, kListHeight = 62;
+constexpr int kStatusTop = 232, kStatusHeight = 18;
 
 // A server row: its text set in from the edge like the edit field's.
 class ServerRowDelegate final : public QStyledItemDelegate {

@@ -1,6 +1,7 @@
 #include "ui/screens/EqScreen.h"
 
 #include <QAbstractItemView>
+#include <QFontMetrics>
 #include <algorithm>
 
 #include "protocol/Messages.h"
@@ -76,7 +77,12 @@ void EqScreen::Place(const CSkin& skin, QSize screen, const QFont& fallback) {
             colours.setColor(QPalette::Highlight, box->selectColor->ToQColor());
         }
         presets_->setPalette(colours);
+        // The list in the box's colours, no longer than the screen below it.
+        presets_->view()->setPalette(colours);
+        presets_->view()->window()->setPalette(colours);
     }
+    const int row = std::max(QFontMetrics(presets_->font()).height() + 4, 1);
+    presets_->setMaxVisibleItems(std::max((screen.height() - rect.bottom()) / row - 1, 3));
 }
 
 void EqScreen::SetShown(bool shown) {

@@ -6,6 +6,7 @@
 #include <QPainter>
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "session/NowPlaying.h"
 #include "skin/SkinBar.h"
@@ -26,7 +27,7 @@ constexpr std::array<std::string_view, 3> kStateIndicators = {
 // The caption of the connect screen and where the frame draws it, in skin
 // units.
 constexpr const char* kSelectServerText = "Select a server:";
-constexpr int kCaptionX = 18, kCaptionY = 124, kCaptionWidth = 200, kCaptionHeight = 20;
+constexpr int kCaptionX = 18, kCaptionY = 112, kCaptionWidth = 200, kCaptionHeight = 20;
 constexpr int kIconTop = 14;
 }  // namespace
 
@@ -57,7 +58,41 @@ QRect ScreenView::ComponentRect(std::string_view name) const {
 
 QRect ScreenView::WindowRect(std::string_view name) const {
     const SkinWinComponent* window = skin_.FindWinComponent(name);
-    return window ? ToQRect(window->Place(width(), height())) : QRect();
+    const QSize device = DeviceSize();
+    return window
+               ? ToQRect(PlaceWindowOn(skin_, *window, device.width(), device.height(), shown_()))
+               : QRect();
+}
+
+void ScreenView::SetPixelRatio(double ratio) {
+    ratio_ = ratio > 0 ? ratio : 1.0;
+}
+
+QSize ScreenView::DeviceSize() const {
+    return QSize(static_cast<int>(std::lround(width() * ratio_)),
+                 static_cast<int>(std::lround(height() * ratio_)));
+}
+
+QRect ScreenView::Logical(const QRect& device) const {
+    if (ratio_ == 1.0) {
+        return device;
+    }
+    return QRectF(device.x() / ratio_, device.y() / ratio_, device.width() / ratio_,
+                  device.height() / ratio_)
+        .toAlignedRect();
+}
+
+QRect ScreenView::Device(const QRect& logical) const {
+    if (ratio_ == 1.0) {
+        return logical;
+    }
+    return QRectF(logical.x() * ratio_, logical.y() * ratio_, logical.width() * ratio_,
+                  logical.height() * ratio_)
+        .toAlignedRect();
+}
+
+QPoint ScreenView::SkinPoint(const QPointF& logical) const {
+    return (logical * ratio_).toPoint();
 }
 
 QRect ScreenView::Scaled(int x, int y, int w, int h) const {
@@ -129,7 +164,7 @@ bool ScreenView::DefaultNowPlayingView() const {
 }
 
 void ScreenView::BuildBase() {
-    base_ = QImage(size(), QImage::Format_RGB32);
+    base_ = QImage(DeviceSize(), QImage::Format_RGB32);
     if (base_.isNull()) {
         return;
     }
@@ -138,7 +173,7 @@ void ScreenView::BuildBase() {
         QPainter painter(&base_);
         painter.setFont(largeFont_);
         painter.setPen(Qt::white);
-        const int margin = width() / 16;
+        const int margin = base_.width() / 16;
         painter.drawText(base_.rect().adjusted(margin, margin, -margin, -margin),
                          Qt::AlignCenter | Qt::TextWordWrap, landscape_);
         return;
@@ -208,8 +243,13 @@ QRect ScreenView::OverlayRect(Element element) const {
             if (!nowPlaying) {
                 return {};
             }
-            const QRect art = WindowRect("albumart");
-            return !art.isEmpty() || !defaultView ? art : Scaled(60, 12, 120, 120);
+            // The square that fits the skin's box, in its middle.
+            const QRect box = WindowRect("albumart");
+            if (box.isEmpty()) {
+                return defaultView ? Scaled(60, 12, 120, 120) : box;
+            }
+            const int side = std::min(box.width(), box.height());
+            return QRect(box.left() + (box.width() - side) / 2, box.top(), side, side);
         }
         case Element::VolumeBar:
             return ComponentRect(kVolumeBar.back);
@@ -242,7 +282,12 @@ QRect ScreenView::OverlayRect(Element element) const {
             if (!nowPlaying) {
                 return {};
             }
-            const QRect skinned = WindowRect("nowplaying.position");
+            // A component of that name keeps to the deck; a window stays
+            // where the file puts it.
+            QRect skinned = ComponentRect("nowplaying.position");
+            if (skinned.isEmpty()) {
+                skinned = WindowRect("nowplaying.position");
+            }
             return !skinned.isEmpty() || !defaultView ? skinned : Scaled(16, 207, 208, 14);
         }
     }
@@ -311,7 +356,7 @@ void ScreenView::RedrawRegion(QRect region) {
             Draw(overlay);
         }
     }
-    update(region);
+    update(Logical(region));
 }
 
 // --- Overlays -------------------------------------------------------------------
@@ -368,7 +413,8 @@ bool ScreenView::ToggleOn(std::string_view name) const {
 
 void ScreenView::DrawAlbumArt(const QRect& box) {
     if (content_.albumArt.isNull()) {
-        return;  // the skin's placeholder (or the frame's) shows
+        DrawArtPlaceholder(box);
+        return;
     }
     const SkinWinComponent* window = skin_.FindWinComponent("albumart");
     QPainter painter(&buffer_);
@@ -386,6 +432,29 @@ void ScreenView::DrawAlbumArt(const QRect& box) {
     const QImage& art = scaledArt_;
     painter.drawImage(box.left() + (box.width() - art.width()) / 2,
                       box.top() + (box.height() - art.height()) / 2, art);
+}
+
+// The skin's placeholder for missing art, when it shows on no screen of its
+// own, is drawn into the art's square at that square's size.
+void ScreenView::DrawArtPlaceholder(const QRect& box) {
+    const SkinComponent* placeholder = skin_.FindComponent("albumart.placeholder");
+    if (placeholder == nullptr || !placeholder->mode.empty() || !placeholder->norm.present ||
+        box.isEmpty()) {
+        return;  // the skin's own (or the frame's) shows
+    }
+    SkinImageState state = placeholder->norm;
+    const SkinRect& source = state.source;
+    QImage cell(std::max(SkinClamp(source.Width()), 1), std::max(SkinClamp(source.Height()), 1),
+                QImage::Format_RGB32);
+    state.destination = SkinRect{0, 0, cell.width(), cell.height()};
+    if (!DrawState(skin_, cell, state)) {
+        return;
+    }
+    QPainter painter(&buffer_);
+    painter.drawImage(box.topLeft(), cell.size() == box.size()
+                                         ? cell
+                                         : cell.scaled(box.size(), Qt::IgnoreAspectRatio,
+                                                       Qt::SmoothTransformation));
 }
 
 std::int32_t ScreenView::FrontWidth(std::string_view front) const {

@@ -136,14 +136,25 @@ public:
     }
     QSize sizeHint() const override { return preferred_; }
 
-    // The screen as drawn (for tests and the tour's pictures).
+    // Device pixels to one of the view's: the picture is drawn in the
+    // device's pixels, the skin read for that size, so that it is as sharp
+    // as the screen. Set before Rebuild.
+    void SetPixelRatio(double ratio);
+    double PixelRatio() const { return ratio_; }
+    QSize DeviceSize() const;
+    // Rectangles and points between the picture's pixels and the view's.
+    QRect Logical(const QRect& device) const;
+    QRect Device(const QRect& logical) const;
+    QPoint SkinPoint(const QPointF& logical) const;
+
+    // The screen as drawn, in device pixels (for tests and the tour's pictures).
     const QImage& Frame() const { return buffer_; }
     // Redraws every overlay: how long that takes is what the animation
     // costs at most (for the benchmark).
     void RedrawAll();
 
     // The rectangle of a skin component or window component on this
-    // screen, or an empty one.
+    // screen (in the picture's pixels), or an empty one.
     QRect ComponentRect(std::string_view name) const;
     QRect WindowRect(std::string_view name) const;
     // Skin units (96 DPI) to pixels.
@@ -247,6 +258,7 @@ private:
     // "eq.autoload"); false for any other component.
     bool ToggleOn(std::string_view name) const;
     void DrawAlbumArt(const QRect& box);
+    void DrawArtPlaceholder(const QRect& box);
     void DrawDefaultNowPlaying(QImage& target);
     void DrawConnectLook(QImage& target);
     bool DefaultNowPlayingView() const;
@@ -278,6 +290,7 @@ private:
     ScreenInput& input_;
     std::function<void(QSize)> resized_;
     QSize preferred_{480, 640};
+    double ratio_ = 1.0;
     QColor background_{24, 69, 154};
     QFont normalFont_;
     QFont largeFont_;

@@ -90,7 +90,7 @@ std::vector<ScreenView::AccessControl> ScreenView::AccessControls() const {
         control.key = std::string(key);
         control.kind = kind;
         control.name = std::move(name);
-        control.rect = rect;
+        control.rect = Logical(rect);  // the skin draws in device pixels
         control.pressable = kind == Kind::Button || kind == Kind::Toggle || key == kTitleLine ||
                             key == kNowPlayingTitle || key == kAlbumArt;
         controls.push_back(std::move(control));

@@ -25,10 +25,10 @@ constexpr int kBarReach = 12;
 
 void ScreenView::paintEvent(QPaintEvent* event) {
     QPainter painter(this);
-    if (buffer_.size() != size()) {
+    if (buffer_.size() != DeviceSize()) {
         painter.fillRect(event->rect(), background_);
     }
-    painter.drawImage(event->rect(), buffer_, event->rect());
+    painter.drawImage(event->rect(), buffer_, Device(event->rect()));
     PaintFocus(painter);
 }
 
@@ -149,7 +149,7 @@ void ScreenView::mousePressEvent(QMouseEvent* event) {
         EndLostGesture();
         return;
     }
-    Press(event->position().toPoint());
+    Press(SkinPoint(event->position()));
 }
 
 void ScreenView::mouseMoveEvent(QMouseEvent* event) {
@@ -157,12 +157,12 @@ void ScreenView::mouseMoveEvent(QMouseEvent* event) {
         EndLostGesture();  // another button: no drag, and no hover either
         return;
     }
-    Move(event->position().toPoint(), (event->buttons() & Qt::LeftButton) != 0);
+    Move(SkinPoint(event->position()), (event->buttons() & Qt::LeftButton) != 0);
 }
 
 void ScreenView::mouseReleaseEvent(QMouseEvent* event) {
     if (event->button() == Qt::LeftButton) {
-        Release(event->position().toPoint(), true);
+        Release(SkinPoint(event->position()), true);
     }
 }
 
@@ -194,7 +194,7 @@ bool ScreenView::Touch(QTouchEvent& event) {
             finger_ = points.front().id();
             fingerLost_ = points.size() > 1;
             if (!fingerLost_) {
-                Press(point);
+                Press(SkinPoint(points.front().position()));
             }
             break;
         }
@@ -209,14 +209,14 @@ bool ScreenView::Touch(QTouchEvent& event) {
                     EndLostGesture();
                     break;
                 }
-                Move(point.position().toPoint(), true);
+                Move(SkinPoint(point.position()), true);
             }
             break;
         case QEvent::TouchEnd:
             if (!fingerLost_ && finger_ >= 0) {
                 for (const QEventPoint& point : points) {
                     if (point.id() == finger_) {
-                        Release(point.position().toPoint(), false);
+                        Release(SkinPoint(point.position()), false);
                     }
                 }
             }

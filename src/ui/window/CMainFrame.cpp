@@ -5,7 +5,10 @@
 #include <QCryptographicHash>
 #include <QDir>
 #include <QMenuBar>
+#include <QScreen>
 #include <QStandardPaths>
+#include <algorithm>
+#include <cmath>
 #include <filesystem>
 
 #include "core/Logger.h"
@@ -17,6 +20,8 @@
 #include "ui/access/ScreenAccess.h"
 #include "ui/desktop/MprisService.h"
 #include "ui/keys/FunctionTable.h"
+#include "ui/lists/LibraryList.h"
+#include "ui/lists/PagedRowsModel.h"
 #include "ui/lists/PlayQueueList.h"
 #include "ui/player/PlaybackClock.h"
 #include "ui/player/PlayerActions.h"
@@ -42,6 +47,8 @@ namespace vantor::ui {
 namespace {
 
 using std::chrono::milliseconds;
+
+constexpr double kLeastRowMillimetres = 7.0;
 
 // Each settings file has a folder of its own: two windows started with
 // different --config files would otherwise download into, and clear at
@@ -73,7 +80,7 @@ CMainFrame::CMainFrame(FrameOptions options, FrameServices services)
       handOff_(std::make_unique<HandOff>(this, [this](int change) { Busy(change); })),
       timers_(std::make_unique<FrameTimers>(this, [this](TimerId id) { OnTimer(id); })),
       view_(new ScreenView(
-          look_.Skin(), *this,
+          look_.ViewSkin(), *this,
           [this] {
               // Until the first switch the view shows the connect screen.
               const ScreenId id = screens_ ? screens_->Current() : ScreenId::None;
@@ -137,6 +144,9 @@ bool CMainFrame::Create() {
     // The window's client area is the device's screen.
     view_->setMinimumSize(1, 1);
     screenSize_ = options_.screen;
+    if (options_.fullScreen && QGuiApplication::primaryScreen() != nullptr) {
+        screenSize_ = QGuiApplication::primaryScreen()->size();
+    }
     ApplyScale(screenSize_);
     landscape_ = screenSize_.width() > screenSize_.height();
     menu_ = std::make_unique<CommandMenu>(
@@ -157,6 +167,17 @@ bool CMainFrame::Create() {
     // on every save all the same.
     if (!LoadSkin({})) {
         return false;
+    }
+
+    if (options_.screenIsWindow || options_.fullScreen) {
+        // The menu and the command bar take their height from the window,
+        // in the fonts of the scale just set; the screen has the rest.
+        const int chrome = menuBar()->sizeHint().height() + menu_->BarHeight();
+        screenSize_.setHeight(std::max(screenSize_.height() - chrome, 1));
+        landscape_ = screenSize_.width() > screenSize_.height();
+        if (!look_.Fit(screenSize_) && !LoadSkin(look_.Path())) {
+            return false;
+        }
     }
 
     MakeScreens();
@@ -311,7 +332,12 @@ void CMainFrame::MakeScreens() {
 }
 
 void CMainFrame::ApplyScale(QSize screen) {
-    view_->setMinimumWidth(look_.ApplyScale(screen));
+    look_.ApplyScale(screen, PixelRatio());
+    view_->SetPixelRatio(look_.Ratio());
+}
+
+double CMainFrame::PixelRatio() const {
+    return options_.pixelRatio > 0 ? options_.pixelRatio : devicePixelRatioF();
 }
 
 // The skin at `path` (empty: the default), and the window's own controls
@@ -323,16 +349,30 @@ bool CMainFrame::LoadSkin(const std::string& path) {
     if (!look_.Load(path, defaultPath, screenSize_, *this)) {
         return false;
     }
-    view_->SetFrameLook(FrameLook::kBackground, look_.Normal(), look_.Large(),
+    view_->SetFrameLook(FrameLook::kBackground, look_.ViewNormal(), look_.ViewLarge(),
                         look_.IconFolders(defaultPath));
     const QPalette chrome = look_.Chrome();
     setPalette(chrome);
     menu_->SetLook(chrome, look_.Normal());
+    // Popup menus (a row's, its rating submenu, the Buttons page's) are
+    // windows of their own, made where they open: they take the look by
+    // their class.
+    QApplication::setPalette(chrome, "QMenu");
+    QApplication::setFont(look_.Normal(), "QMenu");
     prompter_->SetLook(chrome, look_.Normal());
     return true;
 }
 
 void CMainFrame::PlaceControls() {
+    // Rows a finger can take: at least 7 mm at the screen's physical size.
+    const double dpi = options_.physicalDpi > 0 ? options_.physicalDpi
+                       : screen() != nullptr    ? screen()->physicalDotsPerInch()
+                                                : 96.0;
+    const int row = static_cast<int>(std::ceil(kLeastRowMillimetres * dpi / 25.4));
+    for (QWidget* list :
+         {static_cast<QWidget*>(queue_), static_cast<QWidget*>(&library_->List())}) {
+        list->setProperty(kMinimumRowHeight, row);
+    }
     for (ui::Screen* screen : screens_->All()) {
         screen->Place(look_.Skin(), screenSize_, look_.Normal());
     }
@@ -342,7 +382,7 @@ void CMainFrame::PlaceControls() {
 }
 
 void CMainFrame::CheckOrientation(QSize screen) {
-    if (!created_ || screen == screenSize_ || screen.isEmpty()) {
+    if (!created_ || screen.isEmpty() || (screen == screenSize_ && PixelRatio() == look_.Ratio())) {
         return;
     }
     screenSize_ = screen;

@@ -78,6 +78,14 @@ inline constexpr const char* kLandscapeText =
 struct FrameOptions {
     std::string configPath;  // the settings file
     QSize screen{480, 640};  // the device's screen: the window's client area
+    // `screen` is the whole window, the menu and the command bar inside it
+    // (the command line's --geometry), rather than the skinned screen alone.
+    bool screenIsWindow = false;
+    bool fullScreen = false;  // the whole screen, no frame (`screen` is then ignored)
+    // Device pixels to one of the window's; 0: the screen's.
+    double pixelRatio = 0;
+    // The window's pixels to a physical inch; 0: the screen's.
+    double physicalDpi = 0;
     int dpi = 0;             // 0: 96 x the display scale
     std::string server;      // for this run only, saved settings untouched; empty: as saved
     std::uint16_t port = 0;  // the message port; 0: 3567
@@ -165,6 +173,7 @@ private:
     bool LoadSkin(const std::string& path);
     void PlaceControls();
     void CheckOrientation(QSize screen);
+    double PixelRatio() const;
     void Shutdown();
 
     // Commands, timers and posts (CMainFrameCommands.cpp).

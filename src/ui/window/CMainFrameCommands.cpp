@@ -91,7 +91,7 @@ void CMainFrame::OnTimer(TimerId id) {
             break;
         case TimerId::AlbumArt:
             timers_->Kill(TimerId::AlbumArt);
-            art_->Request(look_.Skin(), screenSize_);
+            art_->Request(look_.ViewSkin(), look_.DeviceSize(screenSize_));
             break;
         case TimerId::Animation:
             player_->RefreshProgress();
@@ -105,7 +105,7 @@ void CMainFrame::OnIdleTick() {
         return;
     }
     if (screens_->ShowNowPlaying()) {
-        art_->Request(look_.Skin(), screenSize_);
+        art_->Request(look_.ViewSkin(), look_.DeviceSize(screenSize_));
     }
 }
 

@@ -25,31 +25,52 @@ std::string Folder(const std::string& file) {
 
 }  // namespace
 
-int FrameLook::ApplyScale(QSize screen) {
-    if (screen.width() >= 480) {
-        scale_ = 2.0;
-    } else if (screen.width() >= 320) {
-        scale_ = 1.3;
+double FrameLook::ScaleFor(int width) {
+    // The handheld's own screens keep their steps; any other width draws
+    // the skin's 240-unit screen across the whole of it, from the images
+    // of the step below scaled smoothly.
+    if (width == 320) {
+        return 1.3;
     }
+    const double across = std::floor(width * 96.0 / 240.0) / 96.0;
+    const double step = width >= 480 ? 2.0 : width >= 320 ? 1.3 : 0.25;
+    return std::max(step, across);
+}
+
+void FrameLook::ApplyScale(QSize screen, double ratio) {
+    scale_ = ScaleFor(screen.width());
+    ratio_ = ratio > 0 ? ratio : 1.0;
     const int dpi = dpi_ > 0 ? dpi_ : static_cast<int>(std::lround(96 * scale_));
+    const int viewDpi = std::max(static_cast<int>(std::lround(dpi * ratio_)), 1);
     skin_.SetScale(SkinScale{dpi, dpi});
+    viewSkin_.SetScale(SkinScale{viewDpi, viewDpi});
     normal_ = FrameFont(dpi, 10);
     large_ = FrameFont(dpi, 16);
-    // Below 320 pixels the skin's smallest images are read, which only a
-    // scale of 1 draws right; a handheld's screen never shrank, but a
-    // desktop window could, so one drawn larger stops at 320.
-    return scale_ > 1.0 ? 320 : 1;
+    viewNormal_ = FrameFont(viewDpi, 10);
+    viewLarge_ = FrameFont(viewDpi, 16);
+}
+
+QSize FrameLook::DeviceSize(QSize screen) const {
+    return QSize(static_cast<int>(std::lround(screen.width() * ratio_)),
+                 static_cast<int>(std::lround(screen.height() * ratio_)));
 }
 
 bool FrameLook::Load(const std::string& path, const std::string& defaultPath, QSize screen,
                      SkinErrorReporter& reporter) {
     path_ = path;
-    return LoadSkinWithFallback(skin_, path_, defaultPath,
-                                SkinRect{0, 0, screen.width(), screen.height()}, reporter);
+    if (!LoadSkinWithFallback(skin_, path_, defaultPath,
+                              SkinRect{0, 0, screen.width(), screen.height()}, reporter)) {
+        return false;
+    }
+    const QSize device = DeviceSize(screen);
+    return viewSkin_.LoadSkin(path_, SkinRect{0, 0, device.width(), device.height()});
 }
 
 bool FrameLook::Fit(QSize screen) {
-    return skin_.Fit(SkinRect{0, 0, screen.width(), screen.height()});
+    const QSize device = DeviceSize(screen);
+    // Both or neither: a failed Fit is followed by a Load of both.
+    return skin_.Fit(SkinRect{0, 0, screen.width(), screen.height()}) &&
+           viewSkin_.Fit(SkinRect{0, 0, device.width(), device.height()});
 }
 
 std::vector<std::string> FrameLook::IconFolders(const std::string& defaultPath) const {

@@ -57,7 +57,11 @@ Tour::Tour(TourHost host, QString folder, std::chrono::milliseconds sessionTimeo
         }});
     stops_.push_back(
         Stop{std::string(kScreenPlaylist), [this] { host_.command(WindowCommand::Library); },
-             [this] { return host_.screen() == kScreenPlaylist && host_.library.Count() > 0; }});
+             [this] {
+                 // Once the first row's page has come, not just the count.
+                 return host_.screen() == kScreenPlaylist && host_.library.Count() > 0 &&
+                        !host_.library.model()->index(0, 0).data().toString().isEmpty();
+             }});
     stops_.push_back(
         Stop{std::string(kScreenEq), [this] { host_.command(WindowCommand::Equalizer); },
              [this] { return host_.screen() == kScreenEq && !host_.equalizer.Presets().empty(); },
