@@ -210,6 +210,44 @@ TEST_F(ListScreensTest, AFingerInTheSearchBoxTypesAboveTheKeyboard) {
     EXPECT_TRUE(QGuiApplication::inputMethod()->isVisible());
 }
 
+TEST_F(ListScreensTest, AKeyboardPutDownStaysDownWhenTheBoxGetsItsFocusBack) {
+    OnScreenKeyboard keyboard;
+    OpenLibrary();
+    QWidget* window = frame_.get();
+    keyboard.cover = QRectF(0, window->height() * 0.6, window->width(), window->height() * 0.4);
+    QLineEdit& box = Screen().SearchField();
+    QTest::mouseClick(&box, Qt::LeftButton, {}, box.rect().center());
+    ASSERT_TRUE(QGuiApplication::inputMethod()->isVisible());
+
+    // The user puts the keyboard down to see the whole list; the box keeps
+    // the focus.
+    QGuiApplication::inputMethod()->hide();
+    const QRect full = List().geometry();
+    ASSERT_TRUE(box.hasFocus());
+
+    // A popup menu opens and closes: the box gets its focus back, nobody
+    // touched it, and the keyboard stays down.
+    QMenu menu(window);
+    menu.addAction(QStringLiteral("Close"));
+    QTimer::singleShot(100, &menu, [&] { menu.close(); });
+    menu.exec(window->mapToGlobal(QPoint(10, 10)));
+    PumpFor(50ms);
+    ASSERT_TRUE(box.hasFocus());
+    EXPECT_FALSE(QGuiApplication::inputMethod()->isVisible());
+    EXPECT_EQ(List().geometry(), full);
+
+    // Another window is used and this one comes back: the same.
+    QWidget other;
+    other.show();
+    QApplication::setActiveWindow(&other);
+    PumpFor(50ms);
+    QApplication::setActiveWindow(window);
+    PumpFor(50ms);
+    ASSERT_TRUE(box.hasFocus());
+    EXPECT_FALSE(QGuiApplication::inputMethod()->isVisible());
+    EXPECT_EQ(List().geometry(), full);
+}
+
 TEST_F(ListScreensTest, ASearchTypedInABurstKeepsTheWayBack) {
     OpenLibrary();
     TapRow(&List(), 0);  // Music

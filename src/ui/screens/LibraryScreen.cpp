@@ -1,6 +1,7 @@
 #include "ui/screens/LibraryScreen.h"
 
 #include <QEvent>
+#include <QFocusEvent>
 #include <QGuiApplication>
 #include <QInputMethod>
 #include <QTimer>
@@ -43,7 +44,8 @@ LibraryScreen::LibraryScreen(QWidget* screen, PageFetcher& fetcher, RequestSink&
         UpdateHeader();
     });
     // Qt's line edit asks for the on-screen keyboard on a click alone; the
-    // box asks however it takes the focus (a key, or the screen itself).
+    // box asks however it is given the focus (a key, or the screen itself),
+    // but not when the focus merely comes back to it.
     focusWatch_.focusIn = [] { QGuiApplication::inputMethod()->show(); };
     QInputMethod* input = QGuiApplication::inputMethod();
     // The keyboard's rectangle is read only when the platform says it
@@ -83,8 +85,14 @@ LibraryScreen::LibraryScreen(QWidget* screen, PageFetcher& fetcher, RequestSink&
 LibraryScreen::~LibraryScreen() = default;
 
 bool LibraryScreen::FocusWatch::eventFilter(QObject* watched, QEvent* event) {
+    // The focus coming back to the box (a popup menu closed, the window
+    // active again) is nobody asking for the keyboard: one the user put
+    // down stays down.
     if (event->type() == QEvent::FocusIn && focusIn) {
-        focusIn();
+        const Qt::FocusReason reason = static_cast<const QFocusEvent*>(event)->reason();
+        if (reason != Qt::PopupFocusReason && reason != Qt::ActiveWindowFocusReason) {
+            focusIn();
+        }
     }
     return QObject::eventFilter(watched, event);
 }
