@@ -248,6 +248,26 @@ TEST_F(ListScreensTest, AKeyboardPutDownStaysDownWhenTheBoxGetsItsFocusBack) {
     EXPECT_EQ(List().geometry(), full);
 }
 
+TEST_F(ListScreensTest, TheLibraryEnteredWhileTheKeyboardShowsEndsAboveIt) {
+    OnScreenKeyboard keyboard;
+    OpenLibrary();
+    QWidget* window = frame_.get();
+    const QRect full = List().geometry();
+    keyboard.cover = QRectF(0, window->height() * 0.6, window->width(), window->height() * 0.4);
+    frame_->Command(ui::WindowCommand::Controls);
+    ASSERT_EQ(frame_->Screen(), "main");
+
+    // The keyboard comes up while another screen shows (the user raised it
+    // from the phone's panel, or another field asked for it), and the user
+    // goes to the library with it still up.
+    QGuiApplication::inputMethod()->show();
+    ASSERT_TRUE(QGuiApplication::inputMethod()->isVisible());
+    frame_->Command(ui::WindowCommand::Library);
+    ASSERT_EQ(frame_->Screen(), "playlist");
+    EXPECT_LE(List().mapTo(window, QPoint(0, List().height())).y(), keyboard.cover.top());
+    EXPECT_LT(List().height(), full.height());
+}
+
 TEST_F(ListScreensTest, TheWordSearchTypedIntoTheBoxIsSearchedFor) {
     OpenLibrary();
     // "Search" is only the empty box's hint: the same word committed by an

@@ -163,6 +163,11 @@ void LibraryScreen::SetShown(bool shown) {
         QGuiApplication::inputMethod()->hide();
     }
     shown_ = shown;
+    if (shown) {
+        // A keyboard already up (another field's, or raised by the user)
+        // covers the lists as much as one the box asked for.
+        FitAboveKeyboard();
+    }
     header_->setVisible(shown);
     search_->setVisible(shown);
     search_->setEnabled(shown);
