@@ -268,6 +268,26 @@ TEST_F(ListScreensTest, TheLibraryEnteredWhileTheKeyboardShowsEndsAboveIt) {
     EXPECT_LT(List().height(), full.height());
 }
 
+TEST_F(ListScreensTest, TheWindowClosedWhileTypingWithTheKeyboardUpEndsCleanly) {
+    OnScreenKeyboard keyboard;
+    OpenLibrary();
+    QWidget* window = frame_.get();
+    keyboard.cover = QRectF(0, window->height() * 0.6, window->width(), window->height() * 0.4);
+    QLineEdit& box = Screen().SearchField();
+    QTest::mouseClick(&box, Qt::LeftButton, {}, box.rect().center());
+    ASSERT_TRUE(QGuiApplication::inputMethod()->isVisible());
+    // As a platform does, the keyboard goes down as the focus leaves the
+    // box, here because the window is taken down around it.
+    const QMetaObject::Connection down =
+        QObject::connect(qApp, &QGuiApplication::focusObjectChanged, qApp,
+                         [](QObject*) { QGuiApplication::inputMethod()->hide(); });
+
+    // The user closes the window while typing: Exit, then the window goes.
+    StopWindow();
+    EXPECT_FALSE(QGuiApplication::inputMethod()->isVisible());
+    QObject::disconnect(down);
+}
+
 TEST_F(ListScreensTest, TheWordSearchTypedIntoTheBoxIsSearchedFor) {
     OpenLibrary();
     // "Search" is only the empty box's hint: the same word committed by an

@@ -56,8 +56,11 @@ LibraryScreen::LibraryScreen(QWidget* screen, PageFetcher& fetcher, RequestSink&
         keyboard_ = method->isVisible() ? method->keyboardRectangle() : QRectF();
         FitAboveKeyboard();
     };
-    QObject::connect(input, &QInputMethod::keyboardRectangleChanged, search_, keyboardMoved);
-    QObject::connect(input, &QInputMethod::visibleChanged, search_, keyboardMoved);
+    // The screen's own object carries the connections: the box outlives
+    // the screen (the window deletes it later), and a platform may move its
+    // keyboard while the window is taken down.
+    QObject::connect(input, &QInputMethod::keyboardRectangleChanged, &focusWatch_, keyboardMoved);
+    QObject::connect(input, &QInputMethod::visibleChanged, &focusWatch_, keyboardMoved);
     LibraryList::Handlers handlers;
     handlers.tapped = [this](int row) { Tapped(row); };
     handlers.activated = [this](int row) {
