@@ -13,6 +13,8 @@
 
 #include <QColor>
 #include <QImage>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -36,7 +38,9 @@ protected:
         std::string pattern =
             (std::filesystem::temp_directory_path() / "vantor-wayland-XXXXXX").string();
         // mkdtemp makes it 0700, as Wayland's runtime folder must be.
-        dir_ = mkdtemp(pattern.data());
+        const char* made = mkdtemp(pattern.data());
+        ASSERT_NE(made, nullptr) << "no runtime folder: " << std::strerror(errno);
+        dir_ = made;
         if (FindProgram("weston").empty()) {
             GTEST_SKIP() << "weston is not installed (Debian package weston)";
         }
@@ -66,6 +70,7 @@ protected:
             }
             FAIL() << "weston did not start:\n" << output;
         }
+        westonUp_ = true;
         settings_ = (dir_ / "settings.reg").string();
         std::ofstream(settings_) << "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Corvane\\Vantor]\n"
                                     "\"AutoConnect\"=dword:00000001\n";
@@ -73,7 +78,9 @@ protected:
     }
     void TearDown() override {
         StopServer();
-        if (weston_) {
+        // A weston that never came up has ended already (or is killed with
+        // its Process): what it said is the skip's or the failure's message.
+        if (westonUp_) {
             weston_->Signal(SIGTERM);
             EXPECT_EQ(weston_->Wait(), 0) << weston_->Output();
         }
@@ -115,6 +122,7 @@ protected:
     std::filesystem::path dir_;
     std::string settings_;
     std::unique_ptr<Process> weston_;
+    bool westonUp_ = false;  // weston made its socket and runs
 };
 
 TEST_F(WaylandTest, TheWindowRunsNativelyConnectsAndPlays) {

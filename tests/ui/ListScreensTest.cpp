@@ -242,6 +242,95 @@ TEST_F(ListScreensTest, AFingerInTheSearchBoxTypesAboveTheKeyboard) {
     EXPECT_TRUE(QGuiApplication::inputMethod()->isVisible());
 }
 
+TEST_F(ListScreensTest, AKeyboardPutDownStaysDownWhenTheBoxGetsItsFocusBack) {
+    OnScreenKeyboard keyboard;
+    OpenLibrary();
+    QWidget* window = frame_.get();
+    keyboard.cover = QRectF(0, window->height() * 0.6, window->width(), window->height() * 0.4);
+    QLineEdit& box = Screen().SearchField();
+    QTest::mouseClick(&box, Qt::LeftButton, {}, box.rect().center());
+    ASSERT_TRUE(QGuiApplication::inputMethod()->isVisible());
+
+    // The user puts the keyboard down to see the whole list; the box keeps
+    // the focus.
+    QGuiApplication::inputMethod()->hide();
+    const QRect full = List().geometry();
+    ASSERT_TRUE(box.hasFocus());
+
+    // A popup menu opens and closes: the box gets its focus back, nobody
+    // touched it, and the keyboard stays down.
+    QMenu menu(window);
+    menu.addAction(QStringLiteral("Close"));
+    QTimer::singleShot(100, &menu, [&] { menu.close(); });
+    menu.exec(window->mapToGlobal(QPoint(10, 10)));
+    PumpFor(50ms);
+    ASSERT_TRUE(box.hasFocus());
+    EXPECT_FALSE(QGuiApplication::inputMethod()->isVisible());
+    EXPECT_EQ(List().geometry(), full);
+
+    // Another window is used and this one comes back: the same.
+    QWidget other;
+    other.show();
+    QApplication::setActiveWindow(&other);
+    PumpFor(50ms);
+    QApplication::setActiveWindow(window);
+    PumpFor(50ms);
+    ASSERT_TRUE(box.hasFocus());
+    EXPECT_FALSE(QGuiApplication::inputMethod()->isVisible());
+    EXPECT_EQ(List().geometry(), full);
+}
+
+TEST_F(ListScreensTest, TheLibraryEnteredWhileTheKeyboardShowsEndsAboveIt) {
+    OnScreenKeyboard keyboard;
+    OpenLibrary();
+    QWidget* window = frame_.get();
+    const QRect full = List().geometry();
+    keyboard.cover = QRectF(0, window->height() * 0.6, window->width(), window->height() * 0.4);
+    frame_->Command(ui::WindowCommand::Controls);
+    ASSERT_EQ(frame_->Screen(), "main");
+
+    // The keyboard comes up while another screen shows (the user raised it
+    // from the phone's panel, or another field asked for it), and the user
+    // goes to the library with it still up.
+    QGuiApplication::inputMethod()->show();
+    ASSERT_TRUE(QGuiApplication::inputMethod()->isVisible());
+    frame_->Command(ui::WindowCommand::Library);
+    ASSERT_EQ(frame_->Screen(), "playlist");
+    EXPECT_LE(List().mapTo(window, QPoint(0, List().height())).y(), keyboard.cover.top());
+    EXPECT_LT(List().height(), full.height());
+}
+
+TEST_F(ListScreensTest, TheWindowClosedWhileTypingWithTheKeyboardUpEndsCleanly) {
+    OnScreenKeyboard keyboard;
+    OpenLibrary();
+    QWidget* window = frame_.get();
+    keyboard.cover = QRectF(0, window->height() * 0.6, window->width(), window->height() * 0.4);
+    QLineEdit& box = Screen().SearchField();
+    QTest::mouseClick(&box, Qt::LeftButton, {}, box.rect().center());
+    ASSERT_TRUE(QGuiApplication::inputMethod()->isVisible());
+    // As a platform does, the keyboard goes down as the focus leaves the
+    // box, here because the window is taken down around it.
+    const QMetaObject::Connection down =
+        QObject::connect(qApp, &QGuiApplication::focusObjectChanged, qApp,
+                         [](QObject*) { QGuiApplication::inputMethod()->hide(); });
+
+    // The user closes the window while typing: Exit, then the window goes.
+    StopWindow();
+    EXPECT_FALSE(QGuiApplication::inputMethod()->isVisible());
+    QObject::disconnect(down);
+}
+
+TEST_F(ListScreensTest, TheWordSearchTypedIntoTheBoxIsSearchedFor) {
+    OpenLibrary();
+    // "Search" is only the empty box's hint: the same word committed by an
+    // on-screen keyboard (a suggestion taken whole) is the user's search.
+    QLineEdit& box = Screen().SearchField();
+    box.setText(QStringLiteral("Search"));
+    EXPECT_TRUE(Pump([&] { return Screen().Browser().SearchMode(); }))
+        << "the box holds \"Search\" and the list is still " << Row(0);
+    EXPECT_EQ(Screen().Header().Texts().front(), "\u2039 Search Results");
+}
+
 TEST_F(ListScreensTest, ASearchTypedInABurstKeepsTheWayBack) {
     OpenLibrary();
     TapRow(&List(), 0);  // Music

@@ -1,6 +1,7 @@
 #include "ui/screens/LibraryScreen.h"
 
 #include <QEvent>
+#include <QFocusEvent>
 #include <QGuiApplication>
 #include <QInputMethod>
 #include <QTimer>
@@ -45,7 +46,8 @@ LibraryScreen::LibraryScreen(QWidget* screen, PageFetcher& fetcher, RequestSink&
         UpdateHeader();
     });
     // Qt's line edit asks for the on-screen keyboard on a click alone; the
-    // box asks however it takes the focus (a key, or the screen itself).
+    // box asks however it is given the focus (a key, or the screen itself),
+    // but not when the focus merely comes back to it.
     focusWatch_.focusIn = [] { QGuiApplication::inputMethod()->show(); };
     QInputMethod* input = QGuiApplication::inputMethod();
     // The keyboard's rectangle is read only when the platform says it
@@ -56,8 +58,11 @@ LibraryScreen::LibraryScreen(QWidget* screen, PageFetcher& fetcher, RequestSink&
         keyboard_ = method->isVisible() ? method->keyboardRectangle() : QRectF();
         FitAboveKeyboard();
     };
-    QObject::connect(input, &QInputMethod::keyboardRectangleChanged, search_, keyboardMoved);
-    QObject::connect(input, &QInputMethod::visibleChanged, search_, keyboardMoved);
+    // The screen's own object carries the connections: the box outlives
+    // the screen (the window deletes it later), and a platform may move its
+    // keyboard while the window is taken down.
+    QObject::connect(input, &QInputMethod::keyboardRectangleChanged, &focusWatch_, keyboardMoved);
+    QObject::connect(input, &QInputMethod::visibleChanged, &focusWatch_, keyboardMoved);
     LibraryList::Handlers handlers;
     handlers.tapped = [this](int row) { Tapped(row); };
     handlers.activated = [this](int row) {
@@ -88,8 +93,14 @@ LibraryScreen::LibraryScreen(QWidget* screen, PageFetcher& fetcher, RequestSink&
 LibraryScreen::~LibraryScreen() = default;
 
 bool LibraryScreen::FocusWatch::eventFilter(QObject* watched, QEvent* event) {
+    // The focus coming back to the box (a popup menu closed, the window
+    // active again) is nobody asking for the keyboard: one the user put
+    // down stays down.
     if (event->type() == QEvent::FocusIn && focusIn) {
-        focusIn();
+        const Qt::FocusReason reason = static_cast<const QFocusEvent*>(event)->reason();
+        if (reason != Qt::PopupFocusReason && reason != Qt::ActiveWindowFocusReason) {
+            focusIn();
+        }
     }
     return QObject::eventFilter(watched, event);
 }
@@ -160,6 +171,11 @@ void LibraryScreen::SetShown(bool shown) {
         QGuiApplication::inputMethod()->hide();
     }
     shown_ = shown;
+    if (shown) {
+        // A keyboard already up (another field's, or raised by the user)
+        // covers the lists as much as one the box asked for.
+        FitAboveKeyboard();
+    }
     header_->setVisible(shown);
     search_->setVisible(shown);
     search_->setEnabled(shown);
