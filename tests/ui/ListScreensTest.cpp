@@ -320,17 +320,6 @@ TEST_F(ListScreensTest, TheWindowClosedWhileTypingWithTheKeyboardUpEndsCleanly) 
     QObject::disconnect(down);
 }
 
-TEST_F(ListScreensTest, TheWordSearchTypedIntoTheBoxIsSearchedFor) {
-    OpenLibrary();
-    // "Search" is only the empty box's hint: the same word committed by an
-    // on-screen keyboard (a suggestion taken whole) is the user's search.
-    QLineEdit& box = Screen().SearchField();
-    box.setText(QStringLiteral("Search"));
-    EXPECT_TRUE(Pump([&] { return Screen().Browser().SearchMode(); }))
-        << "the box holds \"Search\" and the list is still " << Row(0);
-    EXPECT_EQ(Screen().Header().Texts().front(), "\u2039 Search Results");
-}
-
 TEST_F(ListScreensTest, ASearchTypedInABurstKeepsTheWayBack) {
     OpenLibrary();
     TapRow(&List(), 0);  // Music
