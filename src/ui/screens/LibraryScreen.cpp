@@ -3,6 +3,7 @@
 #include <QEvent>
 #include <QFocusEvent>
 #include <QGuiApplication>
+#include <QInputDevice>
 #include <QInputMethod>
 #include <QTimer>
 #include <algorithm>
@@ -12,6 +13,14 @@
 namespace vantor::ui {
 
 namespace {
+
+// Qt 6.4's Wayland platform crashes on any call of the input method while
+// the compositor offers no seat (a headless one, a panel booting without
+// its touch screen): there is no keyboard to ask for then.
+bool InputPanelReachable() {
+    return QGuiApplication::platformName() != QLatin1String("wayland") ||
+           !QInputDevice::devices().isEmpty();
+}
 
 constexpr const char* kBackMark = "\u2039 ";
 
@@ -48,14 +57,18 @@ LibraryScreen::LibraryScreen(QWidget* screen, PageFetcher& fetcher, RequestSink&
     // Qt's line edit asks for the on-screen keyboard on a click alone; the
     // box asks however it is given the focus (a key, or the screen itself),
     // but not when the focus merely comes back to it.
-    focusWatch_.focusIn = [] { QGuiApplication::inputMethod()->show(); };
+    focusWatch_.focusIn = [] {
+        if (InputPanelReachable()) {
+            QGuiApplication::inputMethod()->show();
+        }
+    };
     QInputMethod* input = QGuiApplication::inputMethod();
     // The keyboard's rectangle is read only when the platform says it
-    // changed: Qt's Wayland platform (6.4) crashes reading it from a
-    // compositor that has no seat, such as a headless one.
+    // changed, and never without a seat (see InputPanelReachable).
     const auto keyboardMoved = [this] {
         const QInputMethod* method = QGuiApplication::inputMethod();
-        keyboard_ = method->isVisible() ? method->keyboardRectangle() : QRectF();
+        keyboard_ =
+            InputPanelReachable() && method->isVisible() ? method->keyboardRectangle() : QRectF();
         FitAboveKeyboard();
     };
     // The screen's own object carries the connections: the box outlives
@@ -168,7 +181,9 @@ void LibraryScreen::SetShown(bool shown) {
     if (!shown && shown_) {
         // Leaving the screen puts the on-screen keyboard down, as the
         // handheld did with its input panel.
-        QGuiApplication::inputMethod()->hide();
+        if (InputPanelReachable()) {
+            QGuiApplication::inputMethod()->hide();
+        }
     }
     shown_ = shown;
     if (shown) {
