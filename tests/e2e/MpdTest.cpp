@@ -21,7 +21,7 @@
 #include "protocol/PlayerMessages.h"
 #include "support/MpdInstance.h"
 #include "support/Process.h"
-#include "support/SilentWav.h"
+#include "support/Wav.h"
 #include "support/Wait.h"
 
 namespace vantor {

@@ -32,34 +32,9 @@
 #include "support/MpdInstance.h"
 #include "support/Process.h"
 #include "support/Wait.h"
+#include "support/Wav.h"
 
 namespace vantor::testing {
-
-// A tone as a 16-bit mono WAV file at 8 kHz: music no room can mistake for
-// silence, small enough to write in a moment.
-inline void WriteToneWav(const std::filesystem::path& path, int seconds, double frequency) {
-    const std::uint32_t rate = 8000;
-    const std::uint32_t samples = rate * static_cast<std::uint32_t>(seconds);
-    std::ofstream out(path, std::ios::binary);
-    const auto u32 = [&](std::uint32_t v) { out.write(reinterpret_cast<const char*>(&v), 4); };
-    const auto u16 = [&](std::uint16_t v) { out.write(reinterpret_cast<const char*>(&v), 2); };
-    out.write("RIFF", 4);
-    u32(36 + samples * 2);
-    out.write("WAVEfmt ", 8);
-    u32(16);
-    u16(1);  // PCM
-    u16(1);  // mono
-    u32(rate);
-    u32(rate * 2);
-    u16(2);
-    u16(16);
-    out.write("data", 4);
-    u32(samples * 2);
-    for (std::uint32_t i = 0; i < samples; ++i) {
-        const double phase = 2 * M_PI * frequency * i / rate;
-        u16(static_cast<std::uint16_t>(static_cast<std::int16_t>(12000 * std::sin(phase))));
-    }
-}
 
 // One connection to a snapserver's control port. Requests go out one a
 // line; whatever comes back that is not the answer waited for (the other

@@ -6,7 +6,7 @@
 
 #include "MusicFolder.h"
 #include "support/LogCapture.h"
-#include "support/SilentWav.h"
+#include "support/Wav.h"
 
 namespace vantor::server {
 namespace {

@@ -25,7 +25,7 @@
 
 #include "support/MpdInstance.h"  // FindProgram
 #include "support/Process.h"
-#include "support/SilentWav.h"
+#include "support/Wav.h"
 #include "support/Wait.h"
 
 namespace vantor::testing {
