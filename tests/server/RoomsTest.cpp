@@ -13,6 +13,7 @@
 #include <future>
 #include <mutex>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -264,6 +265,19 @@ TEST(RoomsTest, NotificationsChangeTheListAndUnknownOnesAskForTheStatusAgain) {
     EXPECT_FALSE(rooms.Load(json::parse(R"({"server":{"groups":7}})")));
     EXPECT_FALSE(rooms.Load(json::parse(R"([1,2,3])")));
     EXPECT_EQ(Listed(rooms.Speakers()), "c=Sea/on");
+}
+
+TEST(RoomsTest, SwitchingARoomOffLeavesItAloneWhenItPlaysAnotherStream) {
+    Rooms rooms("", "MPD");
+    ASSERT_TRUE(rooms.Load(Status({Group("g1", "MPD", false, {{"kitchen", "K", ""}}),
+                                   Group("g2", "Radio", false, {{"den", "D", ""}})},
+                                  {"MPD", "Radio"})));
+    ASSERT_EQ(Listed(rooms.Speakers()), "den=D/off, kitchen=K/on");
+    // The den is off for this player already; muting it silences the radio
+    // someone else plays there.
+    std::vector<Call> calls;
+    EXPECT_EQ(rooms.EnableCalls("den", false, &calls), kSuccess);
+    EXPECT_EQ(Calls(calls), "");
 }
 
 // A stand-in for snapserver's control port: each connection it accepts is
