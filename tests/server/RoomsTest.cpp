@@ -280,6 +280,26 @@ TEST(RoomsTest, SwitchingARoomOffLeavesItAloneWhenItPlaysAnotherStream) {
     EXPECT_EQ(Calls(calls), "");
 }
 
+TEST(RoomsTest, SwitchingOnARoomLeavesTheOtherRoomsOfItsGroupPlayingTheirStream) {
+    Rooms rooms("", "MPD");
+    ASSERT_TRUE(
+        rooms.Load(Status({Group("g1", "MPD", false, {{"kitchen", "K", ""}}),
+                           Group("g2", "Radio", false, {{"den", "D", ""}, {"hall", "H", ""}})},
+                          {"MPD", "Radio"})));
+    // The hall plays the radio; switching the den on for this player (alone,
+    // or as the one room that plays) must not silence the hall or take its
+    // radio away.
+    for (const bool select : {false, true}) {
+        std::vector<Call> calls;
+        EXPECT_EQ(
+            select ? rooms.SelectCalls("den", &calls) : rooms.EnableCalls("den", true, &calls),
+            kSuccess);
+        const std::string text = Calls(calls);
+        EXPECT_EQ(text.find("hall"), std::string::npos) << text;
+        EXPECT_EQ(text.find("Group.SetStream g2"), std::string::npos) << text;
+    }
+}
+
 // A stand-in for snapserver's control port: each connection it accepts is
 // handed to the script with its number. Lines are read and written whole.
 class ScriptedSnapserver {
