@@ -300,6 +300,18 @@ TEST(RoomsTest, SwitchingOnARoomLeavesTheOtherRoomsOfItsGroupPlayingTheirStream)
     }
 }
 
+TEST(RoomsTest, NamesMadeDistinctStayDistinct) {
+    Rooms rooms("", "MPD");
+    ASSERT_TRUE(rooms.Load(Status(
+        {Group("g1", "MPD", false, {{"a", "Box", ""}, {"b", "Box", ""}, {"c", "Box (a)", ""}})})));
+    const std::vector<Speaker> speakers = rooms.Speakers();
+    std::set<std::string> names;
+    for (const Speaker& speaker : speakers) {
+        names.insert(speaker.name);
+    }
+    EXPECT_EQ(names.size(), speakers.size()) << Listed(speakers);
+}
+
 // A stand-in for snapserver's control port: each connection it accepts is
 // handed to the script with its number. Lines are read and written whole.
 class ScriptedSnapserver {
