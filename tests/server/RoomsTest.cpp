@@ -603,6 +603,17 @@ TEST_F(LinkTest, NoSnapserverMeansNoRoomsAndSwitchesFailAtOnce) {
     EXPECT_FALSE(rooms_->Linked());
 }
 
+TEST_F(LinkTest, NoSnapserverAtTheStartIsNoChangeOfAnEmptyList) {
+    std::uint16_t port = 0;
+    const int listener = testing::ListenOnLoopback(1, &port);
+    ::close(listener);  // nobody listens there now
+    Start(port);
+    std::this_thread::sleep_for(300ms);
+    EXPECT_TRUE(rooms_->Speakers().empty());
+    // The list was empty and is: nothing to tell the clients.
+    EXPECT_EQ(Published(), std::vector<std::string>{});
+}
+
 // A client that sends requests without waiting and counts the answers.
 class Counting final : private ServerConnection::Handler {
 public:
