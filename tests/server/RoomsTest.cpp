@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
 #include <functional>
 #include <future>
 #include <mutex>
@@ -22,6 +23,7 @@
 #include "snapcast/Rooms.h"
 #include "snapcast/SnapcastRooms.h"
 #include "support/LoopbackListener.h"
+#include "support/MpdInstance.h"
 #include "support/TestServer.h"
 #include "support/Wait.h"
 
@@ -669,6 +671,79 @@ TEST(RoomsServerTest, SwitchesASnapserverSitsOnNeverHoldTheLoopAndOneClientWaits
     release = true;
     peer.reset();
     EXPECT_TRUE(WaitUntil([&] { return client.Answered(kPlayerFailed) == 20; }, 10s));
+}
+
+// Speakers that are not the player's and never change.
+class FixedSpeakers final : public server::SpeakerService {
+public:
+    void Start(Changed) override {}
+    void Stop() override {}
+    std::vector<Speaker> Speakers() const override { return {{"kitchen", "Kitchen", true}}; }
+    void Select(const std::string&, Done done) override { done(kSuccess); }
+    void Enable(const std::string&, bool, Done done) override { done(kSuccess); }
+};
+
+// A client that keeps the speaker lists the server sends it.
+class ListWatcher final : private ServerConnection::Handler {
+public:
+    bool Connect(std::uint16_t port) { return connection_.Connect("127.0.0.1", port); }
+    ServerConnection& Connection() { return connection_; }
+    std::vector<std::string> Lists() const {
+        std::lock_guard lock(mutex_);
+        return lists_;
+    }
+
+private:
+    void OnEvent(std::unique_ptr<Message> event) override {
+        if (event->Type() == MessageType::SpeakerListChangedEvent) {
+            std::lock_guard lock(mutex_);
+            lists_.push_back(Listed(static_cast<SpeakerListChangedEvent&>(*event).speakers));
+        }
+    }
+    void OnResponse(std::unique_ptr<Message>, std::unique_ptr<Message>) override {}
+    void OnChannelLost(int) override {}
+
+    mutable std::mutex mutex_;
+    std::vector<std::string> lists_;
+    ServerConnection connection_{this};
+};
+
+TEST(RoomsServerTest, WhenTheRoomsAreTheSpeakersThePlayersOwnSpeakerListNeverReachesAClient) {
+    const std::string program = testing::FindProgram("mpd");
+    if (program.empty()) {
+        GTEST_SKIP() << "mpd is not installed";
+    }
+    const std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / ("vantor-rooms-mpd-" + std::to_string(::getpid()));
+    std::filesystem::create_directories(folder / "music");
+    std::filesystem::create_directories(folder / "playlists");
+    {
+        testing::Mpd mpd(program, folder);
+        ASSERT_TRUE(mpd.Start());
+        auto options = testing::LoopbackServerOptions();
+        options.mediaService = false;
+        options.discovery = false;
+        options.mpdHost = "127.0.0.1";
+        options.mpdPort = mpd.Port();
+        options.speakers = std::make_shared<FixedSpeakers>();
+        testing::TestServer server(options);
+        ListWatcher client;
+        ASSERT_TRUE(client.Connect(server.Port()));
+        auto asked = client.Connection().SendAndWait(std::make_unique<GetSpeakerListRequest>(), 5s);
+        ASSERT_NE(asked, nullptr);
+        EXPECT_EQ(Listed(static_cast<GetSpeakerListResponse&>(*asked).speakers),
+                  "kitchen=Kitchen/on");
+        // Someone switches one of MPD's outputs (mpc disable 1).
+        auto own = mpd.Connect();
+        ASSERT_NE(own, nullptr);
+        ASSERT_TRUE(mpd_run_disable_output(own.get(), 0));
+        WaitUntil([&] { return !client.Lists().empty(); }, 2s);
+        for (const std::string& list : client.Lists()) {
+            EXPECT_EQ(list, "kitchen=Kitchen/on") << "a list that is not the rooms'";
+        }
+    }
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
 }
 
 }  // namespace
