@@ -351,7 +351,9 @@ ResultCode Rooms::EnableCalls(const std::string& id, bool enabled, std::vector<C
         return kNotFound;
     }
     if (!enabled) {
-        if (!client->second.muted) {
+        // A room of another stream is off for us already: muting it would
+        // silence what it plays there.
+        if (!client->second.muted && Plays(client->second.group)) {
             calls->push_back(MuteClient(id, true));
         }
         return kSuccess;
