@@ -182,7 +182,8 @@ private:
     bool statusAsked_ = false;
     bool garbageLogged_ = false;
     bool downLogged_ = false;
-    bool published_ = false;  // `lastPublished_` has gone out
+    // The list last given out; empty at first, as the server shows it
+    // before the link.
     std::vector<Speaker> lastPublished_;
     std::optional<Clock::time_point> publishAt_;
 };
@@ -620,14 +621,13 @@ bool Link::Finish(Waiting waiting, std::string* reason) {
 void Link::Publish() {
     publishAt_.reset();
     std::vector<Speaker> speakers = rooms_.Speakers();
-    if (published_ && speakers == lastPublished_) {
+    if (speakers == lastPublished_) {
         return;
     }
     {
         std::lock_guard lock(shared_->mutex);
         shared_->speakers = speakers;
     }
-    published_ = true;
     lastPublished_ = speakers;
     if (shared_->changed) {
         shared_->changed(std::move(speakers));
