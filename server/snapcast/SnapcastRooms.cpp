@@ -223,10 +223,18 @@ bool Link::Connect(std::string* reason) {
                 *reason = std::strerror(errno);
                 continue;
             }
+            // A switch asked for meanwhile fails at once (there are no rooms
+            // yet), and is no reason to give the connection up before its
+            // time.
             short ready = 0;
-            if (!Wait(fd.Get(), POLLOUT, options_.callTimeout, &ready)) {
-                *reason = "stopping";
-                return false;
+            const auto deadline = Clock::now() + options_.callTimeout;
+            for (auto now = Clock::now(); ready == 0 && now < deadline; now = Clock::now()) {
+                TakeOrders();
+                if (!Wait(fd.Get(), POLLOUT,
+                          std::chrono::ceil<std::chrono::milliseconds>(deadline - now), &ready)) {
+                    *reason = "stopping";
+                    return false;
+                }
             }
             int error = 0;
             socklen_t length = sizeof error;

@@ -22,6 +22,7 @@
 #include "net/ServerConnection.h"
 #include "snapcast/Rooms.h"
 #include "snapcast/SnapcastRooms.h"
+#include "support/LogCapture.h"
 #include "support/LoopbackListener.h"
 #include "support/MpdInstance.h"
 #include "support/TestServer.h"
@@ -614,6 +615,41 @@ TEST_F(LinkTest, NoSnapserverAtTheStartIsNoChangeOfAnEmptyList) {
     EXPECT_TRUE(rooms_->Speakers().empty());
     // The list was empty and is: nothing to tell the clients.
     EXPECT_EQ(Published(), std::vector<std::string>{});
+}
+
+TEST_F(LinkTest, ASwitchAskedForWhileConnectingDoesNotGiveUpTheConnection) {
+    std::uint16_t port = 0;
+    const int listener = testing::ListenOnLoopback(0, &port);
+    // Its queue full, its host answers the link's connection late.
+    std::vector<int> queued;
+    for (int i = 0; i < 4; ++i) {
+        const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_port = htons(port);
+        ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
+        queued.push_back(fd);
+    }
+    std::this_thread::sleep_for(100ms);
+    testing::LogCapture log;
+    SnapcastOptions options;
+    options.callTimeout = 3s;
+    Start(port, options);
+    std::this_thread::sleep_for(300ms);  // connecting
+    const auto asked = std::chrono::steady_clock::now();
+    EXPECT_EQ(Switch("a"), kPlayerFailed);
+    EXPECT_LT(std::chrono::steady_clock::now() - asked, 1s) << "no rooms yet: failed at once";
+    std::this_thread::sleep_for(300ms);
+    // The connection waits its time-out, whoever asks for a switch meanwhile.
+    for (const std::string& line : log.Lines()) {
+        EXPECT_EQ(line.find("no answer"), std::string::npos) << line;
+    }
+    rooms_->Stop();
+    for (const int fd : queued) {
+        ::close(fd);
+    }
+    ::close(listener);
 }
 
 // A client that sends requests without waiting and counts the answers.
