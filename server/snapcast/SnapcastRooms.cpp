@@ -182,6 +182,7 @@ private:
     bool statusAsked_ = false;
     bool garbageLogged_ = false;
     bool downLogged_ = false;
+    bool noStreamLogged_ = false;
     // The list last given out; empty at first, as the server shows it
     // before the link.
     std::vector<Speaker> lastPublished_;
@@ -369,6 +370,7 @@ void Link::Drop(const std::string& reason) {
     auto waiting = std::move(waiting_);
     waiting_.clear();
     statusAsked_ = false;
+    noStreamLogged_ = false;
     publishAt_.reset();
     const bool had = rooms_.Loaded();
     rooms_.Clear();
@@ -412,7 +414,9 @@ void Link::TakeOrders() {
         std::vector<Call> calls;
         const ResultCode code = order.select ? rooms_.SelectCalls(order.id, &calls)
                                              : rooms_.EnableCalls(order.id, order.enabled, &calls);
-        if (code == kPlayerFailed) {
+        if (code == kPlayerFailed && !noStreamLogged_) {
+            // Once a connection: each client's request would write a line.
+            noStreamLogged_ = true;
             Log(kLogError,
                 "vantor-server: snapserver at %s has no stream for this player (streams are "
                 "chosen with --snapcast-stream)",

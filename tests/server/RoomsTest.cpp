@@ -652,6 +652,24 @@ TEST_F(LinkTest, ASwitchAskedForWhileConnectingDoesNotGiveUpTheConnection) {
     ::close(listener);
 }
 
+TEST_F(LinkTest, SwitchesWithoutAStreamOfOursAreLoggedOnceNotEachTime) {
+    const json noneOurs = Status({Group("g1", "A", false, {{"a", "A", ""}})}, {"A", "B"});
+    ScriptedSnapserver peer(
+        [&noneOurs](ScriptedSnapserver::Connection& link) { link.AnswerStatus(noneOurs); });
+    Start(peer.Port());
+    ASSERT_TRUE(Shows("a=A/off"));
+    testing::LogCapture log;
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_EQ(Switch("a"), kPlayerFailed);
+    }
+    int told = 0;
+    for (const std::string& line : log.Lines()) {
+        told += line.find("has no stream for this player") != std::string::npos ? 1 : 0;
+    }
+    // Any client could otherwise write a line to the log with each request.
+    EXPECT_LE(told, 1);
+}
+
 // A client that sends requests without waiting and counts the answers.
 class Counting final : private ServerConnection::Handler {
 public:
