@@ -275,13 +275,24 @@ std::vector<Speaker> Rooms::Speakers() const {
                 Speaker{id, std::move(name), !client.muted && !group.muted && Plays(groupId)});
         }
     }
-    std::map<std::string, int> uses;
-    for (const Speaker& speaker : speakers) {
-        ++uses[speaker.name];
-    }
-    for (Speaker& speaker : speakers) {
-        if (uses[speaker.name] > 1) {
-            speaker.name += " (" + speaker.id + ")";
+    // Shared names get the id in brackets; a name so made may equal another
+    // room's own, which then gets its id too. Names that end in their own
+    // id differ, so a few rounds settle it.
+    for (int round = 0; round < 4; ++round) {
+        std::map<std::string, int> uses;
+        for (const Speaker& speaker : speakers) {
+            ++uses[speaker.name];
+        }
+        bool marked = false;
+        for (Speaker& speaker : speakers) {
+            const std::string mark = " (" + speaker.id + ")";
+            if (uses[speaker.name] > 1 && !speaker.name.ends_with(mark)) {
+                speaker.name += mark;
+                marked = true;
+            }
+        }
+        if (!marked) {
+            break;
         }
     }
     // In the order a person reads names, whatever order Snapcast's groups
