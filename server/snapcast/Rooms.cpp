@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <set>
 
@@ -56,6 +57,10 @@ Call MuteGroup(const std::string& id, bool muted) {
 
 Call MoveGroup(const std::string& id, const std::string& stream) {
     return {"Group.SetStream", Dump({{"id", id}, {"stream_id", stream}})};
+}
+
+Call SetGroupClients(const std::string& id, const std::vector<std::string>& clients) {
+    return {"Group.SetClients", Dump({{"id", id}, {"clients", clients}})};
 }
 
 Rooms::Rooms(std::string stream, std::string player)
@@ -310,6 +315,16 @@ void Rooms::SwitchOn(const std::string& id, std::set<std::string>* muting,
     const Client& client = clients_.at(id);
     const Group& group = groups_.at(client.group);
     const bool moves = group.stream != stream_;
+    if (moves && group.clients.size() > 1) {
+        // The others of its group play their stream on: the room leaves the
+        // group first (snapserver gives it one of its own on the same
+        // stream), and is switched on in it once that is done.
+        std::vector<std::string> others;
+        std::copy_if(group.clients.begin(), group.clients.end(), std::back_inserter(others),
+                     [&id](const std::string& other) { return other != id; });
+        calls->push_back(SetGroupClients(client.group, others));
+        return;
+    }
     if (moves || group.muted) {
         // The others of the group would start playing with it: they stay
         // off, muted now instead.

@@ -121,6 +121,11 @@ private:
         int first = 0;
         std::vector<Call> calls;  // none: Server.GetStatus
         SpeakerService::Done done;
+        // The switch asked for, to ask for its calls again once the room
+        // has left its group.
+        std::string id;
+        bool select = false;
+        bool enabled = false;
         Clock::time_point deadline;
         std::map<int, json> replies;
     };
@@ -150,7 +155,11 @@ private:
         }
     }
     void TakeOrders();
-    void Send(std::vector<Call> calls, SpeakerService::Done done);
+    Waiting& Send(std::vector<Call> calls, SpeakerService::Done done);
+    // The calls of a switch (`again`: asked for again), sent; false when
+    // there are none to send, with `done` not yet called.
+    bool SendSwitch(const std::string& id, bool select, bool enabled, bool again,
+                    SpeakerService::Done& done, ResultCode* code);
     void ReadStatus();
     // False when the connection is to be left, and why.
     bool Receive(std::string* reason);
@@ -411,9 +420,10 @@ void Link::TakeOrders() {
             Fail(order.done);
             continue;
         }
-        std::vector<Call> calls;
-        const ResultCode code = order.select ? rooms_.SelectCalls(order.id, &calls)
-                                             : rooms_.EnableCalls(order.id, order.enabled, &calls);
+        ResultCode code = kSuccess;
+        if (SendSwitch(order.id, order.select, order.enabled, false, order.done, &code)) {
+            continue;
+        }
         if (code == kPlayerFailed && !noStreamLogged_) {
             // Once a connection: each client's request would write a line.
             noStreamLogged_ = true;
@@ -422,15 +432,30 @@ void Link::TakeOrders() {
                 "chosen with --snapcast-stream)",
                 where_.c_str());
         }
-        if (code != kSuccess || calls.empty()) {
-            order.done(code);
-            continue;
-        }
-        Send(std::move(calls), std::move(order.done));
+        order.done(code);
     }
 }
 
-void Link::Send(std::vector<Call> calls, SpeakerService::Done done) {
+bool Link::SendSwitch(const std::string& id, bool select, bool enabled, bool again,
+                      SpeakerService::Done& done, ResultCode* code) {
+    std::vector<Call> calls;
+    *code = select ? rooms_.SelectCalls(id, &calls) : rooms_.EnableCalls(id, enabled, &calls);
+    if (*code != kSuccess || calls.empty()) {
+        return false;
+    }
+    if (again && calls.back().method == "Group.SetClients") {
+        *code = kPlayerFailed;  // it did not leave its group
+        return false;
+    }
+    Waiting& waiting = Send(std::move(calls), std::move(done));
+    done = nullptr;
+    waiting.id = id;
+    waiting.select = select;
+    waiting.enabled = enabled;
+    return true;
+}
+
+Link::Waiting& Link::Send(std::vector<Call> calls, SpeakerService::Done done) {
     Waiting waiting;
     waiting.first = nextId_;
     waiting.done = std::move(done);
@@ -449,7 +474,7 @@ void Link::Send(std::vector<Call> calls, SpeakerService::Done done) {
     }
     waiting.calls = std::move(calls);
     out_ += text + "\n";
-    waiting_.emplace(waiting.first, std::move(waiting));
+    return waiting_.emplace(waiting.first, std::move(waiting)).first->second;
 }
 
 void Link::ReadStatus() {
@@ -599,6 +624,7 @@ bool Link::Finish(Waiting waiting, std::string* reason) {
         return true;
     }
     bool failed = false;
+    bool left = false;  // the room has left its group
     for (std::size_t i = 0; i < waiting.calls.size(); ++i) {
         const Call& call = waiting.calls[i];
         const json& reply = waiting.replies[waiting.first + static_cast<int>(i)];
@@ -616,6 +642,10 @@ bool Link::Finish(Waiting waiting, std::string* reason) {
                 where_.c_str(), call.method.c_str(), Shorten(call.params).c_str(),
                 Shorten(message).c_str(), code);
             failed = true;
+        } else if (call.method == "Group.SetClients") {
+            // The whole status, with the room's group of its own.
+            left = reply.contains("result") && rooms_.Load(reply["result"]);
+            failed = failed || !left;
         } else {
             rooms_.Apply(call.method, json::parse(call.params, nullptr, false));
         }
@@ -624,8 +654,13 @@ bool Link::Finish(Waiting waiting, std::string* reason) {
         ReadStatus();  // what did happen
     }
     Publish();
+    ResultCode code = failed ? kPlayerFailed : kSuccess;
+    if (left && !failed &&
+        SendSwitch(waiting.id, waiting.select, waiting.enabled, true, waiting.done, &code)) {
+        return true;
+    }
     if (waiting.done) {
-        waiting.done(failed ? kPlayerFailed : kSuccess);
+        waiting.done(code);
     }
     return true;
 }

@@ -99,6 +99,10 @@ std::string Calls(const std::vector<Call>& calls) {
             text += params["volume"]["muted"].get<bool>() ? " mute" : " unmute";
         } else if (call.method == "Group.SetMute") {
             text += params["mute"].get<bool>() ? " mute" : " unmute";
+        } else if (call.method == "Group.SetClients") {
+            for (const json& client : params["clients"]) {
+                text += " " + client.get<std::string>();
+            }
         } else {
             text += " " + params["stream_id"].get<std::string>();
         }
@@ -185,14 +189,12 @@ TEST(RoomsTest, SelectingMutesTheOthersFirstThenBringsTheRoomToOurStream) {
         ResultCode code;
         std::string calls;
     } cases[] = {
+        // The hall, of the den's group, stays as it is: the den leaves the
+        // group first.
         {true, "den", true, kSuccess,
-         "Client.SetVolume kitchen mute; Client.SetVolume attic mute; Client.SetVolume hall "
-         "mute; Group.SetStream g2 MPD; Group.SetMute g2 unmute; Client.SetVolume den unmute"},
+         "Client.SetVolume kitchen mute; Client.SetVolume attic mute; Group.SetClients g2 hall"},
         {true, "kitchen", true, kSuccess, "Client.SetVolume attic mute"},
-        // On alone: the others of its group stay off, muted instead.
-        {false, "den", true, kSuccess,
-         "Client.SetVolume hall mute; Group.SetStream g2 MPD; Group.SetMute g2 unmute; "
-         "Client.SetVolume den unmute"},
+        {false, "den", true, kSuccess, "Group.SetClients g2 hall"},
         {false, "patio", true, kSuccess, "Client.SetVolume patio unmute"},
         {false, "kitchen", false, kSuccess, "Client.SetVolume kitchen mute"},
         {false, "patio", false, kSuccess, ""},
@@ -206,9 +208,20 @@ TEST(RoomsTest, SelectingMutesTheOthersFirstThenBringsTheRoomToOurStream) {
         EXPECT_EQ(code, test.code) << test.id;
         EXPECT_EQ(Calls(calls), test.calls) << test.id;
     }
-    // Carried out, they make the list they were meant to.
+    // Carried out, they make the list they were meant to: once snapserver
+    // has given the den a group of its own, the calls asked for again
+    // switch it on there.
     std::vector<Call> calls;
     ASSERT_EQ(rooms.SelectCalls("den", &calls), kSuccess);
+    ASSERT_EQ(calls.back().method, "Group.SetClients");
+    ASSERT_TRUE(rooms.Load(
+        Status({Group("g1", "MPD", false, {{"kitchen", "K", "", true}, {"patio", "P", "", true}}),
+                Group("g2", "Radio", true, {{"hall", "H", ""}}),
+                Group("g3", "MPD", false, {{"attic", "A", "", true}}),
+                Group("g5", "Radio", false, {{"den", "D", "", true}})},
+               {"MPD", "Radio"})));
+    ASSERT_EQ(rooms.SelectCalls("den", &calls), kSuccess);
+    EXPECT_EQ(Calls(calls), "Group.SetStream g5 MPD; Client.SetVolume den unmute");
     for (const Call& call : calls) {
         ASSERT_TRUE(rooms.Apply(call.method, json::parse(call.params)));
     }
@@ -298,7 +311,7 @@ TEST(RoomsTest, SwitchingOnARoomLeavesTheOtherRoomsOfItsGroupPlayingTheirStream)
             select ? rooms.SelectCalls("den", &calls) : rooms.EnableCalls("den", true, &calls),
             kSuccess);
         const std::string text = Calls(calls);
-        EXPECT_EQ(text.find("hall"), std::string::npos) << text;
+        EXPECT_EQ(text.find("Client.SetVolume hall"), std::string::npos) << text;
         EXPECT_EQ(text.find("Group.SetStream g2"), std::string::npos) << text;
     }
 }
@@ -668,6 +681,49 @@ TEST_F(LinkTest, SwitchesWithoutAStreamOfOursAreLoggedOnceNotEachTime) {
     }
     // Any client could otherwise write a line to the log with each request.
     EXPECT_LE(told, 1);
+}
+
+TEST_F(LinkTest, ARoomLeavesAGroupOfAnotherStreamAndIsThenSwitchedOnInItsOwn) {
+    const json before = Status({Group("g1", "MPD", false, {{"a", "A", ""}}),
+                                Group("g2", "Radio", false, {{"den", "D", ""}, {"hall", "H", ""}})},
+                               {"MPD", "Radio"});
+    const json split = Status({Group("g1", "MPD", false, {{"a", "A", ""}}),
+                               Group("g2", "Radio", false, {{"hall", "H", ""}}),
+                               Group("g5", "Radio", false, {{"den", "D", ""}})},
+                              {"MPD", "Radio"});
+    std::atomic<int> batches{0};
+    std::string second;
+    std::mutex secondMutex;
+    ScriptedSnapserver peer([&](ScriptedSnapserver::Connection& link) {
+        link.AnswerStatus(before);
+        for (int i = 0; i < 2; ++i) {
+            const json batch = json::parse(link.ReadLine(), nullptr, false);
+            if (!batch.is_array()) {
+                return;
+            }
+            json replies = json::array();
+            for (const json& call : batch) {
+                const bool setClients = call.value("method", "") == "Group.SetClients";
+                replies.push_back({{"id", call["id"]},
+                                   {"jsonrpc", "2.0"},
+                                   {"result", setClients ? split : json::object()}});
+            }
+            if (i == 1) {
+                std::lock_guard lock(secondMutex);
+                second = batch.dump();
+            }
+            ++batches;
+            link.Send(replies.dump() + "\r\n");
+        }
+    });
+    Start(peer.Port());
+    ASSERT_TRUE(Shows("a=A/on, den=D/off, hall=H/off"));
+    EXPECT_EQ(Switch("den", true), kSuccess);
+    EXPECT_EQ(batches, 2);
+    EXPECT_EQ(Listed(rooms_->Speakers()), "a=A/on, den=D/on, hall=H/off");
+    std::lock_guard lock(secondMutex);
+    EXPECT_NE(second.find("g5"), std::string::npos) << second;
+    EXPECT_EQ(second.find("hall"), std::string::npos) << second;
 }
 
 // A client that sends requests without waiting and counts the answers.
