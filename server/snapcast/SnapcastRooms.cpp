@@ -274,8 +274,14 @@ void Link::Run() {
     while (!Stopping()) {
         std::string reason;
         if (Connect(&reason)) {
+            const auto began = Clock::now();
             reason = Session();
-            failures = rooms_.Loaded() ? 0 : failures;
+            // Only a link that held a while ends the pauses' growth: one
+            // dropped at once, again and again, would otherwise be made
+            // anew each first pause, with two changes of the list each time.
+            if (rooms_.Loaded() && Clock::now() - began >= options_.longestPause) {
+                failures = 0;
+            }
         }
         Drop(reason);
         if (Stopping()) {

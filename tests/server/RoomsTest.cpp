@@ -726,6 +726,30 @@ TEST_F(LinkTest, ARoomLeavesAGroupOfAnotherStreamAndIsThenSwitchedOnInItsOwn) {
     EXPECT_EQ(second.find("hall"), std::string::npos) << second;
 }
 
+TEST_F(LinkTest, ASnapserverThatDropsEachLinkAtOnceIsTriedAgainAfterGrowingPauses) {
+    ScriptedSnapserver peer([](ScriptedSnapserver::Connection& link) {
+        link.AnswerStatus(kTwoRooms);
+        ::shutdown(link.fd, SHUT_RDWR);  // and gone again
+    });
+    SnapcastOptions options;
+    options.host = "127.0.0.1";
+    options.port = peer.Port();
+    options.player = "MPD";
+    options.firstPause = 100ms;
+    options.longestPause = 1600ms;
+    rooms_ = std::make_unique<SnapcastRooms>(options);
+    rooms_->Start([this](std::vector<Speaker> speakers) {
+        std::lock_guard lock(mutex_);
+        published_.push_back(Listed(speakers));
+    });
+    std::this_thread::sleep_for(3s);
+    rooms_->Stop();
+    // Pauses of 100, 200, 400, 800 and 1600 ms: a handful of links in 3 s,
+    // not one every 100 ms with two changes of the list each.
+    EXPECT_LE(peer.Connections(), 8);
+    EXPECT_LE(Published().size(), 16u);
+}
+
 // A client that sends requests without waiting and counts the answers.
 class Counting final : private ServerConnection::Handler {
 public:
