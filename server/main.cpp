@@ -278,6 +278,10 @@ int main(int argc, char** argv) {
     sigaddset(&signals, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
+    if (!snapcast && !rooms.stream.empty()) {
+        std::fprintf(stderr, "vantor-server: --snapcast-stream needs --snapcast\n");
+        return 2;
+    }
     if (mpris && !mpd.host.empty()) {
         std::fprintf(stderr, "vantor-server: --mpd and --mpris cannot be given together\n");
         return 2;

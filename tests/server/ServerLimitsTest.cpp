@@ -355,5 +355,19 @@ TEST(ServerProcessTest, SnapcastTakesAnIpv6AddressInBracketsOrBare) {
     bare.Wait();
 }
 
+TEST(ServerProcessTest, SnapcastStreamWithoutSnapcastIsRefused) {
+    // The rooms' stream named, the rooms forgotten: the speakers would be
+    // the player's without a word.
+    testing::Process server({VANTOR_SERVER_PATH, "--bind", "127.0.0.1", "--port", "0",
+                             "--no-discovery", "--media-port", "0", "--snapcast-stream", "MPD"});
+    ASSERT_TRUE(server.Started());
+    const bool listening = server.WaitForOutput("listening on", 3s);
+    if (listening) {
+        server.Signal(SIGTERM);
+    }
+    EXPECT_FALSE(listening) << server.Output();
+    EXPECT_EQ(server.Wait(), 2) << server.Output();
+}
+
 }  // namespace
 }  // namespace vantor
