@@ -315,24 +315,22 @@ void Rooms::SwitchOn(const std::string& id, std::set<std::string>* muting,
     const Client& client = clients_.at(id);
     const Group& group = groups_.at(client.group);
     const bool moves = group.stream != stream_;
-    if (moves && group.clients.size() > 1) {
-        // The others of its group play their stream on: the room leaves the
-        // group first (snapserver gives it one of its own on the same
-        // stream), and is switched on in it once that is done.
+    // Rooms of the group that would start playing with it.
+    const bool othersWouldPlay =
+        group.muted &&
+        std::any_of(group.clients.begin(), group.clients.end(), [&](const std::string& other) {
+            return other != id && !clients_.at(other).muted && muting->count(other) == 0;
+        });
+    if (group.clients.size() > 1 && (moves || othersWouldPlay)) {
+        // The others of its group stay as they are (playing their stream,
+        // or off): the room leaves the group first (snapserver gives it one
+        // of its own on the same stream), and is switched on in it once
+        // that is done.
         std::vector<std::string> others;
         std::copy_if(group.clients.begin(), group.clients.end(), std::back_inserter(others),
                      [&id](const std::string& other) { return other != id; });
         calls->push_back(SetGroupClients(client.group, others));
         return;
-    }
-    if (moves || group.muted) {
-        // The others of the group would start playing with it: they stay
-        // off, muted now instead.
-        for (const std::string& other : group.clients) {
-            if (other != id && !clients_.at(other).muted && muting->insert(other).second) {
-                calls->push_back(MuteClient(other, true));
-            }
-        }
     }
     if (moves) {
         calls->push_back(MoveGroup(client.group, stream_));

@@ -316,6 +316,18 @@ TEST(RoomsTest, SwitchingOnARoomLeavesTheOtherRoomsOfItsGroupPlayingTheirStream)
     }
 }
 
+TEST(RoomsTest, SwitchingOnARoomOfAMutedGroupLeavesTheOthersOfTheGroupAsTheyAre) {
+    Rooms rooms("", "MPD");
+    ASSERT_TRUE(rooms.Load(Status({Group(
+        "g1", "MPD", true, {{"den", "D", ""}, {"hall", "H", ""}, {"attic", "A", "", true}})})));
+    std::vector<Call> calls;
+    ASSERT_EQ(rooms.EnableCalls("den", true, &calls), kSuccess);
+    EXPECT_EQ(Calls(calls), "Group.SetClients g1 hall attic");
+    // Selected, the others are muted anyway: no need to leave the group.
+    ASSERT_EQ(rooms.SelectCalls("den", &calls), kSuccess);
+    EXPECT_EQ(Calls(calls), "Client.SetVolume hall mute; Group.SetMute g1 unmute");
+}
+
 TEST(RoomsTest, NamesMadeDistinctStayDistinct) {
     Rooms rooms("", "MPD");
     ASSERT_TRUE(rooms.Load(Status(
