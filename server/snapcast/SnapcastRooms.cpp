@@ -112,7 +112,8 @@ public:
         : shared_(std::move(shared)),
           options_(shared_->options),
           rooms_(options_.stream, options_.player),
-          where_(Format("%s:%u", options_.host.c_str(), static_cast<unsigned>(options_.port))) {}
+          where_(Format(options_.host.find(':') != std::string::npos ? "[%s]:%u" : "%s:%u",
+                        options_.host.c_str(), static_cast<unsigned>(options_.port))) {}
 
     void Run();
 

@@ -350,6 +350,7 @@ TEST(ServerProcessTest, SnapcastTakesAnIpv6AddressInBracketsOrBare) {
                            "--no-discovery", "--media-port", "0", "--snapcast", "::1"});
     ASSERT_TRUE(bare.Started());
     ASSERT_TRUE(bare.WaitForOutput("snapserver at")) << bare.Output();
+    EXPECT_NE(bare.Output().find("snapserver at [::1]:1705 "), std::string::npos) << bare.Output();
     EXPECT_EQ(bare.Output().find("Name or service not known"), std::string::npos) << bare.Output();
     bare.Signal(SIGTERM);
     bare.Wait();
