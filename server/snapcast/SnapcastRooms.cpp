@@ -323,7 +323,9 @@ std::string Link::Session() {
         for (const auto& [id, waiting] : waiting_) {
             wake = std::min(wake, waiting.deadline);
         }
-        if (publishAt_) {
+        // While the status is read again the changes wait for it: the
+        // list it makes is the one to tell.
+        if (publishAt_ && !statusAsked_) {
             wake = std::min(wake, *publishAt_);
         }
         const auto now = Clock::now();
@@ -348,7 +350,7 @@ std::string Link::Session() {
                               static_cast<long long>(options_.callTimeout.count()));
             }
         }
-        if (publishAt_ && Clock::now() >= *publishAt_) {
+        if (publishAt_ && !statusAsked_ && Clock::now() >= *publishAt_) {
             Publish();
         }
         TakeOrders();

@@ -762,6 +762,26 @@ TEST_F(LinkTest, ASnapserverThatDropsEachLinkAtOnceIsTriedAgainAfterGrowingPause
     EXPECT_LE(Published().size(), 16u);
 }
 
+TEST_F(LinkTest, ABurstPartlyFollowedByReadingTheStatusAgainMakesOneChange) {
+    const json after = Status({Group("g1", "MPD", false, {{"a", "A", "", true}, {"b", "B", ""}}),
+                               Group("g9", "MPD", false, {{"c", "C", ""}})});
+    ScriptedSnapserver peer([&after](ScriptedSnapserver::Connection& link) {
+        link.AnswerStatus(kTwoRooms);
+        // One burst: a change it can follow, and a room it does not know.
+        link.Send(R"({"jsonrpc":"2.0","method":"Client.OnVolumeChanged",)"
+                  R"("params":{"id":"a","volume":{"muted":true}}})"
+                  "\r\n"
+                  R"({"jsonrpc":"2.0","method":"Client.OnConnect",)"
+                  R"("params":{"id":"c","client":{"id":"c","connected":true}}})"
+                  "\r\n");
+        std::this_thread::sleep_for(100ms);  // snapserver busy a moment
+        link.AnswerStatus(after);
+    });
+    Start(peer.Port());
+    ASSERT_TRUE(Shows("a=A/off, b=B/on, c=C/on"));
+    EXPECT_EQ(Published(), (std::vector<std::string>{"a=A/on, b=B/on", "a=A/off, b=B/on, c=C/on"}));
+}
+
 // A client that sends requests without waiting and counts the answers.
 class Counting final : private ServerConnection::Handler {
 public:
