@@ -520,6 +520,9 @@ void MessageServer::Loop::Broadcast(const Events& events) {
     std::string bytes;
     std::string library;
     for (const auto& event : events) {
+        if (speakers_ && event->Type() == MessageType::SpeakerListChangedEvent) {
+            continue;  // the player's outputs, while the speakers are the rooms
+        }
         // A change of the library follows the library answers still being
         // worked out, which were read from it before the change: it goes
         // through the library thread's queue, after them.

@@ -102,6 +102,14 @@ public:
         }
         Wake();
     }
+    // The rooms' new list, to every client.
+    void BroadcastSpeakers(std::vector<Speaker> speakers) {
+        SpeakerListChangedEvent changed;
+        changed.speakers = std::move(speakers);
+        std::string bytes = changed.ToXml();
+        bytes.push_back('\0');
+        SendRawToAll(bytes);
+    }
     void SendRawToAll(const std::string& bytes) {
         for (auto& client : clients_) {
             Queue(*client, bytes);

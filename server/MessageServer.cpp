@@ -102,10 +102,9 @@ bool MessageServer::Start() {
     if (parts_.speakers) {
         parts_.speakers->Start([weak](std::vector<Speaker> speakers) {
             if (const auto running = weak.lock()) {
-                running->Post([speakers = std::move(speakers)](PlayerBackend&, Events& events) {
-                    auto changed = std::make_unique<SpeakerListChangedEvent>();
-                    changed->speakers = speakers;
-                    events.push_back(std::move(changed));
+                Loop* self = running.get();  // the task runs on the loop, which it cannot outlive
+                running->PostRaw([self, speakers = std::move(speakers)]() mutable {
+                    self->BroadcastSpeakers(std::move(speakers));
                 });
             }
         });

@@ -66,7 +66,8 @@ const char kUsage[] =
     "  --snapcast HOST[:PORT] the speakers are the rooms of the Snapcast server at\n"
     "                         HOST (control port 1705 unless given): each connected\n"
     "                         snapclient is a speaker, on when it is not muted and\n"
-    "                         plays this player's stream\n"
+    "                         plays this player's stream; an IPv6 address in\n"
+    "                         brackets when a port follows ([::1]:1705)\n"
     "  --snapcast-stream NAME the Snapcast stream that carries this player's sound;\n"
     "                         without it the only stream, else the one named like\n"
     "                         the player: \"MPD\" with --mpd, NAME with --mpris NAME\n"
@@ -94,6 +95,33 @@ bool ParsePort(const char* text, std::uint16_t* port) {
     }
     *port = static_cast<std::uint16_t>(value);
     return true;
+}
+
+// HOST, HOST:PORT, [IPV6] or [IPV6]:PORT; a bare IPv6 address (two colons
+// or more) has no port. `port` is kept when none is given.
+bool ParseHostPort(const std::string& address, std::string* host, std::uint16_t* port) {
+    std::string rest;
+    if (!address.empty() && address[0] == '[') {
+        const std::size_t close = address.find(']');
+        if (close == std::string::npos) {
+            return false;
+        }
+        *host = address.substr(1, close - 1);
+        rest = address.substr(close + 1);
+        if (!rest.empty() && rest[0] != ':') {
+            return false;
+        }
+    } else if (const std::size_t colon = address.find(':');
+               colon == std::string::npos || address.find(':', colon + 1) != std::string::npos) {
+        *host = address;
+    } else {
+        *host = address.substr(0, colon);
+        rest = address.substr(colon);
+    }
+    if (!rest.empty() && (!ParsePort(rest.c_str() + 1, port) || *port == 0)) {
+        return false;
+    }
+    return !host->empty();
 }
 
 bool ParseCount(const char* text, int* count) {
@@ -194,14 +222,8 @@ int main(int argc, char** argv) {
             mpd.timeout = std::chrono::milliseconds(milliseconds);
             options.playerTimeout = mpd.timeout;
         } else if (option == "--snapcast") {
-            const std::string address = value();
-            const std::size_t colon = address.rfind(':');
             snapcast = true;
-            rooms.host = address.substr(0, colon);
-            if (colon != std::string::npos) {
-                ok = ParsePort(address.c_str() + colon + 1, &rooms.port) && rooms.port != 0;
-            }
-            ok = ok && !rooms.host.empty();
+            ok = ParseHostPort(value(), &rooms.host, &rooms.port);
         } else if (option == "--snapcast-stream") {
             rooms.stream = value();
             ok = !rooms.stream.empty();
@@ -256,6 +278,10 @@ int main(int argc, char** argv) {
     sigaddset(&signals, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
+    if (!snapcast && !rooms.stream.empty()) {
+        std::fprintf(stderr, "vantor-server: --snapcast-stream needs --snapcast\n");
+        return 2;
+    }
     if (mpris && !mpd.host.empty()) {
         std::fprintf(stderr, "vantor-server: --mpd and --mpris cannot be given together\n");
         return 2;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <set>
 
@@ -56,6 +57,10 @@ Call MuteGroup(const std::string& id, bool muted) {
 
 Call MoveGroup(const std::string& id, const std::string& stream) {
     return {"Group.SetStream", Dump({{"id", id}, {"stream_id", stream}})};
+}
+
+Call SetGroupClients(const std::string& id, const std::vector<std::string>& clients) {
+    return {"Group.SetClients", Dump({{"id", id}, {"clients", clients}})};
 }
 
 Rooms::Rooms(std::string stream, std::string player)
@@ -275,13 +280,24 @@ std::vector<Speaker> Rooms::Speakers() const {
                 Speaker{id, std::move(name), !client.muted && !group.muted && Plays(groupId)});
         }
     }
-    std::map<std::string, int> uses;
-    for (const Speaker& speaker : speakers) {
-        ++uses[speaker.name];
-    }
-    for (Speaker& speaker : speakers) {
-        if (uses[speaker.name] > 1) {
-            speaker.name += " (" + speaker.id + ")";
+    // Shared names get the id in brackets; a name so made may equal another
+    // room's own, which then gets its id too. Names that end in their own
+    // id differ, so a few rounds settle it.
+    for (int round = 0; round < 4; ++round) {
+        std::map<std::string, int> uses;
+        for (const Speaker& speaker : speakers) {
+            ++uses[speaker.name];
+        }
+        bool marked = false;
+        for (Speaker& speaker : speakers) {
+            const std::string mark = " (" + speaker.id + ")";
+            if (uses[speaker.name] > 1 && !speaker.name.ends_with(mark)) {
+                speaker.name += mark;
+                marked = true;
+            }
+        }
+        if (!marked) {
+            break;
         }
     }
     // In the order a person reads names, whatever order Snapcast's groups
@@ -299,14 +315,22 @@ void Rooms::SwitchOn(const std::string& id, std::set<std::string>* muting,
     const Client& client = clients_.at(id);
     const Group& group = groups_.at(client.group);
     const bool moves = group.stream != stream_;
-    if (moves || group.muted) {
-        // The others of the group would start playing with it: they stay
-        // off, muted now instead.
-        for (const std::string& other : group.clients) {
-            if (other != id && !clients_.at(other).muted && muting->insert(other).second) {
-                calls->push_back(MuteClient(other, true));
-            }
-        }
+    // Rooms of the group that would start playing with it.
+    const bool othersWouldPlay =
+        group.muted &&
+        std::any_of(group.clients.begin(), group.clients.end(), [&](const std::string& other) {
+            return other != id && !clients_.at(other).muted && muting->count(other) == 0;
+        });
+    if (group.clients.size() > 1 && (moves || othersWouldPlay)) {
+        // The others of its group stay as they are (playing their stream,
+        // or off): the room leaves the group first (snapserver gives it one
+        // of its own on the same stream), and is switched on in it once
+        // that is done.
+        std::vector<std::string> others;
+        std::copy_if(group.clients.begin(), group.clients.end(), std::back_inserter(others),
+                     [&id](const std::string& other) { return other != id; });
+        calls->push_back(SetGroupClients(client.group, others));
+        return;
     }
     if (moves) {
         calls->push_back(MoveGroup(client.group, stream_));
@@ -351,7 +375,9 @@ ResultCode Rooms::EnableCalls(const std::string& id, bool enabled, std::vector<C
         return kNotFound;
     }
     if (!enabled) {
-        if (!client->second.muted) {
+        // A room of another stream is off for us already: muting it would
+        // silence what it plays there.
+        if (!client->second.muted && Plays(client->second.group)) {
             calls->push_back(MuteClient(id, true));
         }
         return kSuccess;

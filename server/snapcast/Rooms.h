@@ -60,7 +60,10 @@ public:
 
     // The calls, in order, that make `id` the one room of our stream that
     // plays, or switch it on or off alone; kNotFound for no such speaker,
-    // kPlayerFailed when there is no stream of ours.
+    // kPlayerFailed when there is no stream of ours. A room that shares its
+    // group with rooms of another stream first leaves the group
+    // (Group.SetClients, the last call then): once that is done, the calls
+    // asked for again switch it on.
     ResultCode SelectCalls(const std::string& id, std::vector<Call>* calls) const;
     ResultCode EnableCalls(const std::string& id, bool enabled, std::vector<Call>* calls) const;
 
@@ -107,5 +110,8 @@ private:
 Call MuteClient(const std::string& id, bool muted);
 Call MuteGroup(const std::string& id, bool muted);
 Call MoveGroup(const std::string& id, const std::string& stream);
+// Group.SetClients: those clients alone in the group; the others left out
+// get a group each. Its result is the whole status.
+Call SetGroupClients(const std::string& id, const std::vector<std::string>& clients);
 
 }  // namespace vantor::server::snapcast

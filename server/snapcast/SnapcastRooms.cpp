@@ -112,7 +112,8 @@ public:
         : shared_(std::move(shared)),
           options_(shared_->options),
           rooms_(options_.stream, options_.player),
-          where_(Format("%s:%u", options_.host.c_str(), static_cast<unsigned>(options_.port))) {}
+          where_(Format(options_.host.find(':') != std::string::npos ? "[%s]:%u" : "%s:%u",
+                        options_.host.c_str(), static_cast<unsigned>(options_.port))) {}
 
     void Run();
 
@@ -121,6 +122,11 @@ private:
         int first = 0;
         std::vector<Call> calls;  // none: Server.GetStatus
         SpeakerService::Done done;
+        // The switch asked for, to ask for its calls again once the room
+        // has left its group.
+        std::string id;
+        bool select = false;
+        bool enabled = false;
         Clock::time_point deadline;
         std::map<int, json> replies;
     };
@@ -150,7 +156,11 @@ private:
         }
     }
     void TakeOrders();
-    void Send(std::vector<Call> calls, SpeakerService::Done done);
+    Waiting& Send(std::vector<Call> calls, SpeakerService::Done done);
+    // The calls of a switch (`again`: asked for again), sent; false when
+    // there are none to send, with `done` not yet called.
+    bool SendSwitch(const std::string& id, bool select, bool enabled, bool again,
+                    SpeakerService::Done& done, ResultCode* code);
     void ReadStatus();
     // False when the connection is to be left, and why.
     bool Receive(std::string* reason);
@@ -182,7 +192,9 @@ private:
     bool statusAsked_ = false;
     bool garbageLogged_ = false;
     bool downLogged_ = false;
-    bool published_ = false;  // `lastPublished_` has gone out
+    bool noStreamLogged_ = false;
+    // The list last given out; empty at first, as the server shows it
+    // before the link.
     std::vector<Speaker> lastPublished_;
     std::optional<Clock::time_point> publishAt_;
 };
@@ -222,10 +234,18 @@ bool Link::Connect(std::string* reason) {
                 *reason = std::strerror(errno);
                 continue;
             }
+            // A switch asked for meanwhile fails at once (there are no rooms
+            // yet), and is no reason to give the connection up before its
+            // time.
             short ready = 0;
-            if (!Wait(fd.Get(), POLLOUT, options_.callTimeout, &ready)) {
-                *reason = "stopping";
-                return false;
+            const auto deadline = Clock::now() + options_.callTimeout;
+            for (auto now = Clock::now(); ready == 0 && now < deadline; now = Clock::now()) {
+                TakeOrders();
+                if (!Wait(fd.Get(), POLLOUT,
+                          std::chrono::ceil<std::chrono::milliseconds>(deadline - now), &ready)) {
+                    *reason = "stopping";
+                    return false;
+                }
             }
             int error = 0;
             socklen_t length = sizeof error;
@@ -255,8 +275,14 @@ void Link::Run() {
     while (!Stopping()) {
         std::string reason;
         if (Connect(&reason)) {
+            const auto began = Clock::now();
             reason = Session();
-            failures = rooms_.Loaded() ? 0 : failures;
+            // Only a link that held a while ends the pauses' growth: one
+            // dropped at once, again and again, would otherwise be made
+            // anew each first pause, with two changes of the list each time.
+            if (rooms_.Loaded() && Clock::now() - began >= options_.longestPause) {
+                failures = 0;
+            }
         }
         Drop(reason);
         if (Stopping()) {
@@ -297,7 +323,9 @@ std::string Link::Session() {
         for (const auto& [id, waiting] : waiting_) {
             wake = std::min(wake, waiting.deadline);
         }
-        if (publishAt_) {
+        // While the status is read again the changes wait for it: the
+        // list it makes is the one to tell.
+        if (publishAt_ && !statusAsked_) {
             wake = std::min(wake, *publishAt_);
         }
         const auto now = Clock::now();
@@ -322,7 +350,7 @@ std::string Link::Session() {
                               static_cast<long long>(options_.callTimeout.count()));
             }
         }
-        if (publishAt_ && Clock::now() >= *publishAt_) {
+        if (publishAt_ && !statusAsked_ && Clock::now() >= *publishAt_) {
             Publish();
         }
         TakeOrders();
@@ -360,6 +388,7 @@ void Link::Drop(const std::string& reason) {
     auto waiting = std::move(waiting_);
     waiting_.clear();
     statusAsked_ = false;
+    noStreamLogged_ = false;
     publishAt_.reset();
     const bool had = rooms_.Loaded();
     rooms_.Clear();
@@ -400,24 +429,42 @@ void Link::TakeOrders() {
             Fail(order.done);
             continue;
         }
-        std::vector<Call> calls;
-        const ResultCode code = order.select ? rooms_.SelectCalls(order.id, &calls)
-                                             : rooms_.EnableCalls(order.id, order.enabled, &calls);
-        if (code == kPlayerFailed) {
+        ResultCode code = kSuccess;
+        if (SendSwitch(order.id, order.select, order.enabled, false, order.done, &code)) {
+            continue;
+        }
+        if (code == kPlayerFailed && !noStreamLogged_) {
+            // Once a connection: each client's request would write a line.
+            noStreamLogged_ = true;
             Log(kLogError,
                 "vantor-server: snapserver at %s has no stream for this player (streams are "
                 "chosen with --snapcast-stream)",
                 where_.c_str());
         }
-        if (code != kSuccess || calls.empty()) {
-            order.done(code);
-            continue;
-        }
-        Send(std::move(calls), std::move(order.done));
+        order.done(code);
     }
 }
 
-void Link::Send(std::vector<Call> calls, SpeakerService::Done done) {
+bool Link::SendSwitch(const std::string& id, bool select, bool enabled, bool again,
+                      SpeakerService::Done& done, ResultCode* code) {
+    std::vector<Call> calls;
+    *code = select ? rooms_.SelectCalls(id, &calls) : rooms_.EnableCalls(id, enabled, &calls);
+    if (*code != kSuccess || calls.empty()) {
+        return false;
+    }
+    if (again && calls.back().method == "Group.SetClients") {
+        *code = kPlayerFailed;  // it did not leave its group
+        return false;
+    }
+    Waiting& waiting = Send(std::move(calls), std::move(done));
+    done = nullptr;
+    waiting.id = id;
+    waiting.select = select;
+    waiting.enabled = enabled;
+    return true;
+}
+
+Link::Waiting& Link::Send(std::vector<Call> calls, SpeakerService::Done done) {
     Waiting waiting;
     waiting.first = nextId_;
     waiting.done = std::move(done);
@@ -436,7 +483,7 @@ void Link::Send(std::vector<Call> calls, SpeakerService::Done done) {
     }
     waiting.calls = std::move(calls);
     out_ += text + "\n";
-    waiting_.emplace(waiting.first, std::move(waiting));
+    return waiting_.emplace(waiting.first, std::move(waiting)).first->second;
 }
 
 void Link::ReadStatus() {
@@ -586,6 +633,7 @@ bool Link::Finish(Waiting waiting, std::string* reason) {
         return true;
     }
     bool failed = false;
+    bool left = false;  // the room has left its group
     for (std::size_t i = 0; i < waiting.calls.size(); ++i) {
         const Call& call = waiting.calls[i];
         const json& reply = waiting.replies[waiting.first + static_cast<int>(i)];
@@ -603,6 +651,10 @@ bool Link::Finish(Waiting waiting, std::string* reason) {
                 where_.c_str(), call.method.c_str(), Shorten(call.params).c_str(),
                 Shorten(message).c_str(), code);
             failed = true;
+        } else if (call.method == "Group.SetClients") {
+            // The whole status, with the room's group of its own.
+            left = reply.contains("result") && rooms_.Load(reply["result"]);
+            failed = failed || !left;
         } else {
             rooms_.Apply(call.method, json::parse(call.params, nullptr, false));
         }
@@ -611,8 +663,13 @@ bool Link::Finish(Waiting waiting, std::string* reason) {
         ReadStatus();  // what did happen
     }
     Publish();
+    ResultCode code = failed ? kPlayerFailed : kSuccess;
+    if (left && !failed &&
+        SendSwitch(waiting.id, waiting.select, waiting.enabled, true, waiting.done, &code)) {
+        return true;
+    }
     if (waiting.done) {
-        waiting.done(failed ? kPlayerFailed : kSuccess);
+        waiting.done(code);
     }
     return true;
 }
@@ -620,14 +677,13 @@ bool Link::Finish(Waiting waiting, std::string* reason) {
 void Link::Publish() {
     publishAt_.reset();
     std::vector<Speaker> speakers = rooms_.Speakers();
-    if (published_ && speakers == lastPublished_) {
+    if (speakers == lastPublished_) {
         return;
     }
     {
         std::lock_guard lock(shared_->mutex);
         shared_->speakers = speakers;
     }
-    published_ = true;
     lastPublished_ = speakers;
     if (shared_->changed) {
         shared_->changed(std::move(speakers));

@@ -9,10 +9,12 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
 #include <functional>
 #include <future>
 #include <mutex>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -20,7 +22,9 @@
 #include "net/ServerConnection.h"
 #include "snapcast/Rooms.h"
 #include "snapcast/SnapcastRooms.h"
+#include "support/LogCapture.h"
 #include "support/LoopbackListener.h"
+#include "support/MpdInstance.h"
 #include "support/TestServer.h"
 #include "support/Wait.h"
 
@@ -95,6 +99,10 @@ std::string Calls(const std::vector<Call>& calls) {
             text += params["volume"]["muted"].get<bool>() ? " mute" : " unmute";
         } else if (call.method == "Group.SetMute") {
             text += params["mute"].get<bool>() ? " mute" : " unmute";
+        } else if (call.method == "Group.SetClients") {
+            for (const json& client : params["clients"]) {
+                text += " " + client.get<std::string>();
+            }
         } else {
             text += " " + params["stream_id"].get<std::string>();
         }
@@ -181,14 +189,12 @@ TEST(RoomsTest, SelectingMutesTheOthersFirstThenBringsTheRoomToOurStream) {
         ResultCode code;
         std::string calls;
     } cases[] = {
+        // The hall, of the den's group, stays as it is: the den leaves the
+        // group first.
         {true, "den", true, kSuccess,
-         "Client.SetVolume kitchen mute; Client.SetVolume attic mute; Client.SetVolume hall "
-         "mute; Group.SetStream g2 MPD; Group.SetMute g2 unmute; Client.SetVolume den unmute"},
+         "Client.SetVolume kitchen mute; Client.SetVolume attic mute; Group.SetClients g2 hall"},
         {true, "kitchen", true, kSuccess, "Client.SetVolume attic mute"},
-        // On alone: the others of its group stay off, muted instead.
-        {false, "den", true, kSuccess,
-         "Client.SetVolume hall mute; Group.SetStream g2 MPD; Group.SetMute g2 unmute; "
-         "Client.SetVolume den unmute"},
+        {false, "den", true, kSuccess, "Group.SetClients g2 hall"},
         {false, "patio", true, kSuccess, "Client.SetVolume patio unmute"},
         {false, "kitchen", false, kSuccess, "Client.SetVolume kitchen mute"},
         {false, "patio", false, kSuccess, ""},
@@ -202,9 +208,20 @@ TEST(RoomsTest, SelectingMutesTheOthersFirstThenBringsTheRoomToOurStream) {
         EXPECT_EQ(code, test.code) << test.id;
         EXPECT_EQ(Calls(calls), test.calls) << test.id;
     }
-    // Carried out, they make the list they were meant to.
+    // Carried out, they make the list they were meant to: once snapserver
+    // has given the den a group of its own, the calls asked for again
+    // switch it on there.
     std::vector<Call> calls;
     ASSERT_EQ(rooms.SelectCalls("den", &calls), kSuccess);
+    ASSERT_EQ(calls.back().method, "Group.SetClients");
+    ASSERT_TRUE(rooms.Load(
+        Status({Group("g1", "MPD", false, {{"kitchen", "K", "", true}, {"patio", "P", "", true}}),
+                Group("g2", "Radio", true, {{"hall", "H", ""}}),
+                Group("g3", "MPD", false, {{"attic", "A", "", true}}),
+                Group("g5", "Radio", false, {{"den", "D", "", true}})},
+               {"MPD", "Radio"})));
+    ASSERT_EQ(rooms.SelectCalls("den", &calls), kSuccess);
+    EXPECT_EQ(Calls(calls), "Group.SetStream g5 MPD; Client.SetVolume den unmute");
     for (const Call& call : calls) {
         ASSERT_TRUE(rooms.Apply(call.method, json::parse(call.params)));
     }
@@ -264,6 +281,63 @@ TEST(RoomsTest, NotificationsChangeTheListAndUnknownOnesAskForTheStatusAgain) {
     EXPECT_FALSE(rooms.Load(json::parse(R"({"server":{"groups":7}})")));
     EXPECT_FALSE(rooms.Load(json::parse(R"([1,2,3])")));
     EXPECT_EQ(Listed(rooms.Speakers()), "c=Sea/on");
+}
+
+TEST(RoomsTest, SwitchingARoomOffLeavesItAloneWhenItPlaysAnotherStream) {
+    Rooms rooms("", "MPD");
+    ASSERT_TRUE(rooms.Load(Status({Group("g1", "MPD", false, {{"kitchen", "K", ""}}),
+                                   Group("g2", "Radio", false, {{"den", "D", ""}})},
+                                  {"MPD", "Radio"})));
+    ASSERT_EQ(Listed(rooms.Speakers()), "den=D/off, kitchen=K/on");
+    // The den is off for this player already; muting it silences the radio
+    // someone else plays there.
+    std::vector<Call> calls;
+    EXPECT_EQ(rooms.EnableCalls("den", false, &calls), kSuccess);
+    EXPECT_EQ(Calls(calls), "");
+}
+
+TEST(RoomsTest, SwitchingOnARoomLeavesTheOtherRoomsOfItsGroupPlayingTheirStream) {
+    Rooms rooms("", "MPD");
+    ASSERT_TRUE(
+        rooms.Load(Status({Group("g1", "MPD", false, {{"kitchen", "K", ""}}),
+                           Group("g2", "Radio", false, {{"den", "D", ""}, {"hall", "H", ""}})},
+                          {"MPD", "Radio"})));
+    // The hall plays the radio; switching the den on for this player (alone,
+    // or as the one room that plays) must not silence the hall or take its
+    // radio away.
+    for (const bool select : {false, true}) {
+        std::vector<Call> calls;
+        EXPECT_EQ(
+            select ? rooms.SelectCalls("den", &calls) : rooms.EnableCalls("den", true, &calls),
+            kSuccess);
+        const std::string text = Calls(calls);
+        EXPECT_EQ(text.find("Client.SetVolume hall"), std::string::npos) << text;
+        EXPECT_EQ(text.find("Group.SetStream g2"), std::string::npos) << text;
+    }
+}
+
+TEST(RoomsTest, SwitchingOnARoomOfAMutedGroupLeavesTheOthersOfTheGroupAsTheyAre) {
+    Rooms rooms("", "MPD");
+    ASSERT_TRUE(rooms.Load(Status({Group(
+        "g1", "MPD", true, {{"den", "D", ""}, {"hall", "H", ""}, {"attic", "A", "", true}})})));
+    std::vector<Call> calls;
+    ASSERT_EQ(rooms.EnableCalls("den", true, &calls), kSuccess);
+    EXPECT_EQ(Calls(calls), "Group.SetClients g1 hall attic");
+    // Selected, the others are muted anyway: no need to leave the group.
+    ASSERT_EQ(rooms.SelectCalls("den", &calls), kSuccess);
+    EXPECT_EQ(Calls(calls), "Client.SetVolume hall mute; Group.SetMute g1 unmute");
+}
+
+TEST(RoomsTest, NamesMadeDistinctStayDistinct) {
+    Rooms rooms("", "MPD");
+    ASSERT_TRUE(rooms.Load(Status(
+        {Group("g1", "MPD", false, {{"a", "Box", ""}, {"b", "Box", ""}, {"c", "Box (a)", ""}})})));
+    const std::vector<Speaker> speakers = rooms.Speakers();
+    std::set<std::string> names;
+    for (const Speaker& speaker : speakers) {
+        names.insert(speaker.name);
+    }
+    EXPECT_EQ(names.size(), speakers.size()) << Listed(speakers);
 }
 
 // A stand-in for snapserver's control port: each connection it accepts is
@@ -557,6 +631,157 @@ TEST_F(LinkTest, NoSnapserverMeansNoRoomsAndSwitchesFailAtOnce) {
     EXPECT_FALSE(rooms_->Linked());
 }
 
+TEST_F(LinkTest, NoSnapserverAtTheStartIsNoChangeOfAnEmptyList) {
+    std::uint16_t port = 0;
+    const int listener = testing::ListenOnLoopback(1, &port);
+    ::close(listener);  // nobody listens there now
+    Start(port);
+    std::this_thread::sleep_for(300ms);
+    EXPECT_TRUE(rooms_->Speakers().empty());
+    // The list was empty and is: nothing to tell the clients.
+    EXPECT_EQ(Published(), std::vector<std::string>{});
+}
+
+TEST_F(LinkTest, ASwitchAskedForWhileConnectingDoesNotGiveUpTheConnection) {
+    std::uint16_t port = 0;
+    const int listener = testing::ListenOnLoopback(0, &port);
+    // Its queue full, its host answers the link's connection late.
+    std::vector<int> queued;
+    for (int i = 0; i < 4; ++i) {
+        const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_port = htons(port);
+        ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
+        queued.push_back(fd);
+    }
+    std::this_thread::sleep_for(100ms);
+    testing::LogCapture log;
+    SnapcastOptions options;
+    options.callTimeout = 3s;
+    Start(port, options);
+    std::this_thread::sleep_for(300ms);  // connecting
+    const auto asked = std::chrono::steady_clock::now();
+    EXPECT_EQ(Switch("a"), kPlayerFailed);
+    EXPECT_LT(std::chrono::steady_clock::now() - asked, 1s) << "no rooms yet: failed at once";
+    std::this_thread::sleep_for(300ms);
+    // The connection waits its time-out, whoever asks for a switch meanwhile.
+    for (const std::string& line : log.Lines()) {
+        EXPECT_EQ(line.find("no answer"), std::string::npos) << line;
+    }
+    rooms_->Stop();
+    for (const int fd : queued) {
+        ::close(fd);
+    }
+    ::close(listener);
+}
+
+TEST_F(LinkTest, SwitchesWithoutAStreamOfOursAreLoggedOnceNotEachTime) {
+    const json noneOurs = Status({Group("g1", "A", false, {{"a", "A", ""}})}, {"A", "B"});
+    ScriptedSnapserver peer(
+        [&noneOurs](ScriptedSnapserver::Connection& link) { link.AnswerStatus(noneOurs); });
+    Start(peer.Port());
+    ASSERT_TRUE(Shows("a=A/off"));
+    testing::LogCapture log;
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_EQ(Switch("a"), kPlayerFailed);
+    }
+    int told = 0;
+    for (const std::string& line : log.Lines()) {
+        told += line.find("has no stream for this player") != std::string::npos ? 1 : 0;
+    }
+    // Any client could otherwise write a line to the log with each request.
+    EXPECT_LE(told, 1);
+}
+
+TEST_F(LinkTest, ARoomLeavesAGroupOfAnotherStreamAndIsThenSwitchedOnInItsOwn) {
+    const json before = Status({Group("g1", "MPD", false, {{"a", "A", ""}}),
+                                Group("g2", "Radio", false, {{"den", "D", ""}, {"hall", "H", ""}})},
+                               {"MPD", "Radio"});
+    const json split = Status({Group("g1", "MPD", false, {{"a", "A", ""}}),
+                               Group("g2", "Radio", false, {{"hall", "H", ""}}),
+                               Group("g5", "Radio", false, {{"den", "D", ""}})},
+                              {"MPD", "Radio"});
+    std::atomic<int> batches{0};
+    std::string second;
+    std::mutex secondMutex;
+    ScriptedSnapserver peer([&](ScriptedSnapserver::Connection& link) {
+        link.AnswerStatus(before);
+        for (int i = 0; i < 2; ++i) {
+            const json batch = json::parse(link.ReadLine(), nullptr, false);
+            if (!batch.is_array()) {
+                return;
+            }
+            json replies = json::array();
+            for (const json& call : batch) {
+                const bool setClients = call.value("method", "") == "Group.SetClients";
+                replies.push_back({{"id", call["id"]},
+                                   {"jsonrpc", "2.0"},
+                                   {"result", setClients ? split : json::object()}});
+            }
+            if (i == 1) {
+                std::lock_guard lock(secondMutex);
+                second = batch.dump();
+            }
+            ++batches;
+            link.Send(replies.dump() + "\r\n");
+        }
+    });
+    Start(peer.Port());
+    ASSERT_TRUE(Shows("a=A/on, den=D/off, hall=H/off"));
+    EXPECT_EQ(Switch("den", true), kSuccess);
+    EXPECT_EQ(batches, 2);
+    EXPECT_EQ(Listed(rooms_->Speakers()), "a=A/on, den=D/on, hall=H/off");
+    std::lock_guard lock(secondMutex);
+    EXPECT_NE(second.find("g5"), std::string::npos) << second;
+    EXPECT_EQ(second.find("hall"), std::string::npos) << second;
+}
+
+TEST_F(LinkTest, ASnapserverThatDropsEachLinkAtOnceIsTriedAgainAfterGrowingPauses) {
+    ScriptedSnapserver peer([](ScriptedSnapserver::Connection& link) {
+        link.AnswerStatus(kTwoRooms);
+        ::shutdown(link.fd, SHUT_RDWR);  // and gone again
+    });
+    SnapcastOptions options;
+    options.host = "127.0.0.1";
+    options.port = peer.Port();
+    options.player = "MPD";
+    options.firstPause = 100ms;
+    options.longestPause = 1600ms;
+    rooms_ = std::make_unique<SnapcastRooms>(options);
+    rooms_->Start([this](std::vector<Speaker> speakers) {
+        std::lock_guard lock(mutex_);
+        published_.push_back(Listed(speakers));
+    });
+    std::this_thread::sleep_for(3s);
+    rooms_->Stop();
+    // Pauses of 100, 200, 400, 800 and 1600 ms: a handful of links in 3 s,
+    // not one every 100 ms with two changes of the list each.
+    EXPECT_LE(peer.Connections(), 8);
+    EXPECT_LE(Published().size(), 16u);
+}
+
+TEST_F(LinkTest, ABurstPartlyFollowedByReadingTheStatusAgainMakesOneChange) {
+    const json after = Status({Group("g1", "MPD", false, {{"a", "A", "", true}, {"b", "B", ""}}),
+                               Group("g9", "MPD", false, {{"c", "C", ""}})});
+    ScriptedSnapserver peer([&after](ScriptedSnapserver::Connection& link) {
+        link.AnswerStatus(kTwoRooms);
+        // One burst: a change it can follow, and a room it does not know.
+        link.Send(R"({"jsonrpc":"2.0","method":"Client.OnVolumeChanged",)"
+                  R"("params":{"id":"a","volume":{"muted":true}}})"
+                  "\r\n"
+                  R"({"jsonrpc":"2.0","method":"Client.OnConnect",)"
+                  R"("params":{"id":"c","client":{"id":"c","connected":true}}})"
+                  "\r\n");
+        std::this_thread::sleep_for(100ms);  // snapserver busy a moment
+        link.AnswerStatus(after);
+    });
+    Start(peer.Port());
+    ASSERT_TRUE(Shows("a=A/off, b=B/on, c=C/on"));
+    EXPECT_EQ(Published(), (std::vector<std::string>{"a=A/on, b=B/on", "a=A/off, b=B/on, c=C/on"}));
+}
+
 // A client that sends requests without waiting and counts the answers.
 class Counting final : private ServerConnection::Handler {
 public:
@@ -612,6 +837,79 @@ TEST(RoomsServerTest, SwitchesASnapserverSitsOnNeverHoldTheLoopAndOneClientWaits
     release = true;
     peer.reset();
     EXPECT_TRUE(WaitUntil([&] { return client.Answered(kPlayerFailed) == 20; }, 10s));
+}
+
+// Speakers that are not the player's and never change.
+class FixedSpeakers final : public server::SpeakerService {
+public:
+    void Start(Changed) override {}
+    void Stop() override {}
+    std::vector<Speaker> Speakers() const override { return {{"kitchen", "Kitchen", true}}; }
+    void Select(const std::string&, Done done) override { done(kSuccess); }
+    void Enable(const std::string&, bool, Done done) override { done(kSuccess); }
+};
+
+// A client that keeps the speaker lists the server sends it.
+class ListWatcher final : private ServerConnection::Handler {
+public:
+    bool Connect(std::uint16_t port) { return connection_.Connect("127.0.0.1", port); }
+    ServerConnection& Connection() { return connection_; }
+    std::vector<std::string> Lists() const {
+        std::lock_guard lock(mutex_);
+        return lists_;
+    }
+
+private:
+    void OnEvent(std::unique_ptr<Message> event) override {
+        if (event->Type() == MessageType::SpeakerListChangedEvent) {
+            std::lock_guard lock(mutex_);
+            lists_.push_back(Listed(static_cast<SpeakerListChangedEvent&>(*event).speakers));
+        }
+    }
+    void OnResponse(std::unique_ptr<Message>, std::unique_ptr<Message>) override {}
+    void OnChannelLost(int) override {}
+
+    mutable std::mutex mutex_;
+    std::vector<std::string> lists_;
+    ServerConnection connection_{this};
+};
+
+TEST(RoomsServerTest, WhenTheRoomsAreTheSpeakersThePlayersOwnSpeakerListNeverReachesAClient) {
+    const std::string program = testing::FindProgram("mpd");
+    if (program.empty()) {
+        GTEST_SKIP() << "mpd is not installed";
+    }
+    const std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / ("vantor-rooms-mpd-" + std::to_string(::getpid()));
+    std::filesystem::create_directories(folder / "music");
+    std::filesystem::create_directories(folder / "playlists");
+    {
+        testing::Mpd mpd(program, folder);
+        ASSERT_TRUE(mpd.Start());
+        auto options = testing::LoopbackServerOptions();
+        options.mediaService = false;
+        options.discovery = false;
+        options.mpdHost = "127.0.0.1";
+        options.mpdPort = mpd.Port();
+        options.speakers = std::make_shared<FixedSpeakers>();
+        testing::TestServer server(options);
+        ListWatcher client;
+        ASSERT_TRUE(client.Connect(server.Port()));
+        auto asked = client.Connection().SendAndWait(std::make_unique<GetSpeakerListRequest>(), 5s);
+        ASSERT_NE(asked, nullptr);
+        EXPECT_EQ(Listed(static_cast<GetSpeakerListResponse&>(*asked).speakers),
+                  "kitchen=Kitchen/on");
+        // Someone switches one of MPD's outputs (mpc disable 1).
+        auto own = mpd.Connect();
+        ASSERT_NE(own, nullptr);
+        ASSERT_TRUE(mpd_run_disable_output(own.get(), 0));
+        WaitUntil([&] { return !client.Lists().empty(); }, 2s);
+        for (const std::string& list : client.Lists()) {
+            EXPECT_EQ(list, "kitchen=Kitchen/on") << "a list that is not the rooms'";
+        }
+    }
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
 }
 
 }  // namespace

@@ -4,6 +4,10 @@
 // real client's request and page being served.
 
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
@@ -315,6 +319,55 @@ TEST(DescriptorExhaustionTest, TheServerRestsItsListenerAndServesAgain) {
     EXPECT_LT(log.find("cannot accept a connection"), log.find("accepting connections again"));
     server.Signal(SIGTERM);
     EXPECT_EQ(server.Wait(), 0) << server.Output();
+}
+
+TEST(ServerProcessTest, SnapcastTakesAnIpv6AddressInBracketsOrBare) {
+    // A control port on [::1] that only counts who connects.
+    const int listener = ::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in6 address{};
+    address.sin6_family = AF_INET6;
+    address.sin6_addr = in6addr_loopback;
+    if (listener < 0 ||
+        ::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+        ::listen(listener, 8) != 0) {
+        GTEST_SKIP() << "no IPv6 loopback here";
+    }
+    socklen_t length = sizeof address;
+    ::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &length);
+    const std::string port = std::to_string(ntohs(address.sin6_port));
+    testing::Process server({VANTOR_SERVER_PATH, "--bind", "127.0.0.1", "--port", "0",
+                             "--no-discovery", "--media-port", "0", "--snapcast", "[::1]:" + port});
+    ASSERT_TRUE(server.Started());
+    pollfd polled{listener, POLLIN, 0};
+    EXPECT_EQ(::poll(&polled, 1, 5000), 1) << "nobody came to [::1]:" << port << "\n"
+                                           << server.Output();
+    server.Signal(SIGTERM);
+    server.Wait();
+    ::close(listener);
+
+    // Bare, it is an address without a port (1705), not host ":" port 1.
+    testing::Process bare({VANTOR_SERVER_PATH, "--bind", "127.0.0.1", "--port", "0",
+                           "--no-discovery", "--media-port", "0", "--snapcast", "::1"});
+    ASSERT_TRUE(bare.Started());
+    ASSERT_TRUE(bare.WaitForOutput("snapserver at")) << bare.Output();
+    EXPECT_NE(bare.Output().find("snapserver at [::1]:1705 "), std::string::npos) << bare.Output();
+    EXPECT_EQ(bare.Output().find("Name or service not known"), std::string::npos) << bare.Output();
+    bare.Signal(SIGTERM);
+    bare.Wait();
+}
+
+TEST(ServerProcessTest, SnapcastStreamWithoutSnapcastIsRefused) {
+    // The rooms' stream named, the rooms forgotten: the speakers would be
+    // the player's without a word.
+    testing::Process server({VANTOR_SERVER_PATH, "--bind", "127.0.0.1", "--port", "0",
+                             "--no-discovery", "--media-port", "0", "--snapcast-stream", "MPD"});
+    ASSERT_TRUE(server.Started());
+    const bool listening = server.WaitForOutput("listening on", 3s);
+    if (listening) {
+        server.Signal(SIGTERM);
+    }
+    EXPECT_FALSE(listening) << server.Output();
+    EXPECT_EQ(server.Wait(), 2) << server.Output();
 }
 
 }  // namespace
