@@ -817,3 +817,91 @@ TEST_F(GuiTest, AnyPortraitWindowIsFilledWithoutOverlaps) {
 
 }  // namespace
 }  // namespace vantor::testing
+
+namespace vantor::testing {
+namespace {
+
+std::string Describe(const QRect& rect) {
+    return "(" + std::to_string(rect.left()) + "," + std::to_string(rect.top()) + " " +
+           std::to_string(rect.width()) + "x" + std::to_string(rect.height()) + ")";
+}
+
+// Sizes the window's table leaves out: one pixel past the handheld's, one
+// short of the largest phone, a tablet's, a very tall one, and pixel
+// ratios of 1.25 and 4. Every screen's controls lie inside it, none over
+// another, and the main screen's queue reaches the deck.
+TEST_F(GuiTest, OddPortraitWindowsAreFilledWithoutOverlaps) {
+    CopySkins();
+    WriteSettings();
+    const struct {
+        int width, height;
+        double ratio;
+    } sizes[] = {{241, 321, 1},  {1439, 3199, 1},  {600, 900, 1},
+                 {400, 1200, 1}, {500, 800, 1.25}, {1200, 2400, 4}};
+    for (const auto& entry : sizes) {
+        const QSize window(static_cast<int>(entry.width / entry.ratio),
+                           static_cast<int>(entry.height / entry.ratio));
+        StopWindow();
+        StartWindow([&](ui::FrameOptions& options) {
+            options.screenIsWindow = true;
+            options.pixelRatio = entry.ratio;
+            options.physicalDpi = window.width() * 25.4 / 62;
+        });
+        ASSERT_TRUE(OnMainWithSong());
+        const std::string at = std::to_string(entry.width) + "x" + std::to_string(entry.height) +
+                               "@" + std::to_string(entry.ratio);
+        frame_->resize(window);
+        const auto settled = [&] {
+            return frame_->size() == window &&
+                   frame_->View().Frame().size() == frame_->View().DeviceSize();
+        };
+        ASSERT_TRUE(Pump(settled, 1s) && (PumpFor(100ms), Pump(settled, 1s))) << at;
+        const ui::ScreenView& view = frame_->View();
+        const QRect inside(QPoint(0, 0), view.DeviceSize());
+        const auto check = [&](const std::string& screen,
+                               std::vector<std::pair<std::string, QRect>> parts) {
+            for (std::size_t i = 0; i < parts.size(); ++i) {
+                EXPECT_FALSE(parts[i].second.isEmpty())
+                    << screen << " " << parts[i].first << " at " << at;
+                EXPECT_TRUE(inside.contains(parts[i].second))
+                    << screen << " " << parts[i].first << " at " << at;
+                for (std::size_t j = i + 1; j < parts.size(); ++j) {
+                    EXPECT_FALSE(parts[i].second.intersects(parts[j].second))
+                        << screen << " " << parts[i].first << " and " << parts[j].first << " at "
+                        << at << ": " << Describe(parts[i].second) << " "
+                        << Describe(parts[j].second);
+                }
+            }
+        };
+        std::vector<std::pair<std::string, QRect>> main;
+        for (const char* name : {"songback", "positionbar.back", "prev", "play", "next", "repeat",
+                                 "shuffle", "volumebar.back"}) {
+            main.emplace_back(name, view.ComponentRect(name));
+        }
+        const int slack = static_cast<int>(std::ceil(entry.ratio));
+        const QRect queue = view.Device(frame_->Queue().geometry());
+        main.emplace_back("queue", queue.adjusted(0, slack, 0, -slack));
+        check("main", main);
+        EXPECT_LE(std::abs(queue.bottom() + 1 - view.ComponentRect("deck").top()), slack) << at;
+        EXPECT_EQ(view.ComponentRect("deck").bottom(), inside.bottom()) << at;
+
+        frame_->Command(ui::WindowCommand::NowPlaying);
+        ASSERT_TRUE(Pump([&] { return frame_->Screen() == "nowplaying"; })) << at;
+        std::vector<std::pair<std::string, QRect>> playing;
+        for (const char* name : {"titleback", "artistback", "albumback",
+                                 "positionbar.nowplaying.back", "prev", "play", "next"}) {
+            playing.emplace_back(name, view.ComponentRect(name));
+        }
+        check("nowplaying", playing);
+
+        frame_->Command(ui::WindowCommand::Equalizer);
+        ASSERT_TRUE(Pump([&] { return frame_->Screen() == "eq"; })) << at;
+        std::vector<std::pair<std::string, QRect>> eq;
+        eq.emplace_back("eq.preamp", view.ComponentRect("eq.preamp"));
+        eq.emplace_back("eq.bar10", view.ComponentRect("eq.bar10"));
+        check("eq", eq);
+    }
+}
+
+}  // namespace
+}  // namespace vantor::testing
