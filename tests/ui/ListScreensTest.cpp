@@ -873,3 +873,40 @@ TEST_F(ListScreensTest, BrokenPagesAndASlowSearchLeaveTheListUsable) {
 
 }  // namespace
 }  // namespace vantor::testing
+
+namespace vantor::testing {
+namespace {
+
+// A finger put on a queue still moving after a flick stops it, as on any
+// phone: that tap (and a second to stop it dead) selects and plays nothing.
+TEST_F(ListScreensTest, ATapThatStopsAFlickSelectsAndPlaysNothing) {
+    serverOptions_.songs = 600;
+    serverOptions_.queueLength = 500;
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
+    ASSERT_TRUE(Pump([&] { return queue.RowCount() == 500; }));
+    QWidget* rows = queue.viewport();
+    QScroller* scroller = QScroller::scroller(rows);
+    const int selected = queue.SelectedEntry();
+    const int plays = Received("SetPlaylistPositionRequest");
+
+    const QPoint low(rows->width() / 2, rows->height() * 3 / 4);
+    Swipe(rows, low, low - QPoint(0, rows->height() / 2));
+    ASSERT_EQ(scroller->state(), QScroller::Scrolling) << "the flick did not go on by itself";
+    const QPoint at = rows->rect().center();
+    FingerDown(rows, at);
+    FingerUp(rows, at);
+    EXPECT_EQ(queue.SelectedEntry(), selected) << "the tap that stopped the list selected a row";
+    // The list is still now: the next tap selects, and is no double tap.
+    FingerDown(rows, at);
+    FingerUp(rows, at);
+    EXPECT_EQ(queue.SelectedEntry(), queue.indexAt(at).row());
+    PumpFor(300ms);
+    EXPECT_EQ(Received("SetPlaylistPositionRequest"), plays)
+        << "two taps that stopped the list played a row";
+}
+
+}  // namespace
+}  // namespace vantor::testing

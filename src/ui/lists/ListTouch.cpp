@@ -214,7 +214,12 @@ private:
         finger_ = id;
         start_ = last_ = at;
         gesture_ = Gesture::Undecided;
-        // A finger put on a list that is still moving stops it.
+        // A finger put on a list that is still moving stops it, and that
+        // is all its tap does: the row under it came there by chance.
+        stopping_ = scroller_->state() == QScroller::Scrolling;
+        if (stopping_) {
+            lastTap_.invalidate();
+        }
         scroller_->handleInput(QScroller::InputPress, last_, time);
         // (Its answer says whether it ate the press, not whether it took it.)
         scrollerHeld_ = scroller_->state() == QScroller::Pressed;
@@ -256,8 +261,9 @@ private:
             scroller_->handleInput(QScroller::InputRelease, last_, time);
             scrollerHeld_ = false;
         }
+        const bool stopped = stopping_;
         Reset();
-        if (gesture == Gesture::Undecided) {
+        if (gesture == Gesture::Undecided && !stopped) {
             Tap(start_.toPoint());
         }
     }
@@ -362,6 +368,7 @@ private:
         cue_->Stop();
         gesture_ = Gesture::None;
         finger_ = -1;
+        stopping_ = false;
     }
 
     QAbstractItemView& view_;
@@ -375,6 +382,7 @@ private:
     QPointF last_;
     bool scrollerHeld_ = false;  // the scroller took a press not yet released
     bool eatingLift_ = false;    // the held finger is still down over a menu
+    bool stopping_ = false;      // the finger down stopped a moving list
     QElapsedTimer lastTap_;      // invalid: no tap to pair with
     QPoint lastTapAt_;
 };
