@@ -908,5 +908,32 @@ TEST_F(ListScreensTest, ATapThatStopsAFlickSelectsAndPlaysNothing) {
         << "two taps that stopped the list played a row";
 }
 
+// A finger held on a row at the queue's right edge: the row's menu opens
+// inside the window, as the popups must, not over its edge.
+TEST_F(ListScreensTest, ARowsMenuHeldAtTheWindowsEdgeStaysInsideIt) {
+    serverOptions_.songs = 60;
+    serverOptions_.queueLength = 40;
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
+    ASSERT_TRUE(Pump([&] { return queue.RowCount() == 40; }));
+    QWidget* rows = queue.viewport();
+    MenuWatch menus;
+    QRect opened;
+    const QPoint edge(rows->width() - 4, rows->height() - 4);
+    menus.whileOpen = [&] {
+        opened = QApplication::activePopupWidget()->geometry();
+        FingerUp(rows, edge);
+    };
+    FingerDown(rows, edge);
+    ASSERT_TRUE(Pump([&] { return !menus.opened.empty(); }));
+    const QRect window = frame_->geometry();
+    EXPECT_TRUE(window.contains(opened))
+        << "the menu at (" << opened.x() << "," << opened.y() << " " << opened.width() << "x"
+        << opened.height() << ") in a window at (" << window.x() << "," << window.y() << " "
+        << window.width() << "x" << window.height() << ")";
+}
+
 }  // namespace
 }  // namespace vantor::testing

@@ -12,6 +12,7 @@
 #include "core/Logger.h"
 #include "ui/access/ScreenAccess.h"
 #include "ui/lists/BusyIndicator.h"
+#include "ui/lists/ListTouch.h"
 #include "ui/lists/PagedRowsModel.h"
 
 namespace vantor::ui {
@@ -339,7 +340,7 @@ void LibraryList::contextMenuEvent(QContextMenuEvent* event) {
     if (handlers_.menuOpen) {
         handlers_.menuOpen(true);
     }
-    QAction* chosen = menu.exec(event->globalPos());
+    QAction* chosen = menu.exec(MenuPointInside(menu, *this, event->globalPos()));
     if (handlers_.menuOpen) {
         handlers_.menuOpen(false);
     }

@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QContextMenuEvent>
 #include <QElapsedTimer>
+#include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPointer>
@@ -391,6 +392,15 @@ private:
 
 void EnableTouch(QAbstractItemView& view) {
     new ListTouch(view);
+}
+
+QPoint MenuPointInside(const QMenu& menu, const QWidget& owner, QPoint global) {
+    const QWidget& window = *owner.window();
+    const QRect inside(window.mapToGlobal(QPoint(0, 0)), window.size());
+    const QSize size = menu.sizeHint();
+    const int x = std::max(std::min(global.x(), inside.right() + 1 - size.width()), inside.left());
+    const int y = std::max(std::min(global.y(), inside.bottom() + 1 - size.height()), inside.top());
+    return QPoint(x, y);
 }
 
 }  // namespace vantor::ui

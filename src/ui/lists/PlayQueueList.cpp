@@ -12,6 +12,7 @@
 #include "skin/SkinScreen.h"
 #include "ui/lists/BusyIndicator.h"
 #include "ui/lists/LibraryList.h"
+#include "ui/lists/ListTouch.h"
 #include "ui/lists/PagedRowsModel.h"
 
 namespace vantor::ui {
@@ -302,7 +303,7 @@ void PlayQueueList::contextMenuEvent(QContextMenuEvent* event) {
     if (menuOpen_) {
         menuOpen_(true);
     }
-    QAction* chosen = menu.exec(event->globalPos());
+    QAction* chosen = menu.exec(MenuPointInside(menu, *this, event->globalPos()));
     if (menuOpen_) {
         menuOpen_(false);
     }
