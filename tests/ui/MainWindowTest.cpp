@@ -905,3 +905,50 @@ TEST_F(GuiTest, OddPortraitWindowsAreFilledWithoutOverlaps) {
 
 }  // namespace
 }  // namespace vantor::testing
+
+namespace vantor::testing {
+namespace {
+
+// The skin's images read for a pixel ratio of 1.5 are scaled smoothly, but
+// not across the edges of what they hold: a button's cell meets the deck
+// around it without a dark seam, as it does at a ratio of 1.
+TEST_F(GuiTest, ButtonsAtAPixelRatioOfOneAndAHalfShowNoSeams) {
+    WriteSettings();
+    for (const double ratio : {1.0, 1.5}) {
+        StopWindow();
+        StartWindow([&](ui::FrameOptions& options) {
+            options.screenIsWindow = true;
+            options.pixelRatio = ratio;
+        });
+        ASSERT_TRUE(OnMainWithSong());
+        const QSize window(240, 400);
+        frame_->resize(window);
+        const auto settled = [&] {
+            return frame_->size() == window &&
+                   frame_->View().Frame().size() == frame_->View().DeviceSize();
+        };
+        ASSERT_TRUE(Pump(settled, 1s) && (PumpFor(100ms), Pump(settled, 1s)));
+        const QImage& frame = frame_->View().Frame();
+        for (const char* name : {"repeat", "shuffle"}) {
+            const QRect cell = frame_->View().ComponentRect(name);
+            ASSERT_FALSE(cell.isEmpty()) << name;
+            // Down the cell's left quarter, clear of its icon: its bottom
+            // rows against the plain ones above them.
+            const int x = cell.left() + cell.width() / 8;
+            const QColor plain = frame.pixelColor(x, cell.bottom() - 4);
+            for (int y = cell.bottom() - 2; y <= cell.bottom(); ++y) {
+                const QColor seen = frame.pixelColor(x, y);
+                const int off = std::max({std::abs(seen.red() - plain.red()),
+                                          std::abs(seen.green() - plain.green()),
+                                          std::abs(seen.blue() - plain.blue())});
+                EXPECT_LE(off, 3) << name << " at a ratio of " << ratio << ", row " << y << " of "
+                                  << cell.top() << ".." << cell.bottom() << ": "
+                                  << seen.name().toStdString() << " under "
+                                  << plain.name().toStdString();
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace vantor::testing
