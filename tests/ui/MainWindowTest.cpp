@@ -4,7 +4,9 @@
 
 #include <QCryptographicHash>
 #include <QFile>
+#include <QMenu>
 #include <QMenuBar>
+#include <QPaintEngine>
 #include <QTest>
 #include <fstream>
 
@@ -947,6 +949,80 @@ TEST_F(GuiTest, ButtonsAtAPixelRatioOfOneAndAHalfShowNoSeams) {
                                   << plain.name().toStdString();
             }
         }
+    }
+}
+
+}  // namespace
+}  // namespace vantor::testing
+
+namespace vantor::testing {
+namespace {
+
+// A paint device that keeps the texts drawn on it, as they are drawn.
+class TextRecorder final : public QPaintDevice {
+public:
+    QPaintEngine* paintEngine() const override { return &engine_; }
+    int metric(PaintDeviceMetric metric) const override {
+        switch (metric) {
+            case PdmWidth:
+            case PdmHeight:
+                return 2000;
+            case PdmDpiX:
+            case PdmDpiY:
+            case PdmPhysicalDpiX:
+            case PdmPhysicalDpiY:
+                return 96;
+            case PdmDevicePixelRatio:
+                return 1;
+            case PdmDevicePixelRatioScaled:
+                return static_cast<int>(devicePixelRatioFScale());
+            case PdmDepth:
+                return 32;
+            default:
+                return 1;
+        }
+    }
+    const std::vector<std::string>& Drawn() const { return engine_.drawn; }
+
+private:
+    struct Engine final : QPaintEngine {
+        bool begin(QPaintDevice*) override { return true; }
+        bool end() override { return true; }
+        void updateState(const QPaintEngineState&) override {}
+        void drawPixmap(const QRectF&, const QPixmap&, const QRectF&) override {}
+        void drawPolygon(const QPointF*, int, PolygonDrawMode) override {}
+        void drawTextItem(const QPointF&, const QTextItem& item) override {
+            drawn.push_back(item.text().toStdString());
+        }
+        Type type() const override { return User; }
+        std::vector<std::string> drawn;
+    };
+    mutable Engine engine_;
+};
+
+// The window's menu at a phone's width, in the skin's (large) font: every
+// entry is drawn whole, none cut short with an ellipsis.
+TEST_F(GuiTest, TheMenusEntriesAreDrawnWholeAtAPhonesWidth) {
+    WriteSettings();
+    StartWindow([](ui::FrameOptions& options) { options.screenIsWindow = true; });
+    ASSERT_TRUE(OnMainWithSong());
+    const QSize window(720, 1200);
+    frame_->resize(window);
+    const auto settled = [&] {
+        return frame_->size() == window &&
+               frame_->View().Frame().size() == frame_->View().DeviceSize();
+    };
+    ASSERT_TRUE(Pump(settled, 1s) && (PumpFor(100ms), Pump(settled, 1s)));
+    ASSERT_FALSE(frame_->menuBar()->actions().isEmpty());
+    QMenu* menu = frame_->menuBar()->actions().front()->menu();
+    ASSERT_NE(menu, nullptr);
+    menu->adjustSize();
+    TextRecorder recorder;
+    menu->render(&recorder);
+    ASSERT_FALSE(recorder.Drawn().empty());
+    for (const std::string& text : recorder.Drawn()) {
+        EXPECT_EQ(text.find("\u2026"), std::string::npos)
+            << text << " (menu " << menu->width() << " wide)";
     }
 }
 
