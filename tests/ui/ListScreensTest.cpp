@@ -937,3 +937,43 @@ TEST_F(ListScreensTest, ARowsMenuHeldAtTheWindowsEdgeStaysInsideIt) {
 
 }  // namespace
 }  // namespace vantor::testing
+
+namespace vantor::testing {
+namespace {
+
+// A jump label tapped while a flick still carries the list: the list stops
+// on the letter's first row, the flick does not carry it on past it.
+TEST_F(ListScreensTest, AJumpLabelTappedDuringAFlickLandsOnItsLetter) {
+    serverOptions_.songs = 500;
+    OpenLibrary();
+    TapRow(&List(), 0);
+    ASSERT_TRUE(Pump([&] { return Row(0) == "Artists"; }));
+    TapRow(&List(), FindRow("Albums"));
+    ASSERT_TRUE(Pump([&] { return !List().JumpLabels().empty(); }));
+    const auto labels = List().JumpLabels();
+    const int index = static_cast<int>(labels.size() / 2);
+    const int row = labels[static_cast<std::size_t>(index)].second;
+    auto* strip = frame_->findChild<QWidget*>(QStringLiteral("Jump Labels"));
+    ASSERT_NE(strip, nullptr);
+
+    QWidget* rows = List().viewport();
+    QScroller* scroller = QScroller::scroller(rows);
+    const QPoint low(rows->width() / 2, rows->height() * 3 / 4);
+    Swipe(rows, low, low - QPoint(0, rows->height() / 2));
+    ASSERT_EQ(scroller->state(), QScroller::Scrolling);
+    const QPoint at(strip->width() / 2,
+                    (2 * index + 1) * strip->height() / (2 * static_cast<int>(labels.size())));
+    QMouseEvent press(QEvent::MouseButtonPress, QPointF(at), strip->mapToGlobal(QPointF(at)),
+                      Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(strip, &press);
+    QMouseEvent release(QEvent::MouseButtonRelease, QPointF(at), strip->mapToGlobal(QPointF(at)),
+                        Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
+    QApplication::sendEvent(strip, &release);
+    EXPECT_EQ(List().TopRow(), row);
+    EXPECT_TRUE(Pump([&] { return scroller->state() == QScroller::Inactive; }, 3s));
+    PumpFor(100ms);
+    EXPECT_EQ(List().TopRow(), row) << "the flick carried the list on past the letter";
+}
+
+}  // namespace
+}  // namespace vantor::testing

@@ -5,6 +5,7 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScrollBar>
+#include <QScroller>
 #include <QStyledItemDelegate>
 #include <QTimer>
 #include <algorithm>
@@ -272,6 +273,8 @@ void LibraryList::JumpTo(int row) {
     if (row < 0 || row >= Count()) {
         return;
     }
+    // A flick still under way would carry the list on past the letter.
+    QScroller::scroller(viewport())->stop();
     const QModelIndex index = model_->index(row);
     scrollTo(index, QAbstractItemView::PositionAtTop);
     selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect);
@@ -296,6 +299,7 @@ int LibraryList::TopRow() const {
 
 void LibraryList::EnsureVisible(int row) {
     if (row >= 0 && row < Count()) {
+        QScroller::scroller(viewport())->stop();
         scrollTo(model_->index(row), QAbstractItemView::PositionAtTop);
     }
 }
