@@ -977,3 +977,51 @@ TEST_F(ListScreensTest, AJumpLabelTappedDuringAFlickLandsOnItsLetter) {
 
 }  // namespace
 }  // namespace vantor::testing
+
+namespace vantor::testing {
+namespace {
+
+// The song changes while a finger holds the queue partway down, or while a
+// flick still carries it: the list stays under the finger and goes on
+// with the flick, rather than jumping to the entry now playing and back.
+TEST_F(ListScreensTest, ASongChangingUnderAFingerLeavesTheQueueWhereTheFingerHasIt) {
+    serverOptions_.songs = 600;
+    serverOptions_.queueLength = 500;
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
+    ASSERT_TRUE(Pump([&] { return queue.RowCount() == 500; }));
+    QWidget* rows = queue.viewport();
+    QScrollBar* bar = queue.verticalScrollBar();
+    const int playing = frame_->Player().playlistPosition;
+
+    // Drawn well down the queue and held there.
+    const QPoint low(rows->width() / 2, rows->height() - 4);
+    FingerDown(rows, low);
+    for (int step = 1; step <= 8; ++step) {
+        QTest::qWait(8);
+        FingerMove(rows, low - QPoint(0, step * (rows->height() - 8) / 8));
+    }
+    PumpFor(100ms);
+    const int held = bar->value();
+    ASSERT_GT(held, 0);
+    std::vector<int> seen;
+    (*server_)->Post(
+        [](server::PlayerModel& player, server::Events& events) { events = player.Next(); });
+    ASSERT_TRUE(Pump([&] {
+        seen.push_back(bar->value());
+        return frame_->Player().playlistPosition == playing + 1;
+    }));
+    for (int tick = 0; tick < 20; ++tick) {
+        PumpFor(10ms);
+        seen.push_back(bar->value());
+    }
+    for (const int value : seen) {
+        EXPECT_EQ(value, held) << "the held queue moved from under the finger";
+    }
+    FingerUp(rows, QPoint(low.x(), 4));
+}
+
+}  // namespace
+}  // namespace vantor::testing

@@ -4,6 +4,7 @@
 #include <QMenu>
 #include <QPainter>
 #include <QScrollBar>
+#include <QScroller>
 #include <QStyledItemDelegate>
 #include <QTimer>
 #include <algorithm>
@@ -216,8 +217,17 @@ void PlayQueueList::EnsureVisible(int row) {
         row = current_;
     }
     const QModelIndex index = model_->index(row);
+    // A finger holding the list, or a flick carrying it, keeps it where it
+    // is: the list would jump from under the finger and back.
+    const bool moving = QScroller::hasScroller(viewport()) &&
+                        QScroller::scroller(viewport())->state() != QScroller::Inactive;
+    const bool autoScrolls = hasAutoScroll();
+    setAutoScroll(autoScrolls && !moving);
     selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect);
-    scrollTo(index, QAbstractItemView::PositionAtCenter);
+    setAutoScroll(autoScrolls);
+    if (!moving) {
+        scrollTo(index, QAbstractItemView::PositionAtCenter);
+    }
 }
 
 int PlayQueueList::SelectedRow() const {
