@@ -909,7 +909,7 @@ TEST_F(ListScreensTest, ATapThatStopsAFlickSelectsAndPlaysNothing) {
 }
 
 // A finger held on a row at the queue's right edge: the row's menu opens
-// inside the window, as the popups must, not over its edge.
+// inside the window, not over its edge.
 TEST_F(ListScreensTest, ARowsMenuHeldAtTheWindowsEdgeStaysInsideIt) {
     serverOptions_.songs = 60;
     serverOptions_.queueLength = 40;
