@@ -30,6 +30,7 @@
 #include "session/Settings.h"
 #include "ui/desktop/MprisService.h"
 #include "ui/desktop/SingleInstance.h"
+#include "ui/view/ChromeLook.h"
 #include "ui/window/CMainFrame.h"
 #include "ui/window/Prompter.h"
 #include "ui/window/Tour.h"
@@ -293,7 +294,7 @@ int main(int argc, char** argv) {
     QApplication application(qtCount, qtArguments.data());
     // One look everywhere, whatever the desktop's theme: the skin sets the
     // colours.
-    QApplication::setStyle(QStringLiteral("Fusion"));
+    QApplication::setStyle(vantor::ui::MakeWindowStyle());
     NameTheProgram();
 
     if (!Parse(application, arguments, geometryValue)) {
