@@ -16,11 +16,13 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QSocketNotifier>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -28,6 +30,7 @@
 #include "session/Settings.h"
 #include "ui/desktop/MprisService.h"
 #include "ui/desktop/SingleInstance.h"
+#include "ui/view/ChromeLook.h"
 #include "ui/window/CMainFrame.h"
 #include "ui/window/Prompter.h"
 #include "ui/window/Tour.h"
@@ -57,8 +60,9 @@ bool ParsePort(const QString& text, std::uint16_t* port) {
 
 // Fails with a message on stderr (exit status 1) for bad values.
 // `geometryValue`: the --geometry taken from the command line before Qt saw
-// it (empty: not given).
-bool Parse(QCoreApplication& application, Arguments& arguments, const QString& geometryValue) {
+// it (none: not given; an empty value given is a bad one).
+bool Parse(QCoreApplication& application, Arguments& arguments,
+           const std::optional<QString>& geometryValue) {
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Vantor: the remote control for your desktop media player."));
@@ -126,9 +130,15 @@ bool Parse(QCoreApplication& application, Arguments& arguments, const QString& g
     frame.configPath = parser.value(config).toStdString();
     int width = 0;
     int height = 0;
-    const QString size = geometryValue.isEmpty() ? parser.value(geometry) : geometryValue;
-    if (std::sscanf(size.toUtf8().constData(), "%dx%d", &width, &height) != 2 || width < 64 ||
-        height < 64 || width > 8192 || height > 8192) {
+    const QString size = geometryValue ? *geometryValue : parser.value(geometry);
+    // Digits, "x", digits and nothing else ("480x640px" is no size).
+    static const QRegularExpression kSize(QStringLiteral("^([0-9]{1,5})x([0-9]{1,5})$"));
+    const QRegularExpressionMatch match = kSize.match(size);
+    if (match.hasMatch()) {
+        width = match.captured(1).toInt();
+        height = match.captured(2).toInt();
+    }
+    if (!match.hasMatch() || width < 64 || height < 64 || width > 8192 || height > 8192) {
         return fail("--geometry (WxH, 64 to 8192 each)", size);
     }
     frame.screen = QSize(width, height);
@@ -267,7 +277,7 @@ int main(int argc, char** argv) {
     // Qt's X11 platform reads "-geometry" (and "--geometry") as its own and
     // sizes the first window by it, menu and command bar included, without
     // telling the window; it is ours, so Qt never sees it.
-    QString geometryValue;
+    std::optional<QString> geometryValue;
     std::vector<char*> qtArguments;
     for (int i = 0; i < argc; ++i) {
         const std::string_view word = argv[i];
@@ -284,7 +294,7 @@ int main(int argc, char** argv) {
     QApplication application(qtCount, qtArguments.data());
     // One look everywhere, whatever the desktop's theme: the skin sets the
     // colours.
-    QApplication::setStyle(QStringLiteral("Fusion"));
+    QApplication::setStyle(vantor::ui::MakeWindowStyle());
     NameTheProgram();
 
     if (!Parse(application, arguments, geometryValue)) {

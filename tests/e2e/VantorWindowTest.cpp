@@ -132,5 +132,24 @@ TEST_F(VantorWindowTest, HelpAndVersionAnswerWithoutADisplay) {
     }
 }
 
+// A size that is not digits, "x" and digits, or an empty one, is refused
+// with a message, whichever way it is written; a good one in the "=" form
+// is taken.
+TEST_F(VantorWindowTest, AGeometryWithMoreThanASizeIsRefused) {
+    setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"--geometry", "480x640junk"},
+          std::vector<std::string>{"--geometry", ""}, std::vector<std::string>{"--geometry="},
+          std::vector<std::string>{"--geometry=480x640px"},
+          std::vector<std::string>{"--geometry", "+480x 640"}}) {
+        std::vector<std::string> command{VANTOR_PATH};
+        command.insert(command.end(), words.begin(), words.end());
+        Process run(command);
+        EXPECT_EQ(run.Wait(10s), 1) << words.back() << "\n" << run.Output();
+        EXPECT_NE(run.Output().find("bad --geometry"), std::string::npos) << words.back() << "\n"
+                                                                          << run.Output();
+    }
+}
+
 }  // namespace
 }  // namespace vantor

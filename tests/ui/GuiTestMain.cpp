@@ -5,12 +5,14 @@
 
 #include <QApplication>
 
+#include "ui/view/ChromeLook.h"
+
 int main(int argc, char** argv) {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
     }
     ::testing::InitGoogleTest(&argc, argv);
     QApplication application(argc, argv);
-    QApplication::setStyle(QStringLiteral("Fusion"));
+    QApplication::setStyle(vantor::ui::MakeWindowStyle());
     return RUN_ALL_TESTS();
 }

@@ -862,3 +862,155 @@ TEST_F(ListScreensTest, BrokenPagesAndASlowSearchLeaveTheListUsable) {
 
 }  // namespace
 }  // namespace vantor::testing
+
+namespace vantor::testing {
+namespace {
+
+// A finger put on a queue still moving after a flick stops it, as on any
+// phone: that tap (and a second to stop it dead) selects and plays nothing.
+TEST_F(ListScreensTest, ATapThatStopsAFlickSelectsAndPlaysNothing) {
+    serverOptions_.songs = 600;
+    serverOptions_.queueLength = 500;
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
+    ASSERT_TRUE(Pump([&] { return queue.RowCount() == 500; }));
+    QWidget* rows = queue.viewport();
+    QScroller* scroller = QScroller::scroller(rows);
+    const int selected = queue.SelectedEntry();
+    const int plays = Received("SetPlaylistPositionRequest");
+
+    const QPoint low(rows->width() / 2, rows->height() * 3 / 4);
+    Swipe(rows, low, low - QPoint(0, rows->height() / 2));
+    ASSERT_EQ(scroller->state(), QScroller::Scrolling) << "the flick did not go on by itself";
+    const QPoint at = rows->rect().center();
+    FingerDown(rows, at);
+    FingerUp(rows, at);
+    EXPECT_EQ(queue.SelectedEntry(), selected) << "the tap that stopped the list selected a row";
+    // The list is still now: the next tap selects, and is no double tap.
+    FingerDown(rows, at);
+    FingerUp(rows, at);
+    EXPECT_EQ(queue.SelectedEntry(), queue.indexAt(at).row());
+    PumpFor(300ms);
+    EXPECT_EQ(Received("SetPlaylistPositionRequest"), plays)
+        << "two taps that stopped the list played a row";
+}
+
+// A finger held on a row at the queue's right edge: the row's menu opens
+// inside the window, not over its edge.
+TEST_F(ListScreensTest, ARowsMenuHeldAtTheWindowsEdgeStaysInsideIt) {
+    serverOptions_.songs = 60;
+    serverOptions_.queueLength = 40;
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
+    ASSERT_TRUE(Pump([&] { return queue.RowCount() == 40; }));
+    QWidget* rows = queue.viewport();
+    MenuWatch menus;
+    QRect opened;
+    const QPoint edge(rows->width() - 4, rows->height() - 4);
+    menus.whileOpen = [&] {
+        opened = QApplication::activePopupWidget()->geometry();
+        FingerUp(rows, edge);
+    };
+    FingerDown(rows, edge);
+    ASSERT_TRUE(Pump([&] { return !menus.opened.empty(); }));
+    const QRect window = frame_->geometry();
+    EXPECT_TRUE(window.contains(opened))
+        << "the menu at (" << opened.x() << "," << opened.y() << " " << opened.width() << "x"
+        << opened.height() << ") in a window at (" << window.x() << "," << window.y() << " "
+        << window.width() << "x" << window.height() << ")";
+}
+
+}  // namespace
+}  // namespace vantor::testing
+
+namespace vantor::testing {
+namespace {
+
+// A jump label tapped while a flick still carries the list: the list stops
+// on the letter's first row, the flick does not carry it on past it.
+TEST_F(ListScreensTest, AJumpLabelTappedDuringAFlickLandsOnItsLetter) {
+    serverOptions_.songs = 500;
+    OpenLibrary();
+    TapRow(&List(), 0);
+    ASSERT_TRUE(Pump([&] { return Row(0) == "Artists"; }));
+    TapRow(&List(), FindRow("Albums"));
+    ASSERT_TRUE(Pump([&] { return !List().JumpLabels().empty(); }));
+    const auto labels = List().JumpLabels();
+    const int index = static_cast<int>(labels.size() / 2);
+    const int row = labels[static_cast<std::size_t>(index)].second;
+    auto* strip = frame_->findChild<QWidget*>(QStringLiteral("Jump Labels"));
+    ASSERT_NE(strip, nullptr);
+
+    QWidget* rows = List().viewport();
+    QScroller* scroller = QScroller::scroller(rows);
+    const QPoint low(rows->width() / 2, rows->height() * 3 / 4);
+    Swipe(rows, low, low - QPoint(0, rows->height() / 2));
+    ASSERT_EQ(scroller->state(), QScroller::Scrolling);
+    const QPoint at(strip->width() / 2,
+                    (2 * index + 1) * strip->height() / (2 * static_cast<int>(labels.size())));
+    QMouseEvent press(QEvent::MouseButtonPress, QPointF(at), strip->mapToGlobal(QPointF(at)),
+                      Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(strip, &press);
+    QMouseEvent release(QEvent::MouseButtonRelease, QPointF(at), strip->mapToGlobal(QPointF(at)),
+                        Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
+    QApplication::sendEvent(strip, &release);
+    EXPECT_EQ(List().TopRow(), row);
+    EXPECT_TRUE(Pump([&] { return scroller->state() == QScroller::Inactive; }, 3s));
+    PumpFor(100ms);
+    EXPECT_EQ(List().TopRow(), row) << "the flick carried the list on past the letter";
+}
+
+}  // namespace
+}  // namespace vantor::testing
+
+namespace vantor::testing {
+namespace {
+
+// The song changes while a finger holds the queue partway down, or while a
+// flick still carries it: the list stays under the finger and goes on
+// with the flick, rather than jumping to the entry now playing and back.
+TEST_F(ListScreensTest, ASongChangingUnderAFingerLeavesTheQueueWhereTheFingerHasIt) {
+    serverOptions_.songs = 600;
+    serverOptions_.queueLength = 500;
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
+    ASSERT_TRUE(Pump([&] { return queue.RowCount() == 500; }));
+    QWidget* rows = queue.viewport();
+    QScrollBar* bar = queue.verticalScrollBar();
+    const int playing = frame_->Player().playlistPosition;
+
+    // Drawn well down the queue and held there.
+    const QPoint low(rows->width() / 2, rows->height() - 4);
+    FingerDown(rows, low);
+    for (int step = 1; step <= 8; ++step) {
+        QTest::qWait(8);
+        FingerMove(rows, low - QPoint(0, step * (rows->height() - 8) / 8));
+    }
+    PumpFor(100ms);
+    const int held = bar->value();
+    ASSERT_GT(held, 0);
+    std::vector<int> seen;
+    (*server_)->Post(
+        [](server::PlayerModel& player, server::Events& events) { events = player.Next(); });
+    ASSERT_TRUE(Pump([&] {
+        seen.push_back(bar->value());
+        return frame_->Player().playlistPosition == playing + 1;
+    }));
+    for (int tick = 0; tick < 20; ++tick) {
+        PumpFor(10ms);
+        seen.push_back(bar->value());
+    }
+    for (const int value : seen) {
+        EXPECT_EQ(value, held) << "the held queue moved from under the finger";
+    }
+    FingerUp(rows, QPoint(low.x(), 4));
+}
+
+}  // namespace
+}  // namespace vantor::testing

@@ -4,7 +4,9 @@
 
 #include <QCryptographicHash>
 #include <QFile>
+#include <QMenu>
 #include <QMenuBar>
+#include <QPaintEngine>
 #include <QTest>
 #include <fstream>
 
@@ -813,6 +815,215 @@ TEST_F(GuiTest, AnyPortraitWindowIsFilledWithoutOverlaps) {
     EXPECT_FALSE(frame_->Landscape());
     EXPECT_EQ(handheld(), at480);
     EXPECT_EQ(Screen()->height(), screenHeight);
+}
+
+}  // namespace
+}  // namespace vantor::testing
+
+namespace vantor::testing {
+namespace {
+
+std::string Describe(const QRect& rect) {
+    return "(" + std::to_string(rect.left()) + "," + std::to_string(rect.top()) + " " +
+           std::to_string(rect.width()) + "x" + std::to_string(rect.height()) + ")";
+}
+
+// Sizes the window's table leaves out: one pixel past the handheld's, one
+// short of the largest phone, a tablet's, a very tall one, and pixel
+// ratios of 1.25 and 4. Every screen's controls lie inside it, none over
+// another, and the main screen's queue reaches the deck.
+TEST_F(GuiTest, OddPortraitWindowsAreFilledWithoutOverlaps) {
+    CopySkins();
+    WriteSettings();
+    const struct {
+        int width, height;
+        double ratio;
+    } sizes[] = {{241, 321, 1},  {1439, 3199, 1},  {600, 900, 1},
+                 {400, 1200, 1}, {500, 800, 1.25}, {1200, 2400, 4}};
+    for (const auto& entry : sizes) {
+        const QSize window(static_cast<int>(entry.width / entry.ratio),
+                           static_cast<int>(entry.height / entry.ratio));
+        StopWindow();
+        StartWindow([&](ui::FrameOptions& options) {
+            options.screenIsWindow = true;
+            options.pixelRatio = entry.ratio;
+            options.physicalDpi = window.width() * 25.4 / 62;
+        });
+        ASSERT_TRUE(OnMainWithSong());
+        const std::string at = std::to_string(entry.width) + "x" + std::to_string(entry.height) +
+                               "@" + std::to_string(entry.ratio);
+        frame_->resize(window);
+        const auto settled = [&] {
+            return frame_->size() == window &&
+                   frame_->View().Frame().size() == frame_->View().DeviceSize();
+        };
+        ASSERT_TRUE(Pump(settled, 1s) && (PumpFor(100ms), Pump(settled, 1s))) << at;
+        const ui::ScreenView& view = frame_->View();
+        const QRect inside(QPoint(0, 0), view.DeviceSize());
+        const auto check = [&](const std::string& screen,
+                               std::vector<std::pair<std::string, QRect>> parts) {
+            for (std::size_t i = 0; i < parts.size(); ++i) {
+                EXPECT_FALSE(parts[i].second.isEmpty())
+                    << screen << " " << parts[i].first << " at " << at;
+                EXPECT_TRUE(inside.contains(parts[i].second))
+                    << screen << " " << parts[i].first << " at " << at;
+                for (std::size_t j = i + 1; j < parts.size(); ++j) {
+                    EXPECT_FALSE(parts[i].second.intersects(parts[j].second))
+                        << screen << " " << parts[i].first << " and " << parts[j].first << " at "
+                        << at << ": " << Describe(parts[i].second) << " "
+                        << Describe(parts[j].second);
+                }
+            }
+        };
+        std::vector<std::pair<std::string, QRect>> main;
+        for (const char* name : {"songback", "positionbar.back", "prev", "play", "next", "repeat",
+                                 "shuffle", "volumebar.back"}) {
+            main.emplace_back(name, view.ComponentRect(name));
+        }
+        const int slack = static_cast<int>(std::ceil(entry.ratio));
+        const QRect queue = view.Device(frame_->Queue().geometry());
+        main.emplace_back("queue", queue.adjusted(0, slack, 0, -slack));
+        check("main", main);
+        EXPECT_LE(std::abs(queue.bottom() + 1 - view.ComponentRect("deck").top()), slack) << at;
+        EXPECT_EQ(view.ComponentRect("deck").bottom(), inside.bottom()) << at;
+
+        frame_->Command(ui::WindowCommand::NowPlaying);
+        ASSERT_TRUE(Pump([&] { return frame_->Screen() == "nowplaying"; })) << at;
+        std::vector<std::pair<std::string, QRect>> playing;
+        for (const char* name : {"titleback", "artistback", "albumback",
+                                 "positionbar.nowplaying.back", "prev", "play", "next"}) {
+            playing.emplace_back(name, view.ComponentRect(name));
+        }
+        check("nowplaying", playing);
+
+        frame_->Command(ui::WindowCommand::Equalizer);
+        ASSERT_TRUE(Pump([&] { return frame_->Screen() == "eq"; })) << at;
+        std::vector<std::pair<std::string, QRect>> eq;
+        eq.emplace_back("eq.preamp", view.ComponentRect("eq.preamp"));
+        eq.emplace_back("eq.bar10", view.ComponentRect("eq.bar10"));
+        check("eq", eq);
+    }
+}
+
+}  // namespace
+}  // namespace vantor::testing
+
+namespace vantor::testing {
+namespace {
+
+// The skin's images read for a pixel ratio of 1.5 are scaled smoothly, but
+// not across the edges of what they hold: a button's cell meets the deck
+// around it without a dark seam, as it does at a ratio of 1.
+TEST_F(GuiTest, ButtonsAtAPixelRatioOfOneAndAHalfShowNoSeams) {
+    WriteSettings();
+    for (const double ratio : {1.0, 1.5}) {
+        StopWindow();
+        StartWindow([&](ui::FrameOptions& options) {
+            options.screenIsWindow = true;
+            options.pixelRatio = ratio;
+        });
+        ASSERT_TRUE(OnMainWithSong());
+        const QSize window(240, 400);
+        frame_->resize(window);
+        const auto settled = [&] {
+            return frame_->size() == window &&
+                   frame_->View().Frame().size() == frame_->View().DeviceSize();
+        };
+        ASSERT_TRUE(Pump(settled, 1s) && (PumpFor(100ms), Pump(settled, 1s)));
+        const QImage& frame = frame_->View().Frame();
+        for (const char* name : {"repeat", "shuffle"}) {
+            const QRect cell = frame_->View().ComponentRect(name);
+            ASSERT_FALSE(cell.isEmpty()) << name;
+            // Down the cell's left quarter, clear of its icon: its bottom
+            // rows against the plain ones above them.
+            const int x = cell.left() + cell.width() / 8;
+            const QColor plain = frame.pixelColor(x, cell.bottom() - 4);
+            for (int y = cell.bottom() - 2; y <= cell.bottom(); ++y) {
+                const QColor seen = frame.pixelColor(x, y);
+                const int off = std::max({std::abs(seen.red() - plain.red()),
+                                          std::abs(seen.green() - plain.green()),
+                                          std::abs(seen.blue() - plain.blue())});
+                EXPECT_LE(off, 3) << name << " at a ratio of " << ratio << ", row " << y << " of "
+                                  << cell.top() << ".." << cell.bottom() << ": "
+                                  << seen.name().toStdString() << " under "
+                                  << plain.name().toStdString();
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace vantor::testing
+
+namespace vantor::testing {
+namespace {
+
+// A paint device that keeps the texts drawn on it, as they are drawn.
+class TextRecorder final : public QPaintDevice {
+public:
+    QPaintEngine* paintEngine() const override { return &engine_; }
+    int metric(PaintDeviceMetric metric) const override {
+        switch (metric) {
+            case PdmWidth:
+            case PdmHeight:
+                return 2000;
+            case PdmDpiX:
+            case PdmDpiY:
+            case PdmPhysicalDpiX:
+            case PdmPhysicalDpiY:
+                return 96;
+            case PdmDevicePixelRatio:
+                return 1;
+            case PdmDevicePixelRatioScaled:
+                return static_cast<int>(devicePixelRatioFScale());
+            case PdmDepth:
+                return 32;
+            default:
+                return 1;
+        }
+    }
+    const std::vector<std::string>& Drawn() const { return engine_.drawn; }
+
+private:
+    struct Engine final : QPaintEngine {
+        bool begin(QPaintDevice*) override { return true; }
+        bool end() override { return true; }
+        void updateState(const QPaintEngineState&) override {}
+        void drawPixmap(const QRectF&, const QPixmap&, const QRectF&) override {}
+        void drawPolygon(const QPointF*, int, PolygonDrawMode) override {}
+        void drawTextItem(const QPointF&, const QTextItem& item) override {
+            drawn.push_back(item.text().toStdString());
+        }
+        Type type() const override { return User; }
+        std::vector<std::string> drawn;
+    };
+    mutable Engine engine_;
+};
+
+// The window's menu at a phone's width, in the skin's (large) font: every
+// entry is drawn whole, none cut short with an ellipsis.
+TEST_F(GuiTest, TheMenusEntriesAreDrawnWholeAtAPhonesWidth) {
+    WriteSettings();
+    StartWindow([](ui::FrameOptions& options) { options.screenIsWindow = true; });
+    ASSERT_TRUE(OnMainWithSong());
+    const QSize window(720, 1200);
+    frame_->resize(window);
+    const auto settled = [&] {
+        return frame_->size() == window &&
+               frame_->View().Frame().size() == frame_->View().DeviceSize();
+    };
+    ASSERT_TRUE(Pump(settled, 1s) && (PumpFor(100ms), Pump(settled, 1s)));
+    ASSERT_FALSE(frame_->menuBar()->actions().isEmpty());
+    QMenu* menu = frame_->menuBar()->actions().front()->menu();
+    ASSERT_NE(menu, nullptr);
+    menu->adjustSize();
+    TextRecorder recorder;
+    menu->render(&recorder);
+    ASSERT_FALSE(recorder.Drawn().empty());
+    for (const std::string& text : recorder.Drawn()) {
+        EXPECT_EQ(text.find("\u2026"), std::string::npos)
+            << text << " (menu " << menu->width() << " wide)";
+    }
 }
 
 }  // namespace

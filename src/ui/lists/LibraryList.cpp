@@ -5,6 +5,7 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QScrollBar>
+#include <QScroller>
 #include <QStyledItemDelegate>
 #include <QTimer>
 #include <algorithm>
@@ -12,6 +13,7 @@
 #include "core/Logger.h"
 #include "ui/access/ScreenAccess.h"
 #include "ui/lists/BusyIndicator.h"
+#include "ui/lists/ListTouch.h"
 #include "ui/lists/PagedRowsModel.h"
 
 namespace vantor::ui {
@@ -271,6 +273,8 @@ void LibraryList::JumpTo(int row) {
     if (row < 0 || row >= Count()) {
         return;
     }
+    // A flick still under way would carry the list on past the letter.
+    QScroller::scroller(viewport())->stop();
     const QModelIndex index = model_->index(row);
     scrollTo(index, QAbstractItemView::PositionAtTop);
     selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect);
@@ -295,6 +299,7 @@ int LibraryList::TopRow() const {
 
 void LibraryList::EnsureVisible(int row) {
     if (row >= 0 && row < Count()) {
+        QScroller::scroller(viewport())->stop();
         scrollTo(model_->index(row), QAbstractItemView::PositionAtTop);
     }
 }
@@ -339,7 +344,7 @@ void LibraryList::contextMenuEvent(QContextMenuEvent* event) {
     if (handlers_.menuOpen) {
         handlers_.menuOpen(true);
     }
-    QAction* chosen = menu.exec(event->globalPos());
+    QAction* chosen = menu.exec(MenuPointInside(menu, *this, event->globalPos()));
     if (handlers_.menuOpen) {
         handlers_.menuOpen(false);
     }

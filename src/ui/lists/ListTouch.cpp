@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QContextMenuEvent>
 #include <QElapsedTimer>
+#include <QMenu>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPointer>
@@ -214,7 +215,12 @@ private:
         finger_ = id;
         start_ = last_ = at;
         gesture_ = Gesture::Undecided;
-        // A finger put on a list that is still moving stops it.
+        // A finger put on a list that is still moving stops it, and that
+        // is all its tap does: the row under it came there by chance.
+        stopping_ = scroller_->state() == QScroller::Scrolling;
+        if (stopping_) {
+            lastTap_.invalidate();
+        }
         scroller_->handleInput(QScroller::InputPress, last_, time);
         // (Its answer says whether it ate the press, not whether it took it.)
         scrollerHeld_ = scroller_->state() == QScroller::Pressed;
@@ -256,8 +262,9 @@ private:
             scroller_->handleInput(QScroller::InputRelease, last_, time);
             scrollerHeld_ = false;
         }
+        const bool stopped = stopping_;
         Reset();
-        if (gesture == Gesture::Undecided) {
+        if (gesture == Gesture::Undecided && !stopped) {
             Tap(start_.toPoint());
         }
     }
@@ -362,6 +369,7 @@ private:
         cue_->Stop();
         gesture_ = Gesture::None;
         finger_ = -1;
+        stopping_ = false;
     }
 
     QAbstractItemView& view_;
@@ -375,6 +383,7 @@ private:
     QPointF last_;
     bool scrollerHeld_ = false;  // the scroller took a press not yet released
     bool eatingLift_ = false;    // the held finger is still down over a menu
+    bool stopping_ = false;      // the finger down stopped a moving list
     QElapsedTimer lastTap_;      // invalid: no tap to pair with
     QPoint lastTapAt_;
 };
@@ -383,6 +392,15 @@ private:
 
 void EnableTouch(QAbstractItemView& view) {
     new ListTouch(view);
+}
+
+QPoint MenuPointInside(const QMenu& menu, const QWidget& owner, QPoint global) {
+    const QWidget& window = *owner.window();
+    const QRect inside(window.mapToGlobal(QPoint(0, 0)), window.size());
+    const QSize size = menu.sizeHint();
+    const int x = std::max(std::min(global.x(), inside.right() + 1 - size.width()), inside.left());
+    const int y = std::max(std::min(global.y(), inside.bottom() + 1 - size.height()), inside.top());
+    return QPoint(x, y);
 }
 
 }  // namespace vantor::ui

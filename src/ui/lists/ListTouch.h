@@ -13,6 +13,9 @@
 // Threads: the window's thread only.
 
 class QAbstractItemView;
+class QMenu;
+class QPoint;
+class QWidget;
 
 namespace vantor::ui {
 
@@ -21,5 +24,11 @@ inline constexpr int kTouchHoldMs = 500;
 
 // Lets `view` be touched as above, for its life.
 void EnableTouch(QAbstractItemView& view);
+
+// Where `menu` opens for a press at `global` on `owner`: there, moved as
+// little as needed for the whole menu to lie inside `owner`'s window (Qt
+// keeps it only inside the screen). A menu larger than the window keeps
+// to its top left.
+QPoint MenuPointInside(const QMenu& menu, const QWidget& owner, QPoint global);
 
 }  // namespace vantor::ui

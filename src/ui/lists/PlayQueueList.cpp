@@ -4,6 +4,7 @@
 #include <QMenu>
 #include <QPainter>
 #include <QScrollBar>
+#include <QScroller>
 #include <QStyledItemDelegate>
 #include <QTimer>
 #include <algorithm>
@@ -12,6 +13,7 @@
 #include "skin/SkinScreen.h"
 #include "ui/lists/BusyIndicator.h"
 #include "ui/lists/LibraryList.h"
+#include "ui/lists/ListTouch.h"
 #include "ui/lists/PagedRowsModel.h"
 
 namespace vantor::ui {
@@ -215,8 +217,17 @@ void PlayQueueList::EnsureVisible(int row) {
         row = current_;
     }
     const QModelIndex index = model_->index(row);
+    // A finger holding the list, or a flick carrying it, keeps it where it
+    // is: the list would jump from under the finger and back.
+    const bool moving = QScroller::hasScroller(viewport()) &&
+                        QScroller::scroller(viewport())->state() != QScroller::Inactive;
+    const bool autoScrolls = hasAutoScroll();
+    setAutoScroll(autoScrolls && !moving);
     selectionModel()->setCurrentIndex(index, QItemSelectionModel::ClearAndSelect);
-    scrollTo(index, QAbstractItemView::PositionAtCenter);
+    setAutoScroll(autoScrolls);
+    if (!moving) {
+        scrollTo(index, QAbstractItemView::PositionAtCenter);
+    }
 }
 
 int PlayQueueList::SelectedRow() const {
@@ -302,7 +313,7 @@ void PlayQueueList::contextMenuEvent(QContextMenuEvent* event) {
     if (menuOpen_) {
         menuOpen_(true);
     }
-    QAction* chosen = menu.exec(event->globalPos());
+    QAction* chosen = menu.exec(MenuPointInside(menu, *this, event->globalPos()));
     if (menuOpen_) {
         menuOpen_(false);
     }

@@ -200,7 +200,8 @@ void ButtonsPage::ShowReleaseMenu(QPoint at) {
         list_->setCurrentItem(item);
     }
     if (!list_->selectedItems().isEmpty()) {
-        releaseMenu_->popup(list_->viewport()->mapToGlobal(at));
+        releaseMenu_->popup(
+            MenuPointInside(*releaseMenu_, *list_, list_->viewport()->mapToGlobal(at)));
     }
 }
 

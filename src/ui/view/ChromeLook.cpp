@@ -1,6 +1,36 @@
 #include "ui/view/ChromeLook.h"
 
+#include <QProxyStyle>
+#include <QStyleFactory>
+#include <QStyleOptionMenuItem>
+
 namespace vantor::ui {
+
+namespace {
+
+class WindowStyle final : public QProxyStyle {
+public:
+    WindowStyle() : QProxyStyle(QStyleFactory::create(QStringLiteral("Fusion"))) {}
+
+    QSize sizeFromContents(ContentsType type, const QStyleOption* option, const QSize& contents,
+                           const QWidget* widget) const override {
+        QSize size = QProxyStyle::sizeFromContents(type, option, contents, widget);
+        const auto* item = qstyleoption_cast<const QStyleOptionMenuItem*>(option);
+        if (type == CT_MenuItem && item != nullptr &&
+            item->menuItemType != QStyleOptionMenuItem::Separator) {
+            // The check column Fusion draws grows with the row (about
+            // four fifths of its height); the one it sizes for does not.
+            size.rwidth() += item->fontMetrics.height();
+        }
+        return size;
+    }
+};
+
+}  // namespace
+
+QStyle* MakeWindowStyle() {
+    return new WindowStyle();
+}
 
 QPalette ChromePalette(QColor back, QColor text, QColor accent, QColor base) {
     QPalette chrome;

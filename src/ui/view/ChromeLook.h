@@ -12,6 +12,8 @@
 
 #include "skin/CSkin.h"
 
+class QStyle;
+
 namespace vantor::ui {
 
 // `back`: the header's background; `text`: the lists' text; `accent`: the
@@ -22,5 +24,12 @@ QPalette ChromePalette(QColor back, QColor text, QColor accent, QColor base);
 // colour) is missing.
 QColor SkinColour(const SkinWinComponent* record,
                   const std::optional<SkinColor> SkinWinComponent::*colour, QColor fallback);
+
+// The window's style (Qt's Fusion), its menus wide enough for their
+// entries in a large font: Fusion draws the column of check marks wider as
+// the rows grow than it sizes the menu for, and cut the longest entry
+// short with an ellipsis. For QApplication::setStyle, which takes it;
+// the window's thread only.
+QStyle* MakeWindowStyle();
 
 }  // namespace vantor::ui
