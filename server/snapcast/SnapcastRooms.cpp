@@ -613,6 +613,10 @@ bool Link::Reply(const json& reply, std::string* reason) {
 bool Link::Finish(Waiting waiting, std::string* reason) {
     if (waiting.calls.empty()) {
         statusAsked_ = false;
+        // Also after a status that is none: it is asked for again in time,
+        // not at once and again and again.
+        const auto now = Clock::now();
+        statusAt_ = now + options_.statusEvery;
         const json& reply = waiting.replies.begin()->second;
         const bool first = !rooms_.Loaded();
         if (!reply.contains("result") || !rooms_.Load(reply["result"])) {
@@ -638,9 +642,7 @@ bool Link::Finish(Waiting waiting, std::string* reason) {
             std::lock_guard lock(shared_->mutex);
             shared_->linked = true;
         }
-        const auto now = Clock::now();
         rooms_.Watch(now);
-        statusAt_ = now + options_.statusEvery;
         Publish();
         return true;
     }

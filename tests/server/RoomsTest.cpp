@@ -578,6 +578,35 @@ TEST_F(LinkTest, GarbageIsSkippedAndTheStatusAfterItServed) {
     EXPECT_EQ(Switch("nosuch"), kNotFound);
 }
 
+TEST_F(LinkTest, TheStatusIsReadAgainInTimeEvenWhenItsAnswerIsNone) {
+    // Each read again answered with what is no status: logged, the list
+    // kept, and asked for again after the interval, not at once.
+    std::atomic<int> reads{0};
+    ScriptedSnapserver peer([&reads](ScriptedSnapserver::Connection& link) {
+        link.AnswerStatus(kTwoRooms);
+        const auto end = std::chrono::steady_clock::now() + 1s;
+        while (std::chrono::steady_clock::now() < end) {
+            const json asked = json::parse(link.ReadLine(100ms), nullptr, false);
+            if (asked.is_object() && asked.value("method", "") == "Server.GetStatus") {
+                ++reads;
+                link.Send(json({{"id", asked["id"]}, {"jsonrpc", "2.0"}, {"result", 7}}).dump() +
+                          "\r\n");
+            }
+        }
+    });
+    SnapcastOptions options;
+    options.statusEvery = 200ms;
+    testing::LogCapture log;
+    Start(peer.Port(), options);
+    EXPECT_TRUE(Shows("a=A/on, b=B/on"));
+    EXPECT_TRUE(WaitUntil([&] { return reads >= 2; }, 10s));
+    std::this_thread::sleep_for(1s);
+    // 200 ms apart: at most 6 in the second the peer answers.
+    EXPECT_LE(reads, 6);
+    EXPECT_EQ(Listed(rooms_->Speakers()), "a=A/on, b=B/on");
+    EXPECT_EQ(Published(), std::vector<std::string>{"a=A/on, b=B/on"});
+}
+
 TEST_F(LinkTest, ALineLongerThanTheCapDropsTheLinkWhichIsMadeAgain) {
     ScriptedSnapserver peer([](ScriptedSnapserver::Connection& link) {
         if (link.number == 0) {
