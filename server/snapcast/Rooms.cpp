@@ -226,6 +226,8 @@ bool Rooms::Apply(std::string_view method, const json& params) {
                 // A client new to us joins a group we do not know of.
                 return method == "Client.OnDisconnect";
             }
+            // A box that hung and has connected anew is back at once.
+            hung_.erase(id);
             const json& about = Member(params, "client");
             client->second.connected = Flag(about, "connected", method == "Client.OnConnect");
             const json& config = Member(about, "config");

@@ -355,6 +355,12 @@ TEST(RoomsTest, ARoomWhoseLastSeenStandsStillLeavesTheListUntilItMoves) {
     EXPECT_TRUE(
         rooms.Apply("Client.OnVolumeChanged", {{"id", "b"}, {"volume", {{"muted", true}}}}));
     EXPECT_EQ(Listed(rooms.Speakers()), "a=A/on");
+    // Its box restarted: connected anew, it is back before the next read.
+    EXPECT_TRUE(rooms.Apply("Client.OnDisconnect",
+                            {{"id", "b"}, {"client", Client({"b", "B", "", true, false})}}));
+    EXPECT_TRUE(rooms.Apply("Client.OnConnect",
+                            {{"id", "b"}, {"client", Client({"b", "B", "", true, true})}}));
+    EXPECT_EQ(Listed(rooms.Speakers()), "a=A/on, b=B/off");
 }
 
 TEST(RoomsTest, SwitchingARoomOffLeavesItAloneWhenItPlaysAnotherStream) {
