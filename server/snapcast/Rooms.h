@@ -14,9 +14,9 @@
 // than `hungAfter` by our clock, over the status reads (Watch), is not
 // listed: its box hangs with its connection up, which snapserver would call
 // connected for minutes, while a live snapclient is seen about every second.
-// It is listed again once its lastSeen moves. A client seen in one read only
-// is live, and so is every client while none's lastSeen moves: then it is
-// snapserver that stands still, not the rooms.
+// It is listed again once its lastSeen moves, or it connects anew. A client
+// seen in one read only is live, and so is every client while none's
+// lastSeen moves: then it is snapserver that stands still, not the rooms.
 //
 // Our stream is the one --snapcast-stream names; without a name the only
 // one, or the one named like the player (ChooseStream).
