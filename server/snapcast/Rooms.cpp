@@ -63,8 +63,8 @@ Call SetGroupClients(const std::string& id, const std::vector<std::string>& clie
     return {"Group.SetClients", Dump({{"id", id}, {"clients", clients}})};
 }
 
-Rooms::Rooms(std::string stream, std::string player)
-    : wanted_(std::move(stream)), player_(std::move(player)) {}
+Rooms::Rooms(std::string stream, std::string player, std::chrono::milliseconds hungAfter)
+    : wanted_(std::move(stream)), player_(std::move(player)), hungAfter_(hungAfter) {}
 
 std::string Rooms::ChooseStream(const std::vector<std::string>& streams, const std::string& wanted,
                                 const std::string& player) {
@@ -131,6 +131,8 @@ void Rooms::Clear() {
     clients_.clear();
     groups_.clear();
     groupOrder_.clear();
+    seen_.clear();
+    hung_.clear();
 }
 
 bool Rooms::Load(const json& result) {
@@ -175,6 +177,12 @@ bool Rooms::Load(const json& result) {
                 client.connected = Flag(member, "connected", false);
                 client.muted = Flag(Member(config, "volume"), "muted", false);
                 client.group = groupId;
+                const json& seen = Member(member, "lastSeen");
+                const json& sec = Member(seen, "sec");
+                const json& usec = Member(seen, "usec");
+                if (sec.is_number_integer() && usec.is_number_integer()) {
+                    client.lastSeen.emplace(sec.get<long long>(), usec.get<long long>());
+                }
                 clients.emplace(id, std::move(client));
                 into.clients.push_back(id);
             }
@@ -218,6 +226,8 @@ bool Rooms::Apply(std::string_view method, const json& params) {
                 // A client new to us joins a group we do not know of.
                 return method == "Client.OnDisconnect";
             }
+            // A box that hung and has connected anew is back at once.
+            hung_.erase(id);
             const json& about = Member(params, "client");
             client->second.connected = Flag(about, "connected", method == "Client.OnConnect");
             const json& config = Member(about, "config");
@@ -255,6 +265,41 @@ bool Rooms::Apply(std::string_view method, const json& params) {
     }
 }
 
+void Rooms::Watch(std::chrono::steady_clock::time_point now) {
+    std::map<std::string, Seen> seen;
+    bool anyMoves = false;
+    std::set<std::string> still;
+    for (const auto& [id, client] : clients_) {
+        if (!client.lastSeen) {
+            continue;
+        }
+        const auto before = seen_.find(id);
+        if (before == seen_.end() || before->second.lastSeen != *client.lastSeen) {
+            // Any change is a sign of life, even one back in time: the
+            // server's clock may have been set.
+            seen.emplace(id, Seen{*client.lastSeen, now});
+            anyMoves = anyMoves || client.connected;
+            continue;
+        }
+        seen.emplace(id, before->second);
+        if (!client.connected) {
+            continue;
+        }
+        if (now - before->second.since > hungAfter_) {
+            still.insert(id);
+        } else {
+            anyMoves = true;  // moved lately
+        }
+    }
+    seen_ = std::move(seen);
+    hung_ = anyMoves ? std::move(still) : std::set<std::string>();
+}
+
+bool Rooms::Listed(const std::string& id) const {
+    const auto client = clients_.find(id);
+    return client != clients_.end() && client->second.connected && hung_.count(id) == 0;
+}
+
 bool Rooms::Plays(const std::string& groupId) const {
     const auto group = groups_.find(groupId);
     return group != groups_.end() && !stream_.empty() && group->second.stream == stream_;
@@ -266,7 +311,7 @@ std::vector<Speaker> Rooms::Speakers() const {
         const Group& group = groups_.at(groupId);
         for (const std::string& id : group.clients) {
             const Client& client = clients_.at(id);
-            if (!client.connected) {
+            if (!Listed(id)) {
                 continue;
             }
             std::string name = CleanName(client.name);
@@ -345,8 +390,7 @@ void Rooms::SwitchOn(const std::string& id, std::set<std::string>* muting,
 
 ResultCode Rooms::SelectCalls(const std::string& id, std::vector<Call>* calls) const {
     calls->clear();
-    const auto client = clients_.find(id);
-    if (client == clients_.end() || !client->second.connected) {
+    if (!Listed(id)) {
         return kNotFound;
     }
     if (stream_.empty()) {
@@ -371,7 +415,7 @@ ResultCode Rooms::SelectCalls(const std::string& id, std::vector<Call>* calls) c
 ResultCode Rooms::EnableCalls(const std::string& id, bool enabled, std::vector<Call>* calls) const {
     calls->clear();
     const auto client = clients_.find(id);
-    if (client == clients_.end() || !client->second.connected) {
+    if (!Listed(id)) {
         return kNotFound;
     }
     if (!enabled) {

@@ -10,16 +10,27 @@
 // brackets. It is on when neither it nor its group is muted and its group
 // plays our stream.
 //
+// A client that is connected but whose lastSeen has stood still for longer
+// than `hungAfter` by our clock, over the status reads (Watch), is not
+// listed: its box hangs with its connection up, which snapserver would call
+// connected for minutes, while a live snapclient is seen about every second.
+// It is listed again once its lastSeen moves, or it connects anew. A client
+// seen in one read only is live, and so is every client while none's
+// lastSeen moves: then it is snapserver that stands still, not the rooms.
+//
 // Our stream is the one --snapcast-stream names; without a name the only
 // one, or the one named like the player (ChooseStream).
 //
 // Not thread-safe: the link's thread owns it.
 
+#include <chrono>
 #include <map>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "ResultCode.h"
@@ -42,7 +53,9 @@ public:
 
     // `stream`: the stream asked for (empty: choose); `player`: the name the
     // player's stream goes by when there are several ("MPD").
-    Rooms(std::string stream, std::string player);
+    // `hungAfter`: how long a connected client's lastSeen may stand still.
+    Rooms(std::string stream, std::string player,
+          std::chrono::milliseconds hungAfter = std::chrono::seconds(15));
 
     // Server.GetStatus's result; false (and nothing changed) when it is not
     // one.
@@ -51,6 +64,9 @@ public:
     // Group.SetMute, Group.SetStream); false when it cannot be followed
     // here, so the status must be read again.
     bool Apply(std::string_view method, const nlohmann::json& params);
+    // The status was read at `now` (a steady clock): each client's lastSeen
+    // is compared with the one of the reads before.
+    void Watch(std::chrono::steady_clock::time_point now);
     void Clear();
     bool Loaded() const { return loaded_; }
 
@@ -82,6 +98,13 @@ private:
         bool connected = false;
         bool muted = false;
         std::string group;
+        // snapserver's clock, seconds and microseconds; none: not told.
+        std::optional<std::pair<long long, long long>> lastSeen;
+    };
+    // A client's lastSeen as the reads saw it, and since when by our clock.
+    struct Seen {
+        std::pair<long long, long long> lastSeen;
+        std::chrono::steady_clock::time_point since;
     };
     struct Group {
         std::string stream;
@@ -90,6 +113,8 @@ private:
     };
 
     bool Plays(const std::string& groupId) const;
+    // Connected, and its box not hung.
+    bool Listed(const std::string& id) const;
     // Unmutes `id` and lets its group play our stream, without switching on
     // anyone else of the group.
     // `muting`: the clients the calls mute already.
@@ -98,12 +123,15 @@ private:
 
     const std::string wanted_;
     const std::string player_;
+    const std::chrono::milliseconds hungAfter_;
     bool loaded_ = false;
     std::vector<std::string> streams_;
     std::string stream_;
     std::map<std::string, Client> clients_;
     std::map<std::string, Group> groups_;
     std::vector<std::string> groupOrder_;
+    std::map<std::string, Seen> seen_;
+    std::set<std::string> hung_;
 };
 
 // Client.SetVolume's parameters that mute or unmute a client, and the like.

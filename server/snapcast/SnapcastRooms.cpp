@@ -111,7 +111,7 @@ public:
     explicit Link(std::shared_ptr<SnapcastRooms::Shared> shared)
         : shared_(std::move(shared)),
           options_(shared_->options),
-          rooms_(options_.stream, options_.player),
+          rooms_(options_.stream, options_.player, options_.hungAfter),
           where_(Format(options_.host.find(':') != std::string::npos ? "[%s]:%u" : "%s:%u",
                         options_.host.c_str(), static_cast<unsigned>(options_.port))) {}
 
@@ -197,6 +197,8 @@ private:
     // before the link.
     std::vector<Speaker> lastPublished_;
     std::optional<Clock::time_point> publishAt_;
+    // When the status is to be read again.
+    std::optional<Clock::time_point> statusAt_;
 };
 
 bool Link::Wait(int fd, short events, std::chrono::milliseconds wait, short* ready) {
@@ -328,6 +330,9 @@ std::string Link::Session() {
         if (publishAt_ && !statusAsked_) {
             wake = std::min(wake, *publishAt_);
         }
+        if (statusAt_ && !statusAsked_) {
+            wake = std::min(wake, *statusAt_);
+        }
         const auto now = Clock::now();
         const auto wait = wake == Clock::time_point::max()
                               ? std::chrono::milliseconds(60'000)
@@ -352,6 +357,9 @@ std::string Link::Session() {
         }
         if (publishAt_ && !statusAsked_ && Clock::now() >= *publishAt_) {
             Publish();
+        }
+        if (statusAt_ && !statusAsked_ && Clock::now() >= *statusAt_) {
+            ReadStatus();
         }
         TakeOrders();
         // At once: the socket has room for a switch nearly always.
@@ -390,6 +398,7 @@ void Link::Drop(const std::string& reason) {
     statusAsked_ = false;
     noStreamLogged_ = false;
     publishAt_.reset();
+    statusAt_.reset();
     const bool had = rooms_.Loaded();
     rooms_.Clear();
     {
@@ -604,6 +613,10 @@ bool Link::Reply(const json& reply, std::string* reason) {
 bool Link::Finish(Waiting waiting, std::string* reason) {
     if (waiting.calls.empty()) {
         statusAsked_ = false;
+        // Also after a status that is none: it is asked for again in time,
+        // not at once and again and again.
+        const auto now = Clock::now();
+        statusAt_ = now + options_.statusEvery;
         const json& reply = waiting.replies.begin()->second;
         const bool first = !rooms_.Loaded();
         if (!reply.contains("result") || !rooms_.Load(reply["result"])) {
@@ -629,6 +642,7 @@ bool Link::Finish(Waiting waiting, std::string* reason) {
             std::lock_guard lock(shared_->mutex);
             shared_->linked = true;
         }
+        rooms_.Watch(now);
         Publish();
         return true;
     }

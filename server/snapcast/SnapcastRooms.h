@@ -13,6 +13,10 @@
 // connected to again after a pause that grows with each failure in a row.
 // Lines that are not JSON-RPC are logged and skipped.
 //
+// While linked, the status is read again every `statusEvery`: a box that
+// hangs keeps its connection, and only its lastSeen standing still tells
+// (Rooms). A read that changes nothing changes nothing.
+//
 // Threads: see SpeakerService. The thread owns a share of what it uses, so
 // one that outlives Stop() reaches nothing freed.
 
@@ -38,6 +42,9 @@ struct SnapcastOptions {
     std::chrono::milliseconds longestPause{8000};
     // Notifications within this time after a change make one change.
     std::chrono::milliseconds coalesce{30};
+    std::chrono::milliseconds statusEvery{5000};
+    // A room whose lastSeen stands still longer is not listed.
+    std::chrono::milliseconds hungAfter{15000};
     std::size_t maxLine = 4 * 1024 * 1024;
     // Switches waiting for snapserver, at most; more fail at once.
     std::size_t maxWaiting = 64;

@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <functional>
 #include <future>
+#include <map>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -283,6 +284,85 @@ TEST(RoomsTest, NotificationsChangeTheListAndUnknownOnesAskForTheStatusAgain) {
     EXPECT_EQ(Listed(rooms.Speakers()), "c=Sea/on");
 }
 
+TEST(RoomsTest, ARoomWhoseLastSeenStandsStillLeavesTheListUntilItMoves) {
+    // Each read: when, by our clock (s), each room's lastSeen (snapserver's
+    // clock, s; a room left out is not told), what the list shows then.
+    struct Read {
+        int at;
+        std::map<std::string, int> lastSeen;
+        std::string expected;
+    };
+    struct Case {
+        const char* what;
+        std::vector<Read> reads;
+    };
+    const Case cases[] = {
+        {"a hung box leaves once its lastSeen stood still longer than the bound, and is back "
+         "once it moves",
+         {{0, {{"a", 100}, {"b", 100}}, "a=A/on, b=B/on"},
+          {5, {{"a", 105}, {"b", 100}}, "a=A/on, b=B/on"},
+          {15, {{"a", 115}, {"b", 100}}, "a=A/on, b=B/on"},
+          {16, {{"a", 116}, {"b", 100}}, "a=A/on"},
+          {30, {{"a", 130}, {"b", 100}}, "a=A/on"},
+          {31, {{"a", 131}, {"b", 131}}, "a=A/on, b=B/on"}}},
+        {"a room seen in one read only is live",
+         {{0, {{"a", 100}}, "a=A/on, b=B/on"}, {40, {{"a", 140}, {"b", 10}}, "a=A/on, b=B/on"}}},
+        {"every lastSeen standing still is snapserver standing still",
+         {{0, {{"a", 100}, {"b", 100}}, "a=A/on, b=B/on"},
+          {20, {{"a", 100}, {"b", 100}}, "a=A/on, b=B/on"},
+          {60, {{"a", 100}, {"b", 100}}, "a=A/on, b=B/on"}}},
+        {"reads far apart: a change between them is life",
+         {{0, {{"a", 1}, {"b", 1}}, "a=A/on, b=B/on"},
+          {40, {{"a", 2}, {"b", 2}}, "a=A/on, b=B/on"}}},
+        {"a lastSeen set back is a change too",
+         {{0, {{"a", 100}, {"b", 100}}, "a=A/on, b=B/on"},
+          {20, {{"a", 50}, {"b", 120}}, "a=A/on, b=B/on"}}},
+        {"a room snapserver tells no lastSeen of stays",
+         {{0, {{"b", 1}}, "a=A/on, b=B/on"}, {20, {{"b", 2}}, "a=A/on, b=B/on"}}},
+    };
+    for (const Case& test : cases) {
+        Rooms rooms("", "MPD", 15s);
+        const auto start = std::chrono::steady_clock::time_point() + 1h;
+        for (const Read& read : test.reads) {
+            json status = Status({Group("g1", "MPD", false, {{"a", "A", ""}, {"b", "B", ""}})});
+            for (json& client : status["server"]["groups"][0]["clients"]) {
+                const auto seen = read.lastSeen.find(client["id"].get<std::string>());
+                if (seen != read.lastSeen.end()) {
+                    client["lastSeen"] = {{"sec", seen->second}, {"usec", 0}};
+                }
+            }
+            ASSERT_TRUE(rooms.Load(status));
+            rooms.Watch(start + std::chrono::seconds(read.at));
+            EXPECT_EQ(Listed(rooms.Speakers()), read.expected) << test.what << ", at " << read.at;
+        }
+    }
+
+    // A hung room is no room to switch, and a notification between the
+    // reads does not bring it back.
+    Rooms rooms("", "MPD", 15s);
+    const auto start = std::chrono::steady_clock::time_point() + 1h;
+    for (int at : {0, 20}) {
+        json status = Status({Group("g1", "MPD", false, {{"a", "A", ""}, {"b", "B", ""}})});
+        status["server"]["groups"][0]["clients"][0]["lastSeen"] = {{"sec", at}, {"usec", 0}};
+        status["server"]["groups"][0]["clients"][1]["lastSeen"] = {{"sec", 0}, {"usec", 0}};
+        ASSERT_TRUE(rooms.Load(status));
+        rooms.Watch(start + std::chrono::seconds(at));
+    }
+    ASSERT_EQ(Listed(rooms.Speakers()), "a=A/on");
+    std::vector<Call> calls;
+    EXPECT_EQ(rooms.SelectCalls("b", &calls), kNotFound);
+    EXPECT_EQ(rooms.EnableCalls("b", true, &calls), kNotFound);
+    EXPECT_TRUE(
+        rooms.Apply("Client.OnVolumeChanged", {{"id", "b"}, {"volume", {{"muted", true}}}}));
+    EXPECT_EQ(Listed(rooms.Speakers()), "a=A/on");
+    // Its box restarted: connected anew, it is back before the next read.
+    EXPECT_TRUE(rooms.Apply("Client.OnDisconnect",
+                            {{"id", "b"}, {"client", Client({"b", "B", "", true, false})}}));
+    EXPECT_TRUE(rooms.Apply("Client.OnConnect",
+                            {{"id", "b"}, {"client", Client({"b", "B", "", true, true})}}));
+    EXPECT_EQ(Listed(rooms.Speakers()), "a=A/on, b=B/off");
+}
+
 TEST(RoomsTest, SwitchingARoomOffLeavesItAloneWhenItPlaysAnotherStream) {
     Rooms rooms("", "MPD");
     ASSERT_TRUE(rooms.Load(Status({Group("g1", "MPD", false, {{"kitchen", "K", ""}}),
@@ -502,6 +582,35 @@ TEST_F(LinkTest, GarbageIsSkippedAndTheStatusAfterItServed) {
     EXPECT_TRUE(rooms_->Linked());
     EXPECT_EQ(peer.Connections(), 1);
     EXPECT_EQ(Switch("nosuch"), kNotFound);
+}
+
+TEST_F(LinkTest, TheStatusIsReadAgainInTimeEvenWhenItsAnswerIsNone) {
+    // Each read again answered with what is no status: logged, the list
+    // kept, and asked for again after the interval, not at once.
+    std::atomic<int> reads{0};
+    ScriptedSnapserver peer([&reads](ScriptedSnapserver::Connection& link) {
+        link.AnswerStatus(kTwoRooms);
+        const auto end = std::chrono::steady_clock::now() + 1s;
+        while (std::chrono::steady_clock::now() < end) {
+            const json asked = json::parse(link.ReadLine(100ms), nullptr, false);
+            if (asked.is_object() && asked.value("method", "") == "Server.GetStatus") {
+                ++reads;
+                link.Send(json({{"id", asked["id"]}, {"jsonrpc", "2.0"}, {"result", 7}}).dump() +
+                          "\r\n");
+            }
+        }
+    });
+    SnapcastOptions options;
+    options.statusEvery = 200ms;
+    testing::LogCapture log;
+    Start(peer.Port(), options);
+    EXPECT_TRUE(Shows("a=A/on, b=B/on"));
+    EXPECT_TRUE(WaitUntil([&] { return reads >= 2; }, 10s));
+    std::this_thread::sleep_for(1s);
+    // 200 ms apart: at most 6 in the second the peer answers.
+    EXPECT_LE(reads, 6);
+    EXPECT_EQ(Listed(rooms_->Speakers()), "a=A/on, b=B/on");
+    EXPECT_EQ(Published(), std::vector<std::string>{"a=A/on, b=B/on"});
 }
 
 TEST_F(LinkTest, ALineLongerThanTheCapDropsTheLinkWhichIsMadeAgain) {

@@ -16,6 +16,7 @@
 #include <fstream>
 #include <mutex>
 #include <nlohmann/json.hpp>
+#include <thread>
 
 #include "net/ServerConnection.h"
 #include "protocol/Messages.h"
@@ -92,6 +93,8 @@ public:
             "--player", "file:filename=null", "--logsink", "null"});
     }
     void RemoveRoom(const std::string& id) { rooms_.erase(id); }
+    // SIGSTOP: the room's box hangs, its connection stays up.
+    void SignalRoom(const std::string& id, int signal) { rooms_.at(id)->Signal(signal); }
 
     // One call on a control connection of its own; its result, or null.
     json Ask(const std::string& method, const json& params = json::object()) const {
@@ -168,6 +171,11 @@ public:
         return answer ? answer->returnCode : -1;
     }
     // Whether a change to `list` comes, after the last one asked about.
+    // The changes told after the last one asked about.
+    std::vector<std::string> Since() {
+        std::lock_guard lock(mutex_);
+        return {told_.begin() + static_cast<std::ptrdiff_t>(seen_), told_.end()};
+    }
     bool Told(const std::string& list) {
         return WaitUntil(
             [&] {
@@ -302,6 +310,50 @@ TEST(SnapserverTest, ARemoteSwitchesRoomsAndFollowsSnapcastThroughAStopAndAStart
         },
         20s))
         << remote.Speakers();
+}
+
+TEST(SnapserverTest, ARoomWhoseBoxHangsLeavesTheListAndIsBackWhenItRuns) {
+    if (::access(kSnapserver, X_OK) != 0 || ::access(kSnapclient, X_OK) != 0) {
+        GTEST_SKIP() << "snapserver and snapclient are not installed (scripts/install-deps)";
+    }
+    Snapcast snapcast;
+    ASSERT_TRUE(snapcast.StartServer());
+    snapcast.AddRoom("kitchen");
+    snapcast.AddRoom("patio");
+    ASSERT_TRUE(WaitUntil(
+        [&] {
+            return snapcast.Ask("Client.SetName", {{"id", "kitchen"}, {"name", "Kitchen"}})
+                       .is_object() &&
+                   snapcast.Ask("Client.SetName", {{"id", "patio"}, {"name", "Patio"}}).is_object();
+        },
+        10s));
+
+    // A live snapclient is seen about every second.
+    server::snapcast::SnapcastOptions rooms;
+    rooms.port = snapcast.ControlPort();
+    rooms.statusEvery = 250ms;
+    rooms.hungAfter = 3s;
+    auto options = testing::LoopbackServerOptions();
+    options.mediaService = false;
+    options.discovery = false;
+    options.speakers = std::make_shared<server::snapcast::SnapcastRooms>(rooms);
+    testing::TestServer server(options);
+    Remote remote;
+    ASSERT_TRUE(remote.Connect(server.Port()));
+    ASSERT_TRUE(
+        WaitUntil([&] { return remote.Speakers() == "kitchen=Kitchen/on, patio=Patio/on"; }, 10s))
+        << remote.Speakers();
+
+    // snapserver keeps it connected; its lastSeen stands still.
+    snapcast.SignalRoom("patio", SIGSTOP);
+    EXPECT_TRUE(remote.Told("kitchen=Kitchen/on"));
+    EXPECT_EQ(remote.Speakers(), "kitchen=Kitchen/on");
+    snapcast.SignalRoom("patio", SIGCONT);
+    EXPECT_TRUE(remote.Told("kitchen=Kitchen/on, patio=Patio/on"));
+    // Reading the status again and again, with nothing changed, tells
+    // nothing.
+    std::this_thread::sleep_for(1500ms);
+    EXPECT_EQ(remote.Since(), std::vector<std::string>());
 }
 
 }  // namespace
