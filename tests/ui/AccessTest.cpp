@@ -504,5 +504,46 @@ TEST_F(GuiTest, AKeyboardAloneConnectsPlaysFindsASongAndPlaysIt) {
     qApp->removeEventFilter(&pointer);
 }
 
+// The list has the keyboard: a key it leaves goes to its parent, the view,
+// which must not press the control a Tab once left the focus on.
+TEST_F(GuiTest, AKeyTheQueueLeavesDoesNotPressTheControlLastFocusedOnTheScreen) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    const ui::ScreenView& view = frame_->View();
+    const auto& queue = frame_->Queue();
+    ASSERT_TRUE(Pump([&] { return queue.RowCount() > 0; }));
+    const auto key = [&](int code) {
+        PressKey(frame_.get(), code);
+        PumpFor(10ms);
+    };
+    for (int step = 0; step < 80 && !(view.hasFocus() && view.FocusedControl() == "next"); ++step) {
+        key(Qt::Key_Tab);
+    }
+    ASSERT_EQ(view.FocusedControl(), "next");
+    // Down, as on the handheld, takes the keyboard into the queue.
+    key(Qt::Key_Down);
+    ASSERT_TRUE(Pump([&] { return queue.hasFocus(); }));
+    const int nexts = Received("NextItemRequest");
+    // Enter on a row of the queue.
+    key(Qt::Key_Return);
+    PumpFor(300ms);
+    EXPECT_EQ(Received("NextItemRequest"), nexts) << "Enter in the queue pressed \"Next\"";
+
+    // The same with the volume bar focused and the queue then clicked.
+    for (int step = 0; step < 80 && !(view.hasFocus() && view.FocusedControl() == "volumebar.back");
+         ++step) {
+        key(Qt::Key_Tab);
+    }
+    ASSERT_EQ(view.FocusedControl(), "volumebar.back");
+    const_cast<ui::PlayQueueList&>(queue).setFocus(Qt::MouseFocusReason);
+    ASSERT_TRUE(Pump([&] { return queue.hasFocus(); }));
+    const int volumes = Received("SetVolumeRequest");
+    key(Qt::Key_Right);  // nowhere to go in a one-column list
+    key(Qt::Key_End);
+    PumpFor(300ms);
+    EXPECT_EQ(Received("SetVolumeRequest"), volumes) << "keys in the queue moved the volume";
+}
+
 }  // namespace
 }  // namespace vantor::testing

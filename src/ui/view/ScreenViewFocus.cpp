@@ -289,6 +289,12 @@ void ScreenView::keyPressEvent(QKeyEvent* event) {
         back_();
         return;
     }
+    // A key a child control (the queue, a field) left on to its parent is
+    // not the focused control's: the view keeps the control it had.
+    if (!hasFocus()) {
+        QWidget::keyPressEvent(event);
+        return;
+    }
     for (const AccessControl& control : AccessControls()) {
         if (control.key != focused_) {
             continue;
