@@ -871,5 +871,31 @@ TEST_F(ListScreensTest, BrokenPagesAndASlowSearchLeaveTheListUsable) {
     EXPECT_EQ(frame_->Screen(), "playlist");
 }
 
+// A reader holding the tab row's "Back" while another screen shows: the
+// button is not on screen, so it reads as hidden and a press goes nowhere.
+TEST_F(ListScreensTest, AReaderPressingTheLibrarysBackWhileTheScreenIsHiddenDoesNothing) {
+    OpenLibrary();
+    TapRow(&List(), 0);
+    ASSERT_TRUE(Pump([&] { return Row(0) == "Artists"; }));
+    QAccessibleInterface* header = QAccessible::queryAccessibleInterface(&Screen().Header());
+    ASSERT_NE(header, nullptr);
+    QAccessibleInterface* back = nullptr;
+    for (int i = 0; i < header->childCount(); ++i) {
+        if (header->child(i)->text(QAccessible::Name) == QStringLiteral("Back")) {
+            back = header->child(i);
+        }
+    }
+    ASSERT_NE(back, nullptr);
+    frame_->Command(ui::WindowCommand::Controls);
+    ASSERT_EQ(frame_->Screen(), "main");
+    ASSERT_FALSE(Screen().Header().isVisible());
+    const std::string path = Screen().Browser().CurrentPath();
+    EXPECT_TRUE(back->state().invisible) << "the hidden screen's Back reads as shown";
+    back->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+    PumpFor(300ms);
+    EXPECT_EQ(Screen().Browser().CurrentPath(), path)
+        << "the hidden library went back a list under the main screen";
+}
+
 }  // namespace
 }  // namespace vantor::testing

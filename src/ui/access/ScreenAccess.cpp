@@ -118,7 +118,8 @@ public:
     QWidget* Widget() const override { return header_; }
     std::vector<Part> Parts() const override {
         std::vector<Part> parts;
-        if (header_ == nullptr) {
+        // Another screen's tab row: nothing of it is on screen to read or press.
+        if (header_ == nullptr || !header_->isVisible()) {
             return parts;
         }
         const std::vector<std::string> texts = header_->Texts();
@@ -173,7 +174,7 @@ public:
     QWidget* Widget() const override { return widget_; }
     std::vector<Part> Parts() const override {
         std::vector<Part> parts;
-        if (widget_ == nullptr) {
+        if (widget_ == nullptr || !widget_->isVisible()) {
             return parts;
         }
         for (int i = 0; i < buttons_->DrawnButtonCount(); ++i) {
