@@ -897,5 +897,31 @@ TEST_F(ListScreensTest, AReaderPressingTheLibrarysBackWhileTheScreenIsHiddenDoes
         << "the hidden library went back a list under the main screen";
 }
 
+// The tab row's title is a folder's name from the server (an artist's, an
+// album's): a reader is given it as it is given a song's title, cut to a
+// length it can say and with control characters as blanks.
+TEST_F(ListScreensTest, TheTabRowsTitleOfMegabytesOrControlCharactersReadsAsText) {
+    OpenLibrary();
+    QAccessibleInterface* header = QAccessible::queryAccessibleInterface(&Screen().Header());
+    ASSERT_NE(header, nullptr);
+    const auto longest = [&] {
+        qsizetype size = 0;
+        for (int i = 0; i < header->childCount(); ++i) {
+            size = std::max(size, header->child(i)->text(QAccessible::Name).size());
+        }
+        return size;
+    };
+    // As the screen sets the row for a folder opened (see UpdateHeader).
+    ui::HeaderBarWidget& row = Screen().Header();
+    row.SetButtons({"\u2039 " + std::string(1 << 20, 'x'), "Queue"}, 0);
+    EXPECT_LE(longest(), 1024);
+    row.SetButtons({"\u2039 " + std::string("A\x01\tB\nC\x7f", 7) + "D", "Queue"}, 0);
+    bool read = false;
+    for (int i = 0; i < header->childCount(); ++i) {
+        read = read || header->child(i)->text(QAccessible::Name) == QStringLiteral("A B C D");
+    }
+    EXPECT_TRUE(read) << header->child(0)->text(QAccessible::Name).toStdString();
+}
+
 }  // namespace
 }  // namespace vantor::testing

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "ui/access/ReadableText.h"
 #include "ui/screens/HeaderBarWidget.h"
 #include "ui/view/ScreenView.h"
 
@@ -141,7 +142,7 @@ public:
             Part tab;
             tab.key = std::to_string(i);
             tab.role = QAccessible::PageTab;
-            tab.name = QString::fromStdString(text);
+            tab.name = ReadableText(text);  // a folder's name, as the server sent it
             tab.rect = header_->ButtonRect(button);
             tab.pressable = true;
             tab.checkable = true;
