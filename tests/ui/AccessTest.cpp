@@ -17,6 +17,7 @@
 #include "skin/CSkin.h"
 #include "skin/SkinBar.h"
 #include "ui/GuiFixture.h"
+#include "ui/access/ReadableText.h"
 #include "ui/access/ScreenAccess.h"
 #include "ui/keys/FunctionTable.h"
 #include "ui/keys/KeyNames.h"
@@ -214,6 +215,21 @@ TEST_F(AccessTest, TitlesOfAnyLengthAndControlCharactersReadAsText) {
     EXPECT_LE(name.size(), 1024);
     view_->SetSongTitle(std::string("A\x01\tB\nC\x7f", 7) + "D", true, false);
     EXPECT_NE(Child("A B C D"), nullptr);
+}
+
+// A long title in a script of many bytes a letter is cut between letters:
+// the reader is not given half a letter (a replacement character).
+TEST(ReadableText, ALongTitleIsCutBetweenLetters) {
+    std::string title;
+    while (title.size() < 4096) {
+        title += "\xe6\x97\xa5";  // three bytes a letter
+    }
+    const QString read = ui::ReadableText(title);
+    EXPECT_FALSE(read.isEmpty());
+    EXPECT_FALSE(read.contains(QChar(QChar::ReplacementCharacter)))
+        << "ends in U+" << std::hex << static_cast<int>(read.back().unicode());
+    const QString accented = ui::ReadableText(std::string(1023, 'x') + "\xc3\xa9 more");
+    EXPECT_FALSE(accented.contains(QChar(QChar::ReplacementCharacter)));
 }
 
 TEST_F(AccessTest, AReaderHoldingAControlOfAScreenThatWentFindsNothingToPress) {
