@@ -561,5 +561,49 @@ TEST_F(GuiTest, AKeyTheQueueLeavesDoesNotPressTheControlLastFocusedOnTheScreen) 
     EXPECT_EQ(Received("SetVolumeRequest"), volumes) << "keys in the queue moved the volume";
 }
 
+// What the window tells a reader of the focus, last first.
+std::vector<std::string>* focusHeard = nullptr;
+void HearFocus(QAccessibleEvent* event) {
+    if (focusHeard != nullptr && event->type() == QAccessible::Focus) {
+        QAccessibleInterface* focused = event->accessibleInterface();
+        focusHeard->push_back(focused != nullptr ? focused->text(QAccessible::Name).toStdString()
+                                                 : std::string("(none)"));
+    }
+}
+
+// Tab from the queue back onto the skinned screen: the last focus a reader
+// is told of is the control the ring is on, not the unnamed screen.
+TEST_F(GuiTest, TabbingOntoTheScreenTellsAReaderTheControlNotTheScreen) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    if (!Pump([] { return QAccessible::isActive(); }, 2s)) {
+        GTEST_SKIP() << "no assistive technology bus (run under Xvfb with the AT-SPI bus)";
+    }
+    const ui::ScreenView& view = frame_->View();
+    auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
+    queue.setFocus(Qt::TabFocusReason);
+    ASSERT_TRUE(Pump([&] { return queue.hasFocus(); }));
+    std::vector<std::string> heard;
+    focusHeard = &heard;
+    QAccessible::installUpdateHandler(&HearFocus);
+    for (int step = 0; step < 40 && !view.hasFocus(); ++step) {
+        PressKey(frame_.get(), Qt::Key_Tab);
+        PumpFor(10ms);
+    }
+    PumpFor(100ms);
+    QAccessible::installUpdateHandler(nullptr);
+    focusHeard = nullptr;
+    ASSERT_TRUE(view.hasFocus());
+    ASSERT_FALSE(view.FocusedControl().empty());
+    ASSERT_FALSE(heard.empty());
+    std::string told;
+    for (const auto& control : view.AccessControls()) {
+        if (control.key == view.FocusedControl()) {
+            told = control.name.toStdString();
+        }
+    }
+    EXPECT_EQ(heard.back(), told) << "the reader was last told of \"" << heard.back() << "\"";
+}
 }  // namespace
 }  // namespace vantor::testing

@@ -2,6 +2,7 @@
 #include <QFocusEvent>
 #include <QKeyEvent>
 #include <QPainter>
+#include <QTimer>
 #include <algorithm>
 #include <cmath>
 
@@ -341,6 +342,15 @@ void ScreenView::focusInEvent(QFocusEvent* event) {
         FocusControl(controls.front().key);
     } else {
         FocusControl(kept ? focused_ : std::string());
+    }
+    // Qt tells a reader of the view itself once this returns, which would
+    // leave the reader on an unnamed screen: the control is told again after.
+    if (!focused_.empty() && QAccessible::isActive()) {
+        QTimer::singleShot(0, this, [this] {
+            if (hasFocus() && !focused_.empty()) {
+                FocusControl(focused_);
+            }
+        });
     }
 }
 
