@@ -605,5 +605,20 @@ TEST_F(GuiTest, TabbingOntoTheScreenTellsAReaderTheControlNotTheScreen) {
     }
     EXPECT_EQ(heard.back(), told) << "the reader was last told of \"" << heard.back() << "\"";
 }
+
+// A reader tabbing into a list hears which list it is, not "list" alone.
+TEST_F(GuiTest, TheQueueAndTheLibraryListHaveNames) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    QAccessibleInterface* queue =
+        QAccessible::queryAccessibleInterface(const_cast<ui::PlayQueueList*>(&frame_->Queue()));
+    ASSERT_NE(queue, nullptr);
+    EXPECT_FALSE(queue->text(QAccessible::Name).isEmpty()) << "the queue reads as \"list\"";
+    QAccessibleInterface* library =
+        QAccessible::queryAccessibleInterface(&frame_->Library().List());
+    ASSERT_NE(library, nullptr);
+    EXPECT_FALSE(library->text(QAccessible::Name).isEmpty()) << "the library reads as \"list\"";
+}
 }  // namespace
 }  // namespace vantor::testing
