@@ -923,5 +923,25 @@ TEST_F(ListScreensTest, TheTabRowsTitleOfMegabytesOrControlCharactersReadsAsText
     EXPECT_TRUE(read) << header->child(0)->text(QAccessible::Name).toStdString();
 }
 
+// The tab row is a control of the list screen: Tab reaches it, so the
+// keyboard alone can switch to the queue's tab.
+TEST_F(ListScreensTest, TabReachesTheTabRowAndTheKeyboardOpensTheQueueTab) {
+    OpenLibrary();
+    std::vector<std::string> visited;
+    bool reached = false;
+    for (int step = 0; step < 40 && !reached; ++step) {
+        PressKey(frame_.get(), Qt::Key_Tab);
+        PumpFor(10ms);
+        QWidget* focus = frame_->focusWidget();
+        visited.push_back(focus ? focus->objectName().toStdString() : "(none)");
+        reached = focus == &Screen().Header();
+    }
+    std::string path;
+    for (std::size_t i = 0; i < visited.size() && i < 8; ++i) {
+        path += visited[i] + " > ";
+    }
+    EXPECT_TRUE(reached) << "Tab goes " << path << "...";
+}
+
 }  // namespace
 }  // namespace vantor::testing
