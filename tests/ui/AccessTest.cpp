@@ -620,5 +620,21 @@ TEST_F(GuiTest, TheQueueAndTheLibraryListHaveNames) {
     ASSERT_NE(library, nullptr);
     EXPECT_FALSE(library->text(QAccessible::Name).isEmpty()) << "the library reads as \"list\"";
 }
+
+// Escape is the screen's Back wherever the window's focus is: on the
+// now-playing screen with the command bar's button focused too.
+TEST_F(GuiTest, EscapeLeavesNowPlayingWithTheFocusOnTheCommandBar) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    frame_->Command(ui::WindowCommand::NowPlaying);
+    ASSERT_TRUE(Pump([&] { return frame_->Screen() == "nowplaying"; }));
+    auto* button = frame_->findChild<QWidget*>(QStringLiteral("Command Button"));
+    ASSERT_NE(button, nullptr);
+    button->setFocus(Qt::TabFocusReason);
+    ASSERT_TRUE(Pump([&] { return button->hasFocus(); }));
+    PressKey(frame_.get(), Qt::Key_Escape);
+    EXPECT_TRUE(Pump([&] { return frame_->Screen() == "main"; }, 1s)) << frame_->Screen();
+}
 }  // namespace
 }  // namespace vantor::testing
