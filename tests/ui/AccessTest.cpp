@@ -636,5 +636,27 @@ TEST_F(GuiTest, EscapeLeavesNowPlayingWithTheFocusOnTheCommandBar) {
     PressKey(frame_.get(), Qt::Key_Escape);
     EXPECT_TRUE(Pump([&] { return frame_->Screen() == "main"; }, 1s)) << frame_->Screen();
 }
+
+// A window made wider than tall shows only a message where the screen was:
+// a reader is given that message, not an empty, unnamed screen.
+TEST_F(GuiTest, TheLandscapeMessageIsReadable) {
+    WriteSettings();
+    StartWindow([](ui::FrameOptions& options) { options.screenIsWindow = true; });
+    ASSERT_TRUE(OnMainWithSong());
+    frame_->resize(QSize(800, 480));
+    ASSERT_TRUE(Pump([&] { return frame_->Landscape(); }));
+    PumpFor(50ms);
+    QAccessibleInterface* root =
+        QAccessible::queryAccessibleInterface(const_cast<ui::ScreenView*>(&frame_->View()));
+    ASSERT_NE(root, nullptr);
+    QString said =
+        root->text(QAccessible::Name) + QLatin1Char(' ') + root->text(QAccessible::Description);
+    for (int i = 0; i < root->childCount(); ++i) {
+        if (QAccessibleInterface* child = root->child(i); child != nullptr) {
+            said += QLatin1Char(' ') + child->text(QAccessible::Name);
+        }
+    }
+    EXPECT_TRUE(said.contains(QStringLiteral("landscape"))) << said.toStdString();
+}
 }  // namespace
 }  // namespace vantor::testing

@@ -80,7 +80,16 @@ bool IsPressKey(int key) {
 
 std::vector<ScreenView::AccessControl> ScreenView::AccessControls() const {
     std::vector<AccessControl> controls;
-    if (Landscape() || buffer_.isNull()) {
+    if (Landscape()) {
+        // The message drawn in the screen's place is all there is to read.
+        AccessControl message;
+        message.key = "landscape";
+        message.name = landscape_;
+        message.rect = rect();
+        controls.push_back(std::move(message));
+        return controls;
+    }
+    if (buffer_.isNull()) {
         return controls;
     }
     const auto add = [&](std::string_view key, Kind kind, QString name, QRect rect) {
