@@ -17,6 +17,7 @@
 #include "skin/CSkin.h"
 #include "skin/SkinBar.h"
 #include "ui/GuiFixture.h"
+#include "ui/access/ReadableText.h"
 #include "ui/access/ScreenAccess.h"
 #include "ui/keys/FunctionTable.h"
 #include "ui/keys/KeyNames.h"
@@ -214,6 +215,21 @@ TEST_F(AccessTest, TitlesOfAnyLengthAndControlCharactersReadAsText) {
     EXPECT_LE(name.size(), 1024);
     view_->SetSongTitle(std::string("A\x01\tB\nC\x7f", 7) + "D", true, false);
     EXPECT_NE(Child("A B C D"), nullptr);
+}
+
+// A long title in a script of many bytes a letter is cut between letters:
+// the reader is not given half a letter (a replacement character).
+TEST(ReadableText, ALongTitleIsCutBetweenLetters) {
+    std::string title;
+    while (title.size() < 4096) {
+        title += "\xe6\x97\xa5";  // three bytes a letter
+    }
+    const QString read = ui::ReadableText(title);
+    EXPECT_FALSE(read.isEmpty());
+    EXPECT_FALSE(read.contains(QChar(QChar::ReplacementCharacter)))
+        << "ends in U+" << std::hex << static_cast<int>(read.back().unicode());
+    const QString accented = ui::ReadableText(std::string(1023, 'x') + "\xc3\xa9 more");
+    EXPECT_FALSE(accented.contains(QChar(QChar::ReplacementCharacter)));
 }
 
 TEST_F(AccessTest, AReaderHoldingAControlOfAScreenThatWentFindsNothingToPress) {
@@ -504,5 +520,143 @@ TEST_F(GuiTest, AKeyboardAloneConnectsPlaysFindsASongAndPlaysIt) {
     qApp->removeEventFilter(&pointer);
 }
 
+// The list has the keyboard: a key it leaves goes to its parent, the view,
+// which must not press the control a Tab once left the focus on.
+TEST_F(GuiTest, AKeyTheQueueLeavesDoesNotPressTheControlLastFocusedOnTheScreen) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    const ui::ScreenView& view = frame_->View();
+    const auto& queue = frame_->Queue();
+    ASSERT_TRUE(Pump([&] { return queue.RowCount() > 0; }));
+    const auto key = [&](int code) {
+        PressKey(frame_.get(), code);
+        PumpFor(10ms);
+    };
+    for (int step = 0; step < 80 && !(view.hasFocus() && view.FocusedControl() == "next"); ++step) {
+        key(Qt::Key_Tab);
+    }
+    ASSERT_EQ(view.FocusedControl(), "next");
+    // Down, as on the handheld, takes the keyboard into the queue.
+    key(Qt::Key_Down);
+    ASSERT_TRUE(Pump([&] { return queue.hasFocus(); }));
+    const int nexts = Received("NextItemRequest");
+    // Enter on a row of the queue.
+    key(Qt::Key_Return);
+    PumpFor(300ms);
+    EXPECT_EQ(Received("NextItemRequest"), nexts) << "Enter in the queue pressed \"Next\"";
+
+    // The same with the volume bar focused and the queue then clicked.
+    for (int step = 0; step < 80 && !(view.hasFocus() && view.FocusedControl() == "volumebar.back");
+         ++step) {
+        key(Qt::Key_Tab);
+    }
+    ASSERT_EQ(view.FocusedControl(), "volumebar.back");
+    const_cast<ui::PlayQueueList&>(queue).setFocus(Qt::MouseFocusReason);
+    ASSERT_TRUE(Pump([&] { return queue.hasFocus(); }));
+    const int volumes = Received("SetVolumeRequest");
+    key(Qt::Key_Right);  // nowhere to go in a one-column list
+    key(Qt::Key_End);
+    PumpFor(300ms);
+    EXPECT_EQ(Received("SetVolumeRequest"), volumes) << "keys in the queue moved the volume";
+}
+
+// What the window tells a reader of the focus, last first.
+std::vector<std::string>* focusHeard = nullptr;
+void HearFocus(QAccessibleEvent* event) {
+    if (focusHeard != nullptr && event->type() == QAccessible::Focus) {
+        QAccessibleInterface* focused = event->accessibleInterface();
+        focusHeard->push_back(focused != nullptr ? focused->text(QAccessible::Name).toStdString()
+                                                 : std::string("(none)"));
+    }
+}
+
+// Tab from the queue back onto the skinned screen: the last focus a reader
+// is told of is the control the ring is on, not the unnamed screen.
+TEST_F(GuiTest, TabbingOntoTheScreenTellsAReaderTheControlNotTheScreen) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    if (!Pump([] { return QAccessible::isActive(); }, 2s)) {
+        GTEST_SKIP() << "no assistive technology bus (run under Xvfb with the AT-SPI bus)";
+    }
+    const ui::ScreenView& view = frame_->View();
+    auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
+    queue.setFocus(Qt::TabFocusReason);
+    ASSERT_TRUE(Pump([&] { return queue.hasFocus(); }));
+    std::vector<std::string> heard;
+    focusHeard = &heard;
+    QAccessible::installUpdateHandler(&HearFocus);
+    for (int step = 0; step < 40 && !view.hasFocus(); ++step) {
+        PressKey(frame_.get(), Qt::Key_Tab);
+        PumpFor(10ms);
+    }
+    PumpFor(100ms);
+    QAccessible::installUpdateHandler(nullptr);
+    focusHeard = nullptr;
+    ASSERT_TRUE(view.hasFocus());
+    ASSERT_FALSE(view.FocusedControl().empty());
+    ASSERT_FALSE(heard.empty());
+    std::string told;
+    for (const auto& control : view.AccessControls()) {
+        if (control.key == view.FocusedControl()) {
+            told = control.name.toStdString();
+        }
+    }
+    EXPECT_EQ(heard.back(), told) << "the reader was last told of \"" << heard.back() << "\"";
+}
+
+// A reader tabbing into a list hears which list it is, not "list" alone.
+TEST_F(GuiTest, TheQueueAndTheLibraryListHaveNames) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    QAccessibleInterface* queue =
+        QAccessible::queryAccessibleInterface(const_cast<ui::PlayQueueList*>(&frame_->Queue()));
+    ASSERT_NE(queue, nullptr);
+    EXPECT_FALSE(queue->text(QAccessible::Name).isEmpty()) << "the queue reads as \"list\"";
+    QAccessibleInterface* library =
+        QAccessible::queryAccessibleInterface(&frame_->Library().List());
+    ASSERT_NE(library, nullptr);
+    EXPECT_FALSE(library->text(QAccessible::Name).isEmpty()) << "the library reads as \"list\"";
+}
+
+// Escape is the screen's Back wherever the window's focus is: on the
+// now-playing screen with the command bar's button focused too.
+TEST_F(GuiTest, EscapeLeavesNowPlayingWithTheFocusOnTheCommandBar) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    frame_->Command(ui::WindowCommand::NowPlaying);
+    ASSERT_TRUE(Pump([&] { return frame_->Screen() == "nowplaying"; }));
+    auto* button = frame_->findChild<QWidget*>(QStringLiteral("Command Button"));
+    ASSERT_NE(button, nullptr);
+    button->setFocus(Qt::TabFocusReason);
+    ASSERT_TRUE(Pump([&] { return button->hasFocus(); }));
+    PressKey(frame_.get(), Qt::Key_Escape);
+    EXPECT_TRUE(Pump([&] { return frame_->Screen() == "main"; }, 1s)) << frame_->Screen();
+}
+
+// A window made wider than tall shows only a message where the screen was:
+// a reader is given that message, not an empty, unnamed screen.
+TEST_F(GuiTest, TheLandscapeMessageIsReadable) {
+    WriteSettings();
+    StartWindow([](ui::FrameOptions& options) { options.screenIsWindow = true; });
+    ASSERT_TRUE(OnMainWithSong());
+    frame_->resize(QSize(800, 480));
+    ASSERT_TRUE(Pump([&] { return frame_->Landscape(); }));
+    PumpFor(50ms);
+    QAccessibleInterface* root =
+        QAccessible::queryAccessibleInterface(const_cast<ui::ScreenView*>(&frame_->View()));
+    ASSERT_NE(root, nullptr);
+    QString said =
+        root->text(QAccessible::Name) + QLatin1Char(' ') + root->text(QAccessible::Description);
+    for (int i = 0; i < root->childCount(); ++i) {
+        if (QAccessibleInterface* child = root->child(i); child != nullptr) {
+            said += QLatin1Char(' ') + child->text(QAccessible::Name);
+        }
+    }
+    EXPECT_TRUE(said.contains(QStringLiteral("landscape"))) << said.toStdString();
+}
 }  // namespace
 }  // namespace vantor::testing

@@ -860,6 +860,78 @@ TEST_F(ListScreensTest, BrokenPagesAndASlowSearchLeaveTheListUsable) {
     EXPECT_EQ(frame_->Screen(), "playlist");
 }
 
+// A reader holding the tab row's "Back" while another screen shows: the
+// button is not on screen, so it reads as hidden and a press goes nowhere.
+TEST_F(ListScreensTest, AReaderPressingTheLibrarysBackWhileTheScreenIsHiddenDoesNothing) {
+    OpenLibrary();
+    TapRow(&List(), 0);
+    ASSERT_TRUE(Pump([&] { return Row(0) == "Artists"; }));
+    QAccessibleInterface* header = QAccessible::queryAccessibleInterface(&Screen().Header());
+    ASSERT_NE(header, nullptr);
+    QAccessibleInterface* back = nullptr;
+    for (int i = 0; i < header->childCount(); ++i) {
+        if (header->child(i)->text(QAccessible::Name) == QStringLiteral("Back")) {
+            back = header->child(i);
+        }
+    }
+    ASSERT_NE(back, nullptr);
+    frame_->Command(ui::WindowCommand::Controls);
+    ASSERT_EQ(frame_->Screen(), "main");
+    ASSERT_FALSE(Screen().Header().isVisible());
+    const std::string path = Screen().Browser().CurrentPath();
+    EXPECT_TRUE(back->state().invisible) << "the hidden screen's Back reads as shown";
+    back->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+    PumpFor(300ms);
+    EXPECT_EQ(Screen().Browser().CurrentPath(), path)
+        << "the hidden library went back a list under the main screen";
+}
+
+// The tab row's title is a folder's name from the server (an artist's, an
+// album's): a reader is given it as it is given a song's title, cut to a
+// length it can say and with control characters as blanks.
+TEST_F(ListScreensTest, TheTabRowsTitleOfMegabytesOrControlCharactersReadsAsText) {
+    OpenLibrary();
+    QAccessibleInterface* header = QAccessible::queryAccessibleInterface(&Screen().Header());
+    ASSERT_NE(header, nullptr);
+    const auto longest = [&] {
+        qsizetype size = 0;
+        for (int i = 0; i < header->childCount(); ++i) {
+            size = std::max(size, header->child(i)->text(QAccessible::Name).size());
+        }
+        return size;
+    };
+    // As the screen sets the row for a folder opened (see UpdateHeader).
+    ui::HeaderBarWidget& row = Screen().Header();
+    row.SetButtons({"\u2039 " + std::string(1 << 20, 'x'), "Queue"}, 0);
+    EXPECT_LE(longest(), 1024);
+    row.SetButtons({"\u2039 " + std::string("A\x01\tB\nC\x7f", 7) + "D", "Queue"}, 0);
+    bool read = false;
+    for (int i = 0; i < header->childCount(); ++i) {
+        read = read || header->child(i)->text(QAccessible::Name) == QStringLiteral("A B C D");
+    }
+    EXPECT_TRUE(read) << header->child(0)->text(QAccessible::Name).toStdString();
+}
+
+// The tab row is a control of the list screen: Tab reaches it, so the
+// keyboard alone can switch to the queue's tab.
+TEST_F(ListScreensTest, TabReachesTheTabRowAndTheKeyboardOpensTheQueueTab) {
+    OpenLibrary();
+    std::vector<std::string> visited;
+    bool reached = false;
+    for (int step = 0; step < 40 && !reached; ++step) {
+        PressKey(frame_.get(), Qt::Key_Tab);
+        PumpFor(10ms);
+        QWidget* focus = frame_->focusWidget();
+        visited.push_back(focus ? focus->objectName().toStdString() : "(none)");
+        reached = focus == &Screen().Header();
+    }
+    std::string path;
+    for (std::size_t i = 0; i < visited.size() && i < 8; ++i) {
+        path += visited[i] + " > ";
+    }
+    EXPECT_TRUE(reached) << "Tab goes " << path << "...";
+}
+
 }  // namespace
 }  // namespace vantor::testing
 

@@ -11,7 +11,15 @@ constexpr std::size_t kMaxReadBytes = 1024;
 }  // namespace
 
 QString ReadableText(std::string_view text) {
-    text = text.substr(0, kMaxReadBytes);
+    if (text.size() > kMaxReadBytes) {
+        // Cut before a letter, not inside one: a continuation byte is
+        // 10xxxxxx.
+        std::size_t cut = kMaxReadBytes;
+        while (cut > 0 && (static_cast<unsigned char>(text[cut]) & 0xC0) == 0x80) {
+            --cut;
+        }
+        text = text.substr(0, cut);
+    }
     QString result = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
     for (QChar& c : result) {
         if (c.category() == QChar::Other_Control) {

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "ui/access/ReadableText.h"
 #include "ui/screens/HeaderBarWidget.h"
 #include "ui/view/ScreenView.h"
 
@@ -118,7 +119,8 @@ public:
     QWidget* Widget() const override { return header_; }
     std::vector<Part> Parts() const override {
         std::vector<Part> parts;
-        if (header_ == nullptr) {
+        // Another screen's tab row: nothing of it is on screen to read or press.
+        if (header_ == nullptr || !header_->isVisible()) {
             return parts;
         }
         const std::vector<std::string> texts = header_->Texts();
@@ -140,7 +142,7 @@ public:
             Part tab;
             tab.key = std::to_string(i);
             tab.role = QAccessible::PageTab;
-            tab.name = QString::fromStdString(text);
+            tab.name = ReadableText(text);  // a folder's name, as the server sent it
             tab.rect = header_->ButtonRect(button);
             tab.pressable = true;
             tab.checkable = true;
@@ -173,7 +175,7 @@ public:
     QWidget* Widget() const override { return widget_; }
     std::vector<Part> Parts() const override {
         std::vector<Part> parts;
-        if (widget_ == nullptr) {
+        if (widget_ == nullptr || !widget_->isVisible()) {
             return parts;
         }
         for (int i = 0; i < buttons_->DrawnButtonCount(); ++i) {

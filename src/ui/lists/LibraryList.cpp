@@ -169,6 +169,7 @@ LibraryList::LibraryList(QWidget* parent, const LibraryBrowser& browser, Handler
       strip_(new JumpStrip(parent, [this](int row) { JumpTo(row); })),
       busy_(new BusyIndicator(this)) {
     setObjectName(QStringLiteral("Library List"));
+    setAccessibleName(QStringLiteral("Media Library"));
     setModel(model_.get());
     setItemDelegate(delegate_.get());
     SetUpList(*this);

@@ -94,6 +94,7 @@ PlayQueueList::PlayQueueList(QWidget* parent, PageFetcher& fetcher, RequestSink&
       busy_(new BusyIndicator(this)),
       retry_(new QTimer(this)) {
     setObjectName(QStringLiteral("Play Queue"));
+    setAccessibleName(QStringLiteral("Queue"));
     retry_->setSingleShot(true);
     connect(retry_, &QTimer::timeout, this, [this] { queue_.RetryDue(); });
     setModel(model_.get());

@@ -175,7 +175,8 @@ public:
         // Sliders: seconds, percent or gain.
         std::int32_t minimum = 0, maximum = 0, value = 0, step = 1;
     };
-    // The current screen's controls in reading order (none in landscape).
+    // The current screen's controls in reading order (in landscape, the
+    // message shown instead).
     std::vector<AccessControl> AccessControls() const;
     // Does what a tap on the control does; false when it is not on the
     // screen shown or the player's controls do not act now.

@@ -2,6 +2,7 @@
 #include <QFocusEvent>
 #include <QKeyEvent>
 #include <QPainter>
+#include <QTimer>
 #include <algorithm>
 #include <cmath>
 
@@ -79,7 +80,16 @@ bool IsPressKey(int key) {
 
 std::vector<ScreenView::AccessControl> ScreenView::AccessControls() const {
     std::vector<AccessControl> controls;
-    if (Landscape() || buffer_.isNull()) {
+    if (Landscape()) {
+        // The message drawn in the screen's place is all there is to read.
+        AccessControl message;
+        message.key = "landscape";
+        message.name = landscape_;
+        message.rect = rect();
+        controls.push_back(std::move(message));
+        return controls;
+    }
+    if (buffer_.isNull()) {
         return controls;
     }
     const auto add = [&](std::string_view key, Kind kind, QString name, QRect rect) {
@@ -289,6 +299,12 @@ void ScreenView::keyPressEvent(QKeyEvent* event) {
         back_();
         return;
     }
+    // A key a child control (the queue, a field) left on to its parent is
+    // not the focused control's: the view keeps the control it had.
+    if (!hasFocus()) {
+        QWidget::keyPressEvent(event);
+        return;
+    }
     for (const AccessControl& control : AccessControls()) {
         if (control.key != focused_) {
             continue;
@@ -335,6 +351,15 @@ void ScreenView::focusInEvent(QFocusEvent* event) {
         FocusControl(controls.front().key);
     } else {
         FocusControl(kept ? focused_ : std::string());
+    }
+    // Qt tells a reader of the view itself once this returns, which would
+    // leave the reader on an unnamed screen: the control is told again after.
+    if (!focused_.empty() && QAccessible::isActive()) {
+        QTimer::singleShot(0, this, [this] {
+            if (hasFocus() && !focused_.empty()) {
+                FocusControl(focused_);
+            }
+        });
     }
 }
 

@@ -122,13 +122,7 @@ CMainFrame::CMainFrame(FrameOptions options, FrameServices services)
     keys_ = std::make_unique<KeyTranslator>(settings_->Functions(), static_cast<KeyWindow&>(*this));
     setCentralWidget(view_);
     InstallAccessibleFactory();
-    view_->SetBackHandler([this] {
-        if (screens_->Current() == ScreenId::NowPlaying) {
-            screens_->BackFromNowPlaying();
-        } else if (screens_->Current() == ScreenId::Library && library_) {
-            library_->Back();
-        }
-    });
+    view_->SetBackHandler([this] { GoBack(); });
     view_->SetResizeHandler([this](QSize size) { CheckOrientation(size); });
     qApp->installEventFilter(this);
 }

@@ -204,6 +204,8 @@ private:
     void NoteUserInput() override;
     std::chrono::steady_clock::time_point Now() const override;
     bool TranslateKey(QObject* watched, QEvent* event);
+    // Escape: where the handheld's Back goes from the screen shown.
+    void GoBack();
 
     FrameOptions options_;
     std::unique_ptr<Prompter> ownPrompter_;

@@ -4,9 +4,11 @@
 
 #include <QApplication>
 #include <QKeyEvent>
+#include <QMenuBar>
 
 #include "ui/keys/VirtualKeys.h"
 #include "ui/player/PlayerActions.h"
+#include "ui/screens/LibraryScreen.h"
 #include "ui/screens/ScreenNavigator.h"
 #include "ui/settings/UserSettings.h"
 #include "ui/view/ScreenView.h"
@@ -44,7 +46,26 @@ bool CMainFrame::TranslateKey(QObject* watched, QEvent* event) {
         NoteUserInput();
         return false;
     }
+    // Escape with the focus off the skinned screen (on the command bar) is
+    // the screen's Back all the same; the screen takes its own.
+    if (key.key() == Qt::Key_Escape && widget != view_ && !view_->isAncestorOf(widget) &&
+        qobject_cast<QMenuBar*>(widget) == nullptr &&
+        !settings_->Functions().Find(VirtualKeyOf(key))) {
+        if (event->type() == QEvent::KeyPress) {
+            NoteUserInput();
+            GoBack();
+        }
+        return true;
+    }
     return keys_->Translate(static_cast<const QKeyEvent&>(*event));
+}
+
+void CMainFrame::GoBack() {
+    if (screens_->Current() == ScreenId::NowPlaying) {
+        screens_->BackFromNowPlaying();
+    } else if (screens_->Current() == ScreenId::Library && library_) {
+        library_->Back();
+    }
 }
 
 ScreenKeys& CMainFrame::CurrentKeys() {
