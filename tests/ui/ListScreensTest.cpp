@@ -929,7 +929,22 @@ TEST_F(ListScreensTest, TabReachesTheTabRowAndTheKeyboardOpensTheQueueTab) {
     for (std::size_t i = 0; i < visited.size() && i < 8; ++i) {
         path += visited[i] + " > ";
     }
-    EXPECT_TRUE(reached) << "Tab goes " << path << "...";
+    ASSERT_TRUE(reached) << "Tab goes " << path << "...";
+
+    // Left and Right walk the row (the library's Left, a step back, stays
+    // the list's); Enter opens the tab the focus is on.
+    const std::string where = Screen().Browser().CurrentPath();
+    const int last = static_cast<int>(Screen().Header().Texts().size()) - 1;
+    ASSERT_GT(last, 0);
+    for (int i = 0; i < last + 2; ++i) {
+        PressKey(frame_.get(), Qt::Key_Right);
+    }
+    PressKey(frame_.get(), Qt::Key_Left);
+    PressKey(frame_.get(), Qt::Key_Right);
+    EXPECT_EQ(Screen().Header().FocusedButton(), last);
+    EXPECT_EQ(Screen().Browser().CurrentPath(), where);
+    PressKey(frame_.get(), Qt::Key_Return);
+    EXPECT_TRUE(Pump([&] { return Screen().Header().On() == last; }));
 }
 
 }  // namespace

@@ -1,8 +1,11 @@
 #include "ui/screens/HeaderBarWidget.h"
 
+#include <QFocusEvent>
 #include <QImage>
+#include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
+#include <algorithm>
 
 namespace vantor::ui {
 
@@ -11,6 +14,9 @@ HeaderBarWidget::HeaderBarWidget(QWidget* parent, std::function<void(int button)
     setObjectName(QString::fromLatin1(kHeaderBarWindowText));
     setWindowTitle(QString::fromLatin1(kHeaderBarWindowText));
     setAttribute(Qt::WA_OpaquePaintEvent);
+    // Tab only: a click on a button does its work without taking the focus
+    // from the list or the box.
+    setFocusPolicy(Qt::TabFocus);
 }
 
 void HeaderBarWidget::Place(const CSkin& skin, QSize screen, const QFont& fallback) {
@@ -52,6 +58,7 @@ void HeaderBarWidget::SetButtons(const std::vector<std::string>& texts, int on) 
     }
     texts_ = texts;
     on_ = on;
+    focused_ = std::clamp(focused_, 0, std::max(0, static_cast<int>(texts_.size()) - 1));
     update();
 }
 
@@ -67,7 +74,56 @@ QRect HeaderBarWidget::ButtonRect(int button) const {
 void HeaderBarWidget::paintEvent(QPaintEvent*) {
     QImage image(size(), QImage::Format_RGB32);
     Model().Paint(image, SkinRect{0, 0, width(), height()}, style_);
-    QPainter(this).drawImage(0, 0, image);
+    QPainter painter(this);
+    painter.drawImage(0, 0, image);
+    if (hasFocus() && !texts_.empty()) {
+        // The skinned screen's ring: dark under light, seen on any colour.
+        const QRect ring = ButtonRect(focused_).adjusted(1, 1, -2, -2);
+        painter.setPen(QPen(QColor(0, 0, 0), 3));
+        painter.drawRect(ring);
+        painter.setPen(QPen(QColor(255, 255, 255), 1));
+        painter.drawRect(ring);
+    }
+}
+
+bool HeaderBarWidget::TakesKey(int key) {
+    return key == Qt::Key_Left || key == Qt::Key_Right || key == Qt::Key_Space ||
+           key == Qt::Key_Return || key == Qt::Key_Enter;
+}
+
+void HeaderBarWidget::keyPressEvent(QKeyEvent* event) {
+    const int count = static_cast<int>(texts_.size());
+    switch (event->key()) {
+        case Qt::Key_Left:
+        case Qt::Key_Right:
+            if (count > 0) {
+                focused_ =
+                    std::clamp(focused_ + (event->key() == Qt::Key_Left ? -1 : 1), 0, count - 1);
+                update();
+            }
+            break;
+        case Qt::Key_Space:
+        case Qt::Key_Return:
+        case Qt::Key_Enter:
+            if (focused_ < count && !event->isAutoRepeat()) {
+                Tap(focused_);
+            }
+            break;
+        default:
+            QWidget::keyPressEvent(event);
+            return;
+    }
+    event->accept();
+}
+
+void HeaderBarWidget::focusInEvent(QFocusEvent* event) {
+    QWidget::focusInEvent(event);
+    update();
+}
+
+void HeaderBarWidget::focusOutEvent(QFocusEvent* event) {
+    QWidget::focusOutEvent(event);
+    update();
 }
 
 void HeaderBarWidget::mouseReleaseEvent(QMouseEvent* event) {

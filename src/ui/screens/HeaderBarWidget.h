@@ -3,7 +3,9 @@
 // The tab row at the top of the list screen: the skin's header bar model
 // in a widget (its window text is "Header Bar Control"), placed at the
 // skin's "playlist.header" and coloured from it. A tap on a button calls
-// back with its index.
+// back with its index. Tab reaches the row; Left and Right then move a
+// visible focus along its buttons and Space or Enter presses the one
+// focused, as a tap does.
 //
 // Threads: the window's thread only.
 
@@ -36,11 +38,17 @@ public:
     }
     // The rectangle of a button, in the bar's coordinates.
     QRect ButtonRect(int button) const;
+    // The keys the row takes while it has the focus.
+    static bool TakesKey(int key);
+    int FocusedButton() const { return focused_; }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
 
 private:
     HeaderBar Model() const;
@@ -48,6 +56,7 @@ private:
     std::function<void(int)> tapped_;
     std::vector<std::string> texts_;
     int on_ = -1;
+    int focused_ = 0;  // the button the keyboard is on
     HeaderBarStyle style_;
 };
 

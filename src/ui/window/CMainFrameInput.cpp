@@ -8,6 +8,7 @@
 
 #include "ui/keys/VirtualKeys.h"
 #include "ui/player/PlayerActions.h"
+#include "ui/screens/HeaderBarWidget.h"
 #include "ui/screens/LibraryScreen.h"
 #include "ui/screens/ScreenNavigator.h"
 #include "ui/settings/UserSettings.h"
@@ -38,11 +39,13 @@ bool CMainFrame::TranslateKey(QObject* watched, QEvent* event) {
     if (widget != first) {
         return false;
     }
-    // The focused control of the skinned screen takes its own keys, unless
-    // a function is bound to them.
+    // The focused control of the skinned screen (or the list screen's tab
+    // row) takes its own keys, unless a function is bound to them.
     const auto& key = static_cast<const QKeyEvent&>(*event);
-    if (widget == view_ && view_->TakesKey(key) &&
-        !settings_->Functions().Find(VirtualKeyOf(key))) {
+    const bool ownKey =
+        (widget == view_ && view_->TakesKey(key)) ||
+        (dynamic_cast<HeaderBarWidget*>(widget) != nullptr && HeaderBarWidget::TakesKey(key.key()));
+    if (ownKey && !settings_->Functions().Find(VirtualKeyOf(key))) {
         NoteUserInput();
         return false;
     }
