@@ -293,6 +293,23 @@ bool CSkin::LoadSkin(const std::string& path, const SkinRect& screen) {
     std::vector<SkinComponent> components;
     Loader(*document, scale_, screen, folder, suffix_)
         .Run(bitmaps, winComponents, fonts, components);
+    for (SkinBitmap& bitmap : bitmaps) {
+        if (bitmap.stretch == 1.0) {
+            continue;
+        }
+        for (const SkinComponent& component : components) {
+            for (const SkinImageState* state :
+                 {&component.norm, &component.hover, &component.push}) {
+                if (state->present && state->sourceBitmap == bitmap.name &&
+                    state->source.Width() > 0 && state->source.Height() > 0 &&
+                    std::find(bitmap.cells.begin(), bitmap.cells.end(), state->source) ==
+                        bitmap.cells.end()) {
+                    bitmap.cells.push_back(state->source);
+                }
+            }
+        }
+    }
+
     const SkinDrawGuard lock;
     bitmaps_ = std::move(bitmaps);
     winComponents_ = std::move(winComponents);
