@@ -182,11 +182,11 @@ void FindRuns(SkinImage& image, std::uint32_t keyRgb) {
 
 // Each cell from the pixels wholly inside it in the file, scaled smoothly
 // on its own: a cell's edge is smoothed with its own pixels only, never
-// with its neighbour's. What no cell covers is scaled fast (nothing shows
-// it).
+// with its neighbour's. What no cell covers is left black: nothing shows it.
 QImage ScaledByCells(const QImage& file, QSize size, double stretch,
                      const std::vector<SkinRect>& cells) {
-    QImage scaled = file.scaled(size, Qt::IgnoreAspectRatio, Qt::FastTransformation);
+    QImage scaled(size, QImage::Format_RGB32);
+    scaled.fill(Qt::black);
     QPainter painter(&scaled);
     painter.setCompositionMode(QPainter::CompositionMode_Source);
     const QRect whole = file.rect();
