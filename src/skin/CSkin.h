@@ -69,6 +69,9 @@ struct SkinBitmap {
     // the "@1.3x" and "@2x" files): an image read for another scale than
     // its own is scaled once as it loads, smoothly unless it is keyed.
     double stretch = 1.0;
+    // With a stretch, the parts the components copy (in scaled pixels):
+    // each is scaled on its own, so no smoothing reaches across its edges.
+    std::vector<SkinRect> cells;
     // Loaded on first draw. Guarded by the drawing lock.
     mutable SkinImage image;
 };

@@ -1,6 +1,7 @@
 #include "skin/SkinDrawing.h"
 
 #include <QImageReader>
+#include <QPainter>
 #include <QString>
 #include <algorithm>
 #include <cmath>
@@ -179,6 +180,34 @@ void FindRuns(SkinImage& image, std::uint32_t keyRgb) {
     image.runsKey = keyRgb;
 }
 
+// Each cell from the pixels wholly inside it in the file, scaled smoothly
+// on its own: a cell's edge is smoothed with its own pixels only, never
+// with its neighbour's. What no cell covers is left black: nothing shows it.
+QImage ScaledByCells(const QImage& file, QSize size, double stretch,
+                     const std::vector<SkinRect>& cells) {
+    QImage scaled(size, QImage::Format_RGB32);
+    scaled.fill(Qt::black);
+    QPainter painter(&scaled);
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    const QRect whole = file.rect();
+    for (const SkinRect& cell : cells) {
+        const QRect target(cell.left, cell.top, static_cast<int>(cell.Width()),
+                           static_cast<int>(cell.Height()));
+        const QRect from =
+            QRect(QPoint(static_cast<int>(std::ceil(cell.left / stretch - 1e-6)),
+                         static_cast<int>(std::ceil(cell.top / stretch - 1e-6))),
+                  QPoint(static_cast<int>(std::floor(cell.right / stretch + 1e-6)) - 1,
+                         static_cast<int>(std::floor(cell.bottom / stretch + 1e-6)) - 1))
+                .intersected(whole);
+        if (from.isEmpty() || target.isEmpty()) {
+            continue;
+        }
+        painter.drawImage(target, file.copy(from).scaled(target.size(), Qt::IgnoreAspectRatio,
+                                                         Qt::SmoothTransformation));
+    }
+    return scaled;
+}
+
 const SkinImage* LoadedImage(const SkinDrawGuard& lock, const SkinBitmap& bitmap) {
     if (bitmap.image.pixels.isNull() && !LoadSkinImage(lock, bitmap)) {
         return nullptr;
@@ -219,9 +248,11 @@ bool LoadSkinImage(const SkinDrawGuard&, const SkinBitmap& bitmap) {
         const QSize scaled(static_cast<int>(std::lround(image.pixels.width() * bitmap.stretch)),
                            static_cast<int>(std::lround(image.pixels.height() * bitmap.stretch)));
         if (std::int64_t{scaled.width()} * std::int64_t{scaled.height()} <= kMaxImagePixels) {
-            image.pixels = image.pixels.scaled(
-                scaled, Qt::IgnoreAspectRatio,
-                bitmap.transparent ? Qt::FastTransformation : Qt::SmoothTransformation);
+            image.pixels = bitmap.transparent || bitmap.cells.empty()
+                               ? image.pixels.scaled(scaled, Qt::IgnoreAspectRatio,
+                                                     bitmap.transparent ? Qt::FastTransformation
+                                                                        : Qt::SmoothTransformation)
+                               : ScaledByCells(image.pixels, scaled, bitmap.stretch, bitmap.cells);
         }
     }
     image.width = image.pixels.width();

@@ -226,11 +226,19 @@ private:
     // A "rect"'s far edge is its start plus the size, or the screen's far edge
     // less the scaled distance (then a missing start is the far edge less the
     // source's size), or its start plus the source's size.
+    // A far edge given by a size is scaled from the skin's units, so two
+    // rectangles that meet there meet on the screen too (the size scaled on
+    // its own can round one pixel into the next); the @1.3x step keeps the
+    // handheld's own rounding, which its layouts are pinned to.
     void ReadRectAxis(const SkinXmlElement& rect, const Axis& axis, std::int32_t screenEnd,
                       std::int32_t sourceSize, std::int32_t& begin, std::int32_t& end) const {
-        begin = Position(axis, rect.Number(axis.position));
+        const std::int32_t position = rect.Number(axis.position);
+        begin = Position(axis, position);
         if (const std::int32_t size = rect.Number(axis.size); size != -1) {
-            end = SkinAdd(begin, Size(axis, size));
+            const std::int32_t dpi = axis.vertical ? scale_.dpiY : scale_.dpiX;
+            end = size > 0 && position >= 0 && dpi != kVariantDpi
+                      ? Position(axis, SkinClamp(std::int64_t{position} + size))
+                      : SkinAdd(begin, Size(axis, size));
         } else if (const std::int32_t distance = rect.Number(axis.distance); distance != -1) {
             end = SkinAdd(screenEnd, -std::int64_t{Position(axis, distance)});
             if (begin < 0) {
@@ -285,6 +293,22 @@ bool CSkin::LoadSkin(const std::string& path, const SkinRect& screen) {
     std::vector<SkinComponent> components;
     Loader(*document, scale_, screen, folder, suffix_)
         .Run(bitmaps, winComponents, fonts, components);
+    for (SkinBitmap& bitmap : bitmaps) {
+        if (bitmap.stretch == 1.0) {
+            continue;
+        }
+        for (const SkinComponent& component : components) {
+            for (const SkinImageState* state :
+                 {&component.norm, &component.hover, &component.push}) {
+                if (state->present && state->sourceBitmap == bitmap.name &&
+                    state->source.Width() > 0 && state->source.Height() > 0 &&
+                    std::find(bitmap.cells.begin(), bitmap.cells.end(), state->source) ==
+                        bitmap.cells.end()) {
+                    bitmap.cells.push_back(state->source);
+                }
+            }
+        }
+    }
 
     const SkinDrawGuard lock;
     bitmaps_ = std::move(bitmaps);
