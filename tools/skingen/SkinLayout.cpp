@@ -53,8 +53,6 @@ Skin BuildSkin() {
     Sheet& deck = skin.AddSheet("deck", "deck");
     deck.Add("full", kScreenWidth, kDeckHeight,
              [](QPainter& p, const QRectF&) { PaintDeck(p, 0); });
-    deck.Add("edge", 2, kDeckHeight,
-             Over([](QPainter& p) { PaintDeck(p, 0); }, kScreenWidth - 2, 0));
     deck.Pack(kScreenWidth);
 
     Sheet& art = skin.AddSheet("noart", "noart");
@@ -223,13 +221,8 @@ Skin BuildSkin() {
         skin.Add(name, screen.screen, true, screen.bitmap, "full",
                  Rect{0, 0, {}, kScreenHeight, 0, {}});
     }
-    // The deck keeps to the bottom of the screen whatever its height, at
-    // the handheld's width; its edge carries it on to the screen's right
-    // wherever the screen is wider than the skin's 240 units (320 pixels
-    // at the handheld's 125 dpi, or a width between the scales).
+    // The deck keeps to the bottom of the screen whatever its height.
     skin.Add("deck", "main,nowplaying", true, "deck", "full", Rect{0, {}, 240, {}, {}, 0});
-    skin.Add("deck.edge", "main,nowplaying", true, "deck", "edge",
-             Rect{kScreenWidth, {}, {}, {}, 0, 0});
 
     for (const char* state : {"playing", "paused", "stopped"}) {
         skin.Add(std::string("playingstate.") + state, "main", true, "controls",
