@@ -196,9 +196,7 @@ TEST(DefaultSkinTest, ScreensFillAnyPortraitSize) {
         }
         const SkinRect deck = skin.FindComponent("deck")->norm.destination;
         EXPECT_EQ(deck.bottom, size.height) << at;
-        // At 320 the deck keeps the handheld's width (the skin's 240 units
-        // at 125 dpi, 313 pixels); the picture's strip shows beside it.
-        EXPECT_EQ(deck.right, size.width == 320 ? scale.X(240) : size.width) << at;
+        EXPECT_EQ(deck.right, size.width) << at;
         const SkinRect play = skin.FindComponent("play")->norm.destination;
         EXPECT_EQ(play.Width(), scale.Width(40)) << at;
         EXPECT_EQ(play.Height(), scale.Height(40)) << at;

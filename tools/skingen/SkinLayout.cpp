@@ -18,35 +18,29 @@ Skin BuildSkin() {
     Skin skin;
     skin.sheets.reserve(16);  // the components keep pointers to the sheets
 
-    // Each screen's picture is copied at the handheld's height from the top
-    // and a strip of its last rows stretches below it to any taller screen,
-    // so nothing drawn in it moves away from the components over it. The
-    // deck is a component of its own that keeps to the bottom, so the
-    // pictures under it show what lies above it instead.
+    // Each screen's picture is copied at its own height from the top; a
+    // strip of its last rows stretches below it to any taller screen, so
+    // nothing drawn in the picture moves away from the components over it.
+    // Under the deck the picture ends where the deck begins; the main
+    // screen's ends where its list begins, which stops only at the deck.
     const struct {
         const char* bitmap;
         const char* file;
         void (*paint)(QPainter&);
         const char* screen;
-        QColor underDeck;  // invalid: the picture has no deck
-        int fillTop;       // at or above the top of any list that stretches
+        int height;
+        int fillFrom;  // the rows the strip repeats
     } screens[] = {
-        {"back.main", "back-main", PaintMain, "main", kList, 54},
-        {"back.np", "back-nowplaying", PaintNowPlaying, "nowplaying", kBase, kScreenHeight},
-        {"back.list", "back-list", PaintList, "playlist", {}, 54},
-        {"back.connect", "back-connect", PaintConnect, "connect", {}, kScreenHeight},
-        {"back.eq", "back-eq", PaintEq, "eq", {}, kScreenHeight}};
+        {"back.main", "back-main", PaintMain, "main", 54, 100},
+        {"back.np", "back-nowplaying", PaintNowPlaying, "nowplaying", kDeckTop, kDeckTop - 2},
+        {"back.list", "back-list", PaintList, "playlist", kScreenHeight, kScreenHeight - 2},
+        {"back.connect", "back-connect", PaintConnect, "connect", kScreenHeight, kScreenHeight - 2},
+        {"back.eq", "back-eq", PaintEq, "eq", kScreenHeight, kScreenHeight - 2}};
     for (const auto& screen : screens) {
         Sheet& sheet = skin.AddSheet(screen.bitmap, screen.file);
-        const auto picture = [paint = screen.paint, under = screen.underDeck](QPainter& p) {
-            paint(p);
-            if (under.isValid()) {
-                p.fillRect(QRectF(0, kDeckTop, kScreenWidth, kDeckHeight), under);
-            }
-        };
-        sheet.Add("full", kScreenWidth, kScreenHeight,
-                  [picture](QPainter& p, const QRectF&) { picture(p); });
-        sheet.Add("fill", kScreenWidth, 2, Over(picture, 0, kScreenHeight - 2));
+        sheet.Add("full", kScreenWidth, screen.height,
+                  [paint = screen.paint](QPainter& p, const QRectF&) { paint(p); });
+        sheet.Add("fill", kScreenWidth, 2, Over(screen.paint, 0, screen.fillFrom));
         sheet.Pack(kScreenWidth);
     }
 
@@ -137,16 +131,17 @@ Skin BuildSkin() {
                      DrawGlyph(p, Glyph::Search, QRectF(box.x() + 5, box.y() + 3, 16, 16), 13,
                                kMuted);
                  }));
+    controls.Add("eqpanel", 228, 8, Flat(kStrip2));
+    controls.Add("eqrule", 1, 8, Flat(kLine));
+    controls.Add("eqlabels", 228, 14, PaintEqLabels);
     controls.Add("titleback", 240, 22, Flat(kBase));
-    controls.Add("nptime", 208, 14, Over(PaintNowPlaying, 16, 207));
+    controls.Add("npmargin", 240, 6, Over(PaintNowPlaying, 0, kDeckTop - 8));
+    controls.Add("nptime", 208, 14, Over(PaintNowPlaying, 16, kDeckTop - 16));
     controls.Add("artistback", 240, 18, Flat(kBase));
     controls.Add("albumback", 240, 18, Flat(kBase));
-    controls.Pack(256);
-
-    // The equaliser's tracks and knob; keyed so the knob's rounded corners
-    // show the track behind it.
-    Sheet& eq = skin.AddSheet("eqbar", "eqbar", true);
-    eq.Add("track", kEqTrackWidth, kEqTrackHeight, [](QPainter& p, const QRectF& box) {
+    // The bands' tracks stretch to the screen's height, so their sheet
+    // has no key.
+    controls.Add("eqtrack", kEqTrackWidth, kEqTrackHeight, [](QPainter& p, const QRectF& box) {
         p.fillRect(box, kStrip2);
         p.save();
         p.setRenderHint(QPainter::Antialiasing);
@@ -163,6 +158,11 @@ Skin BuildSkin() {
         }
         p.restore();
     });
+    controls.Pack(256);
+
+    // The equaliser's tracks and knob; keyed so the knob's rounded corners
+    // show the track behind it.
+    Sheet& eq = skin.AddSheet("eqbar", "eqbar", true);
     const auto knobShape = [](const QRectF& box) {
         QPainterPath path;
         path.addRoundedRect(box.adjusted(0.5, 0.5, -0.5, -0.5), 3, 3);
@@ -212,38 +212,47 @@ Skin BuildSkin() {
 
     // Document order is drawing order: backgrounds first. Hit tests take the
     // first match, so nothing that must not take taps lacks "ignoreinput".
-    // The strip is drawn first, under the picture, and begins no lower
-    // than the lists that stretch, which stop only at controls below them.
     for (const auto& screen : screens) {
         const std::string name = std::string("background.") + screen.screen;
-        skin.Add(name + ".fill", screen.screen, true, screen.bitmap, "fill",
-                 Rect{0, screen.fillTop, {}, {}, 0, 0});
         skin.Add(name, screen.screen, true, screen.bitmap, "full",
-                 Rect{0, 0, {}, kScreenHeight, 0, {}});
+                 Rect{0, 0, {}, screen.height, 0, {}});
+        skin.Add(name + ".fill", screen.screen, true, screen.bitmap, "fill",
+                 Rect{0, screen.height, {}, {}, 0, 0});
     }
-    // The deck keeps to the bottom of the screen whatever its height.
-    skin.Add("deck", "main,nowplaying", true, "deck", "full", Rect{0, {}, 240, {}, {}, 0});
+    // The deck keeps to the bottom of the screen whatever its height, and
+    // the strips behind texts reach its right edge whatever its width.
+    skin.Add("deck", "main,nowplaying", true, "deck", "full", Rect{0, {}, {}, {}, 0, 0});
 
     for (const char* state : {"playing", "paused", "stopped"}) {
         skin.Add(std::string("playingstate.") + state, "main", true, "controls",
                  std::string("state.") + state, Rect{7, 7, 16, 16});
     }
-    skin.Add("songback", "main", true, "controls", "songback", Rect{28, 0, 206, 30});
+    skin.Add("songback", "main", true, "controls", "songback", Rect{28, 0, {}, 30, 6, {}});
     skin.Add("positionback", "main", true, "controls", "positionback", Rect{6, 32, 50, 20});
     skin.Add("positionbar.back", "main", false, "controls", "pos.track", Rect{62, 39, 170, 6});
     skin.Add("positionbar", "", false, "controls", "pos.fill", Rect{62, 39, 170, 6});
 
     skin.Add("playlist.searchback", "playlist", true, "controls", "searchback",
              Rect{7, 30, 226, 22});
-    skin.Add("albumart.placeholder", "nowplaying", true, "noart", "full", Rect{60, 12, 120, 120});
-    skin.Add("titleback", "nowplaying", true, "controls", "titleback", Rect{0, 138, 240, 22});
-    skin.Add("artistback", "nowplaying", true, "controls", "artistback", Rect{0, 160, 240, 18});
-    skin.Add("albumback", "nowplaying", true, "controls", "albumback", Rect{0, 178, 240, 18});
+    // The now-playing texts and bar keep to the deck (counted from the
+    // screen's bottom); the art takes the square that fits above them, to
+    // the margin below it (the program draws the placeholder there too).
+    skin.Add("albumart.placeholder", "", true, "noart", "full", Rect{60, 12, 120, 120});
+    const auto fromBottom = [](int top) { return kScreenHeight - top; };
+    skin.Add("albumart.margin", "nowplaying", true, "controls", "npmargin",
+             Rect{0, {}, {}, {}, 0, fromBottom(138)});
+    skin.Add("titleback", "nowplaying", true, "controls", "titleback",
+             Rect{0, {}, {}, {}, 0, fromBottom(160)});
+    skin.Add("artistback", "nowplaying", true, "controls", "artistback",
+             Rect{0, {}, {}, {}, 0, fromBottom(178)});
+    skin.Add("albumback", "nowplaying", true, "controls", "albumback",
+             Rect{0, {}, {}, {}, 0, fromBottom(196)});
     skin.Add("positionbar.nowplaying.back", "nowplaying", false, "controls", "np.track",
-             Rect{16, 201, 208, 6});
-    skin.Add("positionbar.nowplaying", "", false, "controls", "np.fill", Rect{16, 201, 208, 6});
+             Rect{16, {}, 208, {}, {}, fromBottom(207)});
+    skin.Add("positionbar.nowplaying", "", false, "controls", "np.fill",
+             Rect{16, {}, 208, {}, {}, fromBottom(207)});
     skin.Add("nowplaying.position", "nowplaying", true, "controls", "nptime",
-             Rect{16, 207, 208, 14});
+             Rect{16, {}, 208, {}, {}, fromBottom(221)});
 
     // Transport and toggles sit on the deck, counted from the screen's bottom.
     int x = 8;
@@ -262,20 +271,27 @@ Skin BuildSkin() {
              Rect{100, {}, 128, {}, {}, 21});
     skin.Add("volumebar", "", false, "controls", "vol.fill", Rect{100, {}, 128, {}, {}, 21});
 
-    skin.Add("progressbar.back", "connect", false, "controls", "prog.track", Rect{20, 266, 200, 6});
-    skin.Add("progressbar", "", false, "controls", "prog.fill", Rect{20, 266, 200, 6});
+    skin.Add("progressbar.back", "connect", false, "controls", "prog.track", Rect{20, 254, 200, 6});
+    skin.Add("progressbar", "", false, "controls", "prog.fill", Rect{20, 254, 200, 6});
 
     skin.Add("eq.enabled", "eq", false, "controls", "eq.enabled.norm", Rect{146, 8, 40, 20},
              "eq.enabled.hover", "eq.enabled.push");
     skin.Add("eq.autoload", "eq", false, "controls", "eq.autoload.norm", Rect{190, 8, 40, 20},
              "eq.autoload.hover", "eq.autoload.push");
-    skin.Add("eq.preamp", "eq", false, "eqbar", "track",
-             Rect{EqTrackX(0), kEqTop, kEqTrackWidth, kEqTrackHeight});
+    // The bands' panel, the preamplifier's rule and the bands stretch to the
+    // screen's bottom; their names keep to it.
+    skin.Add("eq.panel", "eq", true, "controls", "eqpanel", Rect{6, 68, {}, {}, 6, 6});
+    skin.Add("eq.rule", "eq", true, "controls", "eqrule",
+             Rect{EqTrackX(0) + 23, kEqTop + 4, 1, {}, {}, kEqBottom + 4});
+    skin.Add("eq.labels", "eq", true, "controls", "eqlabels",
+             Rect{6, {}, 228, {}, {}, kEqBottom - 16});
+    skin.Add("eq.preamp", "eq", false, "controls", "eqtrack",
+             Rect{EqTrackX(0), kEqTop, kEqTrackWidth, {}, {}, kEqBottom});
     for (int band = 1; band <= 10; ++band) {
         char name[16];
         std::snprintf(name, sizeof name, "eq.bar%02d", band);
-        skin.Add(name, "eq", false, "eqbar", "track",
-                 Rect{EqTrackX(band), kEqTop, kEqTrackWidth, kEqTrackHeight});
+        skin.Add(name, "eq", false, "controls", "eqtrack",
+                 Rect{EqTrackX(band), kEqTop, kEqTrackWidth, {}, {}, kEqBottom});
     }
     skin.Add("eq.position", "", false, "eqbar", "knob", Rect{0, 0, kEqTrackWidth, 10});
 
@@ -285,17 +301,17 @@ Skin BuildSkin() {
     skin.Add("dlg.cancel", "dialog", false, "dialog", "cancel.norm", Rect{108, 84, 64, 26},
              "cancel.hover", "cancel.push");
 
-    // The queue reaches the screen's right and bottom edges; the program
+    // The lists reach the screen's right and bottom edges; the program
     // stops a list anchored to the bottom above the deck, so it takes the
     // height the controls leave.
     const QColor listText(0xE2, 0xE7, 0xEF);
     skin.windows = {
         {"playlist.main", Rect{0, 54, {}, {}, 0, 0}, kList, listText, kAccent},
         {"medialib.tagview", Rect{0, 56, {}, {}, 0, 0}, kList, listText, kAccent},
-        {"albumart", Rect{60, 12, 120, 120}, kBase, {}, {}},
-        {"playlist.header", Rect{0, 0, 240, 26}, kStrip, kMuted, kAccent},
+        {"albumart", Rect{0, 12, {}, {}, 0, 0}, kBase, {}, {}},
+        {"playlist.header", Rect{0, 0, {}, 26, 0, {}}, kStrip, kMuted, kAccent},
         {"playlist.search", Rect{32, 32, 194, 18}, kList, kText, kAccent},
-        {"eq.presets", Rect{10, 274, 220, 20}, kList, kText, kAccent},
+        {"eq.presets", Rect{10, 42, 220, 20}, kList, kText, kAccent},
     };
     skin.fonts = {
         {"songtitle", 10, "bold", kText},    {"title.nowplaying", 12, "bold", kText},

@@ -68,7 +68,9 @@ void PaintConnect(QPainter& p) {
               Qt::AlignCenter, true);
     DrawLabel(p, QRectF(0, 90, kScreenWidth, 16), QStringLiteral("Remote control for your music"),
               11, kMuted);
-    DrawPanel(p, QRectF(8.5, 120.5, 223, 160), kStrip, 6);
+    // Its controls (the program's) and the progress bar end 262 units
+    // down, so the screen fits a window with the menu and command bar in.
+    DrawPanel(p, QRectF(8.5, 108.5, 223, 153), kStrip, 6);
 }
 
 int EqTrackX(int track) {  // 0 is the preamplifier
@@ -81,27 +83,20 @@ void PaintEq(QPainter& p) {
     p.fillRect(QRectF(0, 36, kScreenWidth, 1), kLine);
     DrawLabel(p, QRectF(12, 0, 130, 36), QStringLiteral("Equalizer"), 15, kText,
               Qt::AlignLeft | Qt::AlignVCenter, true);
-    p.save();
-    p.setRenderHint(QPainter::Antialiasing);
-    p.setPen(Qt::NoPen);
-    p.setBrush(kStrip2);
-    p.drawRoundedRect(QRectF(6, 40, 228, 230), 6, 6);
-    p.restore();
-    p.fillRect(QRectF(37.5, 48, 1, kEqTrackHeight - 8), kLine);
+    // Under the title the program places its presets box ("eq.presets");
+    // the bands below it reach down to the screen's bottom.
+    DrawPanel(p, QRectF(8.5, 40.5, 223, 23), kList, 6);
+}
+
+void PaintEqLabels(QPainter& p, const QRectF& box) {
+    p.fillRect(box, kStrip2);
     const char* labels[] = {"PRE", "60", "170", "310", "600", "1K",
                             "3K",  "6K", "12K", "14K", "16K"};
     for (int track = 0; track < 11; ++track) {
         DrawLabel(p,
-                  QRectF(EqTrackX(track) - 6, kEqTop + kEqTrackHeight + 4, kEqTrackWidth + 12, 14),
+                  QRectF(box.x() + EqTrackX(track) - 12, box.y(), kEqTrackWidth + 12, box.height()),
                   QString::fromLatin1(labels[track]), 8, track == 0 ? kAccent : kMuted);
     }
-    const char* marks[] = {"+", "0", "\xE2\x88\x92"};
-    for (int i = 0; i < 3; ++i) {
-        DrawLabel(p, QRectF(226, kEqTop + i * kEqTrackHeight / 2 - 7, 8, 14),
-                  QString::fromUtf8(marks[i]), 9, kDim);
-    }
-    // Below the bands the program places its presets box ("eq.presets").
-    DrawPanel(p, QRectF(8.5, 272.5, 223, 23), kList, 6);
 }
 
 Paint Over(std::function<void(QPainter&)> background, double x, double y, Paint content) {

@@ -24,10 +24,13 @@ void PaintEq(QPainter& p);
 void DrawPanel(QPainter& p, const QRectF& box, const QColor& fill, double radius);
 
 // The equaliser's tracks.
-inline constexpr int kEqTop = 44;
+inline constexpr int kEqTop = 76;  // the bands' tops; they end kEqBottom above the screen's
+inline constexpr int kEqBottom = 26;
 inline constexpr int kEqTrackHeight = 200;
 inline constexpr int kEqTrackWidth = 14;
 int EqTrackX(int track);  // 0 is the preamplifier
+// The bands' names in a strip as wide as the bands' panel (from x = 6).
+void PaintEqLabels(QPainter& p, const QRectF& box);
 
 // A cell that shows a piece of a screen background under its own content,
 // so that an opaque cell matches whatever lies around it.
