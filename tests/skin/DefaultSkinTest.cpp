@@ -222,40 +222,6 @@ TEST(DefaultSkinTest, ScreensFillAnyPortraitSize) {
 
 // At the handheld's own screens the skin lays its components out where it
 // always has: a phone's layout must not move them.
-TEST(DefaultSkinTest, TheHandheldsScreensKeepTheirCoordinates) {
-    const struct {
-        Device device;
-        const char* name;
-        SkinRect rect;
-    } pinned[] = {
-        {kDevices[0], "progressbar.back", {20, 266, 220, 272}},
-        {kDevices[0], "eq.preamp", {14, 44, 28, 244}},
-        {kDevices[0], "eq.bar10", {208, 44, 222, 244}},
-        {kDevices[1], "deck", {0, 352, 313, 480}},
-        {kDevices[1], "songback", {36, 0, 304, 39}},
-        {kDevices[1], "titleback", {0, 180, 313, 209}},
-        {kDevices[1], "positionbar.nowplaying.back", {21, 262, 292, 270}},
-        {kDevices[1], "progressbar.back", {26, 346, 286, 354}},
-        {kDevices[1], "eq.preamp", {18, 57, 36, 317}},
-        {kDevices[2], "progressbar.back", {40, 532, 440, 544}},
-        {kDevices[2], "eq.preamp", {28, 88, 56, 488}},
-        {kDevices[2], "eq.bar10", {416, 88, 444, 488}},
-    };
-    for (const char* path : {VANTOR_DEFAULT_SKIN, VANTOR_EMBER_SKIN}) {
-        for (const auto& pin : pinned) {
-            const CSkin skin = LoadDefault(pin.device, path);
-            const SkinComponent* component = skin.FindComponent(pin.name);
-            ASSERT_NE(component, nullptr) << pin.name;
-            const SkinRect& rect = component->norm.destination;
-            EXPECT_TRUE(rect == pin.rect)
-                << path << " " << pin.name << " at " << pin.device.width << "x" << pin.device.height
-                << ": (" << rect.left << "," << rect.top << "," << rect.right << "," << rect.bottom
-                << ") for (" << pin.rect.left << "," << pin.rect.top << "," << pin.rect.right << ","
-                << pin.rect.bottom << ")";
-        }
-    }
-}
-
 TEST(DefaultSkinTest, AScreenKeepsItsOwnImagesAndTheProgramsBarsAndFreesTheRest) {
     const CSkin skin = LoadDefault(kDevices[2]);
     QImage target(480, 640, QImage::Format_RGB32);
