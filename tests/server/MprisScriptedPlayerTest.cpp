@@ -138,6 +138,19 @@ public:
         playlists_ = std::move(playlists);
         hasPlaylists_ = true;
     }
+    // From now on Pause and Play only flip a pause switch, which, like
+    // mpv, it looks at between calls: only when it is asked for its state
+    // or told to (SeeSwitch). It says Paused or Playing only when the
+    // switch it sees has changed since it last looked.
+    void PauseLikeMpv() {
+        std::lock_guard lock(mutex_);
+        switchLikeMpv_ = true;
+        pauseSwitch_ = seenSwitch_ = false;
+    }
+    void SeeSwitch() {
+        std::lock_guard lock(mutex_);
+        SeeSwitchLocked();
+    }
     void Hang(const QString& method) {
         std::lock_guard lock(mutex_);
         hang_.insert(method);
@@ -194,6 +207,15 @@ public:
             return true;
         }
         const QString interface = arguments.isEmpty() ? QString() : arguments[0].toString();
+        if (switchLikeMpv_) {
+            if (member == QStringLiteral("Pause") || member == QStringLiteral("Play")) {
+                pauseSwitch_ = member == QStringLiteral("Pause");
+            } else if (member == QStringLiteral("GetAll") ||
+                       (member == QStringLiteral("Get") &&
+                        arguments.value(1).toString() == QStringLiteral("PlaybackStatus"))) {
+                SeeSwitchLocked();
+            }
+        }
         QDBusMessage reply = message.createReply();
         if (member == QStringLiteral("GetAll")) {
             if (interface == QStringLiteral("org.mpris.MediaPlayer2.Player")) {
@@ -231,6 +253,16 @@ public:
     }
 
 private:
+    void SeeSwitchLocked() {
+        if (pauseSwitch_ != seenSwitch_) {
+            seenSwitch_ = pauseSwitch_;
+            const QString status = seenSwitch_ ? Q("Paused") : Q("Playing");
+            player_.insert(Q("PlaybackStatus"), status);
+            Changed(QStringLiteral("org.mpris.MediaPlayer2.Player"),
+                    {{Q("PlaybackStatus"), status}});
+        }
+    }
+
     mutable std::mutex mutex_;  // guards everything below; the bus calls on its own thread
     QDBusConnection bus_{QString()};
     QVariantMap player_;
@@ -241,6 +273,9 @@ private:
     std::set<QString> hang_;
     std::set<QString> fail_;
     std::vector<std::string> calls_;
+    bool switchLikeMpv_ = false;
+    bool pauseSwitch_ = false;
+    bool seenSwitch_ = false;
 };
 
 class MprisScriptedPlayerTest : public ::testing::Test {
@@ -627,6 +662,37 @@ TEST_F(MprisScriptedPlayerTest, PlayAfterAStopReachesAPlayerThatOpensNoUris) {
     const Calls calls = player_->Calls();
     EXPECT_EQ(Calls(calls.begin() + static_cast<std::ptrdiff_t>(before), calls.end()),
               Calls{"Play"});
+}
+
+// mpv looks at its pause switch only between calls and says it plays only
+// once it has seen the switch change: a Pause and Play taken in one go it
+// never sees, and it goes on saying "Stopped" while it plays. Play after the
+// server's Stop sends Play only once the player has seen the Pause.
+TEST_F(MprisScriptedPlayerTest, PlayAfterAStopWaitsUntilThePlayerHasSeenThePause) {
+    QVariantMap file = Track("/t/1", "Night Drive (file)");
+    file.insert(Q("xesam:url"), Q("file:///music/night-drive.flac"));
+    OnPlayerThread([this] {
+        player_->SetRoot(Q("SupportedUriSchemes"), QStringList{Q("http")});
+        player_->Changed(kRoot, {{Q("SupportedUriSchemes"), QStringList{Q("http")}}});
+        player_->PauseLikeMpv();
+    });
+    player_->SetPlayer(Q("PlaybackStatus"), Q("Playing"));
+    player_->SetPlayer(Q("Metadata"), file);
+    ASSERT_TRUE(Eventually(
+        [&] { return Status().current && Status().current->title == "Night Drive (file)"; }));
+    ASSERT_EQ(backend_->Transport(TransportCommand::Stop, none_), kSuccess);
+    player_->SetPlayer(Q("PlaybackStatus"), Q("Stopped"));
+    player_->SetPlayer(Q("Metadata"), QVariantMap{});
+    ASSERT_TRUE(Eventually([&] { return !Status().current.has_value(); }));
+
+    EXPECT_EQ(backend_->Transport(TransportCommand::Play, none_), kSuccess);
+    EXPECT_TRUE(player_->Got("OpenUri file:///music/night-drive.flac"));
+    // It opens the file and, later, looks at its switch again.
+    player_->SetPlayer(Q("Metadata"), file);
+    OnPlayerThread([this] { player_->SeeSwitch(); });
+    EXPECT_TRUE(Eventually([&] { return Status().playingState == PlayingState::Playing; }))
+        << "the player never saw its pause switch change";
+    EXPECT_EQ(Status().current->title, "Night Drive (file)");
 }
 
 }  // namespace
