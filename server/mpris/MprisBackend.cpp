@@ -307,8 +307,8 @@ ResultCode MprisBackend::Play() {
         // Paused first, so that Play changes its pause switch: mpv says it
         // plays only when it has seen that change. It looks at the switch
         // only between calls, so Play is sent once it tells it is paused:
-        // a Pause and Play it took in one go it never saw, and it said
-        // "Stopped" on while playing.
+        // a Pause and a Play taken in one go it never sees, and it goes on
+        // saying "Stopped" while it plays.
         if (view_.can.pause && PlayerCall("Pause") == kSuccess) {
             AwaitPlaybackStatus(QStringLiteral("Paused"));
         }
