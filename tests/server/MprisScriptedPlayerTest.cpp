@@ -21,6 +21,7 @@
 #include <filesystem>
 #include <fstream>
 #include <mutex>
+#include <optional>
 #include <set>
 
 #include "mpris/MprisBackend.h"
@@ -151,6 +152,23 @@ public:
         std::lock_guard lock(mutex_);
         SeeSwitchLocked();
     }
+    // Its next GetAll of the Player properties is answered with them as
+    // they are when asked, but only once the test lets it (SendHeld).
+    void HoldGetAll() {
+        std::lock_guard lock(mutex_);
+        holdGetAll_ = true;
+    }
+    bool Holding() const {
+        std::lock_guard lock(mutex_);
+        return held_.has_value();
+    }
+    void SendHeld() {
+        std::lock_guard lock(mutex_);
+        if (held_) {
+            bus_.send(*held_);
+            held_.reset();
+        }
+    }
     void Hang(const QString& method) {
         std::lock_guard lock(mutex_);
         hang_.insert(method);
@@ -220,6 +238,11 @@ public:
         if (member == QStringLiteral("GetAll")) {
             if (interface == QStringLiteral("org.mpris.MediaPlayer2.Player")) {
                 reply << player_;
+                if (holdGetAll_) {
+                    holdGetAll_ = false;
+                    held_ = reply;
+                    return true;
+                }
             } else if (interface == kRoot) {
                 reply << root_;
             } else if (interface == QStringLiteral("org.mpris.MediaPlayer2.Playlists") &&
@@ -273,6 +296,8 @@ private:
     std::set<QString> hang_;
     std::set<QString> fail_;
     std::vector<std::string> calls_;
+    bool holdGetAll_ = false;
+    std::optional<QDBusMessage> held_;
     bool switchLikeMpv_ = false;
     bool pauseSwitch_ = false;
     bool seenSwitch_ = false;
@@ -662,6 +687,21 @@ TEST_F(MprisScriptedPlayerTest, PlayAfterAStopReachesAPlayerThatOpensNoUris) {
     const Calls calls = player_->Calls();
     EXPECT_EQ(Calls(calls.begin() + static_cast<std::ptrdiff_t>(before), calls.end()),
               Calls{"Play"});
+}
+
+// An answer to a read the player took before it signalled a change is
+// older than the signal, even where it is handed over after it: what it says
+// of the rest is kept, the change is not undone.
+TEST_F(MprisScriptedPlayerTest, AnAnswerOlderThanASignalDoesNotUndoIt) {
+    OnPlayerThread([this] { player_->HoldGetAll(); });
+    player_->SetPlayer(Q("Volume"), 0.8, false);
+    ASSERT_EQ(backend_->UpdateLibrary(none_), kSuccess);
+    ASSERT_TRUE(WaitUntil([&] { return player_->Holding(); }));
+    player_->SetPlayer(Q("PlaybackStatus"), Q("Playing"));
+    ASSERT_TRUE(Eventually([&] { return Status().playingState == PlayingState::Playing; }));
+    OnPlayerThread([this] { player_->SendHeld(); });
+    ASSERT_TRUE(Eventually([&] { return Status().volume == 80; }));
+    EXPECT_EQ(Status().playingState, PlayingState::Playing) << "the older answer undid the signal";
 }
 
 // mpv looks at its pause switch only between calls and says it plays only
