@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cctype>
 #include <future>
+#include <thread>
 
 #include "core/Logger.h"
 #include "mpris/MprisBus.h"
@@ -304,15 +305,43 @@ ResultCode MprisBackend::Play() {
     if (ReopenStopped()) {
         // Stopped empty: nothing would play, though the player says yes.
         // Paused first, so that Play changes its pause switch: mpv says it
-        // plays only when that changes.
-        if (view_.can.pause) {
-            PlayerCall("Pause");
+        // plays only when it has seen that change. It looks at the switch
+        // only between calls, so Play is sent once it tells it is paused:
+        // a Pause and a Play taken in one go it never sees, and it goes on
+        // saying "Stopped" while it plays.
+        if (view_.can.pause && PlayerCall("Pause") == kSuccess) {
+            AwaitPlaybackStatus(QStringLiteral("Paused"));
         }
         // A player that will not open it may still have something to play.
         PlayerCall("OpenUri", {QString::fromStdString(stoppedUrl_)});
         return PlayerCall("Play");
     }
     return view_.can.play ? PlayerCall("Play") : kUnsupported;
+}
+
+bool MprisBackend::AwaitPlaybackStatus(const QString& status) {
+    const Clock::time_point until = Clock::now() + options_.answerWait;
+    QDBusMessage get = QDBusMessage::createMethodCall(
+        QString::fromStdString(view_.busName), QStringLiteral("/org/mpris/MediaPlayer2"),
+        QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+    get << kPlayerInterface << QStringLiteral("PlaybackStatus");
+    QDBusConnection connection(shared_->connectionName);
+    for (;;) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(until - Clock::now());
+        if (left.count() <= 0) {
+            return false;
+        }
+        const QDBusMessage reply =
+            connection.call(get, QDBus::Block, static_cast<int>(left.count()));
+        if (reply.type() != QDBusMessage::ReplyMessage) {
+            return false;
+        }
+        if (Plain(reply.arguments().value(0)).toString() == status) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
 }
 
 bool MprisBackend::ReopenStopped() const {

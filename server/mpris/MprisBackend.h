@@ -127,6 +127,9 @@ private:
     ResultCode SetProperty(const char* property, QVariant value);
     // Play, and Play after a Stop that emptied the player.
     ResultCode Play();
+    // Asks the driven player for its PlaybackStatus until it is `status`,
+    // at most options_.answerWait; false when it never was.
+    bool AwaitPlaybackStatus(const QString& status);
     // Whether Play must open the stopped file again: the player the server
     // stopped shows nothing, lists nothing and can open that file.
     bool ReopenStopped() const;

@@ -201,6 +201,13 @@ void MprisBus::Send(Player& player, QDBusMessage message, Answer answer, Failure
         });
 }
 
+QVariantMap MprisBus::Unsaid(const Player& player, QVariantMap read, std::uint64_t asked) {
+    for (auto it = read.begin(); it != read.end();) {
+        it = player.toldAt.value(it.key(), 0) > asked ? read.erase(it) : std::next(it);
+    }
+    return read;
+}
+
 void MprisBus::ReadPlayer(Player& player) {
     QDBusMessage root = MethodCall(player, kProperties, QStringLiteral("GetAll"));
     root << kRootInterface;
@@ -217,8 +224,9 @@ void MprisBus::ReadPlayer(Player& player) {
     all << kPlayerInterface;
     Send(
         player, all,
-        [this](Player& found, const QDBusMessage& reply) {
-            ApplyPlayerProperties(MapOf(First(reply)), Clock::now(), &found.view);
+        [this, asked = player.told](Player& found, const QDBusMessage& reply) {
+            ApplyPlayerProperties(Unsaid(found, MapOf(First(reply)), asked), Clock::now(),
+                                  &found.view);
             const bool first = !found.ready;
             found.ready = true;
             if (first) {
@@ -240,10 +248,10 @@ void MprisBus::ReadPlayer(Player& player) {
 void MprisBus::ReadPosition(Player& player) {
     QDBusMessage get = MethodCall(player, kProperties, QStringLiteral("Get"));
     get << kPlayerInterface << QStringLiteral("Position");
-    Send(player, get, [this](Player& found, const QDBusMessage& reply) {
+    Send(player, get, [this, asked = player.told](Player& found, const QDBusMessage& reply) {
         QVariantMap position;
         position.insert(QStringLiteral("Position"), Plain(First(reply)));
-        ApplyPlayerProperties(position, Clock::now(), &found.view);
+        ApplyPlayerProperties(Unsaid(found, position, asked), Clock::now(), &found.view);
         if (found.busName == driven_) {
             Update();
         }
@@ -402,6 +410,14 @@ void MprisBus::OnPropertiesChanged(const QDBusMessage& message) {
     if (interface == kPlayerInterface) {
         const std::int32_t state = player->view.playingState;
         const std::optional<Track> track = player->view.track;
+        ++player->told;
+        for (auto it = changed.keyBegin(); it != changed.keyEnd(); ++it) {
+            // The MPRIS Player has about a dozen; a player inventing more
+            // is not followed for ever.
+            if (player->toldAt.size() < 64 || player->toldAt.contains(*it)) {
+                player->toldAt.insert(*it, player->told);
+            }
+        }
         ApplyPlayerProperties(changed, Clock::now(), &player->view);
         if (player->view.playingState == PlayingState::Playing && state != PlayingState::Playing) {
             MarkActive(*player);
@@ -438,6 +454,7 @@ void MprisBus::OnSeeked(const QDBusMessage& message) {
     }
     QVariantMap position;
     position.insert(QStringLiteral("Position"), Plain(message.arguments().first()));
+    player->toldAt.insert(QStringLiteral("Position"), ++player->told);
     ApplyPlayerProperties(position, Clock::now(), &player->view);
     // Some players signal the position from before the jump: ask again.
     ReadPosition(*player);

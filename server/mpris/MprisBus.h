@@ -19,6 +19,7 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QHash>
 #include <QObject>
 #include <QTimer>
 #include <QVariant>
@@ -90,6 +91,12 @@ private:
         // none (VLC 3 always says so): it has one all the same.
         bool tracksListed = false;
         int tagWaits = 0;  // re-reads of the list for tags, since its tracks last changed
+        // Its Player properties as signals told them: by the count of
+        // signals when each was last told. An answer to a read sent before
+        // then may be older (QtDBus can hand over a signal before an answer
+        // that came first), so it does not overwrite them.
+        std::uint64_t told = 0;
+        QHash<QString, std::uint64_t> toldAt;
     };
     using Answer = std::function<void(Player&, const QDBusMessage&)>;
     using Failure = std::function<void(const QString& error)>;
@@ -99,6 +106,9 @@ private:
     Player* Driven();
     void Add(const QString& name, const QString& owner);
     void Remove(const QString& name);
+    // What `read`, asked for when `asked` signals were told, says of the
+    // properties no later signal told.
+    static QVariantMap Unsaid(const Player& player, QVariantMap read, std::uint64_t asked);
     void ReadPlayer(Player& player);
     void ReadPosition(Player& player);
     void ReadTrackList(Player& player);

@@ -21,6 +21,7 @@
 #include <filesystem>
 #include <fstream>
 #include <mutex>
+#include <optional>
 #include <set>
 
 #include "mpris/MprisBackend.h"
@@ -138,6 +139,36 @@ public:
         playlists_ = std::move(playlists);
         hasPlaylists_ = true;
     }
+    // From now on Pause and Play only flip a pause switch, which, like
+    // mpv, it looks at between calls: only when it is asked for its state
+    // or told to (SeeSwitch). It says Paused or Playing only when the
+    // switch it sees has changed since it last looked.
+    void PauseLikeMpv() {
+        std::lock_guard lock(mutex_);
+        switchLikeMpv_ = true;
+        pauseSwitch_ = seenSwitch_ = false;
+    }
+    void SeeSwitch() {
+        std::lock_guard lock(mutex_);
+        SeeSwitchLocked();
+    }
+    // Its next GetAll of the Player properties is answered with them as
+    // they are when asked, but only once the test lets it (SendHeld).
+    void HoldGetAll() {
+        std::lock_guard lock(mutex_);
+        holdGetAll_ = true;
+    }
+    bool Holding() const {
+        std::lock_guard lock(mutex_);
+        return held_.has_value();
+    }
+    void SendHeld() {
+        std::lock_guard lock(mutex_);
+        if (held_) {
+            bus_.send(*held_);
+            held_.reset();
+        }
+    }
     void Hang(const QString& method) {
         std::lock_guard lock(mutex_);
         hang_.insert(method);
@@ -194,10 +225,24 @@ public:
             return true;
         }
         const QString interface = arguments.isEmpty() ? QString() : arguments[0].toString();
+        if (switchLikeMpv_) {
+            if (member == QStringLiteral("Pause") || member == QStringLiteral("Play")) {
+                pauseSwitch_ = member == QStringLiteral("Pause");
+            } else if (member == QStringLiteral("GetAll") ||
+                       (member == QStringLiteral("Get") &&
+                        arguments.value(1).toString() == QStringLiteral("PlaybackStatus"))) {
+                SeeSwitchLocked();
+            }
+        }
         QDBusMessage reply = message.createReply();
         if (member == QStringLiteral("GetAll")) {
             if (interface == QStringLiteral("org.mpris.MediaPlayer2.Player")) {
                 reply << player_;
+                if (holdGetAll_) {
+                    holdGetAll_ = false;
+                    held_ = reply;
+                    return true;
+                }
             } else if (interface == kRoot) {
                 reply << root_;
             } else if (interface == QStringLiteral("org.mpris.MediaPlayer2.Playlists") &&
@@ -231,6 +276,16 @@ public:
     }
 
 private:
+    void SeeSwitchLocked() {
+        if (pauseSwitch_ != seenSwitch_) {
+            seenSwitch_ = pauseSwitch_;
+            const QString status = seenSwitch_ ? Q("Paused") : Q("Playing");
+            player_.insert(Q("PlaybackStatus"), status);
+            Changed(QStringLiteral("org.mpris.MediaPlayer2.Player"),
+                    {{Q("PlaybackStatus"), status}});
+        }
+    }
+
     mutable std::mutex mutex_;  // guards everything below; the bus calls on its own thread
     QDBusConnection bus_{QString()};
     QVariantMap player_;
@@ -241,6 +296,11 @@ private:
     std::set<QString> hang_;
     std::set<QString> fail_;
     std::vector<std::string> calls_;
+    bool holdGetAll_ = false;
+    std::optional<QDBusMessage> held_;
+    bool switchLikeMpv_ = false;
+    bool pauseSwitch_ = false;
+    bool seenSwitch_ = false;
 };
 
 class MprisScriptedPlayerTest : public ::testing::Test {
@@ -627,6 +687,52 @@ TEST_F(MprisScriptedPlayerTest, PlayAfterAStopReachesAPlayerThatOpensNoUris) {
     const Calls calls = player_->Calls();
     EXPECT_EQ(Calls(calls.begin() + static_cast<std::ptrdiff_t>(before), calls.end()),
               Calls{"Play"});
+}
+
+// An answer to a read the player took before it signalled a change is
+// older than the signal, even where it is handed over after it: what it says
+// of the rest is kept, the change is not undone.
+TEST_F(MprisScriptedPlayerTest, AnAnswerOlderThanASignalDoesNotUndoIt) {
+    OnPlayerThread([this] { player_->HoldGetAll(); });
+    player_->SetPlayer(Q("Volume"), 0.8, false);
+    ASSERT_EQ(backend_->UpdateLibrary(none_), kSuccess);
+    ASSERT_TRUE(WaitUntil([&] { return player_->Holding(); }));
+    player_->SetPlayer(Q("PlaybackStatus"), Q("Playing"));
+    ASSERT_TRUE(Eventually([&] { return Status().playingState == PlayingState::Playing; }));
+    OnPlayerThread([this] { player_->SendHeld(); });
+    ASSERT_TRUE(Eventually([&] { return Status().volume == 80; }));
+    EXPECT_EQ(Status().playingState, PlayingState::Playing) << "the older answer undid the signal";
+}
+
+// mpv looks at its pause switch only between calls and says it plays only
+// once it has seen the switch change: a Pause and Play taken in one go it
+// never sees, and it goes on saying "Stopped" while it plays. Play after the
+// server's Stop sends Play only once the player has seen the Pause.
+TEST_F(MprisScriptedPlayerTest, PlayAfterAStopWaitsUntilThePlayerHasSeenThePause) {
+    QVariantMap file = Track("/t/1", "Night Drive (file)");
+    file.insert(Q("xesam:url"), Q("file:///music/night-drive.flac"));
+    OnPlayerThread([this] {
+        player_->SetRoot(Q("SupportedUriSchemes"), QStringList{Q("http")});
+        player_->Changed(kRoot, {{Q("SupportedUriSchemes"), QStringList{Q("http")}}});
+        player_->PauseLikeMpv();
+    });
+    player_->SetPlayer(Q("PlaybackStatus"), Q("Playing"));
+    player_->SetPlayer(Q("Metadata"), file);
+    ASSERT_TRUE(Eventually(
+        [&] { return Status().current && Status().current->title == "Night Drive (file)"; }));
+    ASSERT_EQ(backend_->Transport(TransportCommand::Stop, none_), kSuccess);
+    player_->SetPlayer(Q("PlaybackStatus"), Q("Stopped"));
+    player_->SetPlayer(Q("Metadata"), QVariantMap{});
+    ASSERT_TRUE(Eventually([&] { return !Status().current.has_value(); }));
+
+    EXPECT_EQ(backend_->Transport(TransportCommand::Play, none_), kSuccess);
+    EXPECT_TRUE(player_->Got("OpenUri file:///music/night-drive.flac"));
+    // It opens the file and, later, looks at its switch again.
+    player_->SetPlayer(Q("Metadata"), file);
+    OnPlayerThread([this] { player_->SeeSwitch(); });
+    EXPECT_TRUE(Eventually([&] { return Status().playingState == PlayingState::Playing; }))
+        << "the player never saw its pause switch change";
+    EXPECT_EQ(Status().current->title, "Night Drive (file)");
 }
 
 }  // namespace
