@@ -219,21 +219,28 @@ std::unique_ptr<Message> Enable(const std::string& id, bool enabled) {
     return request;
 }
 
-TEST(SnapserverTest, ARemoteSwitchesRoomsAndFollowsSnapcastThroughAStopAndAStart) {
-    if (::access(kSnapserver, X_OK) != 0 || ::access(kSnapclient, X_OK) != 0) {
-        GTEST_SKIP() << "snapserver and snapclient are not installed (scripts/install-deps)";
+// A snapserver with two rooms, "Kitchen" and "Patio", their names set.
+bool StartKitchenAndPatio(Snapcast& snapcast) {
+    if (!snapcast.StartServer()) {
+        return false;
     }
-    Snapcast snapcast;
-    ASSERT_TRUE(snapcast.StartServer());
     snapcast.AddRoom("kitchen");
     snapcast.AddRoom("patio");
-    ASSERT_TRUE(WaitUntil(
+    return WaitUntil(
         [&] {
             return snapcast.Ask("Client.SetName", {{"id", "kitchen"}, {"name", "Kitchen"}})
                        .is_object() &&
                    snapcast.Ask("Client.SetName", {{"id", "patio"}, {"name", "Patio"}}).is_object();
         },
-        10s));
+        10s);
+}
+
+TEST(SnapserverTest, ARemoteSwitchesRoomsAndFollowsSnapcastThroughAStopAndAStart) {
+    if (::access(kSnapserver, X_OK) != 0 || ::access(kSnapclient, X_OK) != 0) {
+        GTEST_SKIP() << "snapserver and snapclient are not installed (scripts/install-deps)";
+    }
+    Snapcast snapcast;
+    ASSERT_TRUE(StartKitchenAndPatio(snapcast));
 
     server::snapcast::SnapcastOptions rooms;
     rooms.port = snapcast.ControlPort();
@@ -317,16 +324,7 @@ TEST(SnapserverTest, ARoomWhoseBoxHangsLeavesTheListAndIsBackWhenItRuns) {
         GTEST_SKIP() << "snapserver and snapclient are not installed (scripts/install-deps)";
     }
     Snapcast snapcast;
-    ASSERT_TRUE(snapcast.StartServer());
-    snapcast.AddRoom("kitchen");
-    snapcast.AddRoom("patio");
-    ASSERT_TRUE(WaitUntil(
-        [&] {
-            return snapcast.Ask("Client.SetName", {{"id", "kitchen"}, {"name", "Kitchen"}})
-                       .is_object() &&
-                   snapcast.Ask("Client.SetName", {{"id", "patio"}, {"name", "Patio"}}).is_object();
-        },
-        10s));
+    ASSERT_TRUE(StartKitchenAndPatio(snapcast));
 
     // A live snapclient is seen about every second.
     server::snapcast::SnapcastOptions rooms;
