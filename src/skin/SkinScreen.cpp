@@ -61,6 +61,11 @@ SkinRect PlaceWindowOn(const CSkin& skin, const SkinWinComponent& window, std::i
     }
     for (const SkinComponent& component : skin.Components()) {
         const SkinRect& drawn = component.norm.destination;
+        // The screen's picture (and the strip that carries it down) lies
+        // under the list, not below it.
+        if (component.name.starts_with("background.")) {
+            continue;
+        }
         if (component.norm.present && IsShownIn(component, screen) && drawn.top > placed.top &&
             drawn.top < placed.bottom && drawn.left < placed.right && drawn.right > placed.left) {
             placed.bottom = drawn.top;

@@ -44,9 +44,9 @@ void ReleaseImagesNotShownIn(const SkinDrawGuard& lock, const CSkin& skin, std::
 // Where a window component goes on a screen of width x height. One
 // anchored to the screen's bottom stops above the first component the
 // screen draws below the window's top edge and across its width (the
-// controls under a list): the list then takes the height those leave at
-// any scale, which an anchored distance, counted in unscaled pixels,
-// cannot say. Other windows are placed as the file says.
+// controls under a list, not the screen's pictures): the list then takes
+// the height those leave at any scale, which an anchored distance, counted
+// in unscaled pixels, cannot say. Other windows are placed as the file says.
 SkinRect PlaceWindowOn(const CSkin& skin, const SkinWinComponent& window, std::int32_t width,
                        std::int32_t height, std::string_view screen);
 

@@ -18,27 +18,25 @@ Skin BuildSkin() {
     Skin skin;
     skin.sheets.reserve(16);  // the components keep pointers to the sheets
 
-    // Each screen's picture is copied at its own height from the top; a
-    // strip of its last rows stretches below it to any taller screen, so
-    // nothing drawn in the picture moves away from the components over it.
-    // Under the deck the picture ends where the deck begins; the main
-    // screen's ends where its list begins, which stops only at the deck.
+    // Each screen's picture is the handheld's whole screen, copied at its
+    // own height from the top, so at the handheld's screen every component
+    // lies where it always has; a strip of its last rows stretches below it
+    // to any taller screen. What must follow the screen's bottom (the deck,
+    // the panels, the bars) is a component of its own, not in the picture.
     const struct {
         const char* bitmap;
         const char* file;
         void (*paint)(QPainter&);
         const char* screen;
-        int height;
         int fillFrom;  // the rows the strip repeats
-    } screens[] = {
-        {"back.main", "back-main", PaintMain, "main", 54, 100},
-        {"back.np", "back-nowplaying", PaintNowPlaying, "nowplaying", kDeckTop, kDeckTop - 2},
-        {"back.list", "back-list", PaintList, "playlist", kScreenHeight, kScreenHeight - 2},
-        {"back.connect", "back-connect", PaintConnect, "connect", kScreenHeight, kScreenHeight - 2},
-        {"back.eq", "back-eq", PaintEq, "eq", kScreenHeight, kScreenHeight - 2}};
+    } screens[] = {{"back.main", "back-main", PaintMain, "main", 100},
+                   {"back.np", "back-nowplaying", PaintNowPlaying, "nowplaying", kScreenHeight - 2},
+                   {"back.list", "back-list", PaintList, "playlist", kScreenHeight - 2},
+                   {"back.connect", "back-connect", PaintConnect, "connect", kScreenHeight - 2},
+                   {"back.eq", "back-eq", PaintEq, "eq", kScreenHeight - 2}};
     for (const auto& screen : screens) {
         Sheet& sheet = skin.AddSheet(screen.bitmap, screen.file);
-        sheet.Add("full", kScreenWidth, screen.height,
+        sheet.Add("full", kScreenWidth, kScreenHeight,
                   [paint = screen.paint](QPainter& p, const QRectF&) { paint(p); });
         sheet.Add("fill", kScreenWidth, 2, Over(screen.paint, 0, screen.fillFrom));
         sheet.Pack(kScreenWidth);
@@ -134,6 +132,10 @@ Skin BuildSkin() {
     controls.Add("eqpanel", 228, 8, Flat(kStrip2));
     controls.Add("eqrule", 1, 8, Flat(kLine));
     controls.Add("eqlabels", 228, 14, PaintEqLabels);
+    controls.Add("eqpresets", 224, 24, Over(PaintEq, 8, 272, [](QPainter& p, const QRectF& box) {
+                     DrawPanel(p, QRectF(box.x() + 0.5, box.y() + 0.5, 223, 23), kList, 6);
+                 }));
+    controls.Add("connectpanel", 224, 8, Flat(kStrip));
     controls.Add("titleback", 240, 22, Flat(kBase));
     controls.Add("npmargin", 240, 6, Over(PaintNowPlaying, 0, kDeckTop - 8));
     controls.Add("nptime", 208, 14, Over(PaintNowPlaying, 16, kDeckTop - 16));
@@ -215,9 +217,9 @@ Skin BuildSkin() {
     for (const auto& screen : screens) {
         const std::string name = std::string("background.") + screen.screen;
         skin.Add(name, screen.screen, true, screen.bitmap, "full",
-                 Rect{0, 0, {}, screen.height, 0, {}});
+                 Rect{0, 0, {}, kScreenHeight, 0, {}});
         skin.Add(name + ".fill", screen.screen, true, screen.bitmap, "fill",
-                 Rect{0, screen.height, {}, {}, 0, 0});
+                 Rect{0, kScreenHeight, {}, {}, 0, 0});
     }
     // The deck keeps to the bottom of the screen whatever its height, and
     // the strips behind texts reach its right edge whatever its width.
@@ -234,9 +236,10 @@ Skin BuildSkin() {
 
     skin.Add("playlist.searchback", "playlist", true, "controls", "searchback",
              Rect{7, 30, 226, 22});
-    // The now-playing texts and bar keep to the deck (counted from the
-    // screen's bottom); the art takes the square that fits above them, to
-    // the margin below it (the program draws the placeholder there too).
+    // The now-playing texts and bar keep to the deck: each is counted from
+    // the screen's bottom by its distance from the handheld's; the art's
+    // box reaches from its top down to the margin above them, and the
+    // program draws the square that fits it (and the placeholder there too).
     skin.Add("albumart.placeholder", "", true, "noart", "full", Rect{60, 12, 120, 120});
     const auto fromBottom = [](int top) { return kScreenHeight - top; };
     skin.Add("albumart.margin", "nowplaying", true, "controls", "npmargin",
@@ -271,20 +274,31 @@ Skin BuildSkin() {
              Rect{100, {}, 128, {}, {}, 21});
     skin.Add("volumebar", "", false, "controls", "vol.fill", Rect{100, {}, 128, {}, {}, 21});
 
-    skin.Add("progressbar.back", "connect", false, "controls", "prog.track", Rect{20, 254, 200, 6});
-    skin.Add("progressbar", "", false, "controls", "prog.fill", Rect{20, 254, 200, 6});
+    // The connect screen's panel keeps its top and stretches to its
+    // distance from the bottom; the progress bar keeps to the bottom, and
+    // the program's list of servers takes the height between them.
+    skin.Add("connect.panel", "connect", true, "controls", "connectpanel",
+             Rect{8, 120, {}, {}, 8, fromBottom(280)});
+    skin.Add("progressbar.back", "connect", false, "controls", "prog.track",
+             Rect{20, {}, 200, {}, {}, fromBottom(272)});
+    skin.Add("progressbar", "", false, "controls", "prog.fill",
+             Rect{20, {}, 200, {}, {}, fromBottom(272)});
 
     skin.Add("eq.enabled", "eq", false, "controls", "eq.enabled.norm", Rect{146, 8, 40, 20},
              "eq.enabled.hover", "eq.enabled.push");
     skin.Add("eq.autoload", "eq", false, "controls", "eq.autoload.norm", Rect{190, 8, 40, 20},
              "eq.autoload.hover", "eq.autoload.push");
-    // The bands' panel, the preamplifier's rule and the bands stretch to the
-    // screen's bottom; their names keep to it.
-    skin.Add("eq.panel", "eq", true, "controls", "eqpanel", Rect{6, 68, {}, {}, 6, 6});
+    // The bands' panel, the preamplifier's rule and the bands keep their
+    // tops and their distances from the bottom, so they stretch; their
+    // names and the presets below them keep to the bottom.
+    skin.Add("eq.panel", "eq", true, "controls", "eqpanel",
+             Rect{6, kEqTop - 4, {}, {}, 6, kEqBottom - 26});
     skin.Add("eq.rule", "eq", true, "controls", "eqrule",
              Rect{EqTrackX(0) + 23, kEqTop + 4, 1, {}, {}, kEqBottom + 4});
     skin.Add("eq.labels", "eq", true, "controls", "eqlabels",
-             Rect{6, {}, 228, {}, {}, kEqBottom - 16});
+             Rect{6, {}, 228, {}, {}, kEqBottom - 18});
+    skin.Add("eq.presetsback", "eq", true, "controls", "eqpresets",
+             Rect{8, {}, 224, {}, {}, kEqBottom - 52});
     skin.Add("eq.preamp", "eq", false, "controls", "eqtrack",
              Rect{EqTrackX(0), kEqTop, kEqTrackWidth, {}, {}, kEqBottom});
     for (int band = 1; band <= 10; ++band) {
@@ -311,7 +325,7 @@ Skin BuildSkin() {
         {"albumart", Rect{0, 12, {}, {}, 0, 0}, kBase, {}, {}},
         {"playlist.header", Rect{0, 0, {}, 26, 0, {}}, kStrip, kMuted, kAccent},
         {"playlist.search", Rect{32, 32, 194, 18}, kList, kText, kAccent},
-        {"eq.presets", Rect{10, 42, 220, 20}, kList, kText, kAccent},
+        {"eq.presets", Rect{10, 274, 220, 20}, kList, kText, kAccent},
     };
     skin.fonts = {
         {"songtitle", 10, "bold", kText},    {"title.nowplaying", 12, "bold", kText},

@@ -20,7 +20,6 @@ void PaintMain(QPainter& p) {
     p.fillRect(QRectF(0, 0, kScreenWidth, 30), kStrip);
     p.fillRect(QRectF(0, 30, kScreenWidth, 24), kStrip2);
     p.fillRect(QRectF(0, 53, kScreenWidth, 1), kLine);
-    PaintDeck(p, kDeckTop);
 }
 
 namespace {
@@ -38,7 +37,6 @@ void PaintGlow(QPainter& p, double height) {
 
 void PaintNowPlaying(QPainter& p) {
     PaintGlow(p, 136);
-    PaintDeck(p, kDeckTop);
 }
 
 void DrawPanel(QPainter& p, const QRectF& box, const QColor& fill, double radius) {
@@ -68,9 +66,8 @@ void PaintConnect(QPainter& p) {
               Qt::AlignCenter, true);
     DrawLabel(p, QRectF(0, 90, kScreenWidth, 16), QStringLiteral("Remote control for your music"),
               11, kMuted);
-    // Its controls (the program's) and the progress bar end 262 units
-    // down, so the screen fits a window with the menu and command bar in.
-    DrawPanel(p, QRectF(8.5, 108.5, 223, 153), kStrip, 6);
+    // The panel under the program's controls is a component of its own
+    // ("connect.panel"): it stretches with the screen.
 }
 
 int EqTrackX(int track) {  // 0 is the preamplifier
@@ -83,9 +80,8 @@ void PaintEq(QPainter& p) {
     p.fillRect(QRectF(0, 36, kScreenWidth, 1), kLine);
     DrawLabel(p, QRectF(12, 0, 130, 36), QStringLiteral("Equalizer"), 15, kText,
               Qt::AlignLeft | Qt::AlignVCenter, true);
-    // Under the title the program places its presets box ("eq.presets");
-    // the bands below it reach down to the screen's bottom.
-    DrawPanel(p, QRectF(8.5, 40.5, 223, 23), kList, 6);
+    // The bands' panel, their names and the presets' box below them are
+    // components that keep to the screen's bottom.
 }
 
 void PaintEqLabels(QPainter& p, const QRectF& box) {

@@ -24,8 +24,8 @@ void PaintEq(QPainter& p);
 void DrawPanel(QPainter& p, const QRectF& box, const QColor& fill, double radius);
 
 // The equaliser's tracks.
-inline constexpr int kEqTop = 76;  // the bands' tops; they end kEqBottom above the screen's
-inline constexpr int kEqBottom = 26;
+inline constexpr int kEqTop = 44;  // the bands' tops; they end kEqBottom above the screen's
+inline constexpr int kEqBottom = 76;
 inline constexpr int kEqTrackHeight = 200;
 inline constexpr int kEqTrackWidth = 14;
 int EqTrackX(int track);  // 0 is the preamplifier

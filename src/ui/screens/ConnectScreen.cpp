@@ -4,6 +4,7 @@
 #include <QPalette>
 #include <QSignalBlocker>
 #include <QStyledItemDelegate>
+#include <algorithm>
 
 #include "ui/lists/ListTouch.h"
 #include "ui/view/QtText.h"
@@ -13,11 +14,14 @@ namespace vantor::ui {
 namespace {
 
 // Where the controls sit, in skin units, inside the panel that the skin's
-// connect screen draws below the caption.
+// connect screen draws below the caption. The status line keeps its
+// distance above the skin's progress bar, which keeps to the bottom; the
+// list of servers takes the height between the box and the status line.
 constexpr int kLeft = 16, kWidth = 208;
-constexpr int kEditTop = 136, kEditHeight = 24;
-constexpr int kListTop = 164, kListHeight = 62;
-constexpr int kStatusTop = 232, kStatusHeight = 18;
+constexpr int kEditTop = 148, kEditHeight = 24;
+constexpr int kListTop = 176, kListHeight = 62;
+constexpr int kStatusTop = 244, kStatusHeight = 18;
+constexpr int kStatusAboveBar = 4, kListAboveStatus = 6;
 
 // A server row: its text set in from the edge like the edit field's.
 class ServerRowDelegate final : public QStyledItemDelegate {
@@ -84,8 +88,15 @@ void ConnectScreen::Place(const CSkin& skin, const QFont& font) {
         return QRect(scale.X(kLeft), scale.Y(top), scale.Width(kWidth), scale.Height(height));
     };
     edit_->setGeometry(box(kEditTop, kEditHeight));
-    list_->setGeometry(box(kListTop, kListHeight));
-    status_->setGeometry(box(kStatusTop, kStatusHeight));
+    QRect status = box(kStatusTop, kStatusHeight);
+    const SkinComponent* bar = skin.FindComponent("progressbar.back");
+    if (bar != nullptr && bar->norm.present) {
+        status.moveBottom(SkinClamp(bar->norm.destination.top) - scale.Height(kStatusAboveBar) - 1);
+    }
+    status_->setGeometry(status);
+    QRect list = box(kListTop, kListHeight);
+    list.setBottom(std::max(list.top(), status.top() - scale.Height(kListAboveStatus)) - 1);
+    list_->setGeometry(list);
 
     // The lists of the skin give the colours; the connect screen has none
     // of its own.

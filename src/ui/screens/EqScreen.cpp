@@ -13,6 +13,10 @@ namespace {
 
 // Where the presets box goes when the skin does not say (skin units).
 constexpr int kPresetsX = 10, kPresetsY = 274, kPresetsWidth = 220, kPresetsHeight = 20;
+// The height of the screen skins are drawn for, and the line under which a
+// box keeps its distance from the bottom (the bands' names and the presets'
+// box below them follow the bands, which stretch to the screen's bottom).
+constexpr int kSkinScreenHeight = 320, kLowerHalf = kSkinScreenHeight / 2;
 
 std::int32_t& Track(EqSettings& eq, int track) {
     return track < EqSettings::kBands ? eq.bands[static_cast<std::size_t>(track)] : eq.preamp;
@@ -44,6 +48,7 @@ EqScreen::EqScreen(QWidget* screen, RequestSink& requests,
 }
 
 void EqScreen::Place(const CSkin& skin, QSize screen, const QFont& fallback) {
+    const SkinScale& scale = skin.Scale();
     const SkinWinComponent* box = skin.FindWinComponent("eq.presets");
     QRect rect;
     if (box != nullptr) {
@@ -51,9 +56,11 @@ void EqScreen::Place(const CSkin& skin, QSize screen, const QFont& fallback) {
         rect =
             QRect(placed.left, placed.top, SkinClamp(placed.Width()), SkinClamp(placed.Height()));
     } else {
-        const SkinScale& scale = skin.Scale();
         rect = QRect(scale.X(kPresetsX), scale.Y(kPresetsY), scale.Width(kPresetsWidth),
                      scale.Height(kPresetsHeight));
+    }
+    if ((box == nullptr || !box->bottomAnchored) && rect.top() > scale.Y(kLowerHalf)) {
+        rect.translate(0, screen.height() - scale.Y(kSkinScreenHeight));
     }
     presets_->setGeometry(rect);
     const SkinFont* font = skin.FindFont("medialib");

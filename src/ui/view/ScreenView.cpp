@@ -27,7 +27,7 @@ constexpr std::array<std::string_view, 3> kStateIndicators = {
 // The caption of the connect screen and where the frame draws it, in skin
 // units.
 constexpr const char* kSelectServerText = "Select a server:";
-constexpr int kCaptionX = 18, kCaptionY = 112, kCaptionWidth = 200, kCaptionHeight = 20;
+constexpr int kCaptionX = 18, kCaptionY = 124, kCaptionWidth = 200, kCaptionHeight = 20;
 constexpr int kIconTop = 14;
 }  // namespace
 
