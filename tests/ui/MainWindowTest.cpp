@@ -2,11 +2,14 @@
 // loopback: what it shows, what its buttons and bars send, and how it
 // copes when the server goes, the screen turns, or nobody touches it.
 
+#include <QtGui/private/qhighdpiscaling_p.h>
+
 #include <QCryptographicHash>
 #include <QFile>
 #include <QMenu>
 #include <QMenuBar>
 #include <QPaintEngine>
+#include <QScreen>
 #include <QTest>
 #include <fstream>
 
@@ -815,6 +818,25 @@ TEST_F(GuiTest, AnyPortraitWindowIsFilledWithoutOverlaps) {
     EXPECT_FALSE(frame_->Landscape());
     EXPECT_EQ(handheld(), at480);
     EXPECT_EQ(Screen()->height(), screenHeight);
+
+    // Moved to a screen of twice the pixel ratio, the window keeps its size
+    // and no resize comes: the screen is drawn at the new ratio all the
+    // same, and back at the old one on the way back.
+    QScreen* shown = frame_->screen();
+    ASSERT_NE(shown, nullptr);
+    for (const double ratio : {2.0, 1.0}) {
+        QHighDpiScaling::setScreenFactor(shown, ratio);
+        QEvent moved(QEvent::ScreenChangeInternal);
+        QCoreApplication::sendEvent(frame_.get(), &moved);
+        EXPECT_TRUE(Pump(
+            [&] {
+                return frame_->View().DeviceSize() == frame_->View().size() * ratio &&
+                       frame_->View().Frame().size() == frame_->View().DeviceSize();
+            },
+            1s))
+            << ratio << ": " << frame_->View().DeviceSize().width();
+    }
+    EXPECT_EQ(handheld(), at480);
 }
 
 }  // namespace

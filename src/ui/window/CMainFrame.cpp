@@ -199,6 +199,7 @@ bool CMainFrame::Create() {
     screens_->NoteInput();
     timers_->Start(TimerId::Idle, milliseconds(1000));
     created_ = true;
+    FollowScreen();
 
     if (landscape_) {
         player_->Suspend(true);

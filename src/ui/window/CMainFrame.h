@@ -173,6 +173,7 @@ private:
     bool LoadSkin(const std::string& path);
     void PlaceControls();
     void CheckOrientation(QSize screen);
+    void FollowScreen();
     double PixelRatio() const;
     void Shutdown();
 
@@ -219,6 +220,7 @@ private:
     FrameLook look_;
     bool landscape_ = false;
     bool created_ = false;
+    QMetaObject::Connection screenScale_;  // the shown screen's scale
     bool closing_ = false;
     QSize screenSize_;
     std::string serverVersion_;  // the connected server's, for the About page

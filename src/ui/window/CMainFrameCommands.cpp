@@ -2,6 +2,7 @@
 // skin it may choose), its timers, and the posts other threads send it.
 
 #include <QApplication>
+#include <QScreen>
 
 #include "core/Logger.h"
 #include "protocol/Messages.h"
@@ -114,7 +115,23 @@ bool CMainFrame::event(QEvent* event) {
         OnFrameEvent(static_cast<const FrameEvent&>(*event));
         return true;
     }
+    if (event->type() == QEvent::ScreenChangeInternal) {
+        FollowScreen();
+    }
     return QMainWindow::event(event);
+}
+
+// Moved to another screen, or the screen's scale changed: the pixel ratio
+// may be another with the size unchanged, and no resize says so. The
+// screen is laid out again once Qt has taken the new ratio.
+void CMainFrame::FollowScreen() {
+    QObject::disconnect(screenScale_);
+    if (QScreen* shown = screen()) {
+        screenScale_ =
+            connect(shown, &QScreen::logicalDotsPerInchChanged, this, [this] { FollowScreen(); });
+    }
+    QMetaObject::invokeMethod(
+        this, [this] { CheckOrientation(view_->size()); }, Qt::QueuedConnection);
 }
 
 void CMainFrame::OnFrameEvent(const FrameEvent& event) {
