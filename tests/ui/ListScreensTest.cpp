@@ -764,6 +764,54 @@ TEST_F(ListScreensTest, SpeakersAreChosenOneOrSeveralAndTheFlagIsSaved) {
     EXPECT_TRUE(Pump([&] { return Received("EnableSpeakerRequest") == 1; }));
     EXPECT_TRUE(
         Pump([&] { return frame_->Speakers()[0].enabled && frame_->Speakers()[1].enabled; }));
+
+    // With rooms the list is fifty long, longer than the window: a finger
+    // dragged up it scrolls it and chooses nothing; a tap chooses the row
+    // under it; the mouse drags over rows without scrolling.
+    QMenu* speakers = qobject_cast<QMenu*>(speakerAction(first)->parent());
+    ASSERT_NE(speakers, nullptr);
+    int chosen = 0;
+    for (int room = 0; room < 48; ++room) {
+        QObject::connect(speakers->addAction(QStringLiteral("Room %1").arg(room)),
+                         &QAction::triggered, speakers, [&] { ++chosen; });
+    }
+    const auto rowAt = [&](QPoint at) {
+        const QAction* action = speakers->actionAt(at);
+        return action != nullptr ? action->text() : QString();
+    };
+    speakers->popup(frame_->mapToGlobal(QPoint(0, 0)));
+    ASSERT_TRUE(Pump([&] { return speakers->isVisible(); }));
+    const QRect firstRow = speakers->actionGeometry(speakers->actions().front());
+    const int row = firstRow.height();
+    const QPoint near(firstRow.center().x(), firstRow.center().y() + row);
+    const QString before = rowAt(near);
+    ASSERT_FALSE(before.isEmpty());
+    FingerDown(speakers, near + QPoint(0, 8 * row));
+    for (int step = 1; step <= 8; ++step) {
+        FingerMove(speakers, near + QPoint(0, (8 - step) * row));
+    }
+    FingerUp(speakers, near);
+    EXPECT_TRUE(Pump([&] { return rowAt(near) != before; })) << before.toStdString();
+    PumpFor(200ms);
+    EXPECT_TRUE(speakers->isVisible());
+    EXPECT_EQ(chosen, 0);
+    EXPECT_EQ(Received("EnableSpeakerRequest") + Received("SelectSpeakerRequest"), 2);
+    const QString tapped = rowAt(near);
+    ASSERT_TRUE(tapped.startsWith(QStringLiteral("Room"))) << tapped.toStdString();
+    FingerDown(speakers, near);
+    FingerUp(speakers, near);
+    EXPECT_TRUE(Pump([&] { return chosen == 1; }));
+    EXPECT_FALSE(speakers->isVisible());
+
+    speakers->popup(frame_->mapToGlobal(QPoint(0, 0)));
+    ASSERT_TRUE(Pump([&] { return speakers->isVisible(); }));
+    const QString shown = rowAt(near);
+    QTest::mousePress(speakers, Qt::LeftButton, {}, near + QPoint(0, 4 * row));
+    for (int step = 1; step <= 4; ++step) {
+        QTest::mouseMove(speakers, near + QPoint(0, (4 - step) * row));
+    }
+    EXPECT_EQ(rowAt(near), shown);
+    speakers->hide();
 }
 
 TEST_F(ListScreensTest, AFolderThatShrinksIsReadAgainInPlace) {

@@ -24,6 +24,14 @@ public:
         }
         return size;
     }
+
+    // A menu longer than the screen scrolls (a finger drags it) rather
+    // than spreading into columns past the window's edge.
+    int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                  QStyleHintReturn* returned) const override {
+        return hint == SH_Menu_Scrollable ? 1
+                                          : QProxyStyle::styleHint(hint, option, widget, returned);
+    }
 };
 
 }  // namespace

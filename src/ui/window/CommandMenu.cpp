@@ -10,6 +10,7 @@
 #include "media/LibraryBrowser.h"
 #include "protocol/Messages.h"
 #include "ui/view/QtText.h"
+#include "ui/window/MenuTouch.h"
 
 namespace vantor::ui {
 
@@ -79,6 +80,7 @@ QMenu& CommandMenu::Refilled(std::size_t index) {
     QMenu*& submenu = submenus_[index];
     if (submenu == nullptr) {
         submenu = new QMenu(menu_);
+        EnableMenuTouch(*submenu);
     }
     submenu->clear();
     // The fill's action groups go with the actions they grouped.
