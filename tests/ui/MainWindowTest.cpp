@@ -860,8 +860,8 @@ TEST_F(GuiTest, OddPortraitWindowsAreFilledWithoutOverlaps) {
     const struct {
         int width, height;
         double ratio;
-    } sizes[] = {{241, 321, 1},  {1439, 3199, 1},  {600, 900, 1},
-                 {400, 1200, 1}, {500, 800, 1.25}, {1200, 2400, 4}};
+    } sizes[] = {{241, 321, 1},    {1439, 3199, 1}, {600, 900, 1}, {400, 1200, 1},
+                 {500, 800, 1.25}, {1200, 2400, 4}, {480, 640, 1}};
     for (const auto& entry : sizes) {
         const QSize window(static_cast<int>(entry.width / entry.ratio),
                            static_cast<int>(entry.height / entry.ratio));
@@ -917,22 +917,51 @@ TEST_F(GuiTest, OddPortraitWindowsAreFilledWithoutOverlaps) {
         ASSERT_TRUE(Pump([&] { return frame_->Screen() == "nowplaying"; })) << at;
         std::vector<std::pair<std::string, QRect>> playing;
         for (const char* name : {"titleback", "artistback", "albumback",
-                                 "positionbar.nowplaying.back", "prev", "play", "next"}) {
+                                 "positionbar.nowplaying.back", "nowplaying.position", "deck"}) {
             playing.emplace_back(name, view.ComponentRect(name));
         }
-        // The now-playing lines keep the handheld's places from the top, so
-        // on a screen shorter than the handheld's (a 240x320 window with
-        // the menu and command bar in it) the deck lies over the lowest.
-        if (inside.height() >= view.ComponentRect("background.nowplaying").height()) {
-            check("nowplaying", playing);
-        }
+        // The now-playing lines keep to the deck, so on a screen shorter
+        // than the handheld's (a window with the menu and command bar in
+        // it) they stay clear of it too.
+        check("nowplaying", playing);
 
         frame_->Command(ui::WindowCommand::Equalizer);
         ASSERT_TRUE(Pump([&] { return frame_->Screen() == "eq"; })) << at;
         std::vector<std::pair<std::string, QRect>> eq;
         eq.emplace_back("eq.preamp", view.ComponentRect("eq.preamp"));
         eq.emplace_back("eq.bar10", view.ComponentRect("eq.bar10"));
+        eq.emplace_back("eq.labels", view.ComponentRect("eq.labels"));
+        eq.emplace_back("eq.presetsback", view.ComponentRect("eq.presetsback"));
         check("eq", eq);
+        // The presets' box lies on its back, wherever the bottom is.
+        const QWidget* presets = frame_->findChild<QWidget*>(QStringLiteral("Equalizer Presets"));
+        ASSERT_NE(presets, nullptr);
+        EXPECT_TRUE(view.ComponentRect("eq.presetsback")
+                        .adjusted(-slack, -slack, slack, slack)
+                        .contains(view.Device(presets->geometry())))
+            << at;
+
+        // The list of servers takes the height between the box and the
+        // status line, which keeps above the progress bar, in the panel.
+        frame_->Command(ui::WindowCommand::Disconnect);
+        ASSERT_EQ(frame_->Screen(), "connect");
+        const auto control = [&](const char* name) {
+            const QWidget* widget = frame_->findChild<QWidget*>(QString::fromLatin1(name));
+            return widget != nullptr ? view.Device(widget->geometry()) : QRect();
+        };
+        const QRect box = control("Server Box"), list = control("Server List"),
+                    status = control("Status Line");
+        const QRect panel = view.ComponentRect("connect.panel");
+        const QRect progress = view.ComponentRect("progressbar.back");
+        EXPECT_LT(box.bottom(), list.top()) << at;
+        EXPECT_LT(list.bottom(), status.top()) << at;
+        EXPECT_LT(status.bottom(), progress.top()) << at;
+        EXPECT_LE(progress.bottom(), panel.bottom()) << at;
+        EXPECT_LE(panel.bottom(), inside.bottom()) << at;
+        // On a phone's tall screen the list takes most of the panel.
+        if (inside.height() >= inside.width() * 2) {
+            EXPECT_GT(list.height(), panel.height() / 2) << at;
+        }
     }
 }
 
