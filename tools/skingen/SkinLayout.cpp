@@ -45,6 +45,8 @@ Skin BuildSkin() {
     Sheet& deck = skin.AddSheet("deck", "deck");
     deck.Add("full", kScreenWidth, kDeckHeight,
              [](QPainter& p, const QRectF&) { PaintDeck(p, 0); });
+    deck.Add("edge", 2, kDeckHeight,
+             Over([](QPainter& p) { PaintDeck(p, 0); }, kScreenWidth - 2, 0));
     deck.Pack(kScreenWidth);
 
     Sheet& art = skin.AddSheet("noart", "noart");
@@ -221,15 +223,20 @@ Skin BuildSkin() {
         skin.Add(name + ".fill", screen.screen, true, screen.bitmap, "fill",
                  Rect{0, kScreenHeight, {}, {}, 0, 0});
     }
-    // The deck keeps to the bottom of the screen whatever its height, and
-    // the strips behind texts reach its right edge whatever its width.
-    skin.Add("deck", "main,nowplaying", true, "deck", "full", Rect{0, {}, {}, {}, 0, 0});
+    // The deck keeps to the bottom of the screen whatever its height, at
+    // the handheld's width; its edge carries it on to the screen's right
+    // wherever the screen is wider than the skin's 240 units (320 pixels at
+    // the handheld's 125 dpi). The strips behind texts keep the handheld's
+    // widths too: the pictures beside them are of their colour.
+    skin.Add("deck", "main,nowplaying", true, "deck", "full", Rect{0, {}, kScreenWidth, {}, {}, 0});
+    skin.Add("deck.edge", "main,nowplaying", true, "deck", "edge",
+             Rect{kScreenWidth, {}, {}, {}, 0, 0});
 
     for (const char* state : {"playing", "paused", "stopped"}) {
         skin.Add(std::string("playingstate.") + state, "main", true, "controls",
                  std::string("state.") + state, Rect{7, 7, 16, 16});
     }
-    skin.Add("songback", "main", true, "controls", "songback", Rect{28, 0, {}, 30, 6, {}});
+    skin.Add("songback", "main", true, "controls", "songback", Rect{28, 0, 206, 30});
     skin.Add("positionback", "main", true, "controls", "positionback", Rect{6, 32, 50, 20});
     skin.Add("positionbar.back", "main", false, "controls", "pos.track", Rect{62, 39, 170, 6});
     skin.Add("positionbar", "", false, "controls", "pos.fill", Rect{62, 39, 170, 6});
@@ -243,13 +250,13 @@ Skin BuildSkin() {
     skin.Add("albumart.placeholder", "", true, "noart", "full", Rect{60, 12, 120, 120});
     const auto fromBottom = [](int top) { return kScreenHeight - top; };
     skin.Add("albumart.margin", "nowplaying", true, "controls", "npmargin",
-             Rect{0, {}, {}, {}, 0, fromBottom(138)});
+             Rect{0, {}, kScreenWidth, {}, {}, fromBottom(138)});
     skin.Add("titleback", "nowplaying", true, "controls", "titleback",
-             Rect{0, {}, {}, {}, 0, fromBottom(160)});
+             Rect{0, {}, kScreenWidth, {}, {}, fromBottom(160)});
     skin.Add("artistback", "nowplaying", true, "controls", "artistback",
-             Rect{0, {}, {}, {}, 0, fromBottom(178)});
+             Rect{0, {}, kScreenWidth, {}, {}, fromBottom(178)});
     skin.Add("albumback", "nowplaying", true, "controls", "albumback",
-             Rect{0, {}, {}, {}, 0, fromBottom(196)});
+             Rect{0, {}, kScreenWidth, {}, {}, fromBottom(196)});
     skin.Add("positionbar.nowplaying.back", "nowplaying", false, "controls", "np.track",
              Rect{16, {}, 208, {}, {}, fromBottom(207)});
     skin.Add("positionbar.nowplaying", "", false, "controls", "np.fill",
@@ -323,7 +330,7 @@ Skin BuildSkin() {
         {"playlist.main", Rect{0, 54, {}, {}, 0, 0}, kList, listText, kAccent},
         {"medialib.tagview", Rect{0, 56, {}, {}, 0, 0}, kList, listText, kAccent},
         {"albumart", Rect{0, 12, {}, {}, 0, 0}, kBase, {}, {}},
-        {"playlist.header", Rect{0, 0, {}, 26, 0, {}}, kStrip, kMuted, kAccent},
+        {"playlist.header", Rect{0, 0, kScreenWidth, 26}, kStrip, kMuted, kAccent},
         {"playlist.search", Rect{32, 32, 194, 18}, kList, kText, kAccent},
         {"eq.presets", Rect{10, 274, 220, 20}, kList, kText, kAccent},
     };
