@@ -4,7 +4,7 @@
 #include <QElapsedTimer>
 #include <QMenu>
 #include <QMouseEvent>
-#include <QPointer>
+#include <QPointingDevice>
 #include <QStyleHints>
 #include <QTimer>
 #include <QWheelEvent>
@@ -44,8 +44,10 @@ protected:
                 return false;
         }
         const auto* mouse = static_cast<const QMouseEvent*>(event);
-        if (mouse->source() == Qt::MouseEventNotSynthesized) {
-            return false;  // the mouse or the stylus
+        const QPointingDevice* device = mouse->pointingDevice();
+        if (mouse->source() == Qt::MouseEventNotSynthesized || device == nullptr ||
+            device->type() != QInputDevice::DeviceType::TouchScreen) {
+            return false;  // the mouse, or the stylus (whose mouse Qt makes too)
         }
         const int y = static_cast<int>(mouse->position().y());
         if (event->type() == QEvent::MouseButtonPress) {
