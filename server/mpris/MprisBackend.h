@@ -66,6 +66,11 @@ public:
     // user's session bus; false, with the reason, when it could not (or did
     // not know within `wait`). Needs a QCoreApplication.
     bool WaitForBus(std::chrono::milliseconds wait, std::string* reason);
+    // After WaitForBus (owner): waits until the loop has been told of the
+    // players that were on the bus at the start (each read, or given up on
+    // after the bus's call time-out), so that a command sent from then on
+    // finds the player in use; false when that did not happen within `wait`.
+    bool WaitForPlayers(std::chrono::milliseconds wait) const;
 
     void Start(LoopPost post) override;
     void Stop() override;
@@ -146,6 +151,7 @@ private:
     const MprisOptions options_;
     std::shared_ptr<Shared> shared_;
     std::shared_future<std::string> reached_;
+    std::shared_future<void> looked_;
     NamedThread thread_;
 
     // Loop thread.

@@ -323,7 +323,8 @@ protected:
             std::lock_guard lock(tasksMutex_);
             tasks_.push_back(std::move(task));
         });
-        ASSERT_TRUE(Eventually([&] { return Status().current.has_value(); }));
+        // Or, where the script holds its first answer, until it is asked.
+        ASSERT_TRUE(Eventually([&] { return player_->Holding() || Status().current.has_value(); }));
     }
     void TearDown() override {
         if (backend_) {
@@ -514,6 +515,24 @@ TEST_F(MprisScriptedPlayerTest, TheCurrentTracksCoverIsServedAndNothingElse) {
     EXPECT_TRUE(bytes.empty());
     EXPECT_EQ(log.Lines().size(), 1u);
     std::filesystem::remove_all(folder);
+}
+
+// A player slow to tell its state when the server starts: the server is
+// ready only once it has, and a command sent at once reaches the player.
+class MprisSlowStartTest : public MprisScriptedPlayerTest {
+protected:
+    void Script() override { player_->HoldGetAll(); }
+};
+
+TEST_F(MprisSlowStartTest, TheStartIsOverOnlyOnceThePlayerIsKnown) {
+    RunTasks();
+    EXPECT_FALSE(backend_->WaitForPlayers(std::chrono::milliseconds(0)));
+    EXPECT_EQ(backend_->Transport(TransportCommand::Play, none_), kPlayerFailed) << "not yet known";
+    player_->SendHeld();
+    ASSERT_TRUE(Eventually([&] { return backend_->WaitForPlayers(std::chrono::milliseconds(0)); }));
+    // No waiting for the view here: it came before the start was over.
+    EXPECT_EQ(backend_->Transport(TransportCommand::Play, none_), kSuccess);
+    EXPECT_TRUE(player_->Got("Play"));
 }
 
 class MprisTrackListTest : public MprisScriptedPlayerTest {
