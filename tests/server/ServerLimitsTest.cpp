@@ -118,6 +118,10 @@ TEST(ServerLoadTest, MediaConnectionsBeyondTheAddressLimitAreClosed) {
     options.mediaMaxConnectionsPerAddress = 4;
     TestServer server(options);
     auto held = Connections(server->MediaPort(), 4);
+    // Taken by the server before the next one comes: the library's threads
+    // take waiting connections in no set order, and one taken late would
+    // lose its place to the excess.
+    ASSERT_TRUE(WaitUntil([&] { return server->MediaConnectionCount() == 4; }));
     RawPeer excess(server->MediaPort());
     ASSERT_TRUE(excess.Connected());
     EXPECT_TRUE(excess.Send("GET /playlist.thrift HTTP/1.1\r\nHost: x\r\n\r\n"));
