@@ -52,15 +52,13 @@ public:
         return fd_ >= 0 && ::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL) ==
                                static_cast<ssize_t>(bytes.size());
     }
-    // What arrives within `timeout`, until the peer closes, `until` has
-    // arrived (when given) or it passes. `closed` tells whether the peer
-    // closed (or reset) the connection.
-    std::string Receive(std::chrono::milliseconds timeout, bool* closed = nullptr,
-                        std::string_view until = {}) const {
+    // What arrives within `timeout`, until the peer closes or it passes.
+    // `closed` tells whether the peer closed (or reset) the connection.
+    std::string Receive(std::chrono::milliseconds timeout, bool* closed = nullptr) const {
         std::string received;
         bool ended = false;
         const auto deadline = std::chrono::steady_clock::now() + timeout;
-        while (fd_ >= 0 && !ended && (until.empty() || received.find(until) == std::string::npos)) {
+        while (fd_ >= 0 && !ended) {
             const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
                 deadline - std::chrono::steady_clock::now());
             if (left.count() <= 0) {
