@@ -53,8 +53,10 @@ class MprisBus;
 struct MprisOptions {
     // The player to drive (see NameMatches); empty: the one in use.
     std::string name;
-    // How long the loop waits for a player's answer to a command.
-    std::chrono::milliseconds answerWait{500};
+    // How long the loop waits for a player's answer to a command: as long
+    // as the bus thread waits for its own calls, so a player that a busy
+    // desktop slows down is not taken for one that hangs.
+    std::chrono::milliseconds answerWait{2000};
 };
 
 class MprisBackend final : public PlayerBackend {
