@@ -250,6 +250,13 @@ void MediaHttpServer::Stop() {
     daemon_ = nullptr;
 }
 
+unsigned MediaHttpServer::ConnectionCount() const {
+    const MHD_DaemonInfo* info =
+        daemon_ != nullptr ? MHD_get_daemon_info(daemon_, MHD_DAEMON_INFO_CURRENT_CONNECTIONS)
+                           : nullptr;
+    return info != nullptr ? info->num_connections : 0;
+}
+
 std::vector<std::string> MediaHttpServer::ServedPaths() const {
     std::lock_guard lock(servedMutex_);
     return served_;

@@ -91,6 +91,9 @@ public:
 
     // The paths of the latest 1000 requests, in order (any thread).
     std::vector<std::string> ServedPaths() const;
+    // The connections open now: taken by the library's threads and within
+    // the limits (owner's thread).
+    unsigned ConnectionCount() const;
 
     // A body compressed for the client, which inflates each 1024 bytes it
     // reads into at most 30720: full compression when every chunk stays

@@ -176,6 +176,10 @@ std::uint16_t MessageServer::MediaPort() const {
     return media_ ? media_->Port() : 0;
 }
 
+unsigned MessageServer::MediaConnectionCount() const {
+    return media_ ? media_->ConnectionCount() : 0;
+}
+
 std::vector<std::string> MessageServer::MediaRequests() const {
     return media_ ? media_->ServedPaths() : std::vector<std::string>();
 }

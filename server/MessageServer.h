@@ -131,6 +131,8 @@ public:
     std::vector<std::string> ReceivedRequests() const;
     // The paths the media service was asked for lately, in order.
     std::vector<std::string> MediaRequests() const;
+    // The media service's connections open now.
+    unsigned MediaConnectionCount() const;
 
     // Runs `task` on the loop thread with the player; the events it adds
     // are pushed to every client. Returns at once.

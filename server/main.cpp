@@ -334,6 +334,13 @@ int main(int argc, char** argv) {
         server.Stop();
         return 1;
     }
+    // Ready once the player in use is known: a client told the server is
+    // listening finds it. A player that hangs is given up on after the
+    // bus's call time-outs, well within this.
+    if (mprisBackend && !mprisBackend->WaitForPlayers(std::chrono::seconds(10))) {
+        vantor::Log(vantor::kLogError,
+                    "vantor-server: the MPRIS players on the bus are still being read");
+    }
     std::printf("vantor-server: listening on %s:%u", options.bindAddress.c_str(),
                 static_cast<unsigned>(server.Port()));
     if (options.discovery) {

@@ -65,6 +65,8 @@ struct MprisBackend::Shared {
     // Set once the bus thread knows whether it reached the bus: empty, or
     // why not.
     std::promise<std::string> reached;
+    // Set by the loop once it has the view of the players first found.
+    std::shared_ptr<std::promise<void>> looked = std::make_shared<std::promise<void>>();
 
     void Run();
     // Runs `work` on the bus thread; false when the bus is not running.
@@ -108,7 +110,10 @@ void MprisBackend::Shared::Run() {
         }
         if (!stopped) {
             if (connection.isConnected()) {
-                mpris.Begin();
+                // Told through the loop, behind the views posted before it.
+                mpris.Begin([this, looked = looked] {
+                    post([looked](PlayerBackend&, Events&) { looked->set_value(); });
+                });
             }
             events.exec();
             std::lock_guard lock(mutex);
@@ -134,12 +139,17 @@ bool MprisBackend::WaitForBus(std::chrono::milliseconds wait, std::string* reaso
     return reason->empty();
 }
 
+bool MprisBackend::WaitForPlayers(std::chrono::milliseconds wait) const {
+    return looked_.valid() && looked_.wait_for(wait) == std::future_status::ready;
+}
+
 void MprisBackend::Start(LoopPost post) {
     Stop();
     shared_ = std::make_shared<Shared>();
     shared_->wanted = options_.name;
     shared_->post = std::move(post);
     reached_ = shared_->reached.get_future().share();
+    looked_ = shared_->looked->get_future().share();
     std::shared_ptr<Shared> shared = shared_;
     thread_.Start("MPRIS Bus", [shared] { shared->Run(); });
 }

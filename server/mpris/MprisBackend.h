@@ -53,8 +53,10 @@ class MprisBus;
 struct MprisOptions {
     // The player to drive (see NameMatches); empty: the one in use.
     std::string name;
-    // How long the loop waits for a player's answer to a command.
-    std::chrono::milliseconds answerWait{500};
+    // How long the loop waits for a player's answer to a command: as long
+    // as the bus thread waits for its own calls, so a player that a busy
+    // desktop slows down is not taken for one that hangs.
+    std::chrono::milliseconds answerWait{2000};
 };
 
 class MprisBackend final : public PlayerBackend {
@@ -66,6 +68,11 @@ public:
     // user's session bus; false, with the reason, when it could not (or did
     // not know within `wait`). Needs a QCoreApplication.
     bool WaitForBus(std::chrono::milliseconds wait, std::string* reason);
+    // After WaitForBus (owner): waits until the loop has been told of the
+    // players that were on the bus at the start (each read, or given up on
+    // after the bus's call time-out), so that a command sent from then on
+    // finds the player in use; false when that did not happen within `wait`.
+    bool WaitForPlayers(std::chrono::milliseconds wait) const;
 
     void Start(LoopPost post) override;
     void Stop() override;
@@ -146,6 +153,7 @@ private:
     const MprisOptions options_;
     std::shared_ptr<Shared> shared_;
     std::shared_future<std::string> reached_;
+    std::shared_future<void> looked_;
     NamedThread thread_;
 
     // Loop thread.

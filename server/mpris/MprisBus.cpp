@@ -57,7 +57,8 @@ MprisBus::MprisBus(QDBusConnection bus, std::string wanted, Publish publish)
 
 MprisBus::~MprisBus() = default;
 
-void MprisBus::Begin() {
+void MprisBus::Begin(std::function<void()> looked) {
+    looked_ = std::move(looked);
     bus_.connect(kDBus, QStringLiteral("/org/freedesktop/DBus"), kDBus,
                  QStringLiteral("NameOwnerChanged"), this,
                  SLOT(OnNameOwnerChanged(QString, QString, QString)));
@@ -84,13 +85,15 @@ void MprisBus::Begin() {
         if (reply.type() != QDBusMessage::ReplyMessage) {
             Log(kLogError, "vantor-server: the session bus did not list its names: %s",
                 qPrintable(reply.errorMessage()));
-            return;
-        }
-        for (const QString& name : First(reply).toStringList()) {
-            if (IsDrivable(name.toStdString()) && NameMatches(wanted_, name.toStdString())) {
-                Add(name, QString());
+        } else {
+            for (const QString& name : First(reply).toStringList()) {
+                if (IsDrivable(name.toStdString()) && NameMatches(wanted_, name.toStdString())) {
+                    Add(name, QString());
+                }
             }
         }
+        listed_ = true;
+        CheckLooked();
     });
     Update();
 }
@@ -149,10 +152,15 @@ void MprisBus::Add(const QString& name, const QString& owner) {
         QDBusMessage ask = QDBusMessage::createMethodCall(
             kDBus, QStringLiteral("/org/freedesktop/DBus"), kDBus, QStringLiteral("GetNameOwner"));
         ask << name;
-        Send(added, ask, [this](Player& found, const QDBusMessage& reply) {
-            found.owner = First(reply).toString();
-            ReadPlayer(found);
-        });
+        Send(
+            added, ask,
+            [this](Player& found, const QDBusMessage& reply) {
+                found.owner = First(reply).toString();
+                ReadPlayer(found);
+            },
+            [this, busName = added.busName, serial = added.serial](const QString&) {
+                Settle(busName, serial);
+            });
     } else {
         ReadPlayer(added);
     }
@@ -168,6 +176,7 @@ void MprisBus::Remove(const QString& name) {
     Log(kLogInfo, "vantor-server: MPRIS player %s left", name.toUtf8().constData());
     players_.erase(found);
     Update();
+    CheckLooked();
 }
 
 QDBusMessage MprisBus::MethodCall(const Player& player, const QString& interface,
@@ -238,10 +247,12 @@ void MprisBus::ReadPlayer(Player& player) {
                 ReadPlaylists(found);
             }
             Update();
+            Settle(found.busName, found.serial);
         },
-        [busName = player.busName](const QString& error) {
+        [this, busName = player.busName, serial = player.serial](const QString& error) {
             Log(kLogError, "vantor-server: MPRIS player %s did not tell its state: %s",
                 busName.c_str(), error.toUtf8().constData());
+            Settle(busName, serial);
         });
 }
 
@@ -506,6 +517,24 @@ void MprisBus::Update() {
         view.players.push_back(Speaker{player->busName, name, player->busName == driven_});
     }
     publish_(std::move(view));
+}
+
+void MprisBus::Settle(const std::string& busName, std::uint64_t serial) {
+    if (Player* player = Find(busName); player != nullptr && player->serial == serial) {
+        player->settled = true;
+    }
+    CheckLooked();
+}
+
+void MprisBus::CheckLooked() {
+    if (!looked_ || !listed_ ||
+        std::any_of(players_.begin(), players_.end(),
+                    [](const auto& player) { return !player->settled; })) {
+        return;
+    }
+    std::function<void()> looked = std::move(looked_);
+    looked_ = nullptr;
+    looked();
 }
 
 void MprisBus::Select(const std::string& busName, Done done) {

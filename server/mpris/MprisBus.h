@@ -60,8 +60,10 @@ public:
     MprisBus(QDBusConnection bus, std::string wanted, Publish publish);
     ~MprisBus() override;
 
-    // Starts following the players on the bus.
-    void Begin();
+    // Starts following the players on the bus. `looked` runs once, after
+    // the view of every player then on the bus has been read and published
+    // (or reading it failed): from then on a command finds the player.
+    void Begin(std::function<void()> looked = {});
 
     // Drives the player with this bus name from now on (kNotFound: no such
     // player).
@@ -84,7 +86,8 @@ private:
         PlayerView view;
         std::uint64_t activity = 0;
         std::uint64_t order = 0;
-        bool ready = false;  // its Player properties were read
+        bool ready = false;    // its Player properties were read
+        bool settled = false;  // its first reading ended, read or not
         bool readingTracks = false;
         bool tracksDirty = false;
         // Its TrackList listed tracks though HasTrackList said there is
@@ -119,6 +122,10 @@ private:
     void MarkActive(Player& player);
     // Chooses the driven player again and publishes its view.
     void Update();
+    // Marks the player's first reading as ended and tells `looked_` once
+    // the bus was listed and no player is left to read.
+    void Settle(const std::string& busName, std::uint64_t serial);
+    void CheckLooked();
     // Sends with the bounded wait; `answer` runs with the reply while the
     // same instance of the player is still there, `failed` on an error.
     void Send(Player& player, QDBusMessage message, Answer answer, Failure failed = {});
@@ -130,6 +137,8 @@ private:
     Publish publish_;
     std::vector<std::unique_ptr<Player>> players_;
     std::string driven_;
+    std::function<void()> looked_;
+    bool listed_ = false;        // ListNames was answered, or failed
     std::uint64_t counter_ = 0;  // activity, order and serial numbers
     QTimer positionTimer_;
 };

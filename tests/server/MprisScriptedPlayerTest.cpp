@@ -17,9 +17,11 @@
 #include <QDBusVirtualObject>
 #include <QStringList>
 #include <QThread>
+#include <QTimer>
 #include <deque>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -173,6 +175,11 @@ public:
         std::lock_guard lock(mutex_);
         hang_.insert(method);
     }
+    // Answers `method` only after `delay`, as a player on a busy desktop.
+    void AnswerLate(const QString& method, std::chrono::milliseconds delay) {
+        std::lock_guard lock(mutex_);
+        late_[method] = delay;
+    }
     void Fail(const QString& method) {
         std::lock_guard lock(mutex_);
         fail_.insert(method);
@@ -271,6 +278,10 @@ public:
         } else if (member == QStringLiteral("GetPlaylists")) {
             reply << QVariant::fromValue(QList<PlaylistRow>(playlists_.begin(), playlists_.end()));
         }
+        if (const auto late = late_.find(member); late != late_.end()) {
+            QTimer::singleShot(late->second, this, [this, reply] { bus_.send(reply); });
+            return true;
+        }
         connection.send(reply);
         return true;
     }
@@ -295,6 +306,7 @@ private:
     bool hasPlaylists_ = false;
     std::set<QString> hang_;
     std::set<QString> fail_;
+    std::map<QString, std::chrono::milliseconds> late_;
     std::vector<std::string> calls_;
     bool holdGetAll_ = false;
     std::optional<QDBusMessage> held_;
@@ -318,12 +330,13 @@ protected:
         player_->moveToThread(&thread_);
         Script();
         OnPlayerThread([this] { player_->Come(); });
-        backend_ = std::make_unique<MprisBackend>(MprisOptions{"", std::chrono::milliseconds(300)});
+        backend_ = std::make_unique<MprisBackend>(Options());
         backend_->Start([this](PlayerBackend::Task task) {
             std::lock_guard lock(tasksMutex_);
             tasks_.push_back(std::move(task));
         });
-        ASSERT_TRUE(Eventually([&] { return Status().current.has_value(); }));
+        // Or, where the script holds its first answer, until it is asked.
+        ASSERT_TRUE(Eventually([&] { return player_->Holding() || Status().current.has_value(); }));
     }
     void TearDown() override {
         if (backend_) {
@@ -338,6 +351,8 @@ protected:
     }
     // What a case scripts before the player comes onto the bus.
     virtual void Script() {}
+    // A short wait for answers: the cases of silence end sooner.
+    virtual MprisOptions Options() { return MprisOptions{"", std::chrono::milliseconds(300)}; }
 
     void OnPlayerThread(std::function<void()> work) {
         QMetaObject::invokeMethod(player_, std::move(work), Qt::BlockingQueuedConnection);
@@ -514,6 +529,38 @@ TEST_F(MprisScriptedPlayerTest, TheCurrentTracksCoverIsServedAndNothingElse) {
     EXPECT_TRUE(bytes.empty());
     EXPECT_EQ(log.Lines().size(), 1u);
     std::filesystem::remove_all(folder);
+}
+
+// A player slow to tell its state when the server starts: the server is
+// ready only once it has, and a command sent at once reaches the player.
+class MprisSlowStartTest : public MprisScriptedPlayerTest {
+protected:
+    void Script() override { player_->HoldGetAll(); }
+};
+
+TEST_F(MprisSlowStartTest, TheStartIsOverOnlyOnceThePlayerIsKnown) {
+    RunTasks();
+    EXPECT_FALSE(backend_->WaitForPlayers(std::chrono::milliseconds(0)));
+    EXPECT_EQ(backend_->Transport(TransportCommand::Play, none_), kPlayerFailed) << "not yet known";
+    player_->SendHeld();
+    ASSERT_TRUE(Eventually([&] { return backend_->WaitForPlayers(std::chrono::milliseconds(0)); }));
+    // No waiting for the view here: it came before the start was over.
+    EXPECT_EQ(backend_->Transport(TransportCommand::Play, none_), kSuccess);
+    EXPECT_TRUE(player_->Got("Play"));
+}
+
+// The server as it runs, with its own wait for answers: a player slowed
+// down by a busy desktop is not taken for a broken one.
+class MprisSlowPlayerTest : public MprisScriptedPlayerTest {
+protected:
+    MprisOptions Options() override { return MprisOptions{}; }
+};
+
+TEST_F(MprisSlowPlayerTest, AnAnswerThatTakesMostOfASecondIsStillAnAnswer) {
+    player_->AnswerLate(Q("Play"), std::chrono::milliseconds(800));
+    EXPECT_EQ(backend_->Transport(TransportCommand::Play, none_), kSuccess);
+    EXPECT_EQ(backend_->Transport(TransportCommand::Next, none_), kSuccess) << "nothing stalled";
+    EXPECT_TRUE(player_->Got("Next"));
 }
 
 class MprisTrackListTest : public MprisScriptedPlayerTest {
