@@ -272,6 +272,8 @@ def story(pyatspi, ctl, client_out):
     next_button = find(buttons, "Next")
     pressed_at = time.monotonic()
     act(next_button, "press")
+    # Listened for at once: the reader is told only while it pumps.
+    pump(5, lambda: any(h[0] == kinds[0] and h[2] == "label" for h in heard))
     title = wait_for(lambda: title_now() != before and title_now())
     assert title, ctl("status")
     pump(5, lambda: any(name and title in name for _, name, _ in heard))
