@@ -608,7 +608,7 @@ TEST_F(GuiTest, TabbingOntoTheScreenTellsAReaderTheControlNotTheScreen) {
     }
     const ui::ScreenView& view = frame_->View();
     auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
-    queue.setFocus(Qt::TabFocusReason);
+    queue.setFocus(Qt::OtherFocusReason);
     ASSERT_TRUE(Pump([&] { return queue.hasFocus(); }));
     std::vector<std::string> heard;
     focusHeard = &heard;
