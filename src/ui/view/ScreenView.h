@@ -347,7 +347,7 @@ private:
 
     std::string focused_;           // AccessControl::key
     bool movingFocus_ = false;      // the view is moving the focus itself
-    bool focusFromScreen_ = false;  // the focus last left the screen for the screen
+    bool focusFromScreen_ = false;  // the focus last moved within the screen
     std::function<void()> back_;
 };
 
