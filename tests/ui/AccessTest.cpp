@@ -749,6 +749,17 @@ TEST_F(GuiTest, TabGoesThroughTheMainScreenInReadingOrderAndShiftTabBack) {
         }
     }
     EXPECT_TRUE(tab) << name.toStdString();
+
+    // The window closed with the ring on a control ends cleanly (the focus
+    // leaves the view after the window's skin has gone).
+    frame_->Command(ui::WindowCommand::Controls);
+    ASSERT_TRUE(Pump([&] { return frame_->Screen() == "main"; }));
+    for (int step = 0; step < 60 && !(view.hasFocus() && !view.FocusedControl().empty()); ++step) {
+        PressKey(frame_.get(), Qt::Key_Tab);
+        PumpFor(5ms);
+    }
+    ASSERT_TRUE(view.hasFocus() && !view.FocusedControl().empty());
+    StopWindow();
 }
 
 // A window made wider than tall shows only a message where the screen was:

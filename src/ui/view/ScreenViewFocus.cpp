@@ -382,7 +382,11 @@ void ScreenView::NoteFocusOut() {
 void ScreenView::focusOutEvent(QFocusEvent* event) {
     NoteFocusOut();
     QWidget::focusOutEvent(event);
-    FocusControl(focused_);  // takes the ring away
+    // The ring goes with the focus. Not worked out from the skin: the window
+    // being closed takes the focus from the view after its skin has gone.
+    if (!focused_.empty()) {
+        update();
+    }
 }
 
 std::vector<ScreenView::FocusStop> ScreenView::FocusStops() const {
