@@ -376,7 +376,7 @@ void ScreenView::focusInEvent(QFocusEvent* event) {
 void ScreenView::NoteFocusOut() {
     // Qt has already moved the focus when it tells the one losing it.
     QWidget* now = QApplication::focusWidget();
-    focusFromScreen_ = now != nullptr && isAncestorOf(now);
+    focusFromScreen_ = now != nullptr && (now == this || isAncestorOf(now));
 }
 
 void ScreenView::focusOutEvent(QFocusEvent* event) {
