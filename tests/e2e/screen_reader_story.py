@@ -206,6 +206,17 @@ def story(pyatspi, ctl, client_out):
     act(repeat, "toggle")
     assert wait_for(lambda: re.search(r"repeat:\s+all", ctl("status"))), ctl("status")
     assert wait_for(lambda: repeat.getState().contains(pyatspi.STATE_CHECKED))
+    # Qt 6.4 has no toggle-button role and no "checkable" state for a
+    # reader: a push button that says whether it is on, offering "Toggle",
+    # is what it can give (a newer Qt makes it a toggle button).
+    shuffle = find(buttons, "Shuffle")
+    for button in (repeat, shuffle):
+        action = button.queryAction()
+        names = [action.getName(i) for i in range(action.nActions)]
+        assert "Toggle" in names and "Press" not in names, (button.name, names)
+        # Pressed is Qt's "held down", not "on".
+        assert not button.getState().contains(pyatspi.STATE_PRESSED), button.name
+    assert not shuffle.getState().contains(pyatspi.STATE_CHECKED)
 
     # After Next the title label reads the new song.
 
@@ -261,6 +272,8 @@ def story(pyatspi, ctl, client_out):
     next_button = find(buttons, "Next")
     pressed_at = time.monotonic()
     act(next_button, "press")
+    # Listened for at once: the reader is told only while it pumps.
+    pump(5, lambda: any(h[0] == kinds[0] and h[2] == "label" for h in heard))
     title = wait_for(lambda: title_now() != before and title_now())
     assert title, ctl("status")
     pump(5, lambda: any(name and title in name for _, name, _ in heard))
@@ -268,7 +281,6 @@ def story(pyatspi, ctl, client_out):
     assert told and told[0][0] == kinds[0] and told[0][2] == "label", heard
     print("the reader heard the new title %.1f ms after pressing Next (server round trip "
           "included)" % ((heard_at[heard.index(told[0])] - pressed_at) * 1000))
-    pyatspi.Registry.deregisterEventListener(listen, *kinds)
     labels = lambda: [n.name for n in find_all(lambda n: n.getRole() == pyatspi.ROLE_LABEL)]
     assert any(title in name for name in labels()), (title, labels())
 
@@ -277,7 +289,15 @@ def story(pyatspi, ctl, client_out):
     # alone shows has left the tree. The art pressed leads back.
     title_label = [n for n in find_all(lambda n: n.getRole() == pyatspi.ROLE_LABEL)
                    if title in n.name][0]
+
+    # A switch of screens is heard as the screen's title.
+    def switched_to(name):
+        pump(5, lambda: any(h[1] == name for h in heard))
+        return any(h[0] == kinds[0] and h[1] == name for h in heard)
+
+    del heard[:]
     act(title_label, "press")
+    assert switched_to("Now Playing"), heard
     art = find((pyatspi.ROLE_IMAGE,), "Album art")
     assert art is not None, "no album art on the now-playing screen"
     album = re.search(r"^album:\s+(.+)$", ctl("status"), re.MULTILINE).group(1).strip()
@@ -287,7 +307,9 @@ def story(pyatspi, ctl, client_out):
     states = lambda: [n for n in find_all(lambda n: n.getRole() == pyatspi.ROLE_LABEL)
                       if n.name in ("Playing", "Paused", "Stopped")]
     assert states() == [], [n.name for n in states()]
+    del heard[:]
     act(art, "press")
+    assert switched_to("Controls"), heard
     assert wait_for(lambda: [n.name for n in states()] == ["Playing"])
 
     # The queue's rows read in order, as "Title, Artist, 3:27".
@@ -302,6 +324,20 @@ def story(pyatspi, ctl, client_out):
         assert row.split(",")[0] in line, (queue, rows)
 
     assert len(queue) == len(rows), (queue, rows)
+
+    # The command bar opens the library: heard by the library's title, the
+    # tab that is on in its tab row.
+    del heard[:]
+    act(find(buttons, "Library"), "press")
+    on_tab = wait_for(lambda: [n.name for n in find_all(
+        lambda n: n.getRole() == pyatspi.ROLE_PAGE_TAB and
+        n.getState().contains(pyatspi.STATE_CHECKED))])
+    assert on_tab, "no tab on in the library's tab row"
+    assert switched_to(on_tab[0]), (on_tab, heard)
+    del heard[:]
+    act(find(buttons, "Controls"), "press")
+    assert switched_to("Controls"), heard
+    pyatspi.Registry.deregisterEventListener(listen, *kinds)
 
 
 def welcome(pyatspi, pid):

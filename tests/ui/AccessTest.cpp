@@ -105,10 +105,12 @@ protected:
 TEST_F(AccessTest, EachScreenOffersItsOwnControlsWithRoleNameAndPlace) {
     struct Expected {
         std::string_view screen;
+        const char* title;  // the view's name: what a reader hears of a switch
         std::vector<std::pair<std::string, QAccessible::Role>> controls;
     };
     const Expected table[] = {
         {kScreenMain,
+         "Controls",
          {{"Play", QAccessible::PushButton},
           {"Pause", QAccessible::PushButton},
           {"Stop", QAccessible::PushButton},
@@ -121,16 +123,36 @@ TEST_F(AccessTest, EachScreenOffersItsOwnControlsWithRoleNameAndPlace) {
           {"Luca Arden - Summer Dance", QAccessible::StaticText},
           {"Playing", QAccessible::StaticText}}},
         {kScreenNowPlaying,
+         "Now Playing",
          {{"Album art", QAccessible::Graphic}, {"Position", QAccessible::Slider}}},
         {kScreenEq,
+         "Equalizer",
          {{"Band 1", QAccessible::Slider},
           {"Band 10", QAccessible::Slider},
           {"Preamp", QAccessible::Slider},
           {"Equalizer", QAccessible::PushButton},
           {"Auto Load", QAccessible::PushButton}}},
     };
+    // A switch renames the view, and a listening reader is told so: the
+    // name it is told is the new screen's.
+    static std::vector<std::string>* renamed = nullptr;
+    std::vector<std::string> heard;
+    renamed = &heard;
+    QAccessible::installUpdateHandler([](QAccessibleEvent* event) {
+        if (renamed != nullptr && event->type() == QAccessible::NameChanged && event->child() < 0 &&
+            event->accessibleInterface() != nullptr) {
+            renamed->push_back(event->accessibleInterface()->text(QAccessible::Name).toStdString());
+        }
+    });
+    QAccessible::setActive(true);
     for (const Expected& expected : table) {
+        heard.clear();
         Show(expected.screen);
+        EXPECT_EQ(Root()->text(QAccessible::Name).toStdString(), expected.title);
+        // (Qt tells no one on a platform without an accessibility bridge.)
+        if (QAccessible::isActive()) {
+            EXPECT_EQ(heard, std::vector<std::string>{expected.title}) << expected.screen;
+        }
         const auto children = Children();
         for (const auto& [name, role] : expected.controls) {
             const auto found = children.find(name);
@@ -154,6 +176,10 @@ TEST_F(AccessTest, EachScreenOffersItsOwnControlsWithRoleNameAndPlace) {
     EXPECT_EQ(Child("Play"), nullptr);
     Show(kScreenConnect);
     EXPECT_TRUE(Children().empty());
+    EXPECT_EQ(Root()->text(QAccessible::Name), QStringLiteral("Connect"));
+    QAccessible::installUpdateHandler(nullptr);
+    QAccessible::setActive(false);
+    renamed = nullptr;
 }
 
 TEST_F(AccessTest, ActionsAndValuesSendWhatATapOrADragSends) {
@@ -582,7 +608,7 @@ TEST_F(GuiTest, TabbingOntoTheScreenTellsAReaderTheControlNotTheScreen) {
     }
     const ui::ScreenView& view = frame_->View();
     auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
-    queue.setFocus(Qt::TabFocusReason);
+    queue.setFocus(Qt::OtherFocusReason);
     ASSERT_TRUE(Pump([&] { return queue.hasFocus(); }));
     std::vector<std::string> heard;
     focusHeard = &heard;
@@ -622,19 +648,118 @@ TEST_F(GuiTest, TheQueueAndTheLibraryListHaveNames) {
 }
 
 // Escape is the screen's Back wherever the window's focus is: on the
-// now-playing screen with the command bar's button focused too.
-TEST_F(GuiTest, EscapeLeavesNowPlayingWithTheFocusOnTheCommandBar) {
+// now-playing screen with the command bar's button focused too, and on the
+// equaliser, which the handheld leaves by the command bar's "Controls".
+TEST_F(GuiTest, EscapeLeavesNowPlayingAndTheEqualizerWithTheFocusOnTheCommandBar) {
     WriteSettings();
     StartWindow();
     ASSERT_TRUE(OnMainWithSong());
-    frame_->Command(ui::WindowCommand::NowPlaying);
-    ASSERT_TRUE(Pump([&] { return frame_->Screen() == "nowplaying"; }));
+    ASSERT_TRUE(Pump([&] { return frame_->Player().supportsEq; }));
+    const std::pair<ui::WindowCommand, const char*> table[] = {
+        {ui::WindowCommand::NowPlaying, "nowplaying"},
+        {ui::WindowCommand::Equalizer, "eq"},
+    };
+    for (const auto& [command, screen] : table) {
+        frame_->Command(command);
+        ASSERT_TRUE(Pump([&] { return frame_->Screen() == screen; })) << screen;
+        auto* button = frame_->findChild<QWidget*>(QStringLiteral("Command Button"));
+        ASSERT_NE(button, nullptr);
+        button->setFocus(Qt::TabFocusReason);
+        ASSERT_TRUE(Pump([&] { return button->hasFocus(); }));
+        PressKey(frame_.get(), Qt::Key_Escape);
+        EXPECT_TRUE(Pump([&] { return frame_->Screen() == "main"; }, 1s))
+            << screen << " -> " << frame_->Screen();
+    }
+}
+
+// Tab on the main screen reads as the eye does: the controls above the
+// queue, the queue, the controls below it, then the command bar; Shift+Tab
+// the same backwards. The library screen's title is its name.
+TEST_F(GuiTest, TabGoesThroughTheMainScreenInReadingOrderAndShiftTabBack) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    const ui::ScreenView& view = frame_->View();
+    const QWidget& queue = frame_->Queue();
     auto* button = frame_->findChild<QWidget*>(QStringLiteral("Command Button"));
     ASSERT_NE(button, nullptr);
     button->setFocus(Qt::TabFocusReason);
     ASSERT_TRUE(Pump([&] { return button->hasFocus(); }));
-    PressKey(frame_.get(), Qt::Key_Escape);
-    EXPECT_TRUE(Pump([&] { return frame_->Screen() == "main"; }, 1s)) << frame_->Screen();
+    const auto where = [&]() -> std::string {
+        if (view.hasFocus()) {
+            return view.FocusedControl();
+        }
+        QWidget* focus = QApplication::focusWidget();
+        if (focus == &queue || queue.isAncestorOf(focus)) {
+            return "queue";
+        }
+        return focus == button ? "command bar" : "elsewhere";
+    };
+    const auto walk = [&](int key, Qt::KeyboardModifiers modifiers) {
+        std::vector<std::string> seen;
+        for (int step = 0; step < 60; ++step) {
+            PressKey(frame_.get(), key, modifiers);
+            PumpFor(5ms);
+            seen.push_back(where());
+            if (seen.back() == "command bar") {
+                break;
+            }
+        }
+        return seen;
+    };
+    const std::vector<std::string> forward = walk(Qt::Key_Tab, {});
+    std::vector<std::string> expected;
+    std::vector<ui::ScreenView::AccessControl> controls = view.AccessControls();
+    const int queueTop = queue.geometry().top();
+    bool queued = false;
+    for (const auto& control : controls) {
+        if (!queued && control.rect.top() > queueTop) {
+            expected.push_back("queue");
+            queued = true;
+        }
+        expected.push_back(control.key);
+    }
+    if (!queued) {
+        expected.push_back("queue");
+    }
+    expected.push_back("command bar");
+    EXPECT_EQ(forward, expected);
+    ASSERT_NE(expected.front(), "queue");
+    ASSERT_NE(expected[expected.size() - 2], "queue") << "no control below the queue";
+
+    std::vector<std::string> backward = walk(Qt::Key_Backtab, Qt::ShiftModifier);
+    std::vector<std::string> reversed(expected.rbegin() + 1, expected.rend());
+    reversed.push_back("command bar");
+    EXPECT_EQ(backward, reversed);
+
+    // The library's name is its title, as its tab row shows it.
+    frame_->Command(ui::WindowCommand::Library);
+    ASSERT_TRUE(Pump([&] { return frame_->Screen() == "playlist"; }));
+    QAccessibleInterface* root =
+        QAccessible::queryAccessibleInterface(const_cast<ui::ScreenView*>(&view));
+    const QString name = root->text(QAccessible::Name);
+    EXPECT_FALSE(name.isEmpty());
+    bool tab = false;
+    for (int i = 0; i < root->childCount(); ++i) {
+        QAccessibleInterface* child = root->child(i);
+        for (int j = 0; child != nullptr && j < child->childCount(); ++j) {
+            QAccessibleInterface* part = child->child(j);
+            tab = tab || (part != nullptr && part->role() == QAccessible::PageTab &&
+                          part->state().checked && part->text(QAccessible::Name) == name);
+        }
+    }
+    EXPECT_TRUE(tab) << name.toStdString();
+
+    // The window closed with the ring on a control ends cleanly (the focus
+    // leaves the view after the window's skin has gone).
+    frame_->Command(ui::WindowCommand::Controls);
+    ASSERT_TRUE(Pump([&] { return frame_->Screen() == "main"; }));
+    for (int step = 0; step < 60 && !(view.hasFocus() && !view.FocusedControl().empty()); ++step) {
+        PressKey(frame_.get(), Qt::Key_Tab);
+        PumpFor(5ms);
+    }
+    ASSERT_TRUE(view.hasFocus() && !view.FocusedControl().empty());
+    StopWindow();
 }
 
 // A window made wider than tall shows only a message where the screen was:

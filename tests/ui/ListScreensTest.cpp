@@ -237,7 +237,9 @@ TEST_F(ListScreensTest, AFingerInTheSearchBoxTypesAboveTheKeyboard) {
     frame_->Command(ui::WindowCommand::Library);
     EXPECT_EQ(List().geometry(), full);
 
-    // The box taking the focus by a key asks for the keyboard too.
+    // The box taking the focus by a key asks for the keyboard too (Tab
+    // from the list: from outside the screen Tab starts at its top).
+    List().setFocus(Qt::OtherFocusReason);
     box.setFocus(Qt::TabFocusReason);
     EXPECT_TRUE(QGuiApplication::inputMethod()->isVisible());
 }

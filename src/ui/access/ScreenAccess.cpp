@@ -45,7 +45,12 @@ public:
     virtual bool Press(const std::string& /*key*/) { return false; }
     virtual bool SetValue(const std::string& /*key*/, std::int32_t /*value*/) { return false; }
     virtual void Focus(const std::string& /*key*/) {}
+    // The widget's own name, when it has one of its own making.
+    virtual QString Name() const { return {}; }
 };
+
+// How the tab row marks the button that goes back a folder.
+constexpr std::string_view kBackMark = "\u2039 ";
 
 class ScreenHost final : public PartHost {
 public:
@@ -106,6 +111,47 @@ public:
             view_->FocusControl(key);
         }
     }
+    // The screen's title as the window shows it: what the menu or the
+    // command bar calls it, and on the list screen the tab that is on. A
+    // reader hears it when the screen switches.
+    QString Name() const override {
+        if (view_ == nullptr || view_->Landscape()) {
+            return {};
+        }
+        const std::string_view screen = view_->ShownScreen();
+        if (screen == kScreenPlaylist) {
+            // (The row is no QObject type of its own: qobject_cast would take any widget.)
+            for (const QObject* child : view_->children()) {
+                const auto* header = dynamic_cast<const HeaderBarWidget*>(child);
+                if (header == nullptr) {
+                    continue;
+                }
+                const std::vector<std::string> texts = header->Texts();
+                const int on = header->On();
+                if (header->isHidden() || on < 0 || on >= static_cast<int>(texts.size())) {
+                    continue;
+                }
+                std::string text = texts[static_cast<std::size_t>(on)];
+                if (text.rfind(kBackMark, 0) == 0) {
+                    text.erase(0, kBackMark.size());
+                }
+                return ReadableText(text);
+            }
+            return QStringLiteral("Library");
+        }
+        static constexpr std::pair<std::string_view, const char*> kTitles[] = {
+            {kScreenConnect, "Connect"},
+            {kScreenMain, "Controls"},
+            {kScreenNowPlaying, "Now Playing"},
+            {kScreenEq, "Equalizer"},
+        };
+        for (const auto& [key, title] : kTitles) {
+            if (screen == key) {
+                return QString::fromLatin1(title);
+            }
+        }
+        return {};
+    }
 
 private:
     QPointer<ScreenView> view_;
@@ -164,7 +210,6 @@ public:
     }
 
 private:
-    static constexpr std::string_view kBackMark = "\u2039 ";
     QPointer<HeaderBarWidget> header_;
 };
 
@@ -336,6 +381,15 @@ public:
     }
 
     PartHost& Parts() const { return *host_; }
+
+    QString text(QAccessible::Text t) const override {
+        if (t == QAccessible::Name) {
+            if (QString name = host_->Name(); !name.isEmpty()) {
+                return name;
+            }
+        }
+        return QAccessibleWidget::text(t);
+    }
 
     int childCount() const override {
         return static_cast<int>(host_->Parts().size() + ChildWidgets().size());

@@ -183,6 +183,8 @@ public:
     bool PressControl(std::string_view key);
     // Sends the value as a finished drag of the bar would.
     bool SetControlValue(std::string_view key, std::int32_t value);
+    // The skin's key of the screen shown ("main", "playlist", ...).
+    std::string_view ShownScreen() const { return shown_(); }
     // The control with the keyboard's focus, empty when none.
     const std::string& FocusedControl() const { return focused_; }
     void FocusControl(std::string_view key);
@@ -216,6 +218,22 @@ private:
     // Tells a listening reader what changed (nothing when none listens).
     void AccessChanged(AccessChange change);
     void PaintFocus(QPainter& painter) const;
+    // Where Tab stops on the screen, in reading order: the drawn controls
+    // and the child controls that take Tab (the queue, a field), by place.
+    struct FocusStop {
+        std::string control;        // a drawn control's key, or
+        QWidget* widget = nullptr;  // a child control
+        QRect rect;
+    };
+    std::vector<FocusStop> FocusStops() const;
+    void MoveFocusTo(const FocusStop& stop, bool next);
+    // The next (or previous) control of the window outside the screen.
+    QWidget* OutsideStop(bool next) const;
+    // A child control given the focus by Tab from outside the screen: the
+    // focus goes on to the screen's first stop (last, going back). True when
+    // it was moved on.
+    bool ChildFocusEvent(QObject* child, const QFocusEvent& event);
+    void NoteFocusOut();
     void StepControl(const AccessControl& control, int direction, bool toEnd);
 
     static QRect ToQRect(const SkinRect& rect) {
@@ -327,7 +345,9 @@ private:
     int finger_ = -1;          // the touch point the gesture follows
     bool fingerLost_ = false;  // a second finger came: the gesture is void
 
-    std::string focused_;  // AccessControl::key
+    std::string focused_;           // AccessControl::key
+    bool movingFocus_ = false;      // the view is moving the focus itself
+    bool focusFromScreen_ = false;  // the focus last moved within the screen
     std::function<void()> back_;
 };
 

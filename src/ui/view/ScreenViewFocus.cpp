@@ -1,10 +1,12 @@
 #include <QAccessible>
+#include <QApplication>
 #include <QFocusEvent>
 #include <QKeyEvent>
 #include <QPainter>
 #include <QTimer>
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "session/NowPlaying.h"
 #include "skin/SkinBar.h"
@@ -337,6 +339,7 @@ void ScreenView::StepControl(const AccessControl& control, int direction, bool t
 
 void ScreenView::focusInEvent(QFocusEvent* event) {
     QWidget::focusInEvent(event);
+    const bool fromScreen = std::exchange(focusFromScreen_, false);
     const std::vector<AccessControl> controls = AccessControls();
     if (controls.empty()) {
         return;
@@ -345,10 +348,17 @@ void ScreenView::focusInEvent(QFocusEvent* event) {
                                   [&](const AccessControl& c) { return c.key == focused_; });
     // Only the keyboard picks a control: a focus the window merely gave
     // back (or a switch of screens handed on) draws no ring until Tab.
-    if (event->reason() == Qt::BacktabFocusReason) {
-        FocusControl(controls.back().key);
-    } else if (event->reason() == Qt::TabFocusReason) {
-        FocusControl(controls.front().key);
+    const Qt::FocusReason reason = event->reason();
+    if (!movingFocus_ && !fromScreen &&
+        (reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason)) {
+        const std::vector<FocusStop> stops = FocusStops();
+        const bool forward = reason == Qt::TabFocusReason;
+        const FocusStop& stop = forward ? stops.front() : stops.back();
+        if (stop.widget != nullptr) {
+            MoveFocusTo(stop, forward);  // the queue comes first (or last) on this screen
+            return;
+        }
+        FocusControl(stop.control);
     } else {
         FocusControl(kept ? focused_ : std::string());
     }
@@ -363,28 +373,142 @@ void ScreenView::focusInEvent(QFocusEvent* event) {
     }
 }
 
+void ScreenView::NoteFocusOut() {
+    // Qt has already moved the focus when it tells the one losing it.
+    QWidget* now = QApplication::focusWidget();
+    focusFromScreen_ = now != nullptr && (now == this || isAncestorOf(now));
+}
+
 void ScreenView::focusOutEvent(QFocusEvent* event) {
+    NoteFocusOut();
     QWidget::focusOutEvent(event);
-    FocusControl(focused_);  // takes the ring away
+    // The ring goes with the focus. Not worked out from the skin: the window
+    // being closed takes the focus from the view after its skin has gone.
+    if (!focused_.empty()) {
+        update();
+    }
+}
+
+std::vector<ScreenView::FocusStop> ScreenView::FocusStops() const {
+    std::vector<FocusStop> stops;
+    for (AccessControl& control : AccessControls()) {
+        stops.push_back(
+            {.control = std::move(control.key), .widget = nullptr, .rect = control.rect});
+    }
+    std::vector<FocusStop> children;
+    for (QObject* object : this->children()) {
+        auto* child = qobject_cast<QWidget*>(object);
+        if (child != nullptr && !child->isWindow() && !child->isHidden() && child->isEnabled() &&
+            (child->focusPolicy() & Qt::TabFocus) != 0) {
+            children.push_back({.control = {}, .widget = child, .rect = child->geometry()});
+        }
+    }
+    // Reading order: a child control comes after the drawn controls that
+    // start above it or level with it further left.
+    for (FocusStop& child : children) {
+        const auto at = std::find_if(stops.begin(), stops.end(), [&](const FocusStop& stop) {
+            return stop.rect.top() != child.rect.top() ? stop.rect.top() > child.rect.top()
+                                                       : stop.rect.left() > child.rect.left();
+        });
+        stops.insert(at, std::move(child));
+    }
+    return stops;
+}
+
+void ScreenView::MoveFocusTo(const FocusStop& stop, bool next) {
+    movingFocus_ = true;
+    if (stop.widget != nullptr) {
+        FocusControl({});
+        stop.widget->setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
+    } else if (hasFocus()) {
+        FocusControl(stop.control);
+    } else {
+        // focusInEvent keeps a control it finds focused, and tells a reader.
+        focused_ = stop.control;
+        setFocus(Qt::OtherFocusReason);
+    }
+    movingFocus_ = false;
+}
+
+QWidget* ScreenView::OutsideStop(bool next) const {
+    QWidget* widget = const_cast<ScreenView*>(this);
+    // The chain is a ring through every widget of the window.
+    for (int guard = 0; guard < 10'000; ++guard) {
+        widget = next ? widget->nextInFocusChain() : widget->previousInFocusChain();
+        if (widget == nullptr || widget == this) {
+            return nullptr;
+        }
+        if (!isAncestorOf(widget) && widget->window() == window() && widget->isVisible() &&
+            widget->isEnabled() && (widget->focusPolicy() & Qt::TabFocus) != 0) {
+            return widget;
+        }
+    }
+    return nullptr;
+}
+
+bool ScreenView::ChildFocusEvent(QObject* child, const QFocusEvent& event) {
+    if (child->parent() != this) {
+        return false;
+    }
+    if (event.type() == QEvent::FocusOut) {
+        NoteFocusOut();
+        return false;
+    }
+    const bool fromScreen = std::exchange(focusFromScreen_, false);
+    const Qt::FocusReason reason = event.reason();
+    if (movingFocus_ || fromScreen ||
+        (reason != Qt::TabFocusReason && reason != Qt::BacktabFocusReason)) {
+        return false;
+    }
+    // Tab within the screen goes through focusNextPrevChild, which moves the
+    // focus itself: this one came from the command bar, in Qt's own order.
+    const std::vector<FocusStop> stops = FocusStops();
+    if (stops.empty()) {
+        return false;
+    }
+    const bool forward = reason == Qt::TabFocusReason;
+    const FocusStop& stop = forward ? stops.front() : stops.back();
+    if (stop.widget == child) {
+        return false;
+    }
+    MoveFocusTo(stop, forward);
+    return true;
 }
 
 bool ScreenView::focusNextPrevChild(bool next) {
-    if (hasFocus()) {
-        const std::vector<AccessControl> controls = AccessControls();
-        const auto at = std::find_if(controls.begin(), controls.end(),
-                                     [&](const AccessControl& c) { return c.key == focused_; });
-        if (at == controls.end() && !controls.empty()) {
-            FocusControl(next ? controls.front().key : controls.back().key);
-            return true;
+    const std::vector<FocusStop> stops = FocusStops();
+    QWidget* focus = QApplication::focusWidget();
+    std::ptrdiff_t at = -1;
+    for (std::size_t i = 0; i < stops.size(); ++i) {
+        const FocusStop& stop = stops[i];
+        const bool here =
+            stop.widget == nullptr
+                ? hasFocus() && stop.control == focused_
+                : focus != nullptr && (stop.widget == focus || stop.widget->isAncestorOf(focus));
+        if (here) {
+            at = static_cast<std::ptrdiff_t>(i);
         }
-        if (at != controls.end()) {
-            const auto index = at - controls.begin() + (next ? 1 : -1);
-            if (index >= 0 && index < static_cast<std::ptrdiff_t>(controls.size())) {
-                FocusControl(controls[static_cast<std::size_t>(index)].key);
-                return true;
-            }
-        }
+    }
+    if (at < 0 && !hasFocus()) {
+        return QWidget::focusNextPrevChild(next);  // somewhere the screen does not order
+    }
+    const auto size = static_cast<std::ptrdiff_t>(stops.size());
+    const std::ptrdiff_t target = at < 0 ? (next ? 0 : size - 1) : at + (next ? 1 : -1);
+    if (target >= 0 && target < size) {
+        MoveFocusTo(stops[static_cast<std::size_t>(target)], next);
+        return true;
+    }
+    // Off the screen's end: on to the rest of the window (the command bar).
+    if (QWidget* outside = OutsideStop(next)) {
         FocusControl({});
+        movingFocus_ = true;
+        outside->setFocus(next ? Qt::TabFocusReason : Qt::BacktabFocusReason);
+        movingFocus_ = false;
+        return true;
+    }
+    if (!stops.empty()) {
+        MoveFocusTo(stops[next ? 0 : stops.size() - 1], next);
+        return true;
     }
     return QWidget::focusNextPrevChild(next);
 }
@@ -425,8 +549,12 @@ void ScreenView::AccessChanged(AccessChange change) {
         return;
     }
     if (change == AccessChange::Screen) {
-        QAccessibleEvent event(this, QAccessible::ObjectReorder);
-        QAccessible::updateAccessibility(&event);
+        // The view's name is the screen's title: its change is what a reader
+        // hears of a switch (the children's reordering does not reach it).
+        QAccessibleEvent reorder(this, QAccessible::ObjectReorder);
+        QAccessible::updateAccessibility(&reorder);
+        QAccessibleEvent renamed(this, QAccessible::NameChanged);
+        QAccessible::updateAccessibility(&renamed);
         return;
     }
     const std::vector<AccessControl> controls = AccessControls();

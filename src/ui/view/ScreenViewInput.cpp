@@ -1,4 +1,5 @@
 #include <QChildEvent>
+#include <QFocusEvent>
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
@@ -56,6 +57,10 @@ void ScreenView::childEvent(QChildEvent* event) {
 bool ScreenView::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::Enter && held_ == nullptr) {
         SetHot(nullptr, false);
+    }
+    if ((event->type() == QEvent::FocusIn || event->type() == QEvent::FocusOut) &&
+        ChildFocusEvent(watched, static_cast<const QFocusEvent&>(*event))) {
+        return true;
     }
     return QWidget::eventFilter(watched, event);
 }

@@ -68,6 +68,9 @@ void CMainFrame::GoBack() {
         screens_->BackFromNowPlaying();
     } else if (screens_->Current() == ScreenId::Library && library_) {
         library_->Back();
+    } else if (screens_->Current() == ScreenId::Eq) {
+        // The handheld leaves the equaliser by the command bar's "Controls".
+        Command(WindowCommand::Controls);
     }
 }
 
