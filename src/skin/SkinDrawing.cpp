@@ -325,9 +325,32 @@ void ScaleCellsUnder(const SkinBitmap& bitmap, const SkinRect& source) {
     }
 }
 
+// A cell drawn whole at its own size goes straight from the file into the
+// target, enlarged exactly as it would be into the scaled image: a screen's
+// background, drawn once into the screen's picture, never has a scaled copy
+// made. False when the draw is anything else.
+bool EnlargeCellInto(const SkinBitmap& bitmap, const SkinRect& source, QImage& target,
+                     const SkinRect& rect) {
+    const SkinImage& image = bitmap.image;
+    if (image.file.isNull() || bitmap.stretch < 1.0 || !IsDrawableTarget(target) ||
+        rect.Width() != source.Width() || rect.Height() != source.Height() ||
+        std::find(bitmap.cells.begin(), bitmap.cells.end(), source) == bitmap.cells.end()) {
+        return false;
+    }
+    const QRect from = CellSource(source, bitmap.stretch, image.file.rect());
+    if (from.isEmpty()) {
+        return false;
+    }
+    Enlarge(image.file, from, target,
+            QRect(rect.left, rect.top, static_cast<int>(SkinClamp(rect.Width())),
+                  static_cast<int>(SkinClamp(rect.Height()))));
+    return true;
+}
+
 // The file's pixels at the bitmap's stretch: keyed images by the nearest
 // pixel, others smoothly. An image whose components copy parts of it is
-// scaled a part at a time as they are drawn (ScaleCellsUnder).
+// scaled a part at a time as they are drawn (ScaleCellsUnder), when they
+// are not drawn straight from the file (EnlargeCellInto).
 QImage ScaledImage(const QImage& file, QSize size, const SkinBitmap& bitmap) {
     if (bitmap.transparent) {
         return file.scaled(size, Qt::IgnoreAspectRatio, Qt::FastTransformation);
@@ -486,6 +509,9 @@ bool DrawStateInto(const SkinDrawGuard& lock, const CSkin& skin, QImage& target,
     if (bitmap->transparent) {
         return DrawTransparent(lock, *image, target, rect.left, rect.top, bitmap->transparencyColor,
                                w, h, state.source.left, state.source.top);
+    }
+    if (EnlargeCellInto(*bitmap, state.source, target, rect)) {
+        return true;
     }
     ScaleCellsUnder(*bitmap, state.source);
     const std::int32_t sw = SkinClamp(state.source.Width());
