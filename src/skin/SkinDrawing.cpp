@@ -249,11 +249,10 @@ void Enlarge(const QImage& file, const QRect& from, QImage& target, const QRect&
                 line[x] = Mix(upper[x], lower[x], row.weight);
             }
         }
-        std::uint32_t* target_row = out.Row(y) + x0;
+        std::uint32_t* written = out.Row(y) + x0;
         for (const Tap& column : columns) {
             const auto at = static_cast<std::size_t>(column.first);
-            *target_row++ =
-                column.weight == 0 ? line[at] : Mix(line[at], line[at + 1], column.weight);
+            *written++ = column.weight == 0 ? line[at] : Mix(line[at], line[at + 1], column.weight);
         }
     }
 }
