@@ -1,5 +1,7 @@
 #include "skin/SkinDrawing.h"
 
+#include <sys/mman.h>
+
 #include <QImageReader>
 #include <QPainter>
 #include <QString>
@@ -309,20 +311,6 @@ void ScaleCell(const QImage& file, double stretch, const SkinRect& cell, QImage&
                                                      Qt::SmoothTransformation));
 }
 
-// A 32-bit image of zeros (black) whose pages the system supplies as they
-// are first written: the parts of a scaled image no draw has needed yet
-// cost address space, not memory.
-QImage ZeroedImage(QSize size) {
-    const auto stride = static_cast<std::size_t>(size.width()) * sizeof(std::uint32_t);
-    void* data = std::calloc(static_cast<std::size_t>(size.height()) * stride, 1);
-    if (data == nullptr) {
-        return QImage();
-    }
-    return QImage(
-        static_cast<uchar*>(data), size.width(), size.height(), static_cast<qsizetype>(stride),
-        QImage::Format_RGB32, [](void* pixels) { std::free(pixels); }, data);
-}
-
 // Scales the cells of the bitmap's image that the source rectangle
 // touches and have not been scaled yet; lets the file go after the last.
 void ScaleCellsUnder(const SkinBitmap& bitmap, const SkinRect& source) {
@@ -395,6 +383,48 @@ const SkinImage* LoadedImage(const SkinDrawGuard& lock, const SkinBitmap& bitmap
 }
 
 }  // namespace
+
+QImage ZeroedImage(QSize size) {
+    if (size.isEmpty()) {
+        return QImage();
+    }
+    constexpr std::size_t kLargePage = std::size_t{2} * 1024 * 1024;
+    const auto stride = static_cast<std::size_t>(size.width()) * sizeof(std::uint32_t);
+    const std::size_t bytes = static_cast<std::size_t>(size.height()) * stride;
+    const auto image = [&](void* pixels, QImageCleanupFunction release, void* info) {
+        return QImage(static_cast<uchar*>(pixels), size.width(), size.height(),
+                      static_cast<qsizetype>(stride), QImage::Format_RGB32, release, info);
+    };
+    if (bytes < kLargePage) {
+        void* pixels = std::calloc(bytes, 1);
+        return pixels == nullptr ? QImage()
+                                 : image(
+                                       pixels, [](void* info) { std::free(info); }, pixels);
+    }
+    // A large page must start on its own boundary: map one more and start
+    // at the first boundary inside.
+    struct Mapping {
+        void* address;
+        std::size_t bytes;
+    };
+    const std::size_t mapped = bytes + kLargePage;
+    void* address =
+        mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (address == MAP_FAILED) {
+        return QImage();
+    }
+    const std::uintptr_t start =
+        (reinterpret_cast<std::uintptr_t>(address) + kLargePage - 1) & ~(kLargePage - 1);
+    madvise(reinterpret_cast<void*>(start), bytes, MADV_HUGEPAGE);  // a hint: plain pages if not
+    return image(
+        reinterpret_cast<void*>(start),
+        [](void* info) {
+            const auto* mapping = static_cast<Mapping*>(info);
+            munmap(mapping->address, mapping->bytes);
+            delete mapping;
+        },
+        new Mapping{address, mapped});
+}
 
 bool LoadSkinImage(const SkinDrawGuard&, const SkinBitmap& bitmap) {
     SkinImage& image = bitmap.image;

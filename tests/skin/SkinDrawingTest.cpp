@@ -288,6 +288,25 @@ TEST(SkinDrawingTest, ImagesForAnotherScaleAreEnlargedSmoothlyACellAtATime) {
     EXPECT_TRUE(blended);
 }
 
+// Pixels made in bulk start black, small or screen-sized (the latter from
+// memory mapped for large pages), and every row is writable to its end.
+TEST(SkinDrawingTest, ZeroedImagesAreBlackAndWritableToTheLastPixel) {
+    EXPECT_TRUE(ZeroedImage(QSize(0, 5)).isNull());
+    for (const QSize size : {QSize(3, 2), QSize(1080, 2160), QSize(1, 700000)}) {
+        QImage image = ZeroedImage(size);
+        ASSERT_FALSE(image.isNull()) << size.width() << "x" << size.height();
+        EXPECT_EQ(image.format(), QImage::Format_RGB32);
+        EXPECT_EQ(image.size(), size);
+        const QPoint last(size.width() - 1, size.height() - 1);
+        EXPECT_EQ(Rgb(image, 0, 0), 0u);
+        EXPECT_EQ(Rgb(image, last.x(), last.y()), 0u);
+        image.setPixel(last, kKey);
+        const QImage copy = image.copy();
+        image = QImage();  // the mapping goes; the copy keeps its own pixels
+        EXPECT_EQ(Rgb(copy, last.x(), last.y()), kKey);
+    }
+}
+
 TEST(SkinDrawingTest, TransparentPixelsNeedAKeyAndALoadedImage) {
     SkinFixture fixture;
     QImage sheet = SolidImage(2, 1, Qt::green);

@@ -146,8 +146,10 @@ void ScreenView::RedrawAll() {
     // allocation the system fills page by page as it is written.
     if (!buffer_.isDetached() || buffer_.size() != base_.size() ||
         buffer_.format() != base_.format() || buffer_.bytesPerLine() != base_.bytesPerLine()) {
-        buffer_ = base_.copy();
-    } else {
+        buffer_ = QImage();
+        buffer_ = ZeroedImage(base_.size());
+    }
+    if (!buffer_.isNull() && buffer_.sizeInBytes() == base_.sizeInBytes()) {
         std::memcpy(buffer_.bits(), base_.constBits(),
                     static_cast<std::size_t>(base_.sizeInBytes()));
     }
@@ -175,7 +177,7 @@ bool ScreenView::DefaultNowPlayingView() const {
 void ScreenView::BuildBase() {
     if (base_.size() != DeviceSize() || !base_.isDetached()) {
         base_ = QImage();  // the old one goes before the new one comes
-        base_ = QImage(DeviceSize(), QImage::Format_RGB32);
+        base_ = ZeroedImage(DeviceSize());
     }
     if (base_.isNull()) {
         return;
