@@ -16,7 +16,6 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QFileInfo>
-#include <QRegularExpression>
 #include <QSocketNotifier>
 #include <cstdio>
 #include <cstring>
@@ -56,6 +55,31 @@ bool ParsePort(const QString& text, std::uint16_t* port) {
     }
     *port = static_cast<std::uint16_t>(value);
     return true;
+}
+
+// One to five ASCII digits.
+bool ParseDimension(QStringView digits, int* value) {
+    if (digits.isEmpty() || digits.size() > 5) {
+        return false;
+    }
+    int result = 0;
+    for (const QChar digit : digits) {
+        if (digit < u'0' || digit > u'9') {
+            return false;
+        }
+        result = result * 10 + (digit.unicode() - u'0');
+    }
+    *value = result;
+    return true;
+}
+
+// Digits, "x", digits and nothing else ("480x640px" is no size). Read by
+// hand: a regular expression would bring its engine's code and compiled
+// pattern into the program's memory for one look at one word.
+bool ParseSize(const QString& text, int* width, int* height) {
+    const qsizetype x = text.indexOf(u'x');
+    return x >= 0 && ParseDimension(QStringView(text).left(x), width) &&
+           ParseDimension(QStringView(text).mid(x + 1), height);
 }
 
 // Fails with a message on stderr (exit status 1) for bad values.
@@ -131,14 +155,8 @@ bool Parse(QCoreApplication& application, Arguments& arguments,
     int width = 0;
     int height = 0;
     const QString size = geometryValue ? *geometryValue : parser.value(geometry);
-    // Digits, "x", digits and nothing else ("480x640px" is no size).
-    static const QRegularExpression kSize(QStringLiteral("^([0-9]{1,5})x([0-9]{1,5})$"));
-    const QRegularExpressionMatch match = kSize.match(size);
-    if (match.hasMatch()) {
-        width = match.captured(1).toInt();
-        height = match.captured(2).toInt();
-    }
-    if (!match.hasMatch() || width < 64 || height < 64 || width > 8192 || height > 8192) {
+    if (!ParseSize(size, &width, &height) || width < 64 || height < 64 || width > 8192 ||
+        height > 8192) {
         return fail("--geometry (WxH, 64 to 8192 each)", size);
     }
     frame.screen = QSize(width, height);

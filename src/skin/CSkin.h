@@ -42,6 +42,12 @@ struct SkinImage {
     }
 
     QImage pixels;  // Format_RGB32, or null until loaded
+    // An image read for another scale whose components copy parts of it:
+    // the file as read, kept until each of those parts (the bitmap's cells)
+    // has been scaled into `pixels` on its first draw, so a screen pays for
+    // its own parts only. Null once every cell is scaled, and for others.
+    QImage file;
+    std::vector<bool> cellsScaled;  // one per cell of the bitmap
     std::int32_t width = 0;
     std::int32_t height = 0;
     bool failureLogged = false;  // a missing file is retried on every draw but logged once

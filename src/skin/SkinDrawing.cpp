@@ -1,12 +1,16 @@
 #include "skin/SkinDrawing.h"
 
+#include <sys/mman.h>
+
 #include <QImageReader>
 #include <QPainter>
 #include <QString>
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "core/Logger.h"
@@ -180,31 +184,194 @@ void FindRuns(SkinImage& image, std::uint32_t keyRgb) {
     image.runsKey = keyRgb;
 }
 
-// Each cell from the pixels wholly inside it in the file, scaled smoothly
-// on its own: a cell's edge is smoothed with its own pixels only, never
-// with its neighbour's. What no cell covers is left black: nothing shows it.
-QImage ScaledByCells(const QImage& file, QSize size, double stretch,
-                     const std::vector<SkinRect>& cells) {
-    QImage scaled(size, QImage::Format_RGB32);
-    scaled.fill(Qt::black);
-    QPainter painter(&scaled);
-    painter.setCompositionMode(QPainter::CompositionMode_Source);
-    const QRect whole = file.rect();
-    for (const SkinRect& cell : cells) {
-        const QRect target(cell.left, cell.top, static_cast<int>(cell.Width()),
-                           static_cast<int>(cell.Height()));
-        const QRect from =
-            QRect(QPoint(static_cast<int>(std::ceil(cell.left / stretch - 1e-6)),
-                         static_cast<int>(std::ceil(cell.top / stretch - 1e-6))),
-                  QPoint(static_cast<int>(std::floor(cell.right / stretch + 1e-6)) - 1,
-                         static_cast<int>(std::floor(cell.bottom / stretch + 1e-6)) - 1))
-                .intersected(whole);
-        if (from.isEmpty() || target.isEmpty()) {
+// One axis of a bilinear enlargement: for each target pixel, the first of
+// the two source pixels it lies between and the second's weight (0..256).
+// Centres map to centres, and samples are clamped to the span, so an edge
+// pixel repeats instead of reaching past the span.
+struct Tap {
+    std::int64_t first;
+    std::uint32_t weight;
+};
+
+std::vector<Tap> Taps(std::int64_t from, std::int64_t to, std::int64_t offset,
+                      std::int64_t sourceSize, std::int64_t targetSize) {
+    std::vector<Tap> taps;
+    taps.reserve(static_cast<std::size_t>(std::max<std::int64_t>(to - from, 0)));
+    const double step = static_cast<double>(sourceSize) / static_cast<double>(targetSize);
+    for (std::int64_t i = from; i < to; ++i) {
+        const double at = std::clamp((static_cast<double>(i - offset) + 0.5) * step - 0.5, 0.0,
+                                     static_cast<double>(sourceSize - 1));
+        auto first = static_cast<std::int64_t>(at);
+        auto weight =
+            static_cast<std::uint32_t>(std::lround((at - static_cast<double>(first)) * 256));
+        if (weight == 256) {
+            ++first;
+            weight = 0;
+        }
+        taps.push_back({first, weight});
+    }
+    return taps;
+}
+
+// a and b mixed, b weighing w/256, the four channels at once.
+inline std::uint32_t Mix(std::uint32_t a, std::uint32_t b, std::uint32_t w) {
+    const std::uint32_t keep = 256 - w;
+    const std::uint32_t rb =
+        (((a & 0x00FF00FFu) * keep + (b & 0x00FF00FFu) * w) >> 8) & 0x00FF00FFu;
+    const std::uint32_t ag =
+        (((a >> 8) & 0x00FF00FFu) * keep + ((b >> 8) & 0x00FF00FFu) * w) & 0xFF00FF00u;
+    return rb | ag;
+}
+
+// Enlarges the file's `from` into the target's `to`, bilinearly, writing
+// straight into the target (clipped to it): no copy of the cell, no
+// intermediate image, no worker threads. Each source row is widened once
+// (`upper`, `lower`: the two a target row lies between), and a target row
+// is then a plain mix of two widened rows, which the compiler vectorises.
+void Enlarge(const QImage& file, const QRect& from, QImage& target, const QRect& to) {
+    const ConstPixelRows in = ReadableRows(file);
+    const PixelRows out = WritableRows(target);
+    const std::int64_t x0 = std::max<std::int64_t>(to.left(), 0);
+    const std::int64_t x1 = std::min<std::int64_t>(std::int64_t{to.left()} + to.width(), out.width);
+    const std::int64_t y0 = std::max<std::int64_t>(to.top(), 0);
+    const std::int64_t y1 =
+        std::min<std::int64_t>(std::int64_t{to.top()} + to.height(), out.height);
+    if (x0 >= x1 || y0 >= y1) {
+        return;
+    }
+    const std::vector<Tap> columns = Taps(x0, x1, to.left(), from.width(), to.width());
+    const std::vector<Tap> rows = Taps(y0, y1, to.top(), from.height(), to.height());
+    const auto widen = [&](std::int64_t row, std::vector<std::uint32_t>& widened) {
+        const std::uint32_t* source = in.Row(from.top() + row) + from.left();
+        for (std::size_t x = 0; x < columns.size(); ++x) {
+            const Tap& column = columns[x];
+            const auto at = static_cast<std::size_t>(column.first);
+            widened[x] =
+                column.weight == 0 ? source[at] : Mix(source[at], source[at + 1], column.weight);
+        }
+    };
+    std::vector<std::uint32_t> upper(columns.size());
+    std::vector<std::uint32_t> lower(columns.size());
+    std::int64_t upperRow = -1;
+    std::int64_t lowerRow = -1;
+    for (std::int64_t y = y0; y < y1; ++y) {
+        const Tap& row = rows[static_cast<std::size_t>(y - y0)];
+        if (upperRow != row.first) {
+            if (lowerRow == row.first) {
+                std::swap(upper, lower);
+                std::swap(upperRow, lowerRow);
+            } else {
+                widen(row.first, upper);
+                upperRow = row.first;
+            }
+        }
+        std::uint32_t* written = out.Row(y) + x0;
+        if (row.weight == 0) {
+            std::memcpy(written, upper.data(), upper.size() * sizeof(std::uint32_t));
             continue;
         }
-        painter.drawImage(target, file.copy(from).scaled(target.size(), Qt::IgnoreAspectRatio,
-                                                         Qt::SmoothTransformation));
+        if (lowerRow != row.first + 1) {
+            widen(row.first + 1, lower);
+            lowerRow = row.first + 1;
+        }
+        const std::uint32_t weight = row.weight;
+        for (std::size_t x = 0; x < upper.size(); ++x) {
+            written[x] = Mix(upper[x], lower[x], weight);
+        }
     }
+}
+
+// The pixels of the file wholly inside a cell of the scaled image.
+QRect CellSource(const SkinRect& cell, double stretch, const QRect& whole) {
+    return QRect(QPoint(static_cast<int>(std::ceil(cell.left / stretch - 1e-6)),
+                        static_cast<int>(std::ceil(cell.top / stretch - 1e-6))),
+                 QPoint(static_cast<int>(std::floor(cell.right / stretch + 1e-6)) - 1,
+                        static_cast<int>(std::floor(cell.bottom / stretch + 1e-6)) - 1))
+        .intersected(whole);
+}
+
+// A cell from the pixels wholly inside it in the file, scaled smoothly on
+// its own: its edge is smoothed with its own pixels only, never with its
+// neighbour's. Enlarging, the common case (a phone's width from the "@2x"
+// files), is bilinear and done here; reducing averages areas, as Qt does.
+void ScaleCell(const QImage& file, double stretch, const SkinRect& cell, QImage& scaled) {
+    const QRect target(cell.left, cell.top, static_cast<int>(cell.Width()),
+                       static_cast<int>(cell.Height()));
+    const QRect from = CellSource(cell, stretch, file.rect());
+    if (from.isEmpty() || target.isEmpty()) {
+        return;
+    }
+    if (stretch >= 1.0) {
+        Enlarge(file, from, scaled, target);
+        return;
+    }
+    QPainter painter(&scaled);
+    painter.setCompositionMode(QPainter::CompositionMode_Source);
+    painter.drawImage(target, file.copy(from).scaled(target.size(), Qt::IgnoreAspectRatio,
+                                                     Qt::SmoothTransformation));
+}
+
+// Scales the cells of the bitmap's image that the source rectangle
+// touches and have not been scaled yet; lets the file go after the last.
+void ScaleCellsUnder(const SkinBitmap& bitmap, const SkinRect& source) {
+    SkinImage& image = bitmap.image;
+    if (image.file.isNull()) {
+        return;
+    }
+    bool pending = false;
+    for (std::size_t i = 0; i < bitmap.cells.size() && i < image.cellsScaled.size(); ++i) {
+        const SkinRect& cell = bitmap.cells[i];
+        if (!image.cellsScaled[i] && cell.left < source.right && source.left < cell.right &&
+            cell.top < source.bottom && source.top < cell.bottom) {
+            ScaleCell(image.file, bitmap.stretch, cell, image.pixels);
+            image.cellsScaled[i] = true;
+        }
+        pending = pending || !image.cellsScaled[i];
+    }
+    if (!pending) {
+        image.file = QImage();
+        image.cellsScaled.clear();
+    }
+}
+
+// A cell drawn whole at its own size goes straight from the file into the
+// target, enlarged exactly as it would be into the scaled image: a screen's
+// background, drawn once into the screen's picture, never has a scaled copy
+// made. False when the draw is anything else.
+bool EnlargeCellInto(const SkinBitmap& bitmap, const SkinRect& source, QImage& target,
+                     const SkinRect& rect) {
+    const SkinImage& image = bitmap.image;
+    if (image.file.isNull() || bitmap.stretch < 1.0 || !IsDrawableTarget(target) ||
+        rect.Width() != source.Width() || rect.Height() != source.Height() ||
+        std::find(bitmap.cells.begin(), bitmap.cells.end(), source) == bitmap.cells.end()) {
+        return false;
+    }
+    const QRect from = CellSource(source, bitmap.stretch, image.file.rect());
+    if (from.isEmpty()) {
+        return false;
+    }
+    Enlarge(image.file, from, target,
+            QRect(rect.left, rect.top, static_cast<int>(SkinClamp(rect.Width())),
+                  static_cast<int>(SkinClamp(rect.Height()))));
+    return true;
+}
+
+// The file's pixels at the bitmap's stretch: keyed images by the nearest
+// pixel, others smoothly. An image whose components copy parts of it is
+// scaled a part at a time as they are drawn (ScaleCellsUnder), when they
+// are not drawn straight from the file (EnlargeCellInto).
+QImage ScaledImage(const QImage& file, QSize size, const SkinBitmap& bitmap) {
+    if (bitmap.transparent) {
+        return file.scaled(size, Qt::IgnoreAspectRatio, Qt::FastTransformation);
+    }
+    if (!bitmap.cells.empty()) {
+        return ZeroedImage(size);
+    }
+    if (bitmap.stretch < 1.0) {
+        return file.scaled(size, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    }
+    QImage scaled(size, QImage::Format_RGB32);
+    Enlarge(file, file.rect(), scaled, scaled.rect());
     return scaled;
 }
 
@@ -217,9 +384,53 @@ const SkinImage* LoadedImage(const SkinDrawGuard& lock, const SkinBitmap& bitmap
 
 }  // namespace
 
+QImage ZeroedImage(QSize size) {
+    if (size.isEmpty()) {
+        return QImage();
+    }
+    constexpr std::size_t kLargePage = std::size_t{2} * 1024 * 1024;
+    const auto stride = static_cast<std::size_t>(size.width()) * sizeof(std::uint32_t);
+    const std::size_t bytes = static_cast<std::size_t>(size.height()) * stride;
+    const auto image = [&](void* pixels, QImageCleanupFunction release, void* info) {
+        return QImage(static_cast<uchar*>(pixels), size.width(), size.height(),
+                      static_cast<qsizetype>(stride), QImage::Format_RGB32, release, info);
+    };
+    if (bytes < kLargePage) {
+        void* pixels = std::calloc(bytes, 1);
+        return pixels == nullptr ? QImage()
+                                 : image(
+                                       pixels, [](void* info) { std::free(info); }, pixels);
+    }
+    // A large page must start on its own boundary: map one more and start
+    // at the first boundary inside.
+    struct Mapping {
+        void* address;
+        std::size_t bytes;
+    };
+    const std::size_t mapped = bytes + kLargePage;
+    void* address =
+        mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (address == MAP_FAILED) {
+        return QImage();
+    }
+    const std::uintptr_t start =
+        (reinterpret_cast<std::uintptr_t>(address) + kLargePage - 1) & ~(kLargePage - 1);
+    madvise(reinterpret_cast<void*>(start), bytes, MADV_HUGEPAGE);  // a hint: plain pages if not
+    return image(
+        reinterpret_cast<void*>(start),
+        [](void* info) {
+            const auto* mapping = static_cast<Mapping*>(info);
+            munmap(mapping->address, mapping->bytes);
+            delete mapping;
+        },
+        new Mapping{address, mapped});
+}
+
 bool LoadSkinImage(const SkinDrawGuard&, const SkinBitmap& bitmap) {
     SkinImage& image = bitmap.image;
     image.pixels = QImage();
+    image.file = QImage();
+    image.cellsScaled.clear();
     image.width = 0;
     image.height = 0;
 
@@ -242,17 +453,21 @@ bool LoadSkinImage(const SkinDrawGuard&, const SkinBitmap& bitmap) {
         return false;
     }
     // Skin images are opaque; colour keys, not alpha, make parts see-through.
-    image.pixels = loaded.convertToFormat(QImage::Format_RGB32);
+    // Converted where it lies: a second copy of a large image would be the
+    // heaviest moment of a screen change.
+    loaded.convertTo(QImage::Format_RGB32);
+    image.pixels = std::move(loaded);
     if (bitmap.stretch != 1.0) {
         // A keyed image keeps its key exact: blending would fringe the cut.
         const QSize scaled(static_cast<int>(std::lround(image.pixels.width() * bitmap.stretch)),
                            static_cast<int>(std::lround(image.pixels.height() * bitmap.stretch)));
         if (std::int64_t{scaled.width()} * std::int64_t{scaled.height()} <= kMaxImagePixels) {
-            image.pixels = bitmap.transparent || bitmap.cells.empty()
-                               ? image.pixels.scaled(scaled, Qt::IgnoreAspectRatio,
-                                                     bitmap.transparent ? Qt::FastTransformation
-                                                                        : Qt::SmoothTransformation)
-                               : ScaledByCells(image.pixels, scaled, bitmap.stretch, bitmap.cells);
+            QImage file = std::move(image.pixels);
+            image.pixels = ScaledImage(file, scaled, bitmap);
+            if (!bitmap.transparent && !bitmap.cells.empty() && !image.pixels.isNull()) {
+                image.file = std::move(file);
+                image.cellsScaled.assign(bitmap.cells.size(), false);
+            }
         }
     }
     image.width = image.pixels.width();
@@ -346,6 +561,10 @@ bool DrawStateInto(const SkinDrawGuard& lock, const CSkin& skin, QImage& target,
         return DrawTransparent(lock, *image, target, rect.left, rect.top, bitmap->transparencyColor,
                                w, h, state.source.left, state.source.top);
     }
+    if (EnlargeCellInto(*bitmap, state.source, target, rect)) {
+        return true;
+    }
+    ScaleCellsUnder(*bitmap, state.source);
     const std::int32_t sw = SkinClamp(state.source.Width());
     const std::int32_t sh = SkinClamp(state.source.Height());
     return DrawOpaque(lock, *image, target, rect.left, rect.top, w, h, state.source.left,

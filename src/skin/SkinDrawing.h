@@ -65,6 +65,14 @@ bool DrawComponentState(const SkinDrawGuard& lock, const CSkin& skin, QImage& ta
 bool IsTransparentPixel(const SkinDrawGuard& lock, const CSkin& skin, std::string_view bitmapName,
                         std::int32_t x, std::int32_t y);
 
+// A Format_RGB32 image of zeros (black) for pixels made in bulk: a screen's
+// picture, an image scaled for the screen. Its memory comes straight from
+// the system, in large pages where the system gives them for the asking,
+// so writing megabytes of new pixels takes a few page faults rather than
+// one every 4 KB; pages never written cost no memory. Null for an empty
+// size or when there is no memory.
+QImage ZeroedImage(QSize size);
+
 // Entry points that take the drawing lock themselves.
 bool DrawState(const CSkin& skin, QImage& target, const SkinImageState& state);
 bool DrawComponentState(const CSkin& skin, QImage& target, const SkinComponent& component,

@@ -94,10 +94,14 @@ bool DrawPlayerState(const SkinDrawGuard& lock, const CSkin& skin, QImage& targe
     return DrawState(lock, skin, target, component->norm);
 }
 
-void ReleaseImagesNotShownIn(const SkinDrawGuard&, const CSkin& skin, std::string_view screen) {
+namespace {
+
+// Frees the image of every bitmap no kept component draws.
+template <typename Keep>
+void ReleaseImagesUnless(const CSkin& skin, Keep keep) {
     std::set<std::string_view> kept;
     for (const SkinComponent& component : skin.Components()) {
-        if (component.mode.empty() || IsShownIn(component, screen)) {
+        if (keep(component)) {
             for (const SkinImageState* state :
                  {&component.norm, &component.hover, &component.push}) {
                 kept.insert(state->sourceBitmap);
@@ -111,6 +115,27 @@ void ReleaseImagesNotShownIn(const SkinDrawGuard&, const CSkin& skin, std::strin
             bitmap.image.failureLogged = logged;
         }
     }
+}
+
+}  // namespace
+
+void ReleaseImagesNotShownIn(const SkinDrawGuard&, const CSkin& skin, std::string_view screen) {
+    ReleaseImagesUnless(skin, [&](const SkinComponent& component) {
+        return component.mode.empty() || IsShownIn(component, screen);
+    });
+}
+
+void ReleaseImagesPaintedOnce(const SkinDrawGuard&, const CSkin& skin, std::string_view screen) {
+    // Pressed, lit or keyed parts are drawn or hit-tested again.
+    const auto keyed = [&](const SkinImageState& state) {
+        const SkinBitmap* bitmap = skin.FindBitmap(state.sourceBitmap);
+        return bitmap != nullptr && bitmap->transparent;
+    };
+    ReleaseImagesUnless(skin, [&](const SkinComponent& component) {
+        return component.mode.empty() || (IsShownIn(component, screen) &&
+                                          (!component.ignoreInput || component.hover.present ||
+                                           component.push.present || keyed(component.norm)));
+    });
 }
 
 }  // namespace vantor

@@ -41,6 +41,16 @@ const SkinComponent* ComponentAtInput(const CSkin& skin, std::int32_t x, std::in
 // needed) are kept, as are those of the screen itself.
 void ReleaseImagesNotShownIn(const SkinDrawGuard& lock, const CSkin& skin, std::string_view screen);
 
+// Once the screen is painted, frees as well the images that only its fixed
+// parts draw (components that take no input: backgrounds, the deck): what
+// is painted stays in the picture, and nothing draws them again until the
+// screen is painted anew, which reads them again. Kept: the images of the
+// screen's controls (pressed, lit, filled as the player changes), of parts
+// with a hover or push state or a colour key (their pixels are hit-tested)
+// and of components without a mode.
+void ReleaseImagesPaintedOnce(const SkinDrawGuard& lock, const CSkin& skin,
+                              std::string_view screen);
+
 // Where a window component goes on a screen of width x height. One
 // anchored to the screen's bottom stops above the first component the
 // screen draws below the window's top edge and across its width (the

@@ -148,6 +148,62 @@ TEST_F(ScreenTest, InputTestSkipsIgnoredAndOptionallySeeThrough) {
     }
 }
 
+// Once a screen is painted, the images only its fixed parts draw are let go
+// (the picture holds them); those of its controls, of parts with a push
+// state or a colour key, and of components without a mode stay. Painted
+// again, the screen looks the same.
+TEST(SkinImagesTest, AScreenLetsGoOfWhatOnlyItsFixedPartsDraw) {
+    SkinFixture fixture;
+    for (const char* file : {"back.png", "button.png", "keyed.png", "bar.png", "eq.png"}) {
+        fixture.WriteImage(file, SolidImage(4, 4, QColor::fromRgb(kOrange)));
+    }
+    const CSkin skin = fixture.Load(R"(
+        <bitmap name="back" file="back.png"/>
+        <bitmap name="button" file="button.png"/>
+        <bitmap name="keyed" file="keyed.png" transparency="255,0,255"/>
+        <bitmap name="bar" file="bar.png"/>
+        <bitmap name="eq" file="eq.png"/>
+        <component name="background" mode="main" ignoreinput="true"><s type="norm">
+            <source name="back" x="0" y="0" width="4" height="4"/>
+            <rect x="0" y="0" width="4" height="4"/></s></component>
+        <component name="play" mode="main"><s type="norm">
+            <source name="button" x="0" y="0" width="4" height="4"/>
+            <rect x="4" y="0" width="4" height="4"/></s></component>
+        <component name="indicator" mode="main" ignoreinput="true"><s type="norm">
+            <source name="keyed" x="0" y="0" width="4" height="4"/>
+            <rect x="8" y="0" width="4" height="4"/></s></component>
+        <component name="fill" mode=""><s type="norm">
+            <source name="bar" x="0" y="0" width="4" height="4"/>
+            <rect x="0" y="4" width="4" height="4"/></s></component>
+        <component name="band" mode="eq"><s type="norm">
+            <source name="eq" x="0" y="0" width="4" height="4"/>
+            <rect x="0" y="8" width="4" height="4"/></s></component>)",
+                                    100, 100);
+    QImage first = SolidImage(16, 16, QColor::fromRgb(kGrey));
+    {
+        const SkinDrawGuard lock;
+        PaintScreen(lock, skin, first, kScreenMain);
+        PaintScreen(lock, skin, first, kScreenEq);
+        DrawState(lock, skin, first, skin.FindComponent("fill")->norm);  // as the program does
+        ReleaseImagesPaintedOnce(lock, skin, kScreenMain);
+    }
+    for (const auto& [name, kept] :
+         {std::pair{"back", false}, std::pair{"button", true}, std::pair{"keyed", true},
+          std::pair{"bar", true}, std::pair{"eq", false}}) {
+        const SkinDrawGuard lock;
+        EXPECT_EQ(!skin.FindBitmap(name)->image.pixels.isNull(), kept) << name;
+    }
+    QImage again = SolidImage(16, 16, QColor::fromRgb(kGrey));
+    {
+        const SkinDrawGuard lock;
+        PaintScreen(lock, skin, again, kScreenMain);
+        PaintScreen(lock, skin, again, kScreenEq);
+        DrawState(lock, skin, again, skin.FindComponent("fill")->norm);
+    }
+    EXPECT_EQ(again, first);
+    EXPECT_EQ(Rgb(again, 1, 1), kOrange);
+}
+
 TEST(SkinPlayerStateTest, PausedAndStoppedHaveTheirOwnImage) {
     const struct {
         std::int32_t state;

@@ -230,6 +230,83 @@ TEST(SkinDrawingTest, ReadsPngGifAndJpeg) {
     }
 }
 
+// A file read for another scale (here 96 DPI on a 216 DPI screen: 2.25
+// times) is enlarged smoothly, each cell on its own, on its first draw: a
+// cell's edge never takes its neighbour's colour, and a cell drawn in part
+// (a bar's fill, from the scaled image) shows what the whole cell (drawn
+// straight from the file) shows there.
+TEST(SkinDrawingTest, ImagesForAnotherScaleAreEnlargedSmoothlyACellAtATime) {
+    SkinFixture fixture;
+    QImage sheet(8, 4, QImage::Format_RGB32);
+    for (int y = 0; y < 4; ++y) {
+        for (int x = 0; x < 8; ++x) {
+            sheet.setPixel(x, y, x < 2 ? qRgb(0, 0, 0) : x < 4 ? qRgb(255, 255, 255) : kKey);
+        }
+    }
+    fixture.WriteImage("sheet.png", sheet);
+    const CSkin skin = fixture.Load(
+        R"(<bitmap name="sheet" file="sheet.png"/>
+           <component name="edge" mode="main"><state type="norm">
+             <source name="sheet" x="0" y="0" width="4" height="4"/>
+             <rect x="0" y="0" width="4" height="4"/></state></component>
+           <component name="next" mode="main"><state type="norm">
+             <source name="sheet" x="4" y="0" width="4" height="4"/>
+             <rect x="4" y="0" width="4" height="4"/></state></component>)",
+        240, 320, 216);
+    const SkinComponent& edge = *skin.FindComponent("edge");
+    const SkinComponent& next = *skin.FindComponent("next");
+    ASSERT_EQ(next.norm.source, (SkinRect{9, 0, 18, 9}));
+
+    QImage parts = Target(18, 9);
+    for (const SkinComponent* component : {&edge, &next}) {
+        SkinImageState part = component->norm;
+        part.source.right -= 3;
+        SkinRect rect = part.destination;
+        rect.right -= 3;
+        const SkinDrawGuard lock;
+        ASSERT_TRUE(DrawStateInto(lock, skin, parts, part, rect)) << component->name;
+    }
+    QImage whole = Target(18, 9);
+    ASSERT_TRUE(DrawComponentState(skin, whole, edge, false));
+    ASSERT_TRUE(DrawComponentState(skin, whole, next, false));
+
+    // "edge": black, a blend, white up to its last column; "next": its own
+    // colour from its first.
+    EXPECT_EQ(Rgb(whole, 0, 4), 0x000000u);
+    EXPECT_EQ(Rgb(whole, 8, 4), 0xFFFFFFu);
+    bool blended = false;
+    for (int x = 0; x < 18; ++x) {
+        const int red = qRed(whole.pixel(x, 4));
+        blended = blended || (x < 9 && red > 0 && red < 255);
+        EXPECT_EQ(Rgb(whole, x, 0), Rgb(whole, x, 8)) << x;  // a plain column stays plain
+        if (x >= 9) {
+            EXPECT_EQ(Rgb(whole, x, 4), kKey) << x;
+        }
+        const bool drawnInPart = x < 6 || (x >= 9 && x < 15);
+        EXPECT_EQ(Rgb(parts, x, 4), drawnInPart ? Rgb(whole, x, 4) : kGrey) << x;
+    }
+    EXPECT_TRUE(blended);
+}
+
+// Pixels made in bulk start black, small or screen-sized (the latter from
+// memory mapped for large pages), and every row is writable to its end.
+TEST(SkinDrawingTest, ZeroedImagesAreBlackAndWritableToTheLastPixel) {
+    EXPECT_TRUE(ZeroedImage(QSize(0, 5)).isNull());
+    for (const QSize size : {QSize(3, 2), QSize(1080, 2160), QSize(1, 700000)}) {
+        QImage image = ZeroedImage(size);
+        ASSERT_FALSE(image.isNull()) << size.width() << "x" << size.height();
+        EXPECT_EQ(image.format(), QImage::Format_RGB32);
+        EXPECT_EQ(image.size(), size);
+        const QPoint last(size.width() - 1, size.height() - 1);
+        EXPECT_EQ(Rgb(image, 0, 0), 0u);
+        EXPECT_EQ(Rgb(image, last.x(), last.y()), 0u);
+        image.setPixel(last, kKey);
+        const QImage copy = image.copy();
+        image = QImage();  // the mapping goes; the copy keeps its own pixels
+        EXPECT_EQ(Rgb(copy, last.x(), last.y()), kKey);
+    }
+}
+
 TEST(SkinDrawingTest, TransparentPixelsNeedAKeyAndALoadedImage) {
     SkinFixture fixture;
     QImage sheet = SolidImage(2, 1, Qt::green);

@@ -66,8 +66,13 @@ void SkinsPage::Fill(const std::string& installDir, const std::string& currentSk
     const QStringList folders =
         QDir(skins).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
     for (const QString& folder : folders) {
-        const QDir files(skins + folder, QStringLiteral("*.xml"), QDir::Name, QDir::Files);
+        // The suffix is tested here: a name filter is a pattern Qt compiles
+        // into a regular expression, whose engine would stay in memory.
+        const QDir files(skins + folder, QString(), QDir::Name, QDir::Files);
         for (const QString& file : files.entryList()) {
+            if (!file.endsWith(QStringLiteral(".xml"), Qt::CaseInsensitive)) {
+                continue;
+            }
             if (static_cast<int>(paths_.size()) == kMaxSkins) {
                 break;
             }

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 
 #include "session/NowPlaying.h"
 #include "skin/SkinBar.h"
@@ -141,7 +142,17 @@ void ScreenView::CancelDrag() {
 }
 
 void ScreenView::RedrawAll() {
-    buffer_ = base_.copy();
+    // Into the buffer there is when it fits: a new one is a fresh
+    // allocation the system fills page by page as it is written.
+    if (!buffer_.isDetached() || buffer_.size() != base_.size() ||
+        buffer_.format() != base_.format() || buffer_.bytesPerLine() != base_.bytesPerLine()) {
+        buffer_ = QImage();
+        buffer_ = ZeroedImage(base_.size());
+    }
+    if (!buffer_.isNull() && buffer_.sizeInBytes() == base_.sizeInBytes()) {
+        std::memcpy(buffer_.bits(), base_.constBits(),
+                    static_cast<std::size_t>(base_.sizeInBytes()));
+    }
     if (!buffer_.isNull()) {
         for (const Overlay& overlay : overlays_) {
             Draw(overlay);
@@ -164,7 +175,10 @@ bool ScreenView::DefaultNowPlayingView() const {
 }
 
 void ScreenView::BuildBase() {
-    base_ = QImage(DeviceSize(), QImage::Format_RGB32);
+    if (base_.size() != DeviceSize() || !base_.isDetached()) {
+        base_ = QImage();  // the old one goes before the new one comes
+        base_ = ZeroedImage(DeviceSize());
+    }
     if (base_.isNull()) {
         return;
     }
@@ -180,8 +194,10 @@ void ScreenView::BuildBase() {
     }
     {
         const SkinDrawGuard lock;
-        PaintScreen(lock, skin_, base_, shown_());
+        // The last screen's images go before this one's are read.
         ReleaseImagesNotShownIn(lock, skin_, shown_());
+        PaintScreen(lock, skin_, base_, shown_());
+        ReleaseImagesPaintedOnce(lock, skin_, shown_());
     }
     if (shown_() == kScreenConnect) {
         DrawConnectLook(base_);
