@@ -334,6 +334,16 @@ def story(pyatspi, ctl, client_out):
         n.getState().contains(pyatspi.STATE_CHECKED))])
     assert on_tab, "no tab on in the library's tab row"
     assert switched_to(on_tab[0]), (on_tab, heard)
+    # The other tab, pressed, is heard as the new title: the screen stays.
+    other = wait_for(lambda: [n for n in find_all(
+        lambda n: n.getRole() == pyatspi.ROLE_PAGE_TAB and
+        not n.getState().contains(pyatspi.STATE_CHECKED))])
+    assert other, "the library's tab row has one tab"
+    other_name = other[0].name
+    del heard[:]
+    names = [other[0].queryAction().getName(i) for i in range(other[0].queryAction().nActions)]
+    act(other[0], "toggle" if "Toggle" in names else "press")
+    assert switched_to(other_name), (other_name, heard)
     del heard[:]
     act(find(buttons, "Controls"), "press")
     assert switched_to("Controls"), heard

@@ -1,5 +1,6 @@
 #include "ui/screens/HeaderBarWidget.h"
 
+#include <QAccessible>
 #include <QFocusEvent>
 #include <QImage>
 #include <QKeyEvent>
@@ -60,6 +61,13 @@ void HeaderBarWidget::SetButtons(const std::vector<std::string>& texts, int on) 
     on_ = on;
     focused_ = std::clamp(focused_, 0, std::max(0, static_cast<int>(texts_.size()) - 1));
     update();
+    // The list screen is read by the tab that is on, so a folder opened or
+    // the other tab shown is a new screen title to a reader. (Hidden, the
+    // row is another screen's: its switch is told when it is shown.)
+    if (isVisible() && parentWidget() != nullptr && QAccessible::isActive()) {
+        QAccessibleEvent renamed(parentWidget(), QAccessible::NameChanged);
+        QAccessible::updateAccessibility(&renamed);
+    }
 }
 
 QRect HeaderBarWidget::ButtonRect(int button) const {
