@@ -783,5 +783,45 @@ TEST_F(GuiTest, TheLandscapeMessageIsReadable) {
     }
     EXPECT_TRUE(said.contains(QStringLiteral("landscape"))) << said.toStdString();
 }
+
+// Shift+Tab from the command bar onto the equaliser lands on the presets'
+// box, the screen's last stop: the last focus a reader is told of is that
+// box, not the screen it lies on.
+TEST_F(GuiTest, ShiftTabFromTheCommandBarOntoTheEqualizerTellsAReaderThePresets) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    if (!Pump([] { return QAccessible::isActive(); }, 2s)) {
+        GTEST_SKIP() << "no assistive technology bus (run under Xvfb with the AT-SPI bus)";
+    }
+    ASSERT_TRUE(Pump([&] { return frame_->Player().supportsEq; }));
+    frame_->Command(ui::WindowCommand::Equalizer);
+    ASSERT_TRUE(Pump([&] { return frame_->Screen() == "eq"; }));
+    auto* button = frame_->findChild<QWidget*>(QStringLiteral("Command Button"));
+    ASSERT_NE(button, nullptr);
+    button->setFocus(Qt::TabFocusReason);
+    ASSERT_TRUE(Pump([&] { return button->hasFocus(); }));
+    const QWidget* presets = frame_->findChild<QWidget*>(QStringLiteral("Equalizer Presets"));
+    ASSERT_NE(presets, nullptr);
+    ASSERT_TRUE(Pump([&] { return presets->isVisible() && presets->isEnabled(); }));
+    std::vector<std::string> heard;
+    focusHeard = &heard;
+    QAccessible::installUpdateHandler(&HearFocus);
+    PressKey(frame_.get(), Qt::Key_Backtab, Qt::ShiftModifier);
+    PumpFor(100ms);
+    QAccessible::installUpdateHandler(nullptr);
+    focusHeard = nullptr;
+    std::string said;
+    for (const std::string& name : heard) {
+        said += "\"" + name + "\" ";
+    }
+    const QWidget* focus = QApplication::focusWidget();
+    ASSERT_TRUE(presets->hasFocus())
+        << "the focus is on " << (focus != nullptr ? focus->objectName().toStdString() : "nothing")
+        << "; the reader was told " << said;
+    ASSERT_FALSE(heard.empty());
+    EXPECT_EQ(heard.back(), "Presets") << "the reader was told " << said;
+}
+
 }  // namespace
 }  // namespace vantor::testing
