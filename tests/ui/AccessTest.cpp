@@ -823,5 +823,54 @@ TEST_F(GuiTest, ShiftTabFromTheCommandBarOntoTheEqualizerTellsAReaderThePresets)
     EXPECT_EQ(heard.back(), "Presets") << "the reader was told " << said;
 }
 
+// A step of one band tells a reader of that band's value, not of every
+// band, the preamp and the switches.
+std::vector<std::string>* changesHeard = nullptr;
+void HearChanges(QAccessibleEvent* event) {
+    if (changesHeard == nullptr) {
+        return;
+    }
+    const char* kind = event->type() == QAccessible::ValueChanged   ? "value "
+                       : event->type() == QAccessible::StateChanged ? "state "
+                                                                    : nullptr;
+    QAccessibleInterface* changed = event->accessibleInterface();
+    if (kind != nullptr && changed != nullptr) {
+        changesHeard->push_back(kind + changed->text(QAccessible::Name).toStdString());
+    }
+}
+
+TEST_F(GuiTest, AStepOfOneBandTellsAReaderOfThatBandAlone) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    if (!Pump([] { return QAccessible::isActive(); }, 2s)) {
+        GTEST_SKIP() << "no assistive technology bus (run under Xvfb with the AT-SPI bus)";
+    }
+    ASSERT_TRUE(Pump([&] { return frame_->Player().supportsEq; }));
+    frame_->Command(ui::WindowCommand::Equalizer);
+    ASSERT_TRUE(Pump([&] { return frame_->Screen() == "eq"; }));
+    const ui::ScreenView& view = frame_->View();
+    for (int step = 0; step < 40 && !(view.hasFocus() && view.FocusedControl() == "eq.bar03");
+         ++step) {
+        PressKey(frame_.get(), Qt::Key_Tab);
+        PumpFor(5ms);
+    }
+    ASSERT_EQ(view.FocusedControl(), "eq.bar03");
+    const int before = frame_->Player().eq.bands[2];
+    std::vector<std::string> heard;
+    changesHeard = &heard;
+    QAccessible::installUpdateHandler(&HearChanges);
+    PressKey(frame_.get(), Qt::Key_Up);
+    const bool moved = Pump([&] { return frame_->Player().eq.bands[2] != before; });
+    PumpFor(100ms);
+    QAccessible::installUpdateHandler(nullptr);
+    changesHeard = nullptr;
+    ASSERT_TRUE(moved);
+    std::string said;
+    for (const std::string& change : heard) {
+        said += "\"" + change + "\" ";
+    }
+    EXPECT_EQ(heard, std::vector<std::string>{"value Band 3"}) << said;
+}
 }  // namespace
 }  // namespace vantor::testing
