@@ -1204,5 +1204,39 @@ TEST_F(ListScreensTest, AFolderOpenedOrLeftTellsAReaderTheScreensNewName) {
         << "going back told a reader of " << heard.size() << " new names";
 }
 
+// The tab row's keyboard focus is a reader's too: the button the ring is on
+// is the row's focused child, and Right tells a reader the next one.
+TEST_F(ListScreensTest, TheTabRowsRingIsWhereAReaderIsToldTheFocusIs) {
+    OpenLibrary();
+    if (!Pump([] { return QAccessible::isActive(); }, 2s)) {
+        GTEST_SKIP() << "no assistive technology bus (run under Xvfb with the AT-SPI bus)";
+    }
+    ui::HeaderBarWidget& header = Screen().Header();
+    for (int step = 0; step < 40 && !header.hasFocus(); ++step) {
+        PressKey(frame_.get(), Qt::Key_Tab);
+        PumpFor(10ms);
+    }
+    ASSERT_TRUE(header.hasFocus());
+    QAccessibleInterface* row = QAccessible::queryAccessibleInterface(&header);
+    ASSERT_NE(row, nullptr);
+    const std::vector<std::string> texts = header.Texts();
+    ASSERT_EQ(texts.size(), 2u);
+    QAccessibleInterface* focused = row->focusChild();
+    EXPECT_TRUE(focused != nullptr && focused->text(QAccessible::Name).toStdString() == texts[0])
+        << "the row's focused child: "
+        << (focused ? focused->text(QAccessible::Name).toStdString() : "(none)");
+
+    std::vector<std::string> heard;
+    namesHeard = &heard;
+    namesKind = QAccessible::Focus;
+    QAccessible::installUpdateHandler(&HearNames);
+    PressKey(frame_.get(), Qt::Key_Right);
+    PumpFor(100ms);
+    QAccessible::installUpdateHandler(nullptr);
+    namesHeard = nullptr;
+    ASSERT_EQ(header.FocusedButton(), 1);
+    EXPECT_EQ(heard, std::vector<std::string>{"Queue"});
+}
+
 }  // namespace
 }  // namespace vantor::testing
