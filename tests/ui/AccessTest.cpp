@@ -872,5 +872,31 @@ TEST_F(GuiTest, AStepOfOneBandTellsAReaderOfThatBandAlone) {
     }
     EXPECT_EQ(heard, std::vector<std::string>{"value Band 3"}) << said;
 }
+
+// The connect screen's list of servers is one of its controls: Tab reaches
+// it, so a keyboard alone can choose a server found on the network.
+TEST_F(GuiTest, TabReachesTheConnectScreensListOfServers) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    frame_->Command(ui::WindowCommand::Disconnect);
+    ASSERT_TRUE(Pump([&] { return frame_->Screen() == "connect"; }));
+    QWidget* box = frame_->findChild<QWidget*>(QStringLiteral("Server Box"));
+    QWidget* list = frame_->findChild<QWidget*>(QStringLiteral("Server List"));
+    ASSERT_NE(box, nullptr);
+    ASSERT_NE(list, nullptr);
+    box->setFocus(Qt::OtherFocusReason);
+    ASSERT_TRUE(Pump([&] { return box->hasFocus(); }));
+    std::string path;
+    bool reached = false;
+    for (int step = 0; step < 12 && !reached; ++step) {
+        PressKey(frame_.get(), Qt::Key_Tab);
+        PumpFor(5ms);
+        QWidget* focus = QApplication::focusWidget();
+        path += (focus != nullptr ? focus->objectName().toStdString() : "(none)") + " > ";
+        reached = focus == list;
+    }
+    EXPECT_TRUE(reached) << "Tab goes " << path;
+}
 }  // namespace
 }  // namespace vantor::testing
