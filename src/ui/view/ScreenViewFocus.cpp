@@ -356,6 +356,16 @@ void ScreenView::focusInEvent(QFocusEvent* event) {
         const FocusStop& stop = forward ? stops.front() : stops.back();
         if (stop.widget != nullptr) {
             MoveFocusTo(stop, forward);  // the queue comes first (or last) on this screen
+            // Qt tells a reader of the view itself once this returns, after
+            // the control's own focus: the control is told again after.
+            if (QAccessible::isActive()) {
+                QTimer::singleShot(0, stop.widget, [widget = stop.widget] {
+                    if (widget->hasFocus()) {
+                        QAccessibleEvent focus(widget, QAccessible::Focus);
+                        QAccessible::updateAccessibility(&focus);
+                    }
+                });
+            }
             return;
         }
         FocusControl(stop.control);
