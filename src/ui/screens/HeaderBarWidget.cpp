@@ -1,5 +1,6 @@
 #include "ui/screens/HeaderBarWidget.h"
 
+#include <QAccessible>
 #include <QFocusEvent>
 #include <QImage>
 #include <QKeyEvent>
@@ -56,10 +57,22 @@ void HeaderBarWidget::SetButtons(const std::vector<std::string>& texts, int on) 
     if (texts == texts_ && on == on_) {
         return;
     }
+    const auto onText = [&] {
+        return on_ >= 0 && on_ < static_cast<int>(texts_.size())
+                   ? texts_[static_cast<std::size_t>(on_)]
+                   : std::string();
+    };
+    const std::string before = onText();
     texts_ = texts;
     on_ = on;
     focused_ = std::clamp(focused_, 0, std::max(0, static_cast<int>(texts_.size()) - 1));
     update();
+    // The screen the row lies on is named by the tab that is on: a reader
+    // hears a folder opened or left as it hears a switch of screens.
+    if (onText() != before && isVisible() && parentWidget() != nullptr && QAccessible::isActive()) {
+        QAccessibleEvent renamed(parentWidget(), QAccessible::NameChanged);
+        QAccessible::updateAccessibility(&renamed);
+    }
 }
 
 QRect HeaderBarWidget::ButtonRect(int button) const {
