@@ -6,7 +6,10 @@
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QTimer>
 #include <algorithm>
+
+#include "ui/access/ScreenAccess.h"
 
 namespace vantor::ui {
 
@@ -110,9 +113,13 @@ void HeaderBarWidget::keyPressEvent(QKeyEvent* event) {
         case Qt::Key_Left:
         case Qt::Key_Right:
             if (count > 0) {
+                const int was = focused_;
                 focused_ =
                     std::clamp(focused_ + (event->key() == Qt::Key_Left ? -1 : 1), 0, count - 1);
                 update();
+                if (focused_ != was) {
+                    TellFocus();
+                }
             }
             break;
         case Qt::Key_Space:
@@ -132,6 +139,21 @@ void HeaderBarWidget::keyPressEvent(QKeyEvent* event) {
 void HeaderBarWidget::focusInEvent(QFocusEvent* event) {
     QWidget::focusInEvent(event);
     update();
+    // Qt tells a reader of the row itself once this returns: the button the
+    // ring is on is told after.
+    if (QAccessible::isActive()) {
+        QTimer::singleShot(0, this, [this] { TellFocus(); });
+    }
+}
+
+void HeaderBarWidget::TellFocus() {
+    const int part = TabRowPartOfButton(texts_, focused_);
+    if (!hasFocus() || part < 0 || !QAccessible::isActive()) {
+        return;
+    }
+    QAccessibleEvent focus(this, QAccessible::Focus);
+    focus.setChild(part);
+    QAccessible::updateAccessibility(&focus);
 }
 
 void HeaderBarWidget::focusOutEvent(QFocusEvent* event) {
