@@ -783,5 +783,120 @@ TEST_F(GuiTest, TheLandscapeMessageIsReadable) {
     }
     EXPECT_TRUE(said.contains(QStringLiteral("landscape"))) << said.toStdString();
 }
+
+// Shift+Tab from the command bar onto the equaliser lands on the presets'
+// box, the screen's last stop: the last focus a reader is told of is that
+// box, not the screen it lies on.
+TEST_F(GuiTest, ShiftTabFromTheCommandBarOntoTheEqualizerTellsAReaderThePresets) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    if (!Pump([] { return QAccessible::isActive(); }, 2s)) {
+        GTEST_SKIP() << "no assistive technology bus (run under Xvfb with the AT-SPI bus)";
+    }
+    ASSERT_TRUE(Pump([&] { return frame_->Player().supportsEq; }));
+    frame_->Command(ui::WindowCommand::Equalizer);
+    ASSERT_TRUE(Pump([&] { return frame_->Screen() == "eq"; }));
+    auto* button = frame_->findChild<QWidget*>(QStringLiteral("Command Button"));
+    ASSERT_NE(button, nullptr);
+    button->setFocus(Qt::TabFocusReason);
+    ASSERT_TRUE(Pump([&] { return button->hasFocus(); }));
+    const QWidget* presets = frame_->findChild<QWidget*>(QStringLiteral("Equalizer Presets"));
+    ASSERT_NE(presets, nullptr);
+    ASSERT_TRUE(Pump([&] { return presets->isVisible() && presets->isEnabled(); }));
+    std::vector<std::string> heard;
+    focusHeard = &heard;
+    QAccessible::installUpdateHandler(&HearFocus);
+    PressKey(frame_.get(), Qt::Key_Backtab, Qt::ShiftModifier);
+    PumpFor(100ms);
+    QAccessible::installUpdateHandler(nullptr);
+    focusHeard = nullptr;
+    std::string said;
+    for (const std::string& name : heard) {
+        said += "\"" + name + "\" ";
+    }
+    const QWidget* focus = QApplication::focusWidget();
+    ASSERT_TRUE(presets->hasFocus())
+        << "the focus is on " << (focus != nullptr ? focus->objectName().toStdString() : "nothing")
+        << "; the reader was told " << said;
+    ASSERT_FALSE(heard.empty());
+    EXPECT_EQ(heard.back(), "Presets") << "the reader was told " << said;
+}
+
+// A step of one band tells a reader of that band's value, not of every
+// band, the preamp and the switches.
+std::vector<std::string>* changesHeard = nullptr;
+void HearChanges(QAccessibleEvent* event) {
+    if (changesHeard == nullptr) {
+        return;
+    }
+    const char* kind = event->type() == QAccessible::ValueChanged   ? "value "
+                       : event->type() == QAccessible::StateChanged ? "state "
+                                                                    : nullptr;
+    QAccessibleInterface* changed = event->accessibleInterface();
+    if (kind != nullptr && changed != nullptr) {
+        changesHeard->push_back(kind + changed->text(QAccessible::Name).toStdString());
+    }
+}
+
+TEST_F(GuiTest, AStepOfOneBandTellsAReaderOfThatBandAlone) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    if (!Pump([] { return QAccessible::isActive(); }, 2s)) {
+        GTEST_SKIP() << "no assistive technology bus (run under Xvfb with the AT-SPI bus)";
+    }
+    ASSERT_TRUE(Pump([&] { return frame_->Player().supportsEq; }));
+    frame_->Command(ui::WindowCommand::Equalizer);
+    ASSERT_TRUE(Pump([&] { return frame_->Screen() == "eq"; }));
+    const ui::ScreenView& view = frame_->View();
+    for (int step = 0; step < 40 && !(view.hasFocus() && view.FocusedControl() == "eq.bar03");
+         ++step) {
+        PressKey(frame_.get(), Qt::Key_Tab);
+        PumpFor(5ms);
+    }
+    ASSERT_EQ(view.FocusedControl(), "eq.bar03");
+    const int before = frame_->Player().eq.bands[2];
+    std::vector<std::string> heard;
+    changesHeard = &heard;
+    QAccessible::installUpdateHandler(&HearChanges);
+    PressKey(frame_.get(), Qt::Key_Up);
+    const bool moved = Pump([&] { return frame_->Player().eq.bands[2] != before; });
+    PumpFor(100ms);
+    QAccessible::installUpdateHandler(nullptr);
+    changesHeard = nullptr;
+    ASSERT_TRUE(moved);
+    std::string said;
+    for (const std::string& change : heard) {
+        said += "\"" + change + "\" ";
+    }
+    EXPECT_EQ(heard, std::vector<std::string>{"value Band 3"}) << said;
+}
+
+// The connect screen's list of servers is one of its controls: Tab reaches
+// it, so a keyboard alone can choose a server found on the network.
+TEST_F(GuiTest, TabReachesTheConnectScreensListOfServers) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    frame_->Command(ui::WindowCommand::Disconnect);
+    ASSERT_TRUE(Pump([&] { return frame_->Screen() == "connect"; }));
+    QWidget* box = frame_->findChild<QWidget*>(QStringLiteral("Server Box"));
+    QWidget* list = frame_->findChild<QWidget*>(QStringLiteral("Server List"));
+    ASSERT_NE(box, nullptr);
+    ASSERT_NE(list, nullptr);
+    box->setFocus(Qt::OtherFocusReason);
+    ASSERT_TRUE(Pump([&] { return box->hasFocus(); }));
+    std::string path;
+    bool reached = false;
+    for (int step = 0; step < 12 && !reached; ++step) {
+        PressKey(frame_.get(), Qt::Key_Tab);
+        PumpFor(5ms);
+        QWidget* focus = QApplication::focusWidget();
+        path += (focus != nullptr ? focus->objectName().toStdString() : "(none)") + " > ";
+        reached = focus == list;
+    }
+    EXPECT_TRUE(reached) << "Tab goes " << path;
+}
 }  // namespace
 }  // namespace vantor::testing

@@ -18,6 +18,7 @@
 #include <QScroller>
 #include <QTest>
 #include <QTimer>
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -30,7 +31,9 @@
 #include "ui/GuiFixture.h"
 #include "ui/lists/ListTouch.h"
 #include "ui/screens/EqScreen.h"
+#include "ui/screens/HeaderBarWidget.h"
 #include "ui/screens/LibraryScreen.h"
+#include "ui/view/ScreenView.h"
 
 namespace vantor::testing {
 namespace {
@@ -1147,6 +1150,92 @@ TEST_F(ListScreensTest, ASongChangingUnderAFingerLeavesTheQueueWhereTheFingerHas
         EXPECT_EQ(value, held) << "the held queue moved from under the finger";
     }
     FingerUp(rows, QPoint(low.x(), 4));
+}
+
+}  // namespace
+}  // namespace vantor::testing
+
+namespace vantor::testing {
+namespace {
+
+// What the window tells a reader: the names it is told of, by kind.
+std::vector<std::string>* namesHeard = nullptr;
+QAccessible::Event namesKind = QAccessible::NameChanged;
+void HearNames(QAccessibleEvent* event) {
+    if (namesHeard != nullptr && event->type() == namesKind) {
+        QAccessibleInterface* told = event->accessibleInterface();
+        namesHeard->push_back(told != nullptr ? told->text(QAccessible::Name).toStdString()
+                                              : std::string("(none)"));
+    }
+}
+
+// The library's screen is named by the folder it shows: a folder opened or
+// left renames it, and a reader is told the new name, as
+// it is told of a switch of screens.
+TEST_F(ListScreensTest, AFolderOpenedOrLeftTellsAReaderTheScreensNewName) {
+    OpenLibrary();
+    if (!Pump([] { return QAccessible::isActive(); }, 2s)) {
+        GTEST_SKIP() << "no assistive technology bus (run under Xvfb with the AT-SPI bus)";
+    }
+    QAccessibleInterface* screen =
+        QAccessible::queryAccessibleInterface(const_cast<ui::ScreenView*>(&frame_->View()));
+    ASSERT_NE(screen, nullptr);
+    ASSERT_EQ(screen->text(QAccessible::Name).toStdString(), "Media Library");
+    std::vector<std::string> heard;
+    namesHeard = &heard;
+    namesKind = QAccessible::NameChanged;
+    QAccessible::installUpdateHandler(&HearNames);
+    TapRow(&List(), 0);
+    const bool opened = Pump([&] { return Row(0) == "Artists"; });
+    PumpFor(100ms);
+    const std::vector<std::string> onOpening = heard;
+    heard.clear();
+    EXPECT_TRUE(Screen().Back());
+    const bool left = Pump([&] { return Row(0) == "Music"; });
+    PumpFor(100ms);
+    QAccessible::installUpdateHandler(nullptr);
+    namesHeard = nullptr;
+    ASSERT_TRUE(opened);
+    ASSERT_TRUE(left);
+    EXPECT_EQ(screen->text(QAccessible::Name).toStdString(), "Media Library");
+    EXPECT_NE(std::find(onOpening.begin(), onOpening.end(), "Music"), onOpening.end())
+        << "opening Music told a reader of " << onOpening.size() << " new names";
+    EXPECT_NE(std::find(heard.begin(), heard.end(), "Media Library"), heard.end())
+        << "going back told a reader of " << heard.size() << " new names";
+}
+
+// The tab row's keyboard focus is a reader's too: the button the ring is on
+// is the row's focused child, and Right tells a reader the next one.
+TEST_F(ListScreensTest, TheTabRowsRingIsWhereAReaderIsToldTheFocusIs) {
+    OpenLibrary();
+    if (!Pump([] { return QAccessible::isActive(); }, 2s)) {
+        GTEST_SKIP() << "no assistive technology bus (run under Xvfb with the AT-SPI bus)";
+    }
+    ui::HeaderBarWidget& header = Screen().Header();
+    for (int step = 0; step < 40 && !header.hasFocus(); ++step) {
+        PressKey(frame_.get(), Qt::Key_Tab);
+        PumpFor(10ms);
+    }
+    ASSERT_TRUE(header.hasFocus());
+    QAccessibleInterface* row = QAccessible::queryAccessibleInterface(&header);
+    ASSERT_NE(row, nullptr);
+    const std::vector<std::string> texts = header.Texts();
+    ASSERT_EQ(texts.size(), 2u);
+    QAccessibleInterface* focused = row->focusChild();
+    EXPECT_TRUE(focused != nullptr && focused->text(QAccessible::Name).toStdString() == texts[0])
+        << "the row's focused child: "
+        << (focused ? focused->text(QAccessible::Name).toStdString() : "(none)");
+
+    std::vector<std::string> heard;
+    namesHeard = &heard;
+    namesKind = QAccessible::Focus;
+    QAccessible::installUpdateHandler(&HearNames);
+    PressKey(frame_.get(), Qt::Key_Right);
+    PumpFor(100ms);
+    QAccessible::installUpdateHandler(nullptr);
+    namesHeard = nullptr;
+    ASSERT_EQ(header.FocusedButton(), 1);
+    EXPECT_EQ(heard, std::vector<std::string>{"Queue"});
 }
 
 }  // namespace

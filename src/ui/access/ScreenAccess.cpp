@@ -170,6 +170,8 @@ public:
             return parts;
         }
         const std::vector<std::string> texts = header_->Texts();
+        const int focused =
+            header_->hasFocus() ? TabRowPartOfButton(texts, header_->FocusedButton()) : -1;
         for (std::size_t i = 0; i < texts.size(); ++i) {
             const int button = static_cast<int>(i);
             std::string text = texts[i];
@@ -183,6 +185,7 @@ public:
                 const QRect rect = header_->ButtonRect(button);
                 back.rect = QRect(rect.topLeft(),
                                   QSize(std::min(rect.width(), rect.height()), rect.height()));
+                back.focused = static_cast<int>(parts.size()) == focused;
                 parts.push_back(std::move(back));
             }
             Part tab;
@@ -193,6 +196,7 @@ public:
             tab.pressable = true;
             tab.checkable = true;
             tab.checked = button == header_->On();
+            tab.focused = static_cast<int>(parts.size()) == focused;
             parts.push_back(std::move(tab));
         }
         return parts;
@@ -563,6 +567,20 @@ QAccessibleInterface* Factory(const QString& /*className*/, QObject* object) {
 }
 
 }  // namespace
+
+int TabRowPartOfButton(const std::vector<std::string>& texts, int button) {
+    if (button < 0 || button >= static_cast<int>(texts.size())) {
+        return -1;
+    }
+    // Each button before it that goes back is read as two parts.
+    int part = button;
+    for (int i = 0; i < button; ++i) {
+        if (texts[static_cast<std::size_t>(i)].rfind(kBackMark, 0) == 0) {
+            ++part;
+        }
+    }
+    return part;
+}
 
 void InstallAccessibleFactory() {
     static const bool installed = [] {

@@ -11,6 +11,8 @@
 
 #include <QRect>
 #include <QString>
+#include <string>
+#include <vector>
 
 namespace vantor::ui {
 
@@ -26,6 +28,11 @@ public:
     // What a tap on it does.
     virtual void PressDrawnButton(int button) = 0;
 };
+
+// The child of the list screen's tab row that a reader is told is focused
+// while the keyboard's ring is on `button` of the row's `texts` (a button
+// that goes back a folder reads as "Back" first), or -1.
+int TabRowPartOfButton(const std::vector<std::string>& texts, int button);
 
 // Installs the factory; later calls do nothing.
 void InstallAccessibleFactory();

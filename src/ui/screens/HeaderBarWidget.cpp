@@ -6,7 +6,10 @@
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QTimer>
 #include <algorithm>
+
+#include "ui/access/ScreenAccess.h"
 
 namespace vantor::ui {
 
@@ -57,14 +60,19 @@ void HeaderBarWidget::SetButtons(const std::vector<std::string>& texts, int on) 
     if (texts == texts_ && on == on_) {
         return;
     }
+    const auto onText = [&] {
+        return on_ >= 0 && on_ < static_cast<int>(texts_.size())
+                   ? texts_[static_cast<std::size_t>(on_)]
+                   : std::string();
+    };
+    const std::string before = onText();
     texts_ = texts;
     on_ = on;
     focused_ = std::clamp(focused_, 0, std::max(0, static_cast<int>(texts_.size()) - 1));
     update();
-    // The list screen is read by the tab that is on, so a folder opened or
-    // the other tab shown is a new screen title to a reader. (Hidden, the
-    // row is another screen's: its switch is told when it is shown.)
-    if (isVisible() && parentWidget() != nullptr && QAccessible::isActive()) {
+    // The screen the row lies on is named by the tab that is on: a reader
+    // hears a folder opened or left as it hears a switch of screens.
+    if (onText() != before && isVisible() && parentWidget() != nullptr && QAccessible::isActive()) {
         QAccessibleEvent renamed(parentWidget(), QAccessible::NameChanged);
         QAccessible::updateAccessibility(&renamed);
     }
@@ -105,9 +113,13 @@ void HeaderBarWidget::keyPressEvent(QKeyEvent* event) {
         case Qt::Key_Left:
         case Qt::Key_Right:
             if (count > 0) {
+                const int was = focused_;
                 focused_ =
                     std::clamp(focused_ + (event->key() == Qt::Key_Left ? -1 : 1), 0, count - 1);
                 update();
+                if (focused_ != was) {
+                    TellFocus();
+                }
             }
             break;
         case Qt::Key_Space:
@@ -127,6 +139,21 @@ void HeaderBarWidget::keyPressEvent(QKeyEvent* event) {
 void HeaderBarWidget::focusInEvent(QFocusEvent* event) {
     QWidget::focusInEvent(event);
     update();
+    // Qt tells a reader of the row itself once this returns: the button the
+    // ring is on is told after.
+    if (QAccessible::isActive()) {
+        QTimer::singleShot(0, this, [this] { TellFocus(); });
+    }
+}
+
+void HeaderBarWidget::TellFocus() {
+    const int part = TabRowPartOfButton(texts_, focused_);
+    if (!hasFocus() || part < 0 || !QAccessible::isActive()) {
+        return;
+    }
+    QAccessibleEvent focus(this, QAccessible::Focus);
+    focus.setChild(part);
+    QAccessible::updateAccessibility(&focus);
 }
 
 void HeaderBarWidget::focusOutEvent(QFocusEvent* event) {

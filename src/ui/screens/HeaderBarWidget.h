@@ -52,6 +52,8 @@ protected:
 
 private:
     HeaderBar Model() const;
+    // Tells a listening reader the button the ring is on.
+    void TellFocus();
 
     std::function<void(int)> tapped_;
     std::vector<std::string> texts_;

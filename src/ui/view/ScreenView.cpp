@@ -775,6 +775,7 @@ void ScreenView::SetShowRemaining(bool remaining) {
 
 void ScreenView::SetEq(const EqSettings& eq) {
     const bool changed = !(content_.eq == eq);
+    eqBefore_ = content_.eq;
     content_.eq = eq;
     Refresh(Element::Toggles);
     Refresh(Element::EqTracks);

@@ -319,6 +319,7 @@ private:
     std::function<std::string_view()> shown_;
     QString landscape_;
     ScreenContent content_;
+    EqSettings eqBefore_;  // the equaliser before its last change, for a reader
     QImage base_;
     QImage buffer_;
     std::vector<Overlay> overlays_;

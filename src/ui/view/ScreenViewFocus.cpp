@@ -356,6 +356,16 @@ void ScreenView::focusInEvent(QFocusEvent* event) {
         const FocusStop& stop = forward ? stops.front() : stops.back();
         if (stop.widget != nullptr) {
             MoveFocusTo(stop, forward);  // the queue comes first (or last) on this screen
+            // Qt tells a reader of the view itself once this returns, after
+            // the control's own focus: the control is told again after.
+            if (QAccessible::isActive()) {
+                QTimer::singleShot(0, stop.widget, [widget = stop.widget] {
+                    if (widget->hasFocus()) {
+                        QAccessibleEvent focus(widget, QAccessible::Focus);
+                        QAccessible::updateAccessibility(&focus);
+                    }
+                });
+            }
             return;
         }
         FocusControl(stop.control);
@@ -557,6 +567,17 @@ void ScreenView::AccessChanged(AccessChange change) {
         QAccessible::updateAccessibility(&renamed);
         return;
     }
+    // A band's (or the preamp's) gain in `eq`, by its track's key.
+    const auto EqGain = [this](const EqSettings& eq, std::string_view key) {
+        for (int track = 0; track < kEqTracks; ++track) {
+            const SkinComponent* back = EqTrack(track);
+            if (back != nullptr && back->name == key) {
+                return track < EqSettings::kBands ? eq.bands[static_cast<std::size_t>(track)]
+                                                  : eq.preamp;
+            }
+        }
+        return std::int32_t{0};
+    };
     const std::vector<AccessControl> controls = AccessControls();
     for (std::size_t i = 0; i < controls.size(); ++i) {
         const AccessControl& control = controls[i];
@@ -586,10 +607,17 @@ void ScreenView::AccessChanged(AccessChange change) {
                 }
                 break;
             case AccessChange::Eq:
-                if (control.kind == Kind::Slider && key.rfind("eq.", 0) == 0) {
+                // Only what moved: a step of one band is that band's news.
+                if (control.kind == Kind::Slider && key.rfind("eq.", 0) == 0 &&
+                    EqGain(eqBefore_, key) != EqGain(content_.eq, key)) {
                     send(QAccessibleValueChangeEvent(this, control.value));
+                } else if ((key == "eq.enabled" && eqBefore_.enabled != content_.eq.enabled) ||
+                           (key == "eq.autoload" && eqBefore_.autoLoad != content_.eq.autoLoad)) {
+                    QAccessible::State state;
+                    state.checked = true;
+                    send(QAccessibleStateChangeEvent(this, state));
                 }
-                [[fallthrough]];
+                break;
             case AccessChange::Toggles:
                 if (control.kind == Kind::Toggle) {
                     QAccessible::State state;
