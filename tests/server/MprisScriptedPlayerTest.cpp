@@ -25,6 +25,7 @@
 #include <mutex>
 #include <optional>
 #include <set>
+#include <thread>
 
 #include "mpris/MprisBackend.h"
 #include "mpris/MprisConvert.h"
@@ -561,6 +562,25 @@ TEST_F(MprisSlowPlayerTest, AnAnswerThatTakesMostOfASecondIsStillAnAnswer) {
     EXPECT_EQ(backend_->Transport(TransportCommand::Play, none_), kSuccess);
     EXPECT_EQ(backend_->Transport(TransportCommand::Next, none_), kSuccess) << "nothing stalled";
     EXPECT_TRUE(player_->Got("Next"));
+}
+
+// The server loop is the thread that calls the backend: while a command
+// waits for the player, no other client is read or answered, no event is
+// sent. A player that stopped answering altogether (a frozen process)
+// costs the loop one wait; a user who presses again a little later, the
+// player still silent, is refused at once rather than freezing every
+// client once more.
+TEST_F(MprisSlowPlayerTest, AFrozenPlayerCostsTheLoopOneWaitNotOneForEachLaterPress) {
+    player_->Hang(Q("Next"));
+    EXPECT_EQ(backend_->Transport(TransportCommand::Next, none_), kPlayerFailed);
+    // The player has answered nothing since; the user tries again.
+    std::this_thread::sleep_for(std::chrono::milliseconds(2200));
+    const auto pressed = std::chrono::steady_clock::now();
+    EXPECT_EQ(backend_->Transport(TransportCommand::Next, none_), kPlayerFailed);
+    const auto held = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::steady_clock::now() - pressed);
+    EXPECT_LT(held.count(), 500) << "the loop was held " << held.count()
+                                 << " ms again for a player that has answered nothing";
 }
 
 class MprisTrackListTest : public MprisScriptedPlayerTest {
