@@ -583,6 +583,22 @@ TEST_F(MprisSlowPlayerTest, AFrozenPlayerCostsTheLoopOneWaitNotOneForEachLaterPr
                                  << " ms again for a player that has answered nothing";
 }
 
+// Commands from several clients, read in one pass of the loop, to a player
+// that answers each after 1.5 s: each waits in turn, so the loop is held
+// for all of them together and a status asked behind them waits as long.
+TEST_F(MprisSlowPlayerTest, CommandsToASlowPlayerDoNotHoldTheLoopForEachInTurn) {
+    player_->AnswerLate(Q("Next"), std::chrono::milliseconds(1500));
+    const auto began = std::chrono::steady_clock::now();
+    for (int client = 0; client < 4; ++client) {
+        backend_->Transport(TransportCommand::Next, none_);
+    }
+    const auto held = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::steady_clock::now() - began);
+    // vantorctl gives up on an answer after 5 s.
+    EXPECT_LT(held.count(), 2500) << "the loop was held " << held.count()
+                                  << " ms by four commands: a status asked behind them "
+                                     "waits as long";
+}
 class MprisTrackListTest : public MprisScriptedPlayerTest {
 protected:
     void Script() override {
