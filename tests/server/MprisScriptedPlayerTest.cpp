@@ -818,6 +818,38 @@ TEST_F(MprisScriptedPlayerTest, PlayAfterAStopWaitsUntilThePlayerHasSeenThePause
     EXPECT_EQ(Status().current->title, "Night Drive (file)");
 }
 
+// Play after a Stop is four calls in a row (Pause, PlaybackStatus until it
+// says Paused, OpenUri, Play), each given the whole answer wait: to a
+// player that takes 1.5 s over each, one request holds the loop past the
+// 5 s vantorctl waits for its answer.
+TEST_F(MprisSlowPlayerTest, PlayAfterAStopToASlowPlayerIsAnsweredWithinAClientsWait) {
+    QVariantMap file = Track("/t/1", "Night Drive (file)");
+    file.insert(Q("xesam:url"), Q("file:///music/night-drive.flac"));
+    OnPlayerThread([this] {
+        player_->SetRoot(Q("SupportedUriSchemes"), QStringList{Q("http")});
+        player_->Changed(kRoot, {{Q("SupportedUriSchemes"), QStringList{Q("http")}}});
+        player_->PauseLikeMpv();
+    });
+    player_->SetPlayer(Q("PlaybackStatus"), Q("Playing"));
+    player_->SetPlayer(Q("Metadata"), file);
+    ASSERT_TRUE(Eventually(
+        [&] { return Status().current && Status().current->title == "Night Drive (file)"; }));
+    ASSERT_EQ(backend_->Transport(TransportCommand::Stop, none_), kSuccess);
+    player_->SetPlayer(Q("PlaybackStatus"), Q("Stopped"));
+    player_->SetPlayer(Q("Metadata"), QVariantMap{});
+    ASSERT_TRUE(Eventually([&] { return !Status().current.has_value(); }));
+
+    for (const char* method : {"Pause", "Get", "OpenUri", "Play"}) {
+        player_->AnswerLate(Q(method), std::chrono::milliseconds(1500));
+    }
+    const auto asked = std::chrono::steady_clock::now();
+    EXPECT_EQ(backend_->Transport(TransportCommand::Play, none_), kSuccess);
+    const auto held = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::steady_clock::now() - asked);
+    EXPECT_TRUE(player_->Got("OpenUri file:///music/night-drive.flac"));
+    EXPECT_LT(held.count(), 5000) << "one Play held the loop " << held.count() << " ms";
+}
+
 }  // namespace
 }  // namespace vantor::server::mpris
 
