@@ -10,6 +10,7 @@
 
 #include <QCoreApplication>
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
@@ -106,17 +107,27 @@ public:
         root_ = {{Q("Identity"), Q("Scripted")}, {Q("HasTrackList"), false}};
     }
 
-    // On its thread: onto the bus under kName.
+    // On its thread: onto the bus under kName, which a player that takes
+    // over (TakeOver) may take from it.
     void Come() {
-        bus_ = QDBusConnection::connectToBus(QDBusConnection::SessionBus,
-                                             QStringLiteral("scripted-player"));
+        bus_ = QDBusConnection::connectToBus(QDBusConnection::SessionBus, connection_);
         bus_.registerVirtualObject(kPath, this);
-        bus_.registerService(kName);
+        bus_.interface()->registerService(kName,
+                                          takeOver_
+                                              ? QDBusConnectionInterface::ReplaceExistingService
+                                              : QDBusConnectionInterface::DontQueueService,
+                                          QDBusConnectionInterface::AllowReplacement);
     }
     void Leave() {
         bus_.unregisterService(kName);
         bus_.unregisterObject(kPath);
-        QDBusConnection::disconnectFromBus(QStringLiteral("scripted-player"));
+        QDBusConnection::disconnectFromBus(connection_);
+    }
+    // Before Come: it comes on a connection of its own and takes kName from
+    // the player that has it, as a restarted player replacing its old self.
+    void TakeOver() {
+        connection_ = QStringLiteral("scripted-player-taking-over");
+        takeOver_ = true;
     }
 
     // What the test scripts.
@@ -300,6 +311,8 @@ private:
 
     mutable std::mutex mutex_;  // guards everything below; the bus calls on its own thread
     QDBusConnection bus_{QString()};
+    QString connection_ = QStringLiteral("scripted-player");
+    bool takeOver_ = false;
     QVariantMap player_;
     QVariantMap root_;
     std::vector<QVariantMap> tracks_;
@@ -552,6 +565,41 @@ TEST_F(MprisSlowStartTest, TheStartIsOverOnlyOnceThePlayerIsKnown) {
 
 // The server as it runs, with its own wait for answers: a player slowed
 // down by a busy desktop is not taken for a broken one.
+// The player's bus name passes to another process (a player restarted with
+// --replace, say) while the server reads the players at its start: the
+// start is over only once the one that has the name now is read.
+class MprisReplacedAtStartTest : public MprisScriptedPlayerTest {
+protected:
+    void Script() override { player_->HoldGetAll(); }
+};
+
+TEST_F(MprisReplacedAtStartTest, TheStartIsOverOnlyOnceThePlayerThatTookTheNameIsKnown) {
+    QThread thread;
+    thread.start();
+    auto* next = new ScriptedPlayer;
+    next->moveToThread(&thread);
+    next->HoldGetAll();
+    next->TakeOver();
+    const auto onNext = [next](std::function<void()> work) {
+        QMetaObject::invokeMethod(next, std::move(work), Qt::BlockingQueuedConnection);
+    };
+    onNext([next] { next->Come(); });
+    ASSERT_TRUE(WaitUntil([&] { return next->Holding(); })) << "the new owner was never read";
+    RunTasks();
+    const bool ready = backend_->WaitForPlayers(std::chrono::milliseconds(0));
+    EXPECT_FALSE(ready) << "the start was over before the player that took the name was read";
+    if (ready) {
+        EXPECT_EQ(backend_->Transport(TransportCommand::Play, none_), kPlayerFailed)
+            << "a Play sent once the server said it was ready";
+    }
+    onNext([next] { next->SendHeld(); });
+    EXPECT_TRUE(Eventually([&] { return backend_->WaitForPlayers(std::chrono::milliseconds(0)); }));
+    onNext([next] { next->Leave(); });
+    next->deleteLater();
+    thread.quit();
+    thread.wait();
+}
+
 class MprisSlowPlayerTest : public MprisScriptedPlayerTest {
 protected:
     MprisOptions Options() override { return MprisOptions{}; }
