@@ -361,6 +361,12 @@ std::chrono::steady_clock::time_point MessageServer::Loop::DropSilent(
         }
         const auto deadline = client->connected + options_.greetingTimeout;
         if (deadline <= now) {
+            // What came while the loop was held (a command waiting for the
+            // player) came in time: read before judging.
+            Read(*client);
+            if (client->greeted || client->closing) {
+                continue;
+            }
             refusals_.Write(client->peer + " sent no message after connecting; connection closed");
             Close(*client);
         } else {
