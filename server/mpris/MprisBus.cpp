@@ -503,6 +503,7 @@ void MprisBus::Update() {
     PlayerView view;
     if (Player* player = Driven()) {
         view = player->view;
+        view.signalled = player->told;
     }
     view.players.clear();
     for (const auto& player : players_) {

@@ -456,6 +456,14 @@ TEST_F(MprisScriptedPlayerTest, ErrorsAndSilenceFromThePlayerAreFailuresNotStall
     EXPECT_TRUE(WaitUntil(
         [&] { return backend_->Transport(TransportCommand::Previous, none_) == kSuccess; },
         std::chrono::seconds(6)));
+    // A player that signals a change is alive: commands go through before
+    // the bus gives up on the call it left unanswered.
+    EXPECT_EQ(backend_->Transport(TransportCommand::Play, none_), kPlayerFailed);
+    player_->SetPlayer(Q("PlaybackStatus"), Q("Playing"));
+    ASSERT_TRUE(Eventually([&] { return Status().playingState == PlayingState::Playing; }));
+    EXPECT_TRUE(WaitUntil(
+        [&] { return backend_->Transport(TransportCommand::Previous, none_) == kSuccess; },
+        std::chrono::milliseconds(1500)));
 
     std::string lines;
     for (const std::string& line : log.Lines()) {
@@ -894,6 +902,8 @@ TEST_F(MprisSlowPlayerTest, PlayAfterAStopToASlowPlayerIsAnsweredWithinAClientsW
     EXPECT_EQ(backend_->Transport(TransportCommand::Play, none_), kSuccess);
     const auto held = std::chrono::duration_cast<std::chrono::milliseconds>(
         std::chrono::steady_clock::now() - asked);
+    // The last calls may be on their way still: the player takes them in order.
+    EXPECT_TRUE(WaitUntil([&] { return player_->Got("Play"); }));
     EXPECT_TRUE(player_->Got("OpenUri file:///music/night-drive.flac"));
     EXPECT_LT(held.count(), 5000) << "one Play held the loop " << held.count() << " ms";
 }
