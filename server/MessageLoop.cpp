@@ -75,7 +75,11 @@ void MessageServer::Loop::Run() {
         RemoveClosed();
         WatchOutput();
         WatchPlayer();
-        const bool listening = !acceptResting_ || now >= acceptResumes_;
+        if (!playerReady_ && player_->Ready()) {
+            playerReady_ = true;
+            Watch(discovery_.Get(), EPOLL_CTL_ADD, EPOLLIN, kDiscoveryTag);
+        }
+        const bool listening = playerReady_ && (!acceptResting_ || now >= acceptResumes_);
         // A resting listener is left out: its waiting connection would wake
         // the loop at once, again and again.
         if (listening != listenerWatched_ &&

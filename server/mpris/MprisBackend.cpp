@@ -195,6 +195,7 @@ void MprisBackend::Start(LoopPost post) {
     shared_->post = std::move(post);
     reached_ = shared_->reached.get_future().share();
     looked_ = shared_->looked->get_future().share();
+    startGivenUp_ = Clock::now() + kLongestStart;
     std::shared_ptr<Shared> shared = shared_;
     thread_.Start("MPRIS Bus", [shared] { shared->Run(); });
 }
@@ -215,6 +216,10 @@ void MprisBackend::Stop() {
 }
 
 // --- the player (loop thread) ------------------------------------------------
+
+bool MprisBackend::Ready() {
+    return WaitForPlayers(std::chrono::milliseconds(0)) || Clock::now() >= startGivenUp_;
+}
 
 void MprisBackend::Apply(PlayerView view, Events& events) {
     AppendChanges(view_, view, Clock::now(), &toldPosition_, events);

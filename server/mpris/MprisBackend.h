@@ -58,6 +58,10 @@ namespace vantor::server::mpris {
 
 class MprisBus;
 
+// The longest the start waits for the players on the bus to be read: one
+// that hangs is given up on after the bus's call time-outs, well within it.
+inline constexpr std::chrono::seconds kLongestStart{10};
+
 struct MprisOptions {
     // The player to drive (see NameMatches); empty: the one in use.
     std::string name;
@@ -84,6 +88,9 @@ public:
 
     void Start(LoopPost post) override;
     void Stop() override;
+    // Once the loop has the players that were on the bus at the start, or
+    // kLongestStart after it.
+    bool Ready() override;
 
     std::string PlayerType() const override { return "Desktop media player (MPRIS)"; }
     std::string LibraryId() const override { return "mpris"; }
@@ -169,6 +176,7 @@ private:
     std::shared_ptr<Shared> shared_;
     std::shared_future<std::string> reached_;
     std::shared_future<void> looked_;
+    Clock::time_point startGivenUp_{};
     NamedThread thread_;
 
     // Loop thread.

@@ -28,10 +28,12 @@
 #include <set>
 #include <thread>
 
+#include "MessageServer.h"
 #include "mpris/MprisBackend.h"
 #include "mpris/MprisConvert.h"
 #include "support/LogCapture.h"
 #include "support/MprisPlayers.h"
+#include "support/RawPeer.h"
 #include "support/Wait.h"
 
 namespace {
@@ -571,8 +573,6 @@ TEST_F(MprisSlowStartTest, TheStartIsOverOnlyOnceThePlayerIsKnown) {
     EXPECT_TRUE(player_->Got("Play"));
 }
 
-// The server as it runs, with its own wait for answers: a player slowed
-// down by a busy desktop is not taken for a broken one.
 // The player's bus name passes to another process (a player restarted with
 // --replace, say) while the server reads the players at its start: the
 // start is over only once the one that has the name now is read.
@@ -604,6 +604,57 @@ TEST_F(MprisReplacedAtStartTest, TheStartIsOverOnlyOnceThePlayerThatTookTheNameI
     EXPECT_TRUE(Eventually([&] { return backend_->WaitForPlayers(std::chrono::milliseconds(0)); }));
     onNext([next] { next->Leave(); });
     next->deleteLater();
+    thread.quit();
+    thread.wait();
+}
+
+// The whole server starting in front of a player slow to tell its state: a
+// client that connects and asks for Play meanwhile is answered once the
+// player is known, and the Play reaches it instead of being refused.
+TEST(MprisServerStartTest, AClientThatComesDuringTheStartIsServedOnceThePlayerIsKnown) {
+    if (!testing::OnPrivateBus()) {
+        GTEST_SKIP() << "not on a session bus of its own";
+    }
+    QThread thread;
+    thread.start();
+    auto* player = new ScriptedPlayer;
+    player->moveToThread(&thread);
+    player->HoldGetAll();
+    const auto onPlayer = [player](std::function<void()> work) {
+        QMetaObject::invokeMethod(player, std::move(work), Qt::BlockingQueuedConnection);
+    };
+    onPlayer([player] { player->Come(); });
+    {
+        ServerOptions options;
+        options.bindAddress = "127.0.0.1";
+        options.port = 0;
+        options.discovery = false;
+        options.mediaService = false;
+        ServerParts parts;
+        parts.makePlayer = [] { return std::make_shared<MprisBackend>(MprisOptions{}); };
+        MessageServer server(options, std::move(parts));
+        ASSERT_TRUE(server.Start());
+        ASSERT_TRUE(WaitUntil([&] { return player->Holding(); }));
+        testing::RawPeer client(server.Port());
+        ASSERT_TRUE(client.Connected());
+        std::string play = PlayRequest().ToXml();
+        play.push_back('\0');
+        ASSERT_TRUE(client.Send(play));
+        std::string received = client.Receive(std::chrono::milliseconds(500));
+        onPlayer([player] { player->SendHeld(); });
+        ASSERT_TRUE(WaitUntil([&] {
+            received += client.Receive(std::chrono::milliseconds(50));
+            return received.find("PlayResponse") != std::string::npos;
+        }));
+        const std::size_t begin = received.find("<PlayResponse");
+        ASSERT_NE(begin, std::string::npos) << received;
+        PlayResponse answer;
+        answer.FromXml(received.substr(begin, received.find('\0', begin) - begin));
+        EXPECT_EQ(answer.returnCode, kSuccess) << "refused while the server was starting";
+        EXPECT_TRUE(WaitUntil([&] { return player->Got("Play"); }));
+    }
+    onPlayer([player] { player->Leave(); });
+    player->deleteLater();
     thread.quit();
     thread.wait();
 }
