@@ -75,7 +75,11 @@ void MessageServer::Loop::Run() {
         RemoveClosed();
         WatchOutput();
         WatchPlayer();
-        const bool listening = !acceptResting_ || now >= acceptResumes_;
+        if (!playerReady_ && player_->Ready()) {
+            playerReady_ = true;
+            Watch(discovery_.Get(), EPOLL_CTL_ADD, EPOLLIN, kDiscoveryTag);
+        }
+        const bool listening = playerReady_ && (!acceptResting_ || now >= acceptResumes_);
         // A resting listener is left out: its waiting connection would wake
         // the loop at once, again and again.
         if (listening != listenerWatched_ &&
@@ -361,6 +365,12 @@ std::chrono::steady_clock::time_point MessageServer::Loop::DropSilent(
         }
         const auto deadline = client->connected + options_.greetingTimeout;
         if (deadline <= now) {
+            // What came while the loop was held (a command waiting for the
+            // player) came in time: read before judging.
+            Read(*client);
+            if (client->greeted || client->closing) {
+                continue;
+            }
             refusals_.Write(client->peer + " sent no message after connecting; connection closed");
             Close(*client);
         } else {

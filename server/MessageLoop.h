@@ -80,7 +80,6 @@ public:
         }
         epoll_.Reset(::epoll_create1(EPOLL_CLOEXEC));
         Watch(wakeRead_.Get(), EPOLL_CTL_ADD, EPOLLIN, kWakeTag);
-        Watch(discovery_.Get(), EPOLL_CTL_ADD, EPOLLIN, kDiscoveryTag);
     }
 
     void Run();
@@ -218,6 +217,7 @@ private:
     Descriptor discovery_;
     Descriptor epoll_;
     bool listenerWatched_ = false;
+    bool playerReady_ = false;              // from then on clients and discovery are served
     PlayerBackend::LoopWatch playerWatch_;  // what the epoll set holds of the player
     Descriptor playerFd_;                   // the loop's copy of its descriptor
     Descriptor wakeRead_;

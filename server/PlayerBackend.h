@@ -93,6 +93,13 @@ public:
     virtual void Start(LoopPost post) { (void)post; }
     virtual void Stop() {}
 
+    // --- loop thread, before each wait: false while the player is still
+    // being found at the start. Until then the loop takes no client and
+    // answers no discovery (both wait in the kernel's queues), so a first
+    // command finds the player. A task posted when it turns true wakes the
+    // loop.
+    virtual bool Ready() { return true; }
+
     // --- loop thread, before each wait, and when the descriptor is ready
     virtual LoopWatch Watched() { return {}; }
     virtual void OnWatched(Events& events) { (void)events; }

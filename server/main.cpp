@@ -334,10 +334,10 @@ int main(int argc, char** argv) {
         server.Stop();
         return 1;
     }
-    // Ready once the player in use is known: a client told the server is
-    // listening finds it. A player that hangs is given up on after the
-    // bus's call time-outs, well within this.
-    if (mprisBackend && !mprisBackend->WaitForPlayers(std::chrono::seconds(10))) {
+    // The loop takes clients and answers discovery only once the player in
+    // use is known (those that come sooner wait for it); the server says it
+    // is listening then as well.
+    if (mprisBackend && !mprisBackend->WaitForPlayers(vantor::server::mpris::kLongestStart)) {
         vantor::Log(vantor::kLogError,
                     "vantor-server: the MPRIS players on the bus are still being read");
     }

@@ -4,6 +4,7 @@
 #include <QDBusConnection>
 #include <QDBusError>
 #include <QDBusObjectPath>
+#include <QDBusPendingCall>
 #include <QDBusVariant>
 #include <QEventLoop>
 #include <QMetaObject>
@@ -50,7 +51,51 @@ std::string ArtExtension(const std::string& url) {
     return ".jpg";
 }
 
+// The bus gave up waiting for the answer, or the player left without one.
+bool NoAnswer(const QDBusMessage& reply) {
+    return reply.errorName() == QStringLiteral("org.freedesktop.DBus.Error.NoReply") ||
+           reply.errorName() == QStringLiteral("org.freedesktop.DBus.Error.Timeout");
+}
+
+QDBusMessage PlaybackStatusCall(const std::string& busName) {
+    QDBusMessage get = QDBusMessage::createMethodCall(
+        QString::fromStdString(busName), QStringLiteral("/org/mpris/MediaPlayer2"),
+        QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+    get << kPlayerInterface << QStringLiteral("PlaybackStatus");
+    return get;
+}
+
 }  // namespace
+
+// One command's wait for the player, taken from what the loop's recent
+// waits left of options_.answerWait; a command made of others (PlayNow
+// playing the current track) shares the outer one's.
+class MprisBackend::Budget {
+public:
+    explicit Budget(MprisBackend& backend) : backend_(backend) {
+        if (backend_.commandDepth_++ > 0) {
+            return;
+        }
+        began_ = Clock::now();
+        backend_.waited_ =
+            std::max(Clock::duration::zero(), backend_.waited_ - (began_ - backend_.lastWait_) / 2);
+        backend_.commandEnds_ = began_ + backend_.options_.answerWait - backend_.waited_;
+        backend_.commandSent_ = false;
+    }
+    ~Budget() {
+        if (--backend_.commandDepth_ > 0) {
+            return;
+        }
+        backend_.lastWait_ = Clock::now();
+        backend_.waited_ += backend_.lastWait_ - began_;
+    }
+    Budget(const Budget&) = delete;
+    Budget& operator=(const Budget&) = delete;
+
+private:
+    MprisBackend& backend_;
+    Clock::time_point began_{};
+};
 
 // What the bus thread shares with the backend; it holds a share, so a
 // thread abandoned after its stop time-out never reaches freed memory.
@@ -150,6 +195,7 @@ void MprisBackend::Start(LoopPost post) {
     shared_->post = std::move(post);
     reached_ = shared_->reached.get_future().share();
     looked_ = shared_->looked->get_future().share();
+    startGivenUp_ = Clock::now() + kLongestStart;
     std::shared_ptr<Shared> shared = shared_;
     thread_.Start("MPRIS Bus", [shared] { shared->Run(); });
 }
@@ -171,12 +217,17 @@ void MprisBackend::Stop() {
 
 // --- the player (loop thread) ------------------------------------------------
 
+bool MprisBackend::Ready() {
+    return WaitForPlayers(std::chrono::milliseconds(0)) || Clock::now() >= startGivenUp_;
+}
+
 void MprisBackend::Apply(PlayerView view, Events& events) {
     AppendChanges(view_, view, Clock::now(), &toldPosition_, events);
-    if (view.busName != view_.busName) {
-        // A stalled call was the old player's: a player that has left and
-        // come back, or another one, answers commands from the start.
-        stalledUntil_ = {};
+    if (view.busName != view_.busName || view.signalled != view_.signalled) {
+        // A player that signals is alive again; a call left unanswered was
+        // the old player's, and one that has left and come back, or another
+        // one, answers commands from the start.
+        unanswered_.reset();
     }
     // The stop is over once the stopped player shows a track again (or
     // another one), or another player is driven.
@@ -224,38 +275,87 @@ ResultCode MprisBackend::Command(const QString& interface, const char* method,
     if (view_.busName.empty() || !shared_) {
         return kPlayerFailed;  // no player on the bus
     }
-    const auto now = Clock::now();
-    if (now < stalledUntil_) {
+    const bool first = !commandSent_;
+    if (first && Silent()) {
         Log(kLogError,
             "vantor-server: %s not sent: MPRIS player %s has not answered the last command yet",
             method, view_.busName.c_str());
         return kPlayerFailed;
     }
+    if (first && Clock::now() >= commandEnds_) {
+        Log(kLogError,
+            "vantor-server: %s not sent: MPRIS player %s has kept the server waiting too long "
+            "lately",
+            method, view_.busName.c_str());
+        return kPlayerFailed;
+    }
+    commandSent_ = true;
     // Sent from this thread, on the bus thread's connection (QtDBus
     // connections may be used from any thread), so the answer comes back
-    // without a hop through the bus thread's event loop.
+    // without a hop through the bus thread's event loop. The bus waits
+    // longer than the loop does: an answer that comes after the loop gave
+    // up still shows the player alive.
     QDBusMessage call = QDBusMessage::createMethodCall(QString::fromStdString(view_.busName),
                                                        QStringLiteral("/org/mpris/MediaPlayer2"),
                                                        interface, QString::fromLatin1(method));
     call.setArguments(arguments);
-    const QDBusMessage reply =
+    const QDBusPendingCall pending =
         QDBusConnection(shared_->connectionName)
-            .call(call, QDBus::Block, static_cast<int>(options_.answerWait.count()));
+            .asyncCall(call, static_cast<int>(options_.answerWait.count()) + kCallTimeoutMs);
+    if (!Await(pending, commandEnds_)) {
+        unanswered_ = pending;
+        if (!first) {
+            // The player took the command's first call: the rest is under way.
+            Log(kLogInfo, "vantor-server: MPRIS player %s has not answered %s yet",
+                view_.busName.c_str(), method);
+            return kSuccess;
+        }
+        Log(kLogError, "vantor-server: MPRIS player %s did not answer %s in time",
+            view_.busName.c_str(), method);
+        return kPlayerFailed;
+    }
+    const QDBusMessage reply = pending.reply();
     if (reply.type() == QDBusMessage::ReplyMessage) {
         return kSuccess;
     }
-    if (reply.errorName() == QStringLiteral("org.freedesktop.DBus.Error.NoReply") ||
-        reply.errorName() == QStringLiteral("org.freedesktop.DBus.Error.Timeout")) {
-        Log(kLogError, "vantor-server: MPRIS player %s did not answer %s within %lld ms",
-            view_.busName.c_str(), method, static_cast<long long>(options_.answerWait.count()));
-        // The player may still be busy with it; the next commands are not
-        // made to wait for it as well.
-        stalledUntil_ = Clock::now() + std::chrono::milliseconds(kCallTimeoutMs);
+    if (NoAnswer(reply)) {
+        unanswered_ = pending;
+        Log(kLogError, "vantor-server: MPRIS player %s did not answer %s in time",
+            view_.busName.c_str(), method);
     } else {
         Log(kLogError, "vantor-server: MPRIS player %s refused %s: %s", view_.busName.c_str(),
             method, reply.errorMessage().toUtf8().constData());
     }
     return kPlayerFailed;
+}
+
+bool MprisBackend::Await(const QDBusPendingCall& call, Clock::time_point until) {
+    // The loop has no Qt event loop to be told in: it looks.
+    while (!call.isFinished()) {
+        if (Clock::now() >= until) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+bool MprisBackend::Silent() {
+    if (!unanswered_) {
+        return false;
+    }
+    if (!unanswered_->isFinished()) {
+        return true;
+    }
+    if (!NoAnswer(unanswered_->reply())) {
+        unanswered_.reset();  // it answered, if late
+        return false;
+    }
+    // The bus gave up on it: a question the player answers at once when it
+    // is alive, asked without waiting; the next command looks for the answer.
+    unanswered_ = QDBusConnection(shared_->connectionName)
+                      .asyncCall(PlaybackStatusCall(view_.busName), kCallTimeoutMs);
+    return true;
 }
 
 ResultCode MprisBackend::PlayerCall(const char* method, QVariantList arguments) {
@@ -269,6 +369,7 @@ ResultCode MprisBackend::SetProperty(const char* property, QVariant value) {
 }
 
 ResultCode MprisBackend::Transport(TransportCommand command, Events&) {
+    const Budget budget(*this);
     if (view_.busName.empty()) {
         return kPlayerFailed;  // no player on the bus
     }
@@ -330,20 +431,18 @@ ResultCode MprisBackend::Play() {
 }
 
 bool MprisBackend::AwaitPlaybackStatus(const QString& status) {
-    const Clock::time_point until = Clock::now() + options_.answerWait;
-    QDBusMessage get = QDBusMessage::createMethodCall(
-        QString::fromStdString(view_.busName), QStringLiteral("/org/mpris/MediaPlayer2"),
-        QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
-    get << kPlayerInterface << QStringLiteral("PlaybackStatus");
+    // Half of what is left of the command's wait: the calls after it need
+    // theirs, a player that never says so must not take it all.
+    const auto now = Clock::now();
+    const Clock::time_point until = now + std::max(Clock::duration::zero(), commandEnds_ - now) / 2;
+    const QDBusMessage get = PlaybackStatusCall(view_.busName);
     QDBusConnection connection(shared_->connectionName);
     for (;;) {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(until - Clock::now());
-        if (left.count() <= 0) {
+        const QDBusPendingCall pending = connection.asyncCall(get, kCallTimeoutMs);
+        if (!Await(pending, until)) {
             return false;
         }
-        const QDBusMessage reply =
-            connection.call(get, QDBus::Block, static_cast<int>(left.count()));
+        const QDBusMessage reply = pending.reply();
         if (reply.type() != QDBusMessage::ReplyMessage) {
             return false;
         }
@@ -376,6 +475,7 @@ bool MprisBackend::ReopenStopped() const {
 }
 
 ResultCode MprisBackend::SetVolume(std::int32_t volume, Events&) {
+    const Budget budget(*this);
     if (view_.busName.empty()) {
         return kPlayerFailed;  // no player on the bus
     }
@@ -386,6 +486,7 @@ ResultCode MprisBackend::SetVolume(std::int32_t volume, Events&) {
 }
 
 ResultCode MprisBackend::SetPlaybackPosition(std::int32_t seconds, Events&) {
+    const Budget budget(*this);
     if (view_.busName.empty()) {
         return kPlayerFailed;  // no player on the bus
     }
@@ -411,6 +512,7 @@ ResultCode MprisBackend::SetPlaybackPosition(std::int32_t seconds, Events&) {
 }
 
 ResultCode MprisBackend::SetQueuePosition(std::int32_t position, Events&) {
+    const Budget budget(*this);
     if (view_.busName.empty()) {
         return kPlayerFailed;  // no player on the bus
     }
@@ -439,6 +541,7 @@ ResultCode MprisBackend::SetQueuePosition(std::int32_t position, Events&) {
 }
 
 ResultCode MprisBackend::SetShuffle(bool shuffle, Events&) {
+    const Budget budget(*this);
     if (view_.busName.empty()) {
         return kPlayerFailed;  // no player on the bus
     }
@@ -449,6 +552,7 @@ ResultCode MprisBackend::SetShuffle(bool shuffle, Events&) {
 }
 
 ResultCode MprisBackend::SetRepeat(std::int32_t repeat, Events&) {
+    const Budget budget(*this);
     if (view_.busName.empty()) {
         return kPlayerFailed;  // no player on the bus
     }
@@ -489,6 +593,7 @@ ResultCode MprisBackend::EnableSpeaker(const std::string& id, bool enabled, Even
 
 ResultCode MprisBackend::PlayNow(const MediaSelector& selector, std::int32_t startingItem,
                                  Events& events) {
+    const Budget budget(*this);
     Known known;
     {
         std::lock_guard lock(sharedMutex_);

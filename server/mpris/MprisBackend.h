@@ -21,22 +21,30 @@
 //   driven player to the server loop (LoopPost).
 // - commands: the loop calls the driven player itself, on the bus
 //   thread's connection (QtDBus connections are thread-safe), and waits
-//   for the answer at most `answerWait`. A call left unanswered makes
-//   further commands fail at once (kPlayerFailed) for the bus's own
-//   time-out, so a hung player costs the loop one wait, not one per
-//   request. Choosing a player is handed to the bus thread.
+//   for the answers. A command's calls share one wait of at most
+//   `answerWait`; the loop's waits for the player, added up and counted
+//   down at half the time that passes, take from it, so a slow player
+//   holds the loop for one such wait, not for each command in turn. A
+//   command's first call left unanswered fails it (kPlayerFailed); a later
+//   one is left to the player (the command is under way). Either way
+//   further commands fail at once until the player shows life: it answers
+//   that call, signals a change, or answers a question sent, without
+//   waiting, once the bus gave up on the call. Choosing a player is
+//   handed to the bus thread.
 // - loop thread: every loop-thread method of PlayerBackend, and view_ (no
 //   lock: only the loop touches it).
 // - any thread (loop and HTTP workers): the listing, the item numbers given
 //   out and the current art URL, under sharedMutex_; the art cache guards
 //   itself.
 
+#include <QDBusPendingCall>
 #include <QVariant>
 #include <chrono>
 #include <functional>
 #include <future>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -50,12 +58,16 @@ namespace vantor::server::mpris {
 
 class MprisBus;
 
+// The longest the start waits for the players on the bus to be read: one
+// that hangs is given up on after the bus's call time-outs, well within it.
+inline constexpr std::chrono::seconds kLongestStart{10};
+
 struct MprisOptions {
     // The player to drive (see NameMatches); empty: the one in use.
     std::string name;
-    // How long the loop waits for a player's answer to a command: as long
-    // as the bus thread waits for its own calls, so a player that a busy
-    // desktop slows down is not taken for one that hangs.
+    // How long the loop waits at most for a player's answers to one
+    // command: long enough for a player that a busy desktop slows down not
+    // to be taken for one that hangs.
     std::chrono::milliseconds answerWait{2000};
 };
 
@@ -76,6 +88,9 @@ public:
 
     void Start(LoopPost post) override;
     void Stop() override;
+    // Once the loop has the players that were on the bus at the start, or
+    // kLongestStart after it.
+    bool Ready() override;
 
     std::string PlayerType() const override { return "Desktop media player (MPRIS)"; }
     std::string LibraryId() const override { return "mpris"; }
@@ -120,6 +135,7 @@ public:
 
 private:
     struct Shared;
+    class Budget;
     // What a number given to a client stands for.
     struct Known {
         std::string busName;
@@ -127,16 +143,22 @@ private:
         std::string target;  // the track's or playlist's object path
         LibraryEntry entry;
     };
-    // Calls a method of the driven player and waits for its answer, at
-    // most options_.answerWait (loop thread).
+    // Calls a method of the driven player and waits for its answer, within
+    // the command's wait (loop thread).
     ResultCode Command(const QString& interface, const char* method, QVariantList arguments);
     ResultCode PlayerCall(const char* method, QVariantList arguments = {});
     ResultCode SetProperty(const char* property, QVariant value);
     // Play, and Play after a Stop that emptied the player.
     ResultCode Play();
     // Asks the driven player for its PlaybackStatus until it is `status`,
-    // at most options_.answerWait; false when it never was.
+    // within half of what is left of the command's wait; false when it
+    // never was.
     bool AwaitPlaybackStatus(const QString& status);
+    // Waits for `call`'s answer until `until`; false when it has not come.
+    static bool Await(const QDBusPendingCall& call, Clock::time_point until);
+    // Whether the player has left a call unanswered and shown no life
+    // since; asks it again, without waiting, once the bus gave up on it.
+    bool Silent();
     // Whether Play must open the stopped file again: the player the server
     // stopped shows nothing, lists nothing and can open that file.
     bool ReopenStopped() const;
@@ -154,14 +176,24 @@ private:
     std::shared_ptr<Shared> shared_;
     std::shared_future<std::string> reached_;
     std::shared_future<void> looked_;
+    Clock::time_point startGivenUp_{};
     NamedThread thread_;
 
     // Loop thread.
     PlayerView view_;
     std::int32_t toldPosition_ = 0;
-    // Until then a command the player left unanswered may still keep it
-    // busy: further commands fail at once.
-    Clock::time_point stalledUntil_{};
+    // The call the player left unanswered, or the question sent since: until
+    // it is answered (or the player signals) commands fail at once.
+    std::optional<QDBusPendingCall> unanswered_;
+    // The loop's recent waits for the player, counted down at half the
+    // time that passes since lastWait_.
+    Clock::duration waited_{};
+    Clock::time_point lastWait_{};
+    // The command under way (Budget): when its wait ends, whether a call
+    // was already sent, and how deep the nested calls are.
+    Clock::time_point commandEnds_{};
+    bool commandSent_ = false;
+    int commandDepth_ = 0;
     // The player and the file it played when a client stopped it: a player
     // whose Stop empties its playlist (mpv) is given the file again by Play.
     // Cleared once the player shows a track again or another is driven.

@@ -132,6 +132,9 @@ void MprisBus::OnNameOwnerChanged(const QString& name, const QString& oldOwner,
     if (!newOwner.isEmpty()) {
         Add(name, newOwner);
     }
+    // Once both halves are done: a name passed from one owner to another
+    // leaves a player to read.
+    CheckLooked();
 }
 
 void MprisBus::Add(const QString& name, const QString& owner) {
@@ -176,7 +179,6 @@ void MprisBus::Remove(const QString& name) {
     Log(kLogInfo, "vantor-server: MPRIS player %s left", name.toUtf8().constData());
     players_.erase(found);
     Update();
-    CheckLooked();
 }
 
 QDBusMessage MprisBus::MethodCall(const Player& player, const QString& interface,
@@ -501,6 +503,7 @@ void MprisBus::Update() {
     PlayerView view;
     if (Player* player = Driven()) {
         view = player->view;
+        view.signalled = player->told;
     }
     view.players.clear();
     for (const auto& player : players_) {

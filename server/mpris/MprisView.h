@@ -77,6 +77,9 @@ struct PlayerView {
     std::shared_ptr<const std::vector<Playlist>> playlists;
     // Every player that may be driven, as speakers: the driven one enabled.
     std::vector<Speaker> players;
+    // How many signals about its state the player has sent: a new one shows
+    // it is alive again after leaving a command unanswered.
+    std::uint64_t signalled = 0;
 };
 
 }  // namespace vantor::server::mpris

@@ -10,6 +10,7 @@
 
 #include <QCoreApplication>
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
@@ -25,11 +26,14 @@
 #include <mutex>
 #include <optional>
 #include <set>
+#include <thread>
 
+#include "MessageServer.h"
 #include "mpris/MprisBackend.h"
 #include "mpris/MprisConvert.h"
 #include "support/LogCapture.h"
 #include "support/MprisPlayers.h"
+#include "support/RawPeer.h"
 #include "support/Wait.h"
 
 namespace {
@@ -105,17 +109,27 @@ public:
         root_ = {{Q("Identity"), Q("Scripted")}, {Q("HasTrackList"), false}};
     }
 
-    // On its thread: onto the bus under kName.
+    // On its thread: onto the bus under kName, which a player that takes
+    // over (TakeOver) may take from it.
     void Come() {
-        bus_ = QDBusConnection::connectToBus(QDBusConnection::SessionBus,
-                                             QStringLiteral("scripted-player"));
+        bus_ = QDBusConnection::connectToBus(QDBusConnection::SessionBus, connection_);
         bus_.registerVirtualObject(kPath, this);
-        bus_.registerService(kName);
+        bus_.interface()->registerService(kName,
+                                          takeOver_
+                                              ? QDBusConnectionInterface::ReplaceExistingService
+                                              : QDBusConnectionInterface::DontQueueService,
+                                          QDBusConnectionInterface::AllowReplacement);
     }
     void Leave() {
         bus_.unregisterService(kName);
         bus_.unregisterObject(kPath);
-        QDBusConnection::disconnectFromBus(QStringLiteral("scripted-player"));
+        QDBusConnection::disconnectFromBus(connection_);
+    }
+    // Before Come: it comes on a connection of its own and takes kName from
+    // the player that has it, as a restarted player replacing its old self.
+    void TakeOver() {
+        connection_ = QStringLiteral("scripted-player-taking-over");
+        takeOver_ = true;
     }
 
     // What the test scripts.
@@ -299,6 +313,8 @@ private:
 
     mutable std::mutex mutex_;  // guards everything below; the bus calls on its own thread
     QDBusConnection bus_{QString()};
+    QString connection_ = QStringLiteral("scripted-player");
+    bool takeOver_ = false;
     QVariantMap player_;
     QVariantMap root_;
     std::vector<QVariantMap> tracks_;
@@ -442,6 +458,14 @@ TEST_F(MprisScriptedPlayerTest, ErrorsAndSilenceFromThePlayerAreFailuresNotStall
     EXPECT_TRUE(WaitUntil(
         [&] { return backend_->Transport(TransportCommand::Previous, none_) == kSuccess; },
         std::chrono::seconds(6)));
+    // A player that signals a change is alive: commands go through before
+    // the bus gives up on the call it left unanswered.
+    EXPECT_EQ(backend_->Transport(TransportCommand::Play, none_), kPlayerFailed);
+    player_->SetPlayer(Q("PlaybackStatus"), Q("Playing"));
+    ASSERT_TRUE(Eventually([&] { return Status().playingState == PlayingState::Playing; }));
+    EXPECT_TRUE(WaitUntil(
+        [&] { return backend_->Transport(TransportCommand::Previous, none_) == kSuccess; },
+        std::chrono::milliseconds(1500)));
 
     std::string lines;
     for (const std::string& line : log.Lines()) {
@@ -549,8 +573,92 @@ TEST_F(MprisSlowStartTest, TheStartIsOverOnlyOnceThePlayerIsKnown) {
     EXPECT_TRUE(player_->Got("Play"));
 }
 
-// The server as it runs, with its own wait for answers: a player slowed
-// down by a busy desktop is not taken for a broken one.
+// The player's bus name passes to another process (a player restarted with
+// --replace, say) while the server reads the players at its start: the
+// start is over only once the one that has the name now is read.
+class MprisReplacedAtStartTest : public MprisScriptedPlayerTest {
+protected:
+    void Script() override { player_->HoldGetAll(); }
+};
+
+TEST_F(MprisReplacedAtStartTest, TheStartIsOverOnlyOnceThePlayerThatTookTheNameIsKnown) {
+    QThread thread;
+    thread.start();
+    auto* next = new ScriptedPlayer;
+    next->moveToThread(&thread);
+    next->HoldGetAll();
+    next->TakeOver();
+    const auto onNext = [next](std::function<void()> work) {
+        QMetaObject::invokeMethod(next, std::move(work), Qt::BlockingQueuedConnection);
+    };
+    onNext([next] { next->Come(); });
+    ASSERT_TRUE(WaitUntil([&] { return next->Holding(); })) << "the new owner was never read";
+    RunTasks();
+    const bool ready = backend_->WaitForPlayers(std::chrono::milliseconds(0));
+    EXPECT_FALSE(ready) << "the start was over before the player that took the name was read";
+    if (ready) {
+        EXPECT_EQ(backend_->Transport(TransportCommand::Play, none_), kPlayerFailed)
+            << "a Play sent once the server said it was ready";
+    }
+    onNext([next] { next->SendHeld(); });
+    EXPECT_TRUE(Eventually([&] { return backend_->WaitForPlayers(std::chrono::milliseconds(0)); }));
+    onNext([next] { next->Leave(); });
+    next->deleteLater();
+    thread.quit();
+    thread.wait();
+}
+
+// The whole server starting in front of a player slow to tell its state: a
+// client that connects and asks for Play meanwhile is answered once the
+// player is known, and the Play reaches it instead of being refused.
+TEST(MprisServerStartTest, AClientThatComesDuringTheStartIsServedOnceThePlayerIsKnown) {
+    if (!testing::OnPrivateBus()) {
+        GTEST_SKIP() << "not on a session bus of its own";
+    }
+    QThread thread;
+    thread.start();
+    auto* player = new ScriptedPlayer;
+    player->moveToThread(&thread);
+    player->HoldGetAll();
+    const auto onPlayer = [player](std::function<void()> work) {
+        QMetaObject::invokeMethod(player, std::move(work), Qt::BlockingQueuedConnection);
+    };
+    onPlayer([player] { player->Come(); });
+    {
+        ServerOptions options;
+        options.bindAddress = "127.0.0.1";
+        options.port = 0;
+        options.discovery = false;
+        options.mediaService = false;
+        ServerParts parts;
+        parts.makePlayer = [] { return std::make_shared<MprisBackend>(MprisOptions{}); };
+        MessageServer server(options, std::move(parts));
+        ASSERT_TRUE(server.Start());
+        ASSERT_TRUE(WaitUntil([&] { return player->Holding(); }));
+        testing::RawPeer client(server.Port());
+        ASSERT_TRUE(client.Connected());
+        std::string play = PlayRequest().ToXml();
+        play.push_back('\0');
+        ASSERT_TRUE(client.Send(play));
+        std::string received = client.Receive(std::chrono::milliseconds(500));
+        onPlayer([player] { player->SendHeld(); });
+        ASSERT_TRUE(WaitUntil([&] {
+            received += client.Receive(std::chrono::milliseconds(50));
+            return received.find("PlayResponse") != std::string::npos;
+        }));
+        const std::size_t begin = received.find("<PlayResponse");
+        ASSERT_NE(begin, std::string::npos) << received;
+        PlayResponse answer;
+        answer.FromXml(received.substr(begin, received.find('\0', begin) - begin));
+        EXPECT_EQ(answer.returnCode, kSuccess) << "refused while the server was starting";
+        EXPECT_TRUE(WaitUntil([&] { return player->Got("Play"); }));
+    }
+    onPlayer([player] { player->Leave(); });
+    player->deleteLater();
+    thread.quit();
+    thread.wait();
+}
+
 class MprisSlowPlayerTest : public MprisScriptedPlayerTest {
 protected:
     MprisOptions Options() override { return MprisOptions{}; }
@@ -563,6 +671,41 @@ TEST_F(MprisSlowPlayerTest, AnAnswerThatTakesMostOfASecondIsStillAnAnswer) {
     EXPECT_TRUE(player_->Got("Next"));
 }
 
+// The server loop is the thread that calls the backend: while a command
+// waits for the player, no other client is read or answered, no event is
+// sent. A player that stopped answering altogether (a frozen process)
+// costs the loop one wait; a user who presses again a little later, the
+// player still silent, is refused at once rather than freezing every
+// client once more.
+TEST_F(MprisSlowPlayerTest, AFrozenPlayerCostsTheLoopOneWaitNotOneForEachLaterPress) {
+    player_->Hang(Q("Next"));
+    EXPECT_EQ(backend_->Transport(TransportCommand::Next, none_), kPlayerFailed);
+    // The player has answered nothing since; the user tries again.
+    std::this_thread::sleep_for(std::chrono::milliseconds(2200));
+    const auto pressed = std::chrono::steady_clock::now();
+    EXPECT_EQ(backend_->Transport(TransportCommand::Next, none_), kPlayerFailed);
+    const auto held = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::steady_clock::now() - pressed);
+    EXPECT_LT(held.count(), 500) << "the loop was held " << held.count()
+                                 << " ms again for a player that has answered nothing";
+}
+
+// Commands from several clients, read in one pass of the loop, to a player
+// that answers each after 1.5 s: each waits in turn, so the loop is held
+// for all of them together and a status asked behind them waits as long.
+TEST_F(MprisSlowPlayerTest, CommandsToASlowPlayerDoNotHoldTheLoopForEachInTurn) {
+    player_->AnswerLate(Q("Next"), std::chrono::milliseconds(1500));
+    const auto began = std::chrono::steady_clock::now();
+    for (int client = 0; client < 4; ++client) {
+        backend_->Transport(TransportCommand::Next, none_);
+    }
+    const auto held = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::steady_clock::now() - began);
+    // vantorctl gives up on an answer after 5 s.
+    EXPECT_LT(held.count(), 2500) << "the loop was held " << held.count()
+                                  << " ms by four commands: a status asked behind them "
+                                     "waits as long";
+}
 class MprisTrackListTest : public MprisScriptedPlayerTest {
 protected:
     void Script() override {
@@ -780,6 +923,40 @@ TEST_F(MprisScriptedPlayerTest, PlayAfterAStopWaitsUntilThePlayerHasSeenThePause
     EXPECT_TRUE(Eventually([&] { return Status().playingState == PlayingState::Playing; }))
         << "the player never saw its pause switch change";
     EXPECT_EQ(Status().current->title, "Night Drive (file)");
+}
+
+// Play after a Stop is four calls in a row (Pause, PlaybackStatus until it
+// says Paused, OpenUri, Play), each given the whole answer wait: to a
+// player that takes 1.5 s over each, one request holds the loop past the
+// 5 s vantorctl waits for its answer.
+TEST_F(MprisSlowPlayerTest, PlayAfterAStopToASlowPlayerIsAnsweredWithinAClientsWait) {
+    QVariantMap file = Track("/t/1", "Night Drive (file)");
+    file.insert(Q("xesam:url"), Q("file:///music/night-drive.flac"));
+    OnPlayerThread([this] {
+        player_->SetRoot(Q("SupportedUriSchemes"), QStringList{Q("http")});
+        player_->Changed(kRoot, {{Q("SupportedUriSchemes"), QStringList{Q("http")}}});
+        player_->PauseLikeMpv();
+    });
+    player_->SetPlayer(Q("PlaybackStatus"), Q("Playing"));
+    player_->SetPlayer(Q("Metadata"), file);
+    ASSERT_TRUE(Eventually(
+        [&] { return Status().current && Status().current->title == "Night Drive (file)"; }));
+    ASSERT_EQ(backend_->Transport(TransportCommand::Stop, none_), kSuccess);
+    player_->SetPlayer(Q("PlaybackStatus"), Q("Stopped"));
+    player_->SetPlayer(Q("Metadata"), QVariantMap{});
+    ASSERT_TRUE(Eventually([&] { return !Status().current.has_value(); }));
+
+    for (const char* method : {"Pause", "Get", "OpenUri", "Play"}) {
+        player_->AnswerLate(Q(method), std::chrono::milliseconds(1500));
+    }
+    const auto asked = std::chrono::steady_clock::now();
+    EXPECT_EQ(backend_->Transport(TransportCommand::Play, none_), kSuccess);
+    const auto held = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::steady_clock::now() - asked);
+    // The last calls may be on their way still: the player takes them in order.
+    EXPECT_TRUE(WaitUntil([&] { return player_->Got("Play"); }));
+    EXPECT_TRUE(player_->Got("OpenUri file:///music/night-drive.flac"));
+    EXPECT_LT(held.count(), 5000) << "one Play held the loop " << held.count() << " ms";
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <thread>
 #include <vector>
 
 #include "media/HttpClient.h"
@@ -166,6 +167,37 @@ TEST(MessageServerLimitsTest, SilentConnectionsAreDroppedWhileIdleClientsStay) {
     EXPECT_EQ(client.Lost(), 0);
     bool closed = false;
     slowSpeaker.Receive(100ms, &closed);
+    EXPECT_FALSE(closed);
+}
+
+// A client on a slow link whose first message arrives within the greeting
+// time, while the loop is held by a command that waits for the player (up
+// to two seconds for a desktop player that does not answer, longer for one
+// that answers slowly): the loop reads it before it judges the client
+// silent, and answers it.
+TEST(MessageServerLimitsTest, AFirstMessageThatCameInTimeWhileTheLoopWasHeldIsAnswered) {
+    auto options = testing::LoopbackServerOptions();
+    options.greetingTimeout = 1s;
+    TestServer server(options);
+    RawPeer late(server.Port());
+    ASSERT_TRUE(late.Connected());
+    ASSERT_TRUE(WaitUntil([&] { return server->ClientCount() == 1; }));
+    std::this_thread::sleep_for(500ms);
+    // The loop waits for the player, as for a command to a frozen one.
+    auto began = std::make_shared<std::promise<void>>();
+    auto holding = began->get_future();
+    server->Post([began](server::PlayerBackend&, server::Events&) {
+        began->set_value();
+        std::this_thread::sleep_for(1s);
+    });
+    ASSERT_EQ(holding.wait_for(5s), std::future_status::ready);
+    // Half a second after connecting, well within the greeting time.
+    std::string request = GetCurrentStateRequest().ToXml();
+    request.push_back('\0');
+    ASSERT_TRUE(late.Send(request));
+    bool closed = false;
+    const std::string answer = late.Receive(3s, &closed);
+    EXPECT_FALSE(answer.empty()) << "dropped as silent though its message came in time";
     EXPECT_FALSE(closed);
 }
 
