@@ -6,6 +6,7 @@
 #include <QPainter>
 #include <QString>
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -228,14 +229,22 @@ inline std::uint32_t Mix(std::uint32_t a, std::uint32_t b, std::uint32_t w) {
 // intermediate image, no worker threads. Each source row is widened once
 // (`upper`, `lower`: the two a target row lies between), and a target row
 // is then a plain mix of two widened rows, which the compiler vectorises.
-void Enlarge(const QImage& file, const QRect& from, QImage& target, const QRect& to) {
+// Only the target pixels inside `shown` (columns [x0, x1), rows [y0, y1))
+// are written; by default all of `to` that lies on the target.
+struct Shown {
+    std::int64_t x0 = INT64_MIN, x1 = INT64_MAX, y0 = INT64_MIN, y1 = INT64_MAX;
+};
+
+void Enlarge(const QImage& file, const QRect& from, QImage& target, const QRect& to,
+             const Shown& shown = {}) {
     const ConstPixelRows in = ReadableRows(file);
     const PixelRows out = WritableRows(target);
-    const std::int64_t x0 = std::max<std::int64_t>(to.left(), 0);
-    const std::int64_t x1 = std::min<std::int64_t>(std::int64_t{to.left()} + to.width(), out.width);
-    const std::int64_t y0 = std::max<std::int64_t>(to.top(), 0);
+    const std::int64_t x0 = std::max<std::int64_t>({to.left(), 0, shown.x0});
+    const std::int64_t x1 =
+        std::min<std::int64_t>({std::int64_t{to.left()} + to.width(), out.width, shown.x1});
+    const std::int64_t y0 = std::max<std::int64_t>({to.top(), 0, shown.y0});
     const std::int64_t y1 =
-        std::min<std::int64_t>(std::int64_t{to.top()} + to.height(), out.height);
+        std::min<std::int64_t>({std::int64_t{to.top()} + to.height(), out.height, shown.y1});
     if (x0 >= x1 || y0 >= y1) {
         return;
     }
@@ -350,9 +359,16 @@ bool EnlargeCellInto(const SkinBitmap& bitmap, const SkinRect& source, QImage& t
     if (from.isEmpty()) {
         return false;
     }
+    // What a copy from the scaled image would show: the part of the cell
+    // that lies on that image, so the cell looks the same before and after
+    // the file is let go.
+    const std::int64_t dx = std::int64_t{rect.left} - source.left;
+    const std::int64_t dy = std::int64_t{rect.top} - source.top;
+    const Shown shown{dx, dx + image.pixels.width(), dy, dy + image.pixels.height()};
     Enlarge(image.file, from, target,
             QRect(rect.left, rect.top, static_cast<int>(SkinClamp(rect.Width())),
-                  static_cast<int>(SkinClamp(rect.Height()))));
+                  static_cast<int>(SkinClamp(rect.Height()))),
+            shown);
     return true;
 }
 

@@ -288,6 +288,48 @@ TEST(SkinDrawingTest, ImagesForAnotherScaleAreEnlargedSmoothlyACellAtATime) {
     EXPECT_TRUE(blended);
 }
 
+// A cell reaching past the right of its image (a skin's rectangle wider
+// than its file) shows the same pixels whether it is drawn while the file is
+// kept or after the image was scaled a cell at a time and the file let go:
+// what lies past the scaled image is not drawn either way.
+TEST(SkinDrawingTest, ACellPastItsImageLooksTheSameBeforeAndAfterTheFileGoes) {
+    SkinFixture fixture;
+    QImage sheet(4, 4, QImage::Format_RGB32);
+    for (int y = 0; y < 4; ++y) {
+        for (int x = 0; x < 4; ++x) {
+            sheet.setPixel(x, y, qRgb(60 * x, 40 * y, 200));
+        }
+    }
+    fixture.WriteImage("sheet.png", sheet);
+    // 96-DPI units on a 192-DPI screen: the image is 8 pixels wide there,
+    // the cell 12.
+    const CSkin skin = fixture.Load(
+        R"(<bitmap name="sheet" file="sheet.png"/>
+           <component name="wide" mode="main"><state type="norm">
+             <source name="sheet" x="0" y="0" width="6" height="4"/>
+             <rect x="0" y="0" width="6" height="4"/></state></component>
+           <component name="fill" mode="main"><state type="norm">
+             <source name="sheet" x="0" y="0" width="6" height="4"/>
+             <rect x="0" y="4" width="3" height="4"/></state></component>)",
+        240, 320, 192);
+    const SkinComponent& wide = *skin.FindComponent("wide");
+    ASSERT_EQ(wide.norm.source, (SkinRect{0, 0, 12, 8}));
+
+    QImage kept = Target(16, 8);
+    ASSERT_TRUE(DrawComponentState(skin, kept, wide, false));
+    // A draw at another size scales the bitmap's only cell; the file goes.
+    QImage scratch = Target(16, 16);
+    ASSERT_TRUE(DrawComponentState(skin, scratch, *skin.FindComponent("fill"), false));
+    QImage scaled = Target(16, 8);
+    ASSERT_TRUE(DrawComponentState(skin, scaled, wide, false));
+    for (int y = 0; y < 8; ++y) {
+        for (int x = 0; x < 16; ++x) {
+            EXPECT_EQ(Rgb(kept, x, y), Rgb(scaled, x, y)) << x << "," << y;
+        }
+    }
+    EXPECT_EQ(Rgb(scaled, 8, 0), kGrey);  // past the image: untouched
+}
+
 // Pixels made in bulk start black, small or screen-sized (the latter from
 // memory mapped for large pages), and every row is writable to its end.
 TEST(SkinDrawingTest, ZeroedImagesAreBlackAndWritableToTheLastPixel) {

@@ -844,6 +844,24 @@ TEST_F(GuiTest, AnyPortraitWindowIsFilledWithoutOverlaps) {
     EXPECT_EQ(handheld(), at480);
 }
 
+// A window made a wall panel's size and then the handheld's again is a
+// portrait window again: the screen is drawn, not the landscape notice, and
+// the menu and the command bar take the small scale's font back.
+TEST_F(GuiTest, AWindowShrunkFromAPanelsSizeIsPortraitAgain) {
+    CopySkins();
+    WriteSettings();
+    StartWindow([](ui::FrameOptions& options) { options.screenIsWindow = true; });
+    ASSERT_TRUE(OnMainWithSong());
+    const int menuHeight = frame_->menuBar()->height();
+    for (const QSize size : {QSize(1440, 3200), QSize(480, 640)}) {
+        frame_->resize(size);
+        EXPECT_TRUE(Pump([&] { return frame_->size() == size; }, 1s));
+        PumpFor(300ms);
+    }
+    EXPECT_FALSE(frame_->Landscape()) << Screen()->width() << "x" << Screen()->height();
+    EXPECT_EQ(frame_->menuBar()->height(), menuHeight);
+}
+
 }  // namespace
 }  // namespace vantor::testing
 
