@@ -382,6 +382,18 @@ void CMainFrame::CheckOrientation(QSize screen) {
     }
     screenSize_ = screen;
     if (screen.width() > screen.height()) {
+        // A portrait window whose screen came out wider than tall may only
+        // have shrunk from a larger step (a panel's size): its menu and
+        // command bar still take that step's font. At the width's own scale
+        // they give the screen its height back, and the resize that follows
+        // decides again.
+        if (height() > width() && look_.Scale() != FrameLook::ScaleFor(screen.width())) {
+            ApplyScale(screen);
+            if (!look_.Fit(screen) && !LoadSkin(look_.Path())) {
+                Exit();
+                return;
+            }
+        }
         if (!landscape_) {
             landscape_ = true;
             screens_->HideControls();
