@@ -8,6 +8,7 @@
 #include <QAccessible>
 #include <QApplication>
 #include <QKeyEvent>
+#include <QLineEdit>
 #include <QTest>
 #include <map>
 #include <memory>
@@ -887,6 +888,7 @@ TEST_F(GuiTest, TabReachesTheConnectScreensListOfServers) {
     ASSERT_NE(list, nullptr);
     box->setFocus(Qt::OtherFocusReason);
     ASSERT_TRUE(Pump([&] { return box->hasFocus(); }));
+    const QString before = qobject_cast<QLineEdit*>(box)->text();
     std::string path;
     bool reached = false;
     for (int step = 0; step < 12 && !reached; ++step) {
@@ -897,6 +899,13 @@ TEST_F(GuiTest, TabReachesTheConnectScreensListOfServers) {
         reached = focus == list;
     }
     EXPECT_TRUE(reached) << "Tab goes " << path;
+    // Reaching the list chooses nothing; an arrow then does.
+    auto* edit = qobject_cast<QLineEdit*>(box);
+    ASSERT_NE(edit, nullptr);
+    EXPECT_EQ(edit->text(), before);
+    PressKey(list, Qt::Key_Down);
+    PumpFor(5ms);
+    EXPECT_EQ(edit->text(), QStringLiteral("(Find Automatically)"));
 }
 }  // namespace
 }  // namespace vantor::testing

@@ -24,6 +24,25 @@ constexpr int kStatusTop = 244, kStatusHeight = 18;
 constexpr int kStatusAboveBar = 4, kListAboveStatus = 6;
 
 // A server row: its text set in from the edge like the edit field's.
+// A list given the focus makes its first row current when none is. That is
+// no choice of the user's: the row would show chosen while the box holds
+// another server, and Enter would connect to the box's. So the list takes
+// the focus with no row current, and the first arrow chooses.
+class ServerList final : public QListWidget {
+public:
+    using QListWidget::QListWidget;
+
+protected:
+    void focusInEvent(QFocusEvent* event) override {
+        const bool chosen = currentItem() != nullptr;
+        const QSignalBlocker quiet(this);
+        QListWidget::focusInEvent(event);
+        if (!chosen) {
+            setCurrentItem(nullptr);
+        }
+    }
+};
+
 class ServerRowDelegate final : public QStyledItemDelegate {
 public:
     using QStyledItemDelegate::QStyledItemDelegate;
@@ -51,7 +70,7 @@ ConnectScreen::ConnectScreen(QWidget* screen, std::function<void()> connect,
                              std::function<bool()> ready)
     : ready_(std::move(ready)),
       edit_(new QLineEdit(screen)),
-      list_(new QListWidget(screen)),
+      list_(new ServerList(screen)),
       status_(new QLabel(screen)) {
     edit_->setObjectName(QStringLiteral("Server Box"));
     list_->setObjectName(QStringLiteral("Server List"));
@@ -65,11 +84,9 @@ ConnectScreen::ConnectScreen(QWidget* screen, std::function<void()> connect,
     EnableTouch(*list_);
     edit_->setFrame(false);
     status_->setTextFormat(Qt::PlainText);
-    // Only the user's choice of a row goes into the box: a list that
-    // merely gains the focus makes its first row current, and that must not
-    // change the server. Nor does the list take the focus when another
-    // control gives it up.
-    list_->setFocusPolicy(Qt::ClickFocus);
+    // Only the user's choice of a row goes into the box (see ServerList):
+    // Tab reaches the list, and the arrows then choose.
+    list_->setFocusPolicy(Qt::StrongFocus);
     QObject::connect(list_, &QListWidget::currentItemChanged, edit_,
                      [this](QListWidgetItem* current) {
                          if (current != nullptr && list_->hasFocus()) {
