@@ -1,0 +1,56 @@
+#!/usr/bin/env python3
+"""Runs a command on a display of its own with the assistive technology bus
+up, as a screen reader's desktop has it: Xvfb, at-spi-bus-launcher, Qt's
+bridge switched on. The window tests that listen as a reader does only run
+there. Run under dbus-run-session; exits 77 (skipped), saying what is
+missing, where a piece is not installed."""
+import os
+import shutil
+import subprocess
+import sys
+import time
+
+
+def skip(why):
+    print("skipped: " + why)
+    sys.exit(77)
+
+
+def main():
+    command = sys.argv[1:]
+    if "DBUS_SESSION_BUS_ADDRESS" not in os.environ:
+        skip("no session bus (run under dbus-run-session)")
+    xvfb = shutil.which("Xvfb")
+    launcher = "/usr/libexec/at-spi-bus-launcher"
+    if xvfb is None:
+        skip("Xvfb is not installed (Debian package xvfb)")
+    if not os.path.exists(launcher):
+        skip("at-spi-bus-launcher is not installed (Debian package at-spi2-core)")
+    number = next((n for n in range(120, 250) if not os.path.exists("/tmp/.X%d-lock" % n)), None)
+    if number is None:
+        skip("no free display number")
+    started = []
+    try:
+        started.append(subprocess.Popen([xvfb, ":%d" % number, "-screen", "0", "1280x1024x24",
+                                         "-nolisten", "tcp"], stderr=subprocess.DEVNULL))
+        deadline = time.monotonic() + 10
+        while not os.path.exists("/tmp/.X11-unix/X%d" % number):
+            if time.monotonic() > deadline or started[0].poll() is not None:
+                skip("Xvfb did not start")
+            time.sleep(0.05)
+        env = dict(os.environ, DISPLAY=":%d" % number, QT_QPA_PLATFORM="xcb",
+                   QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
+        started.append(subprocess.Popen([launcher, "--launch-immediately"], env=env,
+                                        stderr=subprocess.DEVNULL))
+        return subprocess.call(command, env=env)
+    finally:
+        for process in reversed(started):
+            process.terminate()
+            try:
+                process.wait(timeout=5)
+            except subprocess.TimeoutExpired:
+                process.kill()
+
+
+if __name__ == "__main__":
+    sys.exit(main())
