@@ -10,6 +10,7 @@
 #include <QTest>
 #include <mutex>
 
+#include "SpeakerService.h"
 #include "protocol/Messages.h"
 #include "ui/GuiFixture.h"
 
@@ -44,6 +45,157 @@ TEST_F(GuiTest, TheServerListShowsAWholeRowInSmallWindows) {
         EXPECT_TRUE(list->viewport()->rect().contains(row))
             << at << ": " << list->item(0)->text().toStdString() << " is cut off";
     }
+}
+
+// Rooms of a multi-room system, as many as a house has, that change while
+// the window shows them; remembers which one a user chose.
+class ManyRooms final : public server::SpeakerService {
+public:
+    explicit ManyRooms(int count) {
+        for (int room = 0; room < count; ++room) {
+            rooms_.push_back(
+                {"room-" + std::to_string(room), "Room " + std::to_string(room), room == 0});
+        }
+    }
+    void Start(Changed changed) override {
+        std::lock_guard lock(mutex_);
+        changed_ = std::move(changed);
+    }
+    void Stop() override {}
+    std::vector<Speaker> Speakers() const override {
+        std::lock_guard lock(mutex_);
+        return rooms_;
+    }
+    void Select(const std::string& id, Done done) override {
+        {
+            std::lock_guard lock(mutex_);
+            chosen_.push_back(id);
+        }
+        done(server::kSuccess);
+    }
+    void Enable(const std::string& id, bool, Done done) override { Select(id, std::move(done)); }
+
+    // A room goes on elsewhere (another remote, the room's own panel).
+    void SwitchOn(int room) {
+        Changed changed;
+        std::vector<Speaker> rooms;
+        {
+            std::lock_guard lock(mutex_);
+            for (std::size_t i = 0; i < rooms_.size(); ++i) {
+                rooms_[i].enabled = static_cast<int>(i) == room;
+            }
+            changed = changed_;
+            rooms = rooms_;
+        }
+        if (changed) {
+            changed(rooms);
+        }
+    }
+    std::vector<std::string> Chosen() const {
+        std::lock_guard lock(mutex_);
+        return chosen_;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<Speaker> rooms_;
+    std::vector<std::string> chosen_;
+    Changed changed_;
+};
+
+class MenuFingerTest : public GuiTest {
+protected:
+    MenuFingerTest() { serverOptions_.speakers = rooms_; }
+
+    // The "Speakers" submenu, opened from the window's menu as a user does.
+    QMenu* OpenSpeakers() {
+        QMenu* menu = frame_->findChild<QMenu*>(QStringLiteral("Menu"));
+        if (menu == nullptr) {
+            return nullptr;
+        }
+        menu->popup(frame_->mapToGlobal(QPoint(0, 0)));
+        if (!Pump([&] { return menu->isVisible(); })) {
+            return nullptr;
+        }
+        for (QAction* action : menu->actions()) {
+            if (action->menu() != nullptr && action->text() == QStringLiteral("Speakers")) {
+                menu->setActiveAction(action);
+                QTest::keyClick(menu, Qt::Key_Right);
+                QMenu* speakers = action->menu();
+                return Pump([&] { return speakers->isVisible(); }) ? speakers : nullptr;
+            }
+        }
+        return nullptr;
+    }
+
+    std::shared_ptr<ManyRooms> rooms_ = std::make_shared<ManyRooms>(50);
+};
+
+QString RowAt(QMenu* menu, QPoint at) {
+    const QAction* action = menu->actionAt(at);
+    return action != nullptr ? action->text() : QString();
+}
+
+// The list of rooms changes (a room went on elsewhere) while a finger has
+// the menu scrolled down it: the menu keeps what the finger showed, and a
+// tap then chooses the room under the finger, not another.
+TEST_F(MenuFingerTest, ATapAfterTheRoomsChangeChoosesTheRoomUnderTheFinger) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    ASSERT_TRUE(Pump([&] { return frame_->Speakers().size() == 50; }));
+    QMenu* speakers = OpenSpeakers();
+    ASSERT_NE(speakers, nullptr);
+    const QRect firstRow = speakers->actionGeometry(speakers->actions().front());
+    const int row = firstRow.height();
+    const QPoint near(firstRow.center().x(), firstRow.center().y() + row);
+    FingerDown(speakers, near + QPoint(0, 8 * row));
+    for (int step = 1; step <= 8; ++step) {
+        FingerMove(speakers, near + QPoint(0, (8 - step) * row));
+    }
+    FingerUp(speakers, near);
+    PumpFor(500ms);
+    const QString scrolled = RowAt(speakers, near);
+    if (scrolled == QStringLiteral("Room 1") &&
+        speakers->height() < speakers->screen()->availableGeometry().height() - 2 * row) {
+        GTEST_SKIP() << "the screen holds all fifty rooms: the menu has nothing to scroll";
+    }
+    ASSERT_NE(scrolled, QStringLiteral("Room 1")) << "the finger did not scroll the menu";
+
+    rooms_->SwitchOn(7);
+    ASSERT_TRUE(Pump([&] { return frame_->Speakers()[7].enabled; }));
+    PumpFor(200ms);
+    ASSERT_TRUE(speakers->isVisible());
+    const QString under = RowAt(speakers, near);
+    EXPECT_EQ(under.toStdString(), scrolled.toStdString()) << "the menu jumped under the finger";
+    FingerDown(speakers, near);
+    FingerUp(speakers, near);
+    ASSERT_TRUE(Pump([&] { return !rooms_->Chosen().empty(); }));
+    EXPECT_EQ(rooms_->Chosen().front(),
+              "room-" + under.mid(QStringLiteral("Room ").size()).toStdString());
+}
+
+// Fifty rooms make a menu longer than the window: on a phone the window is
+// the screen, on a desktop or a panel it is not, and the menu stays inside
+// the window all the same (it scrolls) rather than running down the
+// screen past the window's bottom.
+TEST_F(MenuFingerTest, TheLongSpeakersMenuStaysInsideTheWindow) {
+    WriteSettings();
+    StartWindow([](ui::FrameOptions& options) {
+        options.screen = QSize(480, 640);
+        options.screenIsWindow = true;
+    });
+    ASSERT_TRUE(OnMainWithSong());
+    ASSERT_TRUE(Pump([&] { return frame_->Speakers().size() == 50; }));
+    QMenu* speakers = OpenSpeakers();
+    ASSERT_NE(speakers, nullptr);
+    PumpFor(200ms);
+    const QRect window = frame_->frameGeometry();
+    EXPECT_TRUE(window.contains(speakers->geometry()))
+        << "the menu lies at " << speakers->geometry().x() << "," << speakers->geometry().y() << " "
+        << speakers->width() << "x" << speakers->height() << ", the window at " << window.x() << ","
+        << window.y() << " " << window.width() << "x" << window.height() << " on a screen of "
+        << frame_->screen()->geometry().height();
 }
 
 }  // namespace
