@@ -198,5 +198,39 @@ TEST_F(MenuFingerTest, TheLongSpeakersMenuStaysInsideTheWindow) {
         << frame_->screen()->geometry().height();
 }
 
+// A finger put on the window's menu and drawn down it (to read it, or to
+// scroll a list under it) chooses nothing when it lifts, as on the
+// speakers' menu: here it would have disconnected.
+TEST_F(MenuFingerTest, AFingerDrawnDownTheWindowsMenuChoosesNothing) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    QMenu* menu = frame_->findChild<QMenu*>(QStringLiteral("Menu"));
+    ASSERT_NE(menu, nullptr);
+    menu->popup(frame_->mapToGlobal(QPoint(0, 0)));
+    ASSERT_TRUE(Pump([&] { return menu->isVisible(); }));
+    QAction* first = nullptr;
+    QAction* disconnect = nullptr;
+    for (QAction* action : menu->actions()) {
+        if (first == nullptr && !action->isSeparator()) {
+            first = action;
+        }
+        if (action->text() == QStringLiteral("Disconnect")) {
+            disconnect = action;
+        }
+    }
+    ASSERT_NE(first, nullptr);
+    ASSERT_NE(disconnect, nullptr);
+    const QPoint from = menu->actionGeometry(first).center();
+    const QPoint to = menu->actionGeometry(disconnect).center();
+    FingerDown(menu, from);
+    for (int step = 1; step <= 10; ++step) {
+        FingerMove(menu, from + (to - from) * step / 10);
+    }
+    FingerUp(menu, to);
+    PumpFor(300ms);
+    EXPECT_EQ(frame_->Screen(), "main");
+}
+
 }  // namespace
 }  // namespace vantor::testing
