@@ -3,6 +3,8 @@
 // each screen leaves a user to read and press, and the speakers' menu under
 // a finger while the list of rooms changes.
 
+#include <QtGui/private/qhighdpiscaling_p.h>
+
 #include <QListWidget>
 #include <QMenu>
 #include <QMenuBar>
@@ -229,6 +231,40 @@ TEST_F(MenuFingerTest, AFingerDrawnDownTheWindowsMenuChoosesNothing) {
     }
     FingerUp(menu, to);
     PumpFor(300ms);
+    EXPECT_EQ(frame_->Screen(), "main");
+}
+
+// The window moves to a screen of another pixel ratio while the speakers'
+// menu is open under a finger: nothing breaks, and a tap still chooses the
+// room under it.
+TEST_F(MenuFingerTest, ANewPixelRatioWhileTheMenuIsOpenLeavesItWorking) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    ASSERT_TRUE(Pump([&] { return frame_->Speakers().size() == 50; }));
+    QMenu* speakers = OpenSpeakers();
+    ASSERT_NE(speakers, nullptr);
+    const QRect firstRow = speakers->actionGeometry(speakers->actions().front());
+    const QPoint at(firstRow.center().x(), firstRow.center().y() + 2 * firstRow.height());
+    FingerDown(speakers, at);
+    QScreen* shown = frame_->screen();
+    ASSERT_NE(shown, nullptr);
+    for (const double ratio : {2.0, 1.0}) {
+        QHighDpiScaling::setScreenFactor(shown, ratio);
+        QEvent moved(QEvent::ScreenChangeInternal);
+        QCoreApplication::sendEvent(frame_.get(), &moved);
+        PumpFor(200ms);
+    }
+    FingerUp(speakers, at);
+    PumpFor(200ms);
+    if (speakers->isVisible()) {
+        const QString under = RowAt(speakers, at);
+        FingerDown(speakers, at);
+        FingerUp(speakers, at);
+        ASSERT_TRUE(Pump([&] { return !rooms_->Chosen().empty(); }));
+        EXPECT_EQ(rooms_->Chosen().front(),
+                  "room-" + under.mid(QStringLiteral("Room ").size()).toStdString());
+    }
     EXPECT_EQ(frame_->Screen(), "main");
 }
 
