@@ -14,6 +14,7 @@
 
 #include "SpeakerService.h"
 #include "protocol/Messages.h"
+#include "skin/SkinScreen.h"
 #include "ui/GuiFixture.h"
 
 namespace vantor::testing {
@@ -46,6 +47,39 @@ TEST_F(GuiTest, TheServerListShowsAWholeRowInSmallWindows) {
             << row.height();
         EXPECT_TRUE(list->viewport()->rect().contains(row))
             << at << ": " << list->item(0)->text().toStdString() << " is cut off";
+    }
+}
+
+// On the tall phones (1080x2400, 1440x3200) the now-playing screen leaves
+// no empty band: the art's square and the song's lines below it take the
+// height the deck leaves, with no more than the skin's own margin (6 units)
+// between the art and the margin strip above the title.
+TEST_F(GuiTest, TheNowPlayingScreenOfATallPhoneLeavesNoBandUnderTheArt) {
+    WriteSettings();
+    for (const QSize window : {QSize(360, 720), QSize(1080, 2400), QSize(1440, 3200)}) {
+        StopWindow();
+        StartWindow([&](ui::FrameOptions& options) {
+            options.screen = window;
+            options.screenIsWindow = true;
+            options.pixelRatio = 1;
+        });
+        ASSERT_TRUE(OnMainWithSong());
+        frame_->Command(ui::WindowCommand::NowPlaying);
+        ASSERT_TRUE(Pump([&] { return frame_->Screen() == "nowplaying"; }));
+        const ui::ScreenView& view = frame_->View();
+        const CSkin& skin = frame_->Skin();
+        const SkinWinComponent* art = skin.FindWinComponent("albumart");
+        ASSERT_NE(art, nullptr);
+        const SkinRect box = PlaceWindowOn(skin, *art, view.DeviceSize().width(),
+                                           view.DeviceSize().height(), "nowplaying");
+        const auto side = std::min(box.Width(), box.Height());
+        const int artBottom = static_cast<int>(box.top + side);
+        const int margin = view.ComponentRect("albumart.margin").top();
+        const int band = margin - artBottom;
+        const int allowed = skin.Scale().Height(6);
+        EXPECT_LE(band, allowed) << window.width() << "x" << window.height() << ": " << band
+                                 << " pixels of " << view.DeviceSize().height()
+                                 << " empty between the art and the title";
     }
 }
 
