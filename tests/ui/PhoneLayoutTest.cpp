@@ -5,6 +5,7 @@
 
 #include <QtGui/private/qhighdpiscaling_p.h>
 
+#include <QComboBox>
 #include <QListWidget>
 #include <QMenu>
 #include <QMenuBar>
@@ -81,6 +82,33 @@ TEST_F(GuiTest, TheNowPlayingScreenOfATallPhoneLeavesNoBandUnderTheArt) {
                                  << " pixels of " << view.DeviceSize().height()
                                  << " empty between the art and the title";
     }
+}
+
+// The presets' box now lies at the equaliser's bottom: the list it opens
+// stays inside the window (it opens upward, or scrolls) rather than running
+// down the screen below the window's bottom.
+TEST_F(GuiTest, TheEqualisersPresetListStaysInsideTheWindow) {
+    WriteSettings();
+    StartWindow([](ui::FrameOptions& options) {
+        options.screen = QSize(320, 400);
+        options.screenIsWindow = true;
+        options.pixelRatio = 1;
+    });
+    ASSERT_TRUE(OnMainWithSong());
+    frame_->Command(ui::WindowCommand::Equalizer);
+    ASSERT_TRUE(Pump([&] { return frame_->Screen() == "eq"; }));
+    auto* presets = frame_->findChild<QComboBox*>(QStringLiteral("Equalizer Presets"));
+    ASSERT_NE(presets, nullptr);
+    ASSERT_TRUE(Pump([&] { return presets->count() >= 4; }));
+    presets->showPopup();
+    QWidget* list = presets->view()->window();
+    ASSERT_TRUE(Pump([&] { return list->isVisible(); }));
+    const QRect window = frame_->frameGeometry();
+    EXPECT_TRUE(window.contains(list->geometry()))
+        << "the list lies at " << list->geometry().y() << " to " << list->geometry().bottom()
+        << ", the window ends at " << window.bottom() << " on a screen of "
+        << frame_->screen()->geometry().height();
+    presets->hidePopup();
 }
 
 // Rooms of a multi-room system, as many as a house has, that change while
