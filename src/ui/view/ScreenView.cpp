@@ -29,7 +29,23 @@ constexpr std::array<std::string_view, 3> kStateIndicators = {
 constexpr const char* kSelectServerText = "Select a server:";
 constexpr int kCaptionX = 18, kCaptionY = 124, kCaptionWidth = 200, kCaptionHeight = 20;
 constexpr int kIconTop = 14;
+// The height of the screen skins are drawn for, and what the connect
+// screen's panel keeps below it when it comes down (skin units).
+constexpr int kSkinScreenHeight = 320, kBelowConnectPanel = 8;
+constexpr std::string_view kConnectPanel = "connect.panel";
 }  // namespace
+
+std::int32_t ConnectLift(const CSkin& skin, std::int32_t screenHeight) {
+    const SkinComponent* panel = skin.FindComponent(kConnectPanel);
+    if (panel == nullptr || !panel->norm.present) {
+        return 0;
+    }
+    const SkinScale& scale = skin.Scale();
+    const std::int64_t shortfall = std::int64_t{scale.Y(kSkinScreenHeight)} - screenHeight;
+    const std::int64_t band =
+        screenHeight - panel->norm.destination.bottom - scale.Height(kBelowConnectPanel);
+    return static_cast<std::int32_t>(std::max<std::int64_t>(std::min(shortfall, band), 0));
+}
 
 ScreenView::ScreenView(const CSkin& skin, ScreenInput& input,
                        std::function<std::string_view()> shown, QWidget* parent)
@@ -184,10 +200,31 @@ void ScreenView::BuildBase() {
         ReleaseImagesNotShownIn(lock, skin_, shown_());
     }
     if (shown_() == kScreenConnect) {
+        LowerConnectPanel(base_);
         DrawConnectLook(base_);
     }
     if (DefaultNowPlayingView()) {
         DrawDefaultNowPlaying(base_);
+    }
+}
+
+void ScreenView::LowerConnectPanel(QImage& target) {
+    const std::int32_t lift = ConnectLift(skin_, target.height());
+    const SkinComponent* panel = skin_.FindComponent(kConnectPanel);
+    if (lift == 0 || panel == nullptr) {
+        return;
+    }
+    const SkinDrawGuard lock;
+    SkinRect reach = panel->norm.destination;
+    reach.bottom += lift;
+    DrawStateInto(lock, skin_, target, panel->norm, reach);
+    for (const SkinComponent& component : skin_.Components()) {
+        const SkinRect& at = component.norm.destination;
+        if (&component != panel && component.norm.present && IsShownIn(component, kScreenConnect) &&
+            at.top > panel->norm.destination.top && !component.name.starts_with("background.")) {
+            DrawStateAt(lock, skin_, target, component.norm, at.left,
+                        static_cast<std::int32_t>(at.top + lift));
+        }
     }
 }
 
@@ -243,13 +280,16 @@ QRect ScreenView::OverlayRect(Element element) const {
             if (!nowPlaying) {
                 return {};
             }
-            // The square that fits the skin's box, in its middle.
+            // The square that fits the skin's box, across its middle and
+            // on its bottom: on a screen taller than the square the art
+            // keeps to the title under it, and what is left lies above.
             const QRect box = WindowRect("albumart");
             if (box.isEmpty()) {
                 return defaultView ? Scaled(60, 12, 120, 120) : box;
             }
             const int side = std::min(box.width(), box.height());
-            return QRect(box.left() + (box.width() - side) / 2, box.top(), side, side);
+            return QRect(box.left() + (box.width() - side) / 2, box.bottom() + 1 - side, side,
+                         side);
         }
         case Element::VolumeBar:
             return ComponentRect(kVolumeBar.back);
@@ -258,7 +298,9 @@ QRect ScreenView::OverlayRect(Element element) const {
         case Element::NowPlayingPositionBar:
             return ComponentRect(kNowPlayingPositionBar.back);
         case Element::ProgressBar:
-            return ComponentRect(kProgressBar.back);
+            return ComponentRect(kProgressBar.back)
+                .translated(
+                    0, shown_() == kScreenConnect ? ConnectLift(skin_, DeviceSize().height()) : 0);
         case Element::EqTracks: {
             QRect rect;
             for (int track = 0; track < kEqTracks; ++track) {

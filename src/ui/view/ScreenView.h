@@ -80,6 +80,14 @@ struct ScreenContent {
     QImage albumArt;  // null: none
 };
 
+// The connect screen on a screen shorter than the skin's (320 units): the
+// band the skin leaves below its panel ("connect.panel") is given up first,
+// the panel reaching further down and what lies below its top ("progress-
+// bar.back") coming down with it, to 8 units above the bottom, so the list
+// of servers keeps its rows. Device pixels for the skin's scale; 0 on a
+// screen as tall as the skin's or taller, or without that panel.
+std::int32_t ConnectLift(const CSkin& skin, std::int32_t screenHeight);
+
 class ScreenView final : public QWidget {
 public:
     // `shown` names the screen shown by its skin key; it is asked whenever
@@ -261,6 +269,9 @@ private:
     void DrawAlbumArt(const QRect& box);
     void DrawArtPlaceholder(const QRect& box);
     void DrawDefaultNowPlaying(QImage& target);
+    // On a short screen, the connect screen's panel further down and the
+    // bar on it lower (ConnectLift).
+    void LowerConnectPanel(QImage& target);
     void DrawConnectLook(QImage& target);
     bool DefaultNowPlayingView() const;
     QFont SkinFontOr(std::string_view name, const QFont& fallback) const;
