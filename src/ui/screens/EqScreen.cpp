@@ -113,12 +113,15 @@ void EqScreen::Place(const CSkin& skin, QSize screen, const QFont& fallback) {
             colours.setColor(QPalette::Highlight, box->selectColor->ToQColor());
         }
         presets_->setPalette(colours);
-        // The list in the box's colours, no longer than the screen below it.
+        // The list in the box's colours.
         presets_->view()->setPalette(colours);
         presets_->view()->window()->setPalette(colours);
     }
+    // The list opens over the screen, moved up inside the window (the box
+    // is at the bottom): it may take the screen's height, and scrolls when
+    // it is longer.
     const int row = std::max(QFontMetrics(presets_->font()).height() + 4, 1);
-    presets_->setMaxVisibleItems(std::max((screen.height() - rect.bottom()) / row - 1, 3));
+    presets_->setMaxVisibleItems(std::max(screen.height() / row - 1, 3));
 }
 
 void EqScreen::SetShown(bool shown) {
