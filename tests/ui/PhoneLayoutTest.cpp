@@ -5,6 +5,7 @@
 
 #include <QtGui/private/qhighdpiscaling_p.h>
 
+#include <QApplication>
 #include <QComboBox>
 #include <QLabel>
 #include <QListWidget>
@@ -12,6 +13,7 @@
 #include <QMenuBar>
 #include <QScreen>
 #include <QTest>
+#include <QWheelEvent>
 #include <mutex>
 
 #include "SpeakerService.h"
@@ -275,6 +277,18 @@ TEST_F(MenuFingerTest, TheLongSpeakersMenuStaysInsideTheWindow) {
         << speakers->width() << "x" << speakers->height() << ", the window at " << window.x() << ","
         << window.y() << " " << window.width() << "x" << window.height() << " on a screen of "
         << frame_->screen()->geometry().height();
+    // The last room is reached by the wheel (as by a finger), inside still.
+    QAction* last = speakers->actions().back();
+    for (int turn = 0; turn < 60 && speakers->actionGeometry(last).isEmpty(); ++turn) {
+        const QPoint middle = speakers->rect().center();
+        QWheelEvent wheel(middle, speakers->mapToGlobal(middle), QPoint(), QPoint(0, -120),
+                          Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+        QApplication::sendEvent(speakers, &wheel);
+        PumpFor(10ms);
+    }
+    EXPECT_FALSE(speakers->actionGeometry(last).isEmpty()) << "the last room cannot be reached";
+    EXPECT_EQ(speakers->actionAt(speakers->actionGeometry(last).center()), last);
+    EXPECT_TRUE(window.contains(speakers->geometry()));
 }
 
 // A finger put on the window's menu and drawn down it (to read it, or to
