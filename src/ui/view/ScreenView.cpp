@@ -69,7 +69,26 @@ QRect ScreenView::ComponentRect(std::string_view name) const {
     if (component == nullptr || !component->norm.present || !IsShownIn(*component, shown_())) {
         return {};
     }
-    return ToQRect(component->norm.destination);
+    return ToQRect(Placed(*component));
+}
+
+SkinRect ScreenView::Placed(const SkinComponent& component) const {
+    SkinRect at = component.norm.destination;
+    if (shown_() != kScreenConnect) {
+        return at;
+    }
+    const SkinComponent* panel = skin_.FindComponent(kConnectPanel);
+    const std::int32_t lift = ConnectLift(skin_, DeviceSize().height());
+    if (lift == 0 || panel == nullptr) {
+        return at;
+    }
+    if (&component == panel) {
+        at.bottom += lift;
+    } else if (at.top > panel->norm.destination.top && !component.name.starts_with("background.")) {
+        at.top += lift;
+        at.bottom += lift;
+    }
+    return at;
 }
 
 QRect ScreenView::WindowRect(std::string_view name) const {
@@ -209,21 +228,18 @@ void ScreenView::BuildBase() {
 }
 
 void ScreenView::LowerConnectPanel(QImage& target) {
-    const std::int32_t lift = ConnectLift(skin_, target.height());
     const SkinComponent* panel = skin_.FindComponent(kConnectPanel);
-    if (lift == 0 || panel == nullptr) {
+    if (panel == nullptr || ConnectLift(skin_, target.height()) == 0) {
         return;
     }
     const SkinDrawGuard lock;
-    SkinRect reach = panel->norm.destination;
-    reach.bottom += lift;
-    DrawStateInto(lock, skin_, target, panel->norm, reach);
+    DrawStateInto(lock, skin_, target, panel->norm, Placed(*panel));
     for (const SkinComponent& component : skin_.Components()) {
-        const SkinRect& at = component.norm.destination;
+        const SkinRect at = Placed(component);
         if (&component != panel && component.norm.present && IsShownIn(component, kScreenConnect) &&
-            at.top > panel->norm.destination.top && !component.name.starts_with("background.")) {
+            at != component.norm.destination) {
             DrawStateAt(lock, skin_, target, component.norm, at.left,
-                        static_cast<std::int32_t>(at.top + lift));
+                        static_cast<std::int32_t>(at.top));
         }
     }
 }
@@ -298,9 +314,7 @@ QRect ScreenView::OverlayRect(Element element) const {
         case Element::NowPlayingPositionBar:
             return ComponentRect(kNowPlayingPositionBar.back);
         case Element::ProgressBar:
-            return ComponentRect(kProgressBar.back)
-                .translated(
-                    0, shown_() == kScreenConnect ? ConnectLift(skin_, DeviceSize().height()) : 0);
+            return ComponentRect(kProgressBar.back);
         case Element::EqTracks: {
             QRect rect;
             for (int track = 0; track < kEqTracks; ++track) {

@@ -269,8 +269,11 @@ private:
     void DrawAlbumArt(const QRect& box);
     void DrawArtPlaceholder(const QRect& box);
     void DrawDefaultNowPlaying(QImage& target);
-    // On a short screen, the connect screen's panel further down and the
-    // bar on it lower (ConnectLift).
+    // Where a component of the screen shown lies: where the skin puts it,
+    // but on the connect screen of a short screen, the panel further down
+    // and the bar on it lower (ConnectLift).
+    SkinRect Placed(const SkinComponent& component) const;
+    // Draws them there over the screen's picture.
     void LowerConnectPanel(QImage& target);
     void DrawConnectLook(QImage& target);
     bool DefaultNowPlayingView() const;
