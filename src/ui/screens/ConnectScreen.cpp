@@ -8,6 +8,7 @@
 
 #include "ui/lists/ListTouch.h"
 #include "ui/view/QtText.h"
+#include "ui/view/ScreenView.h"
 
 namespace vantor::ui {
 
@@ -99,7 +100,7 @@ ConnectScreen::ConnectScreen(QWidget* screen, std::function<void()> connect,
     SetShown(false, true);
 }
 
-void ConnectScreen::Place(const CSkin& skin, const QFont& font) {
+void ConnectScreen::Place(const CSkin& skin, QSize screen, const QFont& font) {
     const SkinScale& scale = skin.Scale();
     const auto box = [&](int top, int height) {
         return QRect(scale.X(kLeft), scale.Y(top), scale.Width(kWidth), scale.Height(height));
@@ -108,7 +109,10 @@ void ConnectScreen::Place(const CSkin& skin, const QFont& font) {
     QRect status = box(kStatusTop, kStatusHeight);
     const SkinComponent* bar = skin.FindComponent("progressbar.back");
     if (bar != nullptr && bar->norm.present) {
-        status.moveBottom(SkinClamp(bar->norm.destination.top) - scale.Height(kStatusAboveBar) - 1);
+        // The bar comes down with the panel on a short screen.
+        const std::int32_t barTop =
+            SkinClamp(bar->norm.destination.top) + ConnectLift(skin, screen.height());
+        status.moveBottom(barTop - scale.Height(kStatusAboveBar) - 1);
     }
     status_->setGeometry(status);
     QRect list = box(kListTop, kListHeight);

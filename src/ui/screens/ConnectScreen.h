@@ -33,13 +33,9 @@ public:
     WindowCommand Command() const override { return WindowCommand::Connect; }
     void Open() override { SetShown(true, ready_()); }
     void Close() override { SetShown(false, ready_()); }
-    void Place(const CSkin& skin, QSize /*screen*/, const QFont& font) override {
-        Place(skin, font);
-    }
-
     // Places the controls (in skin units, scaled) in the frame's font and
     // the colours of the skin's lists.
-    void Place(const CSkin& skin, const QFont& font);
+    void Place(const CSkin& skin, QSize screen, const QFont& font) override;
 
     // "(Find Automatically)" followed by the servers that are not empty.
     void SetServers(const std::array<std::string, kServerHistory>& servers);

@@ -18,6 +18,35 @@ constexpr int kPresetsX = 10, kPresetsY = 274, kPresetsWidth = 220, kPresetsHeig
 // box below them follow the bands, which stretch to the screen's bottom).
 constexpr int kSkinScreenHeight = 320, kLowerHalf = kSkinScreenHeight / 2;
 
+// The presets' box lies at the screen's bottom: the list it opens is moved
+// up to stay inside the window (Qt keeps it inside the screen alone, which
+// on a desktop or a panel runs below the window), scrolling when it is
+// longer than the window.
+class PresetsCombo final : public QComboBox {
+public:
+    using QComboBox::QComboBox;
+
+    void showPopup() override {
+        QComboBox::showPopup();
+        QWidget* list = view()->window();
+        const QWidget* top = window();
+        if (list == nullptr || top == nullptr || list == top) {
+            return;
+        }
+        const QRect inside(top->mapToGlobal(QPoint(0, 0)), top->size());
+        QRect at = list->geometry();
+        if (at.bottom() > inside.bottom()) {
+            at.moveBottom(inside.bottom());
+        }
+        if (at.top() < inside.top()) {
+            at.setTop(inside.top());
+        }
+        if (at != list->geometry()) {
+            list->setGeometry(at);
+        }
+    }
+};
+
 std::int32_t& Track(EqSettings& eq, int track) {
     return track < EqSettings::kBands ? eq.bands[static_cast<std::size_t>(track)] : eq.preamp;
 }
@@ -28,7 +57,7 @@ EqScreen::EqScreen(QWidget* screen, RequestSink& requests,
                    std::function<void(const EqSettings&)> changed)
     : requests_(requests),
       changed_(std::move(changed)),
-      presets_(new QComboBox(screen)),
+      presets_(new PresetsCombo(screen)),
       drag_(screen, [this](std::int32_t gain) {
           if (track_ >= 0) {
               Track(eq_, track_) = gain;
@@ -84,12 +113,15 @@ void EqScreen::Place(const CSkin& skin, QSize screen, const QFont& fallback) {
             colours.setColor(QPalette::Highlight, box->selectColor->ToQColor());
         }
         presets_->setPalette(colours);
-        // The list in the box's colours, no longer than the screen below it.
+        // The list in the box's colours.
         presets_->view()->setPalette(colours);
         presets_->view()->window()->setPalette(colours);
     }
+    // The list opens over the screen, moved up inside the window (the box
+    // is at the bottom): it may take the screen's height, and scrolls when
+    // it is longer.
     const int row = std::max(QFontMetrics(presets_->font()).height() + 4, 1);
-    presets_->setMaxVisibleItems(std::max((screen.height() - rect.bottom()) / row - 1, 3));
+    presets_->setMaxVisibleItems(std::max(screen.height() / row - 1, 3));
 }
 
 void EqScreen::SetShown(bool shown) {

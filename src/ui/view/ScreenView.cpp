@@ -30,7 +30,23 @@ constexpr std::array<std::string_view, 3> kStateIndicators = {
 constexpr const char* kSelectServerText = "Select a server:";
 constexpr int kCaptionX = 18, kCaptionY = 124, kCaptionWidth = 200, kCaptionHeight = 20;
 constexpr int kIconTop = 14;
+// The height of the screen skins are drawn for, and what the connect
+// screen's panel keeps below it when it comes down (skin units).
+constexpr int kSkinScreenHeight = 320, kBelowConnectPanel = 8;
+constexpr std::string_view kConnectPanel = "connect.panel";
 }  // namespace
+
+std::int32_t ConnectLift(const CSkin& skin, std::int32_t screenHeight) {
+    const SkinComponent* panel = skin.FindComponent(kConnectPanel);
+    if (panel == nullptr || !panel->norm.present) {
+        return 0;
+    }
+    const SkinScale& scale = skin.Scale();
+    const std::int64_t shortfall = std::int64_t{scale.Y(kSkinScreenHeight)} - screenHeight;
+    const std::int64_t band =
+        screenHeight - panel->norm.destination.bottom - scale.Height(kBelowConnectPanel);
+    return static_cast<std::int32_t>(std::max<std::int64_t>(std::min(shortfall, band), 0));
+}
 
 ScreenView::ScreenView(const CSkin& skin, ScreenInput& input,
                        std::function<std::string_view()> shown, QWidget* parent)
@@ -54,7 +70,26 @@ QRect ScreenView::ComponentRect(std::string_view name) const {
     if (component == nullptr || !component->norm.present || !IsShownIn(*component, shown_())) {
         return {};
     }
-    return ToQRect(component->norm.destination);
+    return ToQRect(Placed(*component));
+}
+
+SkinRect ScreenView::Placed(const SkinComponent& component) const {
+    SkinRect at = component.norm.destination;
+    if (shown_() != kScreenConnect) {
+        return at;
+    }
+    const SkinComponent* panel = skin_.FindComponent(kConnectPanel);
+    const std::int32_t lift = ConnectLift(skin_, DeviceSize().height());
+    if (lift == 0 || panel == nullptr) {
+        return at;
+    }
+    if (&component == panel) {
+        at.bottom += lift;
+    } else if (at.top > panel->norm.destination.top && !component.name.starts_with("background.")) {
+        at.top += lift;
+        at.bottom += lift;
+    }
+    return at;
 }
 
 QRect ScreenView::WindowRect(std::string_view name) const {
@@ -200,10 +235,28 @@ void ScreenView::BuildBase() {
         ReleaseImagesPaintedOnce(lock, skin_, shown_());
     }
     if (shown_() == kScreenConnect) {
+        LowerConnectPanel(base_);
         DrawConnectLook(base_);
     }
     if (DefaultNowPlayingView()) {
         DrawDefaultNowPlaying(base_);
+    }
+}
+
+void ScreenView::LowerConnectPanel(QImage& target) {
+    const SkinComponent* panel = skin_.FindComponent(kConnectPanel);
+    if (panel == nullptr || ConnectLift(skin_, target.height()) == 0) {
+        return;
+    }
+    const SkinDrawGuard lock;
+    DrawStateInto(lock, skin_, target, panel->norm, Placed(*panel));
+    for (const SkinComponent& component : skin_.Components()) {
+        const SkinRect at = Placed(component);
+        if (&component != panel && component.norm.present && IsShownIn(component, kScreenConnect) &&
+            at != component.norm.destination) {
+            DrawStateAt(lock, skin_, target, component.norm, at.left,
+                        static_cast<std::int32_t>(at.top));
+        }
     }
 }
 
@@ -259,13 +312,16 @@ QRect ScreenView::OverlayRect(Element element) const {
             if (!nowPlaying) {
                 return {};
             }
-            // The square that fits the skin's box, in its middle.
+            // The square that fits the skin's box, across its middle and
+            // on its bottom: on a screen taller than the square the art
+            // keeps to the title under it, and what is left lies above.
             const QRect box = WindowRect("albumart");
             if (box.isEmpty()) {
                 return defaultView ? Scaled(60, 12, 120, 120) : box;
             }
             const int side = std::min(box.width(), box.height());
-            return QRect(box.left() + (box.width() - side) / 2, box.top(), side, side);
+            return QRect(box.left() + (box.width() - side) / 2, box.bottom() + 1 - side, side,
+                         side);
         }
         case Element::VolumeBar:
             return ComponentRect(kVolumeBar.back);

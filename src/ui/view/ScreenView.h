@@ -80,6 +80,14 @@ struct ScreenContent {
     QImage albumArt;  // null: none
 };
 
+// The connect screen on a screen shorter than the skin's (320 units): the
+// band the skin leaves below its panel ("connect.panel") is given up first,
+// the panel reaching further down and what lies below its top ("progress-
+// bar.back") coming down with it, to 8 units above the bottom, so the list
+// of servers keeps its rows. Device pixels for the skin's scale; 0 on a
+// screen as tall as the skin's or taller, or without that panel.
+std::int32_t ConnectLift(const CSkin& skin, std::int32_t screenHeight);
+
 class ScreenView final : public QWidget {
 public:
     // `shown` names the screen shown by its skin key; it is asked whenever
@@ -279,6 +287,12 @@ private:
     void DrawAlbumArt(const QRect& box);
     void DrawArtPlaceholder(const QRect& box);
     void DrawDefaultNowPlaying(QImage& target);
+    // Where a component of the screen shown lies: where the skin puts it,
+    // but on the connect screen of a short screen, the panel further down
+    // and the bar on it lower (ConnectLift).
+    SkinRect Placed(const SkinComponent& component) const;
+    // Draws them there over the screen's picture.
+    void LowerConnectPanel(QImage& target);
     void DrawConnectLook(QImage& target);
     bool DefaultNowPlayingView() const;
     QFont SkinFontOr(std::string_view name, const QFont& fallback) const;

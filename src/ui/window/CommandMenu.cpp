@@ -18,6 +18,7 @@ CommandMenu::CommandMenu(QMainWindow& window, RequestSink& requests, Hooks hooks
     : window_(window), requests_(requests), hooks_(std::move(hooks)) {
     menu_ = window.menuBar()->addMenu(QStringLiteral("Menu"));
     menu_->setObjectName(QStringLiteral("Menu"));
+    EnableMenuTouch(*menu_);
     QObject::connect(menu_, &QMenu::aboutToShow, &window, [this] {
         hooks_.busy(1);
         Rebuild();

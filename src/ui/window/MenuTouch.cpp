@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QKeyEvent>
 #include <QMenu>
 #include <QMouseEvent>
 #include <QPointingDevice>
@@ -10,6 +11,8 @@
 #include <QWheelEvent>
 #include <algorithm>
 #include <cmath>
+
+#include "ui/lists/ListTouch.h"
 
 namespace vantor::ui {
 
@@ -27,13 +30,40 @@ public:
     explicit MenuFinger(QMenu& menu) : QObject(&menu), menu_(menu) {
         flick_.setInterval(kFlickStepMs);
         connect(&flick_, &QTimer::timeout, this, [this] { RunOn(); });
-        connect(&menu_, &QMenu::aboutToHide, this, [this] { flick_.stop(); });
+        connect(&menu_, &QMenu::aboutToHide, this, [this] {
+            flick_.stop();
+            // Every row again for its next opening.
+            if (windowed_) {
+                placing_ = true;
+                for (QAction* row : menu_.actions()) {
+                    row->setVisible(true);
+                }
+                placing_ = false;
+                windowed_ = false;
+            }
+        });
     }
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override {
         if (watched != &menu_) {
             return false;
+        }
+        if (event->type() == QEvent::Show) {
+            KeepInsideWindow(true);
+            return false;
+        }
+        if (event->type() == QEvent::Resize && !placing_ && !pending_) {
+            // Once its rows are all filled again.
+            pending_ = true;
+            QTimer::singleShot(0, this, [this] {
+                pending_ = false;
+                KeepInsideWindow(false);
+            });
+            return false;
+        }
+        if (event->type() == QEvent::Wheel || event->type() == QEvent::KeyPress) {
+            return ScrollByKeyOrWheel(event);
         }
         switch (event->type()) {
             case QEvent::MouseButtonPress:
@@ -92,6 +122,116 @@ protected:
     }
 
 private:
+    // Qt keeps a popup inside the screen, which on a desktop or a panel is
+    // larger than the window: the menu is moved inside the window, as a
+    // row's menu is. One with more rows than the window holds shows as
+    // many as it holds, from `first_` on, and those scroll (Qt's own
+    // scrolling would grow the menu toward the screen's top instead).
+    // Its rows change while it shows (the rooms), so a new size is checked
+    // too; the rows it was scrolled to stay.
+    void KeepInsideWindow(bool opening) {
+        QWidget* owner = menu_.parentWidget();
+        while (qobject_cast<QMenu*>(owner) != nullptr) {
+            owner = owner->parentWidget();
+        }
+        if (owner == nullptr || placing_ || !menu_.isVisible()) {
+            return;
+        }
+        if (opening) {
+            first_ = 0;
+            windowed_ = false;
+        }
+        const QWidget& window = *owner->window();
+        const QRect inside(window.mapToGlobal(QPoint(0, 0)), window.size());
+        if (!windowed_ && inside.contains(menu_.geometry())) {
+            return;
+        }
+        placing_ = true;
+        windowed_ = true;
+        ShowRows(inside.height());
+        menu_.setGeometry(QRect(MenuPointInside(menu_, *owner, menu_.pos()), menu_.sizeHint()));
+        placing_ = false;
+    }
+
+    // Shows the rows from `first_` on that a menu `height` high holds,
+    // from an earlier one when the last rows leave room (the rows are
+    // filled again one by one: `first_` is kept for when they are back).
+    void ShowRows(int height) {
+        const QList<QAction*> rows = menu_.actions();
+        const int count = static_cast<int>(rows.size());
+        from_ = std::clamp(first_, 0, std::max(count - 1, 0));
+        for (int i = 0; i < count; ++i) {
+            rows[i]->setVisible(i >= from_);
+        }
+        // The rows are of a height (bar a separator or two): as many as
+        // the menu's height holds less its frame, then fewer while too many.
+        const int row = RowHeight();
+        const int frame = menu_.sizeHint().height() - (count - from_) * row;
+        int last = std::min(count - 1, from_ + std::max((height - frame) / row, 1) - 1);
+        for (int i = last + 1; i < count; ++i) {
+            rows[i]->setVisible(false);
+        }
+        while (last > from_ && menu_.sizeHint().height() > height) {
+            rows[last--]->setVisible(false);
+        }
+        while (from_ > 0 && last == count - 1) {
+            rows[from_ - 1]->setVisible(true);
+            if (menu_.sizeHint().height() > height) {
+                rows[from_ - 1]->setVisible(false);
+                break;
+            }
+            --from_;
+        }
+        shown_ = last - from_ + 1;
+    }
+
+    // Rows toward the menu's end (positive) or its start.
+    void Scroll(int rows) {
+        if (!windowed_) {
+            // Qt's own scrolling, as its scroll arrows and the wheel move it.
+            const QPoint inside = menu_.rect().center();
+            QWheelEvent wheel(inside, menu_.mapToGlobal(inside), QPoint(),
+                              QPoint(0, rows > 0 ? -120 : 120), Qt::NoButton, Qt::NoModifier,
+                              Qt::NoScrollPhase, false);
+            QApplication::sendEvent(&menu_, &wheel);
+            return;
+        }
+        const int count = static_cast<int>(menu_.actions().size());
+        const int from = std::clamp(from_ + rows, 0, std::max(count - shown_, 0));
+        if (from == from_) {
+            return;
+        }
+        first_ = from_ = from;
+        placing_ = true;
+        const QList<QAction*> all = menu_.actions();
+        for (int i = 0; i < count; ++i) {
+            all[i]->setVisible(i >= from_ && i < from_ + shown_);
+        }
+        placing_ = false;
+    }
+
+    // In a menu showing part of its rows: the wheel scrolls it, and the
+    // arrow keys run on past the rows shown.
+    bool ScrollByKeyOrWheel(QEvent* event) {
+        if (!windowed_) {
+            return false;
+        }
+        if (event->type() == QEvent::Wheel) {
+            const int delta = static_cast<const QWheelEvent*>(event)->angleDelta().y();
+            Scroll(delta < 0 ? 1 : delta > 0 ? -1 : 0);
+            return true;
+        }
+        const int key = static_cast<const QKeyEvent*>(event)->key();
+        const QList<QAction*> rows = menu_.actions();
+        const int at = static_cast<int>(rows.indexOf(menu_.activeAction()));
+        if (key == Qt::Key_Down && at >= 0 && at == from_ + shown_ - 1) {
+            Scroll(1);
+        } else if (key == Qt::Key_Up && at >= 0 && at == from_) {
+            Scroll(-1);
+        }
+        return false;
+    }
+
     int RowHeight() const {
         for (QAction* action : menu_.actions()) {
             const int height = menu_.actionGeometry(action).height();
@@ -100,16 +240,6 @@ private:
             }
         }
         return std::max(1, menu_.fontMetrics().height());
-    }
-
-    // Rows toward the menu's end (positive) or its start, as its own
-    // scroll arrows and the wheel move it.
-    void Scroll(int rows) {
-        const QPoint inside = menu_.rect().center();
-        QWheelEvent wheel(inside, menu_.mapToGlobal(inside), QPoint(),
-                          QPoint(0, rows > 0 ? -120 : 120), Qt::NoButton, Qt::NoModifier,
-                          Qt::NoScrollPhase, false);
-        QApplication::sendEvent(&menu_, &wheel);
     }
 
     void RunOn() {
@@ -123,6 +253,12 @@ private:
 
     QMenu& menu_;
     QTimer flick_;
+    bool placing_ = false;
+    bool pending_ = false;   // a new size to check once Qt is done
+    bool windowed_ = false;  // shows `shown_` of its rows from `from_`
+    int first_ = 0;          // the first row the user scrolled to
+    int from_ = 0;
+    int shown_ = 0;
     bool down_ = false;
     bool dragging_ = false;
     int startY_ = 0;
