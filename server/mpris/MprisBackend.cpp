@@ -420,8 +420,14 @@ ResultCode MprisBackend::Play() {
         // only between calls, so Play is sent once it tells it is paused:
         // a Pause and a Play taken in one go it never sees, and it goes on
         // saying "Stopped" while it plays.
-        if (view_.can.pause && PlayerCall("Pause") == kSuccess) {
-            AwaitPlaybackStatus(QStringLiteral("Paused"));
+        if (view_.can.pause) {
+            if (PlayerCall("Pause") == kSuccess) {
+                AwaitPlaybackStatus(QStringLiteral("Paused"));
+            } else if (unanswered_) {
+                // The first call went unanswered: the player has taken
+                // nothing, and the calls after it would only queue behind.
+                return kPlayerFailed;
+            }
         }
         // A player that will not open it may still have something to play.
         PlayerCall("OpenUri", {QString::fromStdString(stoppedUrl_)});

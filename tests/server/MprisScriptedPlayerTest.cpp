@@ -959,6 +959,33 @@ TEST_F(MprisSlowPlayerTest, PlayAfterAStopToASlowPlayerIsAnsweredWithinAClientsW
     EXPECT_LT(held.count(), 5000) << "one Play held the loop " << held.count() << " ms";
 }
 
+// Play after a Stop to a player that answers nothing at all (a frozen
+// process): its first call, Pause, is left unanswered, so the command did
+// nothing and must be refused, not answered as done.
+TEST_F(MprisScriptedPlayerTest, PlayAfterAStopToAPlayerThatAnswersNothingIsRefused) {
+    QVariantMap file = Track("/t/1", "Night Drive (file)");
+    file.insert(Q("xesam:url"), Q("file:///music/night-drive.flac"));
+    OnPlayerThread([this] {
+        player_->SetRoot(Q("SupportedUriSchemes"), QStringList{Q("http")});
+        player_->Changed(kRoot, {{Q("SupportedUriSchemes"), QStringList{Q("http")}}});
+    });
+    player_->SetPlayer(Q("PlaybackStatus"), Q("Playing"));
+    player_->SetPlayer(Q("Metadata"), file);
+    ASSERT_TRUE(Eventually(
+        [&] { return Status().current && Status().current->title == "Night Drive (file)"; }));
+    ASSERT_EQ(backend_->Transport(TransportCommand::Stop, none_), kSuccess);
+    player_->SetPlayer(Q("PlaybackStatus"), Q("Stopped"));
+    player_->SetPlayer(Q("Metadata"), QVariantMap{});
+    ASSERT_TRUE(Eventually([&] { return !Status().current.has_value(); }));
+
+    for (const char* method : {"Pause", "Get", "OpenUri", "Play"}) {
+        player_->Hang(Q(method));
+    }
+    EXPECT_EQ(backend_->Transport(TransportCommand::Play, none_), kPlayerFailed)
+        << "answered as done though the player answered none of its calls";
+    EXPECT_FALSE(player_->Got("Play")) << "sent on after the first call went unanswered";
+}
+
 }  // namespace
 }  // namespace vantor::server::mpris
 
