@@ -398,6 +398,29 @@ protected:
     }
     PlayerStatus Status() { return backend_->Status(); }
 
+    // mpv playing a file that it opens by its URI, stopped by the server the
+    // way mpv stops: it forgets the track. Empty if it did not get there.
+    QVariantMap StopAFileAsMpvDoes() {
+        QVariantMap file = Track("/t/1", "Night Drive (file)");
+        file.insert(Q("xesam:url"), Q("file:///music/night-drive.flac"));
+        OnPlayerThread([this] {
+            player_->SetRoot(Q("SupportedUriSchemes"), QStringList{Q("http")});
+            player_->Changed(kRoot, {{Q("SupportedUriSchemes"), QStringList{Q("http")}}});
+            player_->PauseLikeMpv();
+        });
+        player_->SetPlayer(Q("PlaybackStatus"), Q("Playing"));
+        player_->SetPlayer(Q("Metadata"), file);
+        if (!Eventually([&] {
+                return Status().current && Status().current->title == "Night Drive (file)";
+            }) ||
+            backend_->Transport(TransportCommand::Stop, none_) != kSuccess) {
+            return {};
+        }
+        player_->SetPlayer(Q("PlaybackStatus"), Q("Stopped"));
+        player_->SetPlayer(Q("Metadata"), QVariantMap{});
+        return Eventually([&] { return !Status().current.has_value(); }) ? file : QVariantMap{};
+    }
+
     QThread thread_;
     ScriptedPlayer* player_ = nullptr;
     std::unique_ptr<MprisBackend> backend_;
@@ -899,21 +922,8 @@ TEST_F(MprisScriptedPlayerTest, AnAnswerOlderThanASignalDoesNotUndoIt) {
 // never sees, and it goes on saying "Stopped" while it plays. Play after the
 // server's Stop sends Play only once the player has seen the Pause.
 TEST_F(MprisScriptedPlayerTest, PlayAfterAStopWaitsUntilThePlayerHasSeenThePause) {
-    QVariantMap file = Track("/t/1", "Night Drive (file)");
-    file.insert(Q("xesam:url"), Q("file:///music/night-drive.flac"));
-    OnPlayerThread([this] {
-        player_->SetRoot(Q("SupportedUriSchemes"), QStringList{Q("http")});
-        player_->Changed(kRoot, {{Q("SupportedUriSchemes"), QStringList{Q("http")}}});
-        player_->PauseLikeMpv();
-    });
-    player_->SetPlayer(Q("PlaybackStatus"), Q("Playing"));
-    player_->SetPlayer(Q("Metadata"), file);
-    ASSERT_TRUE(Eventually(
-        [&] { return Status().current && Status().current->title == "Night Drive (file)"; }));
-    ASSERT_EQ(backend_->Transport(TransportCommand::Stop, none_), kSuccess);
-    player_->SetPlayer(Q("PlaybackStatus"), Q("Stopped"));
-    player_->SetPlayer(Q("Metadata"), QVariantMap{});
-    ASSERT_TRUE(Eventually([&] { return !Status().current.has_value(); }));
+    const QVariantMap file = StopAFileAsMpvDoes();
+    ASSERT_FALSE(file.isEmpty());
 
     EXPECT_EQ(backend_->Transport(TransportCommand::Play, none_), kSuccess);
     EXPECT_TRUE(player_->Got("OpenUri file:///music/night-drive.flac"));
@@ -930,21 +940,8 @@ TEST_F(MprisScriptedPlayerTest, PlayAfterAStopWaitsUntilThePlayerHasSeenThePause
 // player that takes 1.5 s over each, one request holds the loop past the
 // 5 s vantorctl waits for its answer.
 TEST_F(MprisSlowPlayerTest, PlayAfterAStopToASlowPlayerIsAnsweredWithinAClientsWait) {
-    QVariantMap file = Track("/t/1", "Night Drive (file)");
-    file.insert(Q("xesam:url"), Q("file:///music/night-drive.flac"));
-    OnPlayerThread([this] {
-        player_->SetRoot(Q("SupportedUriSchemes"), QStringList{Q("http")});
-        player_->Changed(kRoot, {{Q("SupportedUriSchemes"), QStringList{Q("http")}}});
-        player_->PauseLikeMpv();
-    });
-    player_->SetPlayer(Q("PlaybackStatus"), Q("Playing"));
-    player_->SetPlayer(Q("Metadata"), file);
-    ASSERT_TRUE(Eventually(
-        [&] { return Status().current && Status().current->title == "Night Drive (file)"; }));
-    ASSERT_EQ(backend_->Transport(TransportCommand::Stop, none_), kSuccess);
-    player_->SetPlayer(Q("PlaybackStatus"), Q("Stopped"));
-    player_->SetPlayer(Q("Metadata"), QVariantMap{});
-    ASSERT_TRUE(Eventually([&] { return !Status().current.has_value(); }));
+    const QVariantMap file = StopAFileAsMpvDoes();
+    ASSERT_FALSE(file.isEmpty());
 
     for (const char* method : {"Pause", "Get", "OpenUri", "Play"}) {
         player_->AnswerLate(Q(method), std::chrono::milliseconds(1500));
