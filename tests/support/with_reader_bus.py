@@ -39,7 +39,7 @@ def main():
                 skip("Xvfb did not start")
             time.sleep(0.05)
         env = dict(os.environ, DISPLAY=":%d" % number, QT_QPA_PLATFORM="xcb",
-                   QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
+                   QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", VANTOR_READER_BUS="1")
         started.append(subprocess.Popen([launcher, "--launch-immediately"], env=env,
                                         stderr=subprocess.DEVNULL))
         return subprocess.call(command, env=env)
