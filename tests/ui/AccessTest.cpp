@@ -633,6 +633,45 @@ TEST_F(GuiTest, TabbingOntoTheScreenTellsAReaderTheControlNotTheScreen) {
     EXPECT_EQ(heard.back(), told) << "the reader was last told of \"" << heard.back() << "\"";
 }
 
+// A menu closes, the view has the focus back and the chosen screen comes in
+// the same turn: a reader looks at what it was told of only after that, so
+// it must not have been told of the old screen's control, gone by then.
+std::vector<QAccessibleInterface*>* focusTold = nullptr;
+TEST_F(GuiTest, AFocusGivenBackAsTheScreenSwitchesTellsAReaderNothingGone) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    ASSERT_TRUE(Pump([&] { return frame_->Player().supportsEq; }));
+    if (!Pump([] { return QAccessible::isActive(); }, 2s)) {
+        GTEST_SKIP() << "no assistive technology bus (run under Xvfb with the AT-SPI bus)";
+    }
+    auto& view = const_cast<ui::ScreenView&>(frame_->View());
+    view.setFocus(Qt::TabFocusReason);
+    ASSERT_TRUE(Pump([&] { return view.hasFocus() && !view.FocusedControl().empty(); }));
+    auto& queue = const_cast<ui::PlayQueueList&>(frame_->Queue());
+    queue.setFocus(Qt::OtherFocusReason);
+    ASSERT_TRUE(Pump([&] { return queue.hasFocus(); }));
+    std::vector<QAccessibleInterface*> told;
+    focusTold = &told;
+    QAccessible::installUpdateHandler([](QAccessibleEvent* event) {
+        if (focusTold != nullptr && event->type() == QAccessible::Focus) {
+            focusTold->push_back(event->accessibleInterface());
+        }
+    });
+    view.setFocus(Qt::PopupFocusReason);
+    frame_->Command(ui::WindowCommand::Equalizer);
+    PumpFor(100ms);
+    QAccessible::installUpdateHandler(nullptr);
+    focusTold = nullptr;
+    ASSERT_EQ(frame_->Screen(), "eq");
+    for (QAccessibleInterface* control : told) {
+        ASSERT_NE(control, nullptr);
+        EXPECT_TRUE(control->isValid() && !control->state().invisible)
+            << "a reader was told of \"" << control->text(QAccessible::Name).toStdString()
+            << "\", which is not on the equaliser";
+    }
+}
+
 // A reader tabbing into a list hears which list it is, not "list" alone.
 TEST_F(GuiTest, TheQueueAndTheLibraryListHaveNames) {
     WriteSettings();

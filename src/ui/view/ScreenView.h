@@ -222,6 +222,8 @@ protected:
     bool focusNextPrevChild(bool next) override;
 
 private:
+    // The ring on `key` (none if it is not on the screen); no reader told.
+    void PlaceRing(std::string_view key);
     enum class AccessChange { Screen, Title, MediaLines, State, Toggles, Volume, Eq, Art };
     // Tells a listening reader what changed (nothing when none listens).
     void AccessChanged(AccessChange change);

@@ -250,7 +250,7 @@ bool ScreenView::SetControlValue(std::string_view key, std::int32_t value) {
     return false;
 }
 
-void ScreenView::FocusControl(std::string_view key) {
+void ScreenView::PlaceRing(std::string_view key) {
     const std::vector<AccessControl> controls = AccessControls();
     const auto rectOf = [&](std::string_view name) {
         for (const AccessControl& control : controls) {
@@ -266,9 +266,14 @@ void ScreenView::FocusControl(std::string_view key) {
     constexpr int kRing = 3;
     update(before.adjusted(-kRing, -kRing, kRing, kRing));
     update(after.adjusted(-kRing, -kRing, kRing, kRing));
+}
+
+void ScreenView::FocusControl(std::string_view key) {
+    PlaceRing(key);
     if (focused_.empty() || !hasFocus() || !QAccessible::isActive()) {
         return;
     }
+    const std::vector<AccessControl> controls = AccessControls();
     for (std::size_t i = 0; i < controls.size(); ++i) {
         if (controls[i].key == focused_) {
             QAccessibleEvent event(this, QAccessible::Focus);
@@ -370,10 +375,13 @@ void ScreenView::focusInEvent(QFocusEvent* event) {
         }
         FocusControl(stop.control);
     } else {
-        FocusControl(kept ? focused_ : std::string());
+        // Handed back (a menu closed, the window active again): whatever
+        // the menu chose, another screen perhaps, comes in this same turn,
+        // so a reader is told of the control only after it.
+        PlaceRing(kept ? focused_ : std::string());
     }
     // Qt tells a reader of the view itself once this returns, which would
-    // leave the reader on an unnamed screen: the control is told again after.
+    // leave the reader on an unnamed screen: the control is told after.
     if (!focused_.empty() && QAccessible::isActive()) {
         QTimer::singleShot(0, this, [this] {
             if (hasFocus() && !focused_.empty()) {
