@@ -9,6 +9,7 @@
 #include <QApplication>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QTest>
 #include <map>
 #include <memory>
@@ -946,5 +947,42 @@ TEST_F(GuiTest, TabReachesTheConnectScreensListOfServers) {
     PumpFor(5ms);
     EXPECT_EQ(edit->text(), QStringLiteral("(Find Automatically)"));
 }
+}  // namespace
+}  // namespace vantor::testing
+
+namespace vantor::testing {
+namespace {
+
+// Tab onto the list of servers when the box holds a server the list has
+// not: the list takes the focus with no row chosen, and a person at the
+// keyboard must still see that it has it (a ring, a marked row), or the
+// next arrow chooses a server they did not know they were choosing among.
+TEST_F(GuiTest, TheServerListShowsThatTabGaveItTheFocus) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    frame_->Command(ui::WindowCommand::Disconnect);
+    ASSERT_TRUE(Pump([&] { return frame_->Screen() == "connect"; }));
+    auto* edit = frame_->findChild<QLineEdit*>(QStringLiteral("Server Box"));
+    QWidget* list = frame_->findChild<QWidget*>(QStringLiteral("Server List"));
+    ASSERT_NE(edit, nullptr);
+    ASSERT_NE(list, nullptr);
+    edit->setFocus(Qt::OtherFocusReason);
+    ASSERT_TRUE(Pump([&] { return edit->hasFocus(); }));
+    edit->selectAll();
+    QTest::keyClicks(edit, QStringLiteral("media-room.local"));
+    PumpFor(20ms);
+    ASSERT_EQ(qobject_cast<QListWidget*>(list)->currentItem(), nullptr);
+    const QImage unfocused = list->grab().toImage();
+    for (int step = 0; step < 12 && !list->hasFocus(); ++step) {
+        PressKey(frame_.get(), Qt::Key_Tab);
+        PumpFor(5ms);
+    }
+    ASSERT_TRUE(list->hasFocus());
+    PumpFor(20ms);
+    const QImage focused = list->grab().toImage();
+    EXPECT_NE(focused, unfocused) << "the list looks the same with the focus as without it";
+}
+
 }  // namespace
 }  // namespace vantor::testing
