@@ -1111,3 +1111,28 @@ TEST_F(GuiTest, TheMenusEntriesAreDrawnWholeAtAPhonesWidth) {
 
 }  // namespace
 }  // namespace vantor::testing
+
+namespace vantor::testing {
+namespace {
+
+// A person reading the Now Playing screen on a panel makes the window small
+// again: it is a portrait window all the way, and the screen they were on
+// stays (only a turn to landscape and back lands on the main screen).
+TEST_F(GuiTest, AWindowShrunkFromAPanelsSizeKeepsItsScreen) {
+    CopySkins();
+    WriteSettings();
+    StartWindow([](ui::FrameOptions& options) { options.screenIsWindow = true; });
+    ASSERT_TRUE(OnMainWithSong());
+    frame_->Command(ui::WindowCommand::NowPlaying);
+    ASSERT_EQ(frame_->Screen(), "nowplaying");
+    for (const QSize size : {QSize(1440, 3200), QSize(480, 640)}) {
+        frame_->resize(size);
+        EXPECT_TRUE(Pump([&] { return frame_->size() == size; }, 1s));
+        PumpFor(300ms);
+        EXPECT_EQ(frame_->Screen(), "nowplaying") << "at " << size.width() << "x" << size.height();
+    }
+    EXPECT_FALSE(frame_->Landscape());
+}
+
+}  // namespace
+}  // namespace vantor::testing
