@@ -1134,5 +1134,42 @@ TEST_F(GuiTest, AWindowShrunkFromAPanelsSizeKeepsItsScreen) {
     EXPECT_FALSE(frame_->Landscape());
 }
 
+// Not connected, on the connect screen, the window is resized through
+// sizes: at each portrait size the connect screen stays, with its box and
+// list of servers, not the main screen of a session there is not.
+class DisconnectedResizeTest : public GuiTest {
+protected:
+    void ResizeThrough(const std::vector<QSize>& sizes) {
+        CopySkins();
+        WriteSettings([](RegistryStore& store) { store.SetDword(kSettingsKey, "AutoConnect", 0); });
+        StartWindow([](ui::FrameOptions& options) {
+            options.screenIsWindow = true;
+            options.server.clear();
+        });
+        ASSERT_TRUE(Pump([&] { return frame_->Screen() == "connect"; }));
+        ASSERT_FALSE(frame_->Connected());
+        for (const QSize size : sizes) {
+            frame_->resize(size);
+            EXPECT_TRUE(Pump([&] { return frame_->size() == size; }, 1s));
+            PumpFor(300ms);
+            if (size.width() < size.height()) {
+                EXPECT_EQ(frame_->Screen(), "connect")
+                    << "at " << size.width() << "x" << size.height();
+            }
+        }
+        EXPECT_FALSE(frame_->Connected());
+    }
+};
+
+// Made a panel's size and small again: a portrait window all the way.
+TEST_F(DisconnectedResizeTest, ShrunkFromAPanelsSizeStaysOnTheConnectScreen) {
+    ResizeThrough({QSize(1440, 3200), QSize(480, 640)});
+}
+
+// Turned to landscape and back.
+TEST_F(DisconnectedResizeTest, TurnedAndBackStaysOnTheConnectScreen) {
+    ResizeThrough({QSize(800, 480), QSize(480, 640)});
+}
+
 }  // namespace
 }  // namespace vantor::testing
