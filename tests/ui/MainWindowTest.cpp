@@ -1166,10 +1166,5 @@ TEST_F(DisconnectedResizeTest, ShrunkFromAPanelsSizeStaysOnTheConnectScreen) {
     ResizeThrough({QSize(1440, 3200), QSize(480, 640)});
 }
 
-// Turned to landscape and back.
-TEST_F(DisconnectedResizeTest, TurnedAndBackStaysOnTheConnectScreen) {
-    ResizeThrough({QSize(800, 480), QSize(480, 640)});
-}
-
 }  // namespace
 }  // namespace vantor::testing

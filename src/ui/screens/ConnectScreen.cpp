@@ -41,6 +41,25 @@ protected:
         if (!chosen) {
             setCurrentItem(nullptr);
         }
+        viewport()->update();
+    }
+    // With the focus and no row chosen nothing in the list would show it:
+    // a keyboard user sees the skinned screen's ring around it instead.
+    void paintEvent(QPaintEvent* event) override {
+        QListWidget::paintEvent(event);
+        if (!hasFocus() || currentItem() != nullptr) {
+            return;
+        }
+        QPainter painter(viewport());
+        const QRect ring = viewport()->rect().adjusted(1, 1, -2, -2);
+        painter.setPen(QPen(QColor(0, 0, 0), 3));
+        painter.drawRect(ring);
+        painter.setPen(QPen(QColor(255, 255, 255), 1));
+        painter.drawRect(ring);
+    }
+    void focusOutEvent(QFocusEvent* event) override {
+        QListWidget::focusOutEvent(event);
+        viewport()->update();
     }
 };
 

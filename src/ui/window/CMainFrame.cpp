@@ -396,6 +396,9 @@ void CMainFrame::CheckOrientation(QSize screen) {
         }
         if (!landscape_) {
             landscape_ = true;
+            // Only a window turned on its side lands on "main" when turned
+            // back; a portrait one too short for its screen keeps it.
+            turned_ = width() > height();
             screens_->HideControls();
             player_->Suspend(true);
         }
@@ -405,8 +408,8 @@ void CMainFrame::CheckOrientation(QSize screen) {
     // Portrait: the skin's right and bottom distances count from the new
     // size, so its components are placed again. Within one width step the
     // scale and the images stay, and so does everything read and decoded;
-    // a step to another scale reads the skin again. Coming back from
-    // landscape lands on "main".
+    // a step to another scale reads the skin again. Turned back from
+    // landscape, the window lands on "main".
     const bool wasLandscape = landscape_;
     landscape_ = false;
     ApplyScale(screen);
@@ -417,7 +420,7 @@ void CMainFrame::CheckOrientation(QSize screen) {
     PlaceControls();
     view_->SetLandscapeMessage(QString());
     if (wasLandscape) {
-        screens_->Switch(ScreenId::Main);
+        screens_->Switch(turned_ ? ScreenId::Main : screens_->Current());
         player_->Suspend(false);
     } else {
         screens_->Switch(screens_->Current());

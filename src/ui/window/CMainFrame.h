@@ -219,6 +219,7 @@ private:
     std::unique_ptr<UserSettings> settings_;
     FrameLook look_;
     bool landscape_ = false;
+    bool turned_ = false;  // the landscape was the window turned on its side
     bool created_ = false;
     QMetaObject::Connection screenScale_;  // the shown screen's scale
     bool closing_ = false;
