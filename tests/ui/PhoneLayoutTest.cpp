@@ -359,5 +359,41 @@ TEST_F(MenuFingerTest, ANewPixelRatioWhileTheMenuIsOpenLeavesItWorking) {
     EXPECT_EQ(frame_->Screen(), "main");
 }
 
+// Fifty rooms in a 480x640 window: the speakers' menu shows some of them.
+// Keys reach every room as they do in a menu that shows all its rows: End
+// goes to the last room, Home to the first, and Up from the first room
+// wraps round to the last room, not to the last row that happens to show.
+TEST_F(MenuFingerTest, EndHomeAndUpFromTheFirstRoomReachTheEndsOfTheList) {
+    WriteSettings();
+    StartWindow([](ui::FrameOptions& options) {
+        options.screen = QSize(480, 640);
+        options.screenIsWindow = true;
+        options.pixelRatio = 1;
+    });
+    ASSERT_TRUE(OnMainWithSong());
+    ASSERT_TRUE(Pump([&] { return frame_->Speakers().size() == 50; }));
+    QMenu* speakers = OpenSpeakers();
+    ASSERT_NE(speakers, nullptr);
+    PumpFor(200ms);
+    ASSERT_TRUE(speakers->actionGeometry(speakers->actions().back()).isEmpty())
+        << "the window holds all fifty rooms: nothing to scroll";
+    const auto active = [&] {
+        return speakers->activeAction() != nullptr ? speakers->activeAction()->text().toStdString()
+                                                   : std::string("(none)");
+    };
+    ASSERT_EQ(active(), "Room 0");
+    QTest::keyClick(speakers, Qt::Key_End);
+    PumpFor(50ms);
+    EXPECT_EQ(active(), "Room 49") << "End";
+    QTest::keyClick(speakers, Qt::Key_Home);
+    PumpFor(50ms);
+    EXPECT_EQ(active(), "Room 0") << "Home";
+    speakers->setActiveAction(speakers->actions().front());
+    QTest::keyClick(speakers, Qt::Key_Up);
+    PumpFor(50ms);
+    EXPECT_EQ(active(), "Room 49") << "Up from the first room";
+    speakers->hide();
+}
+
 }  // namespace
 }  // namespace vantor::testing
