@@ -172,6 +172,11 @@ public:
             changed(rooms);
         }
     }
+    // A room renamed, as its owner may name it at length.
+    void Rename(int room, const std::string& name) {
+        std::lock_guard lock(mutex_);
+        rooms_[static_cast<std::size_t>(room)].name = name;
+    }
     std::vector<std::string> Chosen() const {
         std::lock_guard lock(mutex_);
         return chosen_;
@@ -392,6 +397,41 @@ TEST_F(MenuFingerTest, EndHomeAndUpFromTheFirstRoomReachTheEndsOfTheList) {
     QTest::keyClick(speakers, Qt::Key_Up);
     PumpFor(50ms);
     EXPECT_EQ(active(), "Room 49") << "Up from the first room";
+    speakers->hide();
+}
+
+// Rooms are named by their owners, some at length. A long name further
+// down the list, scrolled into a menu that opened at the window's right
+// edge, widens the menu: it stays inside the window all the same.
+TEST_F(MenuFingerTest, ALongNameScrolledInKeepsTheMenuInsideTheWindow) {
+    rooms_->Rename(45, "Room 45 by the garden shed");
+    WriteSettings();
+    StartWindow([](ui::FrameOptions& options) {
+        options.screen = QSize(480, 640);
+        options.screenIsWindow = true;
+        options.pixelRatio = 1;
+    });
+    ASSERT_TRUE(OnMainWithSong());
+    ASSERT_TRUE(Pump([&] { return frame_->Speakers().size() == 50; }));
+    QMenu* speakers = OpenSpeakers();
+    ASSERT_NE(speakers, nullptr);
+    PumpFor(200ms);
+    const QRect window = frame_->frameGeometry();
+    ASSERT_TRUE(window.contains(speakers->geometry()));
+    QAction* last = speakers->actions().back();
+    for (int turn = 0; turn < 60 && speakers->actionGeometry(last).isEmpty(); ++turn) {
+        const QPoint middle = speakers->rect().center();
+        QWheelEvent wheel(middle, speakers->mapToGlobal(middle), QPoint(), QPoint(0, -120),
+                          Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+        QApplication::sendEvent(speakers, &wheel);
+        PumpFor(10ms);
+    }
+    PumpFor(100ms);
+    ASSERT_FALSE(speakers->actionGeometry(last).isEmpty());
+    EXPECT_TRUE(window.contains(speakers->geometry()))
+        << "the menu lies at " << speakers->geometry().x() << "," << speakers->geometry().y() << " "
+        << speakers->width() << "x" << speakers->height() << ", the window at " << window.x() << ","
+        << window.y() << " " << window.width() << "x" << window.height();
     speakers->hide();
 }
 
