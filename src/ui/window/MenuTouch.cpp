@@ -129,11 +129,17 @@ private:
     // scrolling would grow the menu toward the screen's top instead).
     // Its rows change while it shows (the rooms), so a new size is checked
     // too; the rows it was scrolled to stay.
-    void KeepInsideWindow(bool opening) {
+    // The widget the menu belongs to, past the menus it opened from.
+    QWidget* Owner() const {
         QWidget* owner = menu_.parentWidget();
         while (qobject_cast<QMenu*>(owner) != nullptr) {
             owner = owner->parentWidget();
         }
+        return owner;
+    }
+
+    void KeepInsideWindow(bool opening) {
+        QWidget* owner = Owner();
         if (owner == nullptr || placing_ || !menu_.isVisible()) {
             return;
         }
@@ -224,6 +230,24 @@ private:
         const int key = static_cast<const QKeyEvent*>(event)->key();
         const QList<QAction*> rows = menu_.actions();
         const int at = static_cast<int>(rows.indexOf(menu_.activeAction()));
+        // Home, End and the wrap past either end go to the list's ends,
+        // not to the ends of the rows that happen to show.
+        // (A hidden row reads as disabled: only separators are passed over.)
+        const auto choosable = [](const QAction* row) { return !row->isSeparator(); };
+        const auto head = std::find_if(rows.begin(), rows.end(), choosable);
+        const auto tail = std::find_if(rows.rbegin(), rows.rend(), choosable);
+        if (head == rows.end()) {
+            return false;
+        }
+        const int firstRow = static_cast<int>(head - rows.begin());
+        const int lastRow = static_cast<int>(rows.rend() - tail) - 1;
+        const bool toEnd = key == Qt::Key_End || (key == Qt::Key_Up && at == firstRow);
+        if (toEnd || key == Qt::Key_Home || (key == Qt::Key_Down && at == lastRow)) {
+            const int count = static_cast<int>(rows.size());
+            Scroll(toEnd ? count : -count);  // as far as it goes
+            menu_.setActiveAction(rows[toEnd ? lastRow : firstRow]);
+            return true;
+        }
         if (key == Qt::Key_Down && at >= 0 && at == from_ + shown_ - 1) {
             Scroll(1);
         } else if (key == Qt::Key_Up && at >= 0 && at == from_) {
