@@ -213,6 +213,10 @@ private:
         for (int i = 0; i < count; ++i) {
             all[i]->setVisible(i >= from_ && i < from_ + shown_);
         }
+        // A longer row scrolled in widens the menu toward the right.
+        if (QWidget* owner = Owner(); owner != nullptr) {
+            menu_.move(MenuPointInside(menu_, *owner, menu_.pos()));
+        }
         placing_ = false;
     }
 
