@@ -364,6 +364,40 @@ TEST_F(MenuFingerTest, ANewPixelRatioWhileTheMenuIsOpenLeavesItWorking) {
     EXPECT_EQ(frame_->Screen(), "main");
 }
 
+// The window is made shorter while the speakers' menu is open (a phone
+// turned, a panel resized): both menus close, rather than being laid out
+// again under Qt while it rebuilds them, and the speakers open again
+// afterwards, inside the smaller window.
+TEST_F(MenuFingerTest, TheSpeakersOpenAgainAfterTheWindowIsResized) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    ASSERT_TRUE(Pump([&] { return frame_->Speakers().size() == 50; }));
+    frame_->resize(480, 800);
+    PumpFor(100ms);
+    QMenu* speakers = OpenSpeakers();
+    ASSERT_NE(speakers, nullptr);
+    PumpFor(100ms);
+    frame_->resize(480, 560);
+    PumpFor(300ms);
+    QMenu* menu = frame_->findChild<QMenu*>(QStringLiteral("Menu"));
+    ASSERT_NE(menu, nullptr);
+    EXPECT_FALSE(speakers->isVisible());
+    EXPECT_FALSE(menu->isVisible());
+    speakers->hide();
+    menu->hide();
+    PumpFor(100ms);
+    for (int again = 0; again < 2; ++again) {
+        speakers = OpenSpeakers();
+        ASSERT_NE(speakers, nullptr) << "opening " << again;
+        PumpFor(100ms);
+        EXPECT_TRUE(frame_->frameGeometry().contains(speakers->geometry()));
+        speakers->hide();
+        menu->hide();
+        PumpFor(100ms);
+    }
+}
+
 // Fifty rooms in a 480x640 window: the speakers' menu shows some of them.
 // Keys reach every room as they do in a menu that shows all its rows: End
 // goes to the last room, Home to the first, and Up from the first room

@@ -32,21 +32,23 @@ public:
         connect(&flick_, &QTimer::timeout, this, [this] { RunOn(); });
         connect(&menu_, &QMenu::aboutToHide, this, [this] {
             flick_.stop();
-            // Every row again for its next opening.
-            if (windowed_) {
-                placing_ = true;
-                for (QAction* row : menu_.actions()) {
-                    row->setVisible(true);
-                }
-                placing_ = false;
-                windowed_ = false;
-            }
+            ShowEveryRow();  // every row again for its next opening
         });
     }
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override {
         if (watched != &menu_) {
+            // The window takes a new size: the menu closes, every row back,
+            // before the window lays itself out again (and rebuilds the
+            // menus, which Qt closes and reopens meanwhile: rows hidden or
+            // shown under it then leave a submenu Qt never shows again). It
+            // fits the new size when it next opens.
+            if (event->type() == QEvent::Resize && menu_.isVisible()) {
+                flick_.stop();
+                menu_.hide();
+                ShowEveryRow();
+            }
             return false;
         }
         if (event->type() == QEvent::Show) {
@@ -122,13 +124,6 @@ protected:
     }
 
 private:
-    // Qt keeps a popup inside the screen, which on a desktop or a panel is
-    // larger than the window: the menu is moved inside the window, as a
-    // row's menu is. One with more rows than the window holds shows as
-    // many as it holds, from `first_` on, and those scroll (Qt's own
-    // scrolling would grow the menu toward the screen's top instead).
-    // Its rows change while it shows (the rooms), so a new size is checked
-    // too; the rows it was scrolled to stay.
     // The widget the menu belongs to, past the menus it opened from.
     QWidget* Owner() const {
         QWidget* owner = menu_.parentWidget();
@@ -138,6 +133,13 @@ private:
         return owner;
     }
 
+    // Qt keeps a popup inside the screen, which on a desktop or a panel is
+    // larger than the window: the menu is moved inside the window, as a
+    // row's menu is. One with more rows than the window holds shows as
+    // many as it holds, from `first_` on, and those scroll (Qt's own
+    // scrolling would grow the menu toward the screen's top instead).
+    // Its rows change while it shows (the rooms), so a new size is checked
+    // too; the rows it was scrolled to stay.
     void KeepInsideWindow(bool opening) {
         QWidget* owner = Owner();
         if (owner == nullptr || placing_ || !menu_.isVisible()) {
@@ -147,6 +149,7 @@ private:
             first_ = 0;
             windowed_ = false;
         }
+        owner->window()->installEventFilter(this);
         const QWidget& window = *owner->window();
         const QRect inside(window.mapToGlobal(QPoint(0, 0)), window.size());
         if (!windowed_ && inside.contains(menu_.geometry())) {
@@ -189,6 +192,18 @@ private:
             --from_;
         }
         shown_ = last - from_ + 1;
+    }
+
+    void ShowEveryRow() {
+        if (!windowed_) {
+            return;
+        }
+        placing_ = true;
+        for (QAction* row : menu_.actions()) {
+            row->setVisible(true);
+        }
+        placing_ = false;
+        windowed_ = false;
     }
 
     // Rows toward the menu's end (positive) or its start.
