@@ -172,6 +172,11 @@ public:
             changed(rooms);
         }
     }
+    // A room renamed, as its owner may name it at length.
+    void Rename(int room, const std::string& name) {
+        std::lock_guard lock(mutex_);
+        rooms_[static_cast<std::size_t>(room)].name = name;
+    }
     std::vector<std::string> Chosen() const {
         std::lock_guard lock(mutex_);
         return chosen_;
@@ -357,6 +362,111 @@ TEST_F(MenuFingerTest, ANewPixelRatioWhileTheMenuIsOpenLeavesItWorking) {
                   "room-" + under.mid(QStringLiteral("Room ").size()).toStdString());
     }
     EXPECT_EQ(frame_->Screen(), "main");
+}
+
+// The window is made shorter while the speakers' menu is open (a phone
+// turned, a panel resized): both menus close, rather than being laid out
+// again under Qt while it rebuilds them, and the speakers open again
+// afterwards, inside the smaller window.
+TEST_F(MenuFingerTest, TheSpeakersOpenAgainAfterTheWindowIsResized) {
+    WriteSettings();
+    StartWindow();
+    ASSERT_TRUE(OnMainWithSong());
+    ASSERT_TRUE(Pump([&] { return frame_->Speakers().size() == 50; }));
+    frame_->resize(480, 800);
+    PumpFor(100ms);
+    QMenu* speakers = OpenSpeakers();
+    ASSERT_NE(speakers, nullptr);
+    PumpFor(100ms);
+    frame_->resize(480, 560);
+    PumpFor(300ms);
+    QMenu* menu = frame_->findChild<QMenu*>(QStringLiteral("Menu"));
+    ASSERT_NE(menu, nullptr);
+    EXPECT_FALSE(speakers->isVisible());
+    EXPECT_FALSE(menu->isVisible());
+    speakers->hide();
+    menu->hide();
+    PumpFor(100ms);
+    for (int again = 0; again < 2; ++again) {
+        speakers = OpenSpeakers();
+        ASSERT_NE(speakers, nullptr) << "opening " << again;
+        PumpFor(100ms);
+        EXPECT_TRUE(frame_->frameGeometry().contains(speakers->geometry()));
+        speakers->hide();
+        menu->hide();
+        PumpFor(100ms);
+    }
+}
+
+// Fifty rooms in a 480x640 window: the speakers' menu shows some of them.
+// Keys reach every room as they do in a menu that shows all its rows: End
+// goes to the last room, Home to the first, and Up from the first room
+// wraps round to the last room, not to the last row that happens to show.
+TEST_F(MenuFingerTest, EndHomeAndUpFromTheFirstRoomReachTheEndsOfTheList) {
+    WriteSettings();
+    StartWindow([](ui::FrameOptions& options) {
+        options.screen = QSize(480, 640);
+        options.screenIsWindow = true;
+        options.pixelRatio = 1;
+    });
+    ASSERT_TRUE(OnMainWithSong());
+    ASSERT_TRUE(Pump([&] { return frame_->Speakers().size() == 50; }));
+    QMenu* speakers = OpenSpeakers();
+    ASSERT_NE(speakers, nullptr);
+    PumpFor(200ms);
+    ASSERT_TRUE(speakers->actionGeometry(speakers->actions().back()).isEmpty())
+        << "the window holds all fifty rooms: nothing to scroll";
+    const auto active = [&] {
+        return speakers->activeAction() != nullptr ? speakers->activeAction()->text().toStdString()
+                                                   : std::string("(none)");
+    };
+    ASSERT_EQ(active(), "Room 0");
+    QTest::keyClick(speakers, Qt::Key_End);
+    PumpFor(50ms);
+    EXPECT_EQ(active(), "Room 49") << "End";
+    QTest::keyClick(speakers, Qt::Key_Home);
+    PumpFor(50ms);
+    EXPECT_EQ(active(), "Room 0") << "Home";
+    speakers->setActiveAction(speakers->actions().front());
+    QTest::keyClick(speakers, Qt::Key_Up);
+    PumpFor(50ms);
+    EXPECT_EQ(active(), "Room 49") << "Up from the first room";
+    speakers->hide();
+}
+
+// Rooms are named by their owners, some at length. A long name further
+// down the list, scrolled into a menu that opened at the window's right
+// edge, widens the menu: it stays inside the window all the same.
+TEST_F(MenuFingerTest, ALongNameScrolledInKeepsTheMenuInsideTheWindow) {
+    rooms_->Rename(45, "Room 45 by the garden shed");
+    WriteSettings();
+    StartWindow([](ui::FrameOptions& options) {
+        options.screen = QSize(480, 640);
+        options.screenIsWindow = true;
+        options.pixelRatio = 1;
+    });
+    ASSERT_TRUE(OnMainWithSong());
+    ASSERT_TRUE(Pump([&] { return frame_->Speakers().size() == 50; }));
+    QMenu* speakers = OpenSpeakers();
+    ASSERT_NE(speakers, nullptr);
+    PumpFor(200ms);
+    const QRect window = frame_->frameGeometry();
+    ASSERT_TRUE(window.contains(speakers->geometry()));
+    QAction* last = speakers->actions().back();
+    for (int turn = 0; turn < 60 && speakers->actionGeometry(last).isEmpty(); ++turn) {
+        const QPoint middle = speakers->rect().center();
+        QWheelEvent wheel(middle, speakers->mapToGlobal(middle), QPoint(), QPoint(0, -120),
+                          Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+        QApplication::sendEvent(speakers, &wheel);
+        PumpFor(10ms);
+    }
+    PumpFor(100ms);
+    ASSERT_FALSE(speakers->actionGeometry(last).isEmpty());
+    EXPECT_TRUE(window.contains(speakers->geometry()))
+        << "the menu lies at " << speakers->geometry().x() << "," << speakers->geometry().y() << " "
+        << speakers->width() << "x" << speakers->height() << ", the window at " << window.x() << ","
+        << window.y() << " " << window.width() << "x" << window.height();
+    speakers->hide();
 }
 
 }  // namespace

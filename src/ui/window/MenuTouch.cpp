@@ -32,21 +32,23 @@ public:
         connect(&flick_, &QTimer::timeout, this, [this] { RunOn(); });
         connect(&menu_, &QMenu::aboutToHide, this, [this] {
             flick_.stop();
-            // Every row again for its next opening.
-            if (windowed_) {
-                placing_ = true;
-                for (QAction* row : menu_.actions()) {
-                    row->setVisible(true);
-                }
-                placing_ = false;
-                windowed_ = false;
-            }
+            ShowEveryRow();  // every row again for its next opening
         });
     }
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override {
         if (watched != &menu_) {
+            // The window takes a new size: the menu closes, every row back,
+            // before the window lays itself out again (and rebuilds the
+            // menus, which Qt closes and reopens meanwhile: rows hidden or
+            // shown under it then leave a submenu Qt never shows again). It
+            // fits the new size when it next opens.
+            if (event->type() == QEvent::Resize && menu_.isVisible()) {
+                flick_.stop();
+                menu_.hide();
+                ShowEveryRow();
+            }
             return false;
         }
         if (event->type() == QEvent::Show) {
@@ -122,6 +124,15 @@ protected:
     }
 
 private:
+    // The widget the menu belongs to, past the menus it opened from.
+    QWidget* Owner() const {
+        QWidget* owner = menu_.parentWidget();
+        while (qobject_cast<QMenu*>(owner) != nullptr) {
+            owner = owner->parentWidget();
+        }
+        return owner;
+    }
+
     // Qt keeps a popup inside the screen, which on a desktop or a panel is
     // larger than the window: the menu is moved inside the window, as a
     // row's menu is. One with more rows than the window holds shows as
@@ -130,10 +141,7 @@ private:
     // Its rows change while it shows (the rooms), so a new size is checked
     // too; the rows it was scrolled to stay.
     void KeepInsideWindow(bool opening) {
-        QWidget* owner = menu_.parentWidget();
-        while (qobject_cast<QMenu*>(owner) != nullptr) {
-            owner = owner->parentWidget();
-        }
+        QWidget* owner = Owner();
         if (owner == nullptr || placing_ || !menu_.isVisible()) {
             return;
         }
@@ -141,6 +149,7 @@ private:
             first_ = 0;
             windowed_ = false;
         }
+        owner->window()->installEventFilter(this);
         const QWidget& window = *owner->window();
         const QRect inside(window.mapToGlobal(QPoint(0, 0)), window.size());
         if (!windowed_ && inside.contains(menu_.geometry())) {
@@ -185,6 +194,18 @@ private:
         shown_ = last - from_ + 1;
     }
 
+    void ShowEveryRow() {
+        if (!windowed_) {
+            return;
+        }
+        placing_ = true;
+        for (QAction* row : menu_.actions()) {
+            row->setVisible(true);
+        }
+        placing_ = false;
+        windowed_ = false;
+    }
+
     // Rows toward the menu's end (positive) or its start.
     void Scroll(int rows) {
         if (!windowed_) {
@@ -207,6 +228,10 @@ private:
         for (int i = 0; i < count; ++i) {
             all[i]->setVisible(i >= from_ && i < from_ + shown_);
         }
+        // A longer row scrolled in widens the menu toward the right.
+        if (QWidget* owner = Owner(); owner != nullptr) {
+            menu_.move(MenuPointInside(menu_, *owner, menu_.pos()));
+        }
         placing_ = false;
     }
 
@@ -224,6 +249,24 @@ private:
         const int key = static_cast<const QKeyEvent*>(event)->key();
         const QList<QAction*> rows = menu_.actions();
         const int at = static_cast<int>(rows.indexOf(menu_.activeAction()));
+        // Home, End and the wrap past either end go to the list's ends,
+        // not to the ends of the rows that happen to show.
+        // (A hidden row reads as disabled: only separators are passed over.)
+        const auto choosable = [](const QAction* row) { return !row->isSeparator(); };
+        const auto head = std::find_if(rows.begin(), rows.end(), choosable);
+        const auto tail = std::find_if(rows.rbegin(), rows.rend(), choosable);
+        if (head == rows.end()) {
+            return false;
+        }
+        const int firstRow = static_cast<int>(head - rows.begin());
+        const int lastRow = static_cast<int>(rows.rend() - tail) - 1;
+        const bool toEnd = key == Qt::Key_End || (key == Qt::Key_Up && at == firstRow);
+        if (toEnd || key == Qt::Key_Home || (key == Qt::Key_Down && at == lastRow)) {
+            const int count = static_cast<int>(rows.size());
+            Scroll(toEnd ? count : -count);  // as far as it goes
+            menu_.setActiveAction(rows[toEnd ? lastRow : firstRow]);
+            return true;
+        }
         if (key == Qt::Key_Down && at >= 0 && at == from_ + shown_ - 1) {
             Scroll(1);
         } else if (key == Qt::Key_Up && at >= 0 && at == from_) {
