@@ -8,7 +8,6 @@ import os
 import shutil
 import subprocess
 import sys
-import time
 
 
 def skip(why):
@@ -26,19 +25,20 @@ def main():
         skip("Xvfb is not installed (Debian package xvfb)")
     if not os.path.exists(launcher):
         skip("at-spi-bus-launcher is not installed (Debian package at-spi2-core)")
-    number = next((n for n in range(120, 250) if not os.path.exists("/tmp/.X%d-lock" % n)), None)
-    if number is None:
-        skip("no free display number")
     started = []
     try:
-        started.append(subprocess.Popen([xvfb, ":%d" % number, "-screen", "0", "1280x1024x24",
-                                         "-nolisten", "tcp"], stderr=subprocess.DEVNULL))
-        deadline = time.monotonic() + 10
-        while not os.path.exists("/tmp/.X11-unix/X%d" % number):
-            if time.monotonic() > deadline or started[0].poll() is not None:
-                skip("Xvfb did not start")
-            time.sleep(0.05)
-        env = dict(os.environ, DISPLAY=":%d" % number, QT_QPA_PLATFORM="xcb",
+        # Xvfb takes a free display itself and writes its number: no race
+        # with another suite's display started in the same moment.
+        read_end, write_end = os.pipe()
+        started.append(subprocess.Popen([xvfb, "-displayfd", str(write_end), "-screen", "0",
+                                         "1280x1024x24", "-nolisten", "tcp"],
+                                        pass_fds=(write_end,), stderr=subprocess.DEVNULL))
+        os.close(write_end)
+        with os.fdopen(read_end) as told:
+            number = told.readline().strip()
+        if not number.isdigit():
+            skip("Xvfb did not start")
+        env = dict(os.environ, DISPLAY=":" + number, QT_QPA_PLATFORM="xcb",
                    QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", VANTOR_READER_BUS="1")
         started.append(subprocess.Popen([launcher, "--launch-immediately"], env=env,
                                         stderr=subprocess.DEVNULL))
