@@ -214,6 +214,13 @@ protected:
         return nullptr;
     }
 
+    // The window on the main screen with a song, its fifty rooms listed.
+    bool StartWithRooms(const std::function<void(ui::FrameOptions&)>& options = nullptr) {
+        WriteSettings();
+        StartWindow(options);
+        return OnMainWithSong() && Pump([&] { return frame_->Speakers().size() == 50; });
+    }
+
     std::shared_ptr<ManyRooms> rooms_ = std::make_shared<ManyRooms>(50);
 };
 
@@ -226,10 +233,7 @@ QString RowAt(QMenu* menu, QPoint at) {
 // the menu scrolled down it: the menu keeps what the finger showed, and a
 // tap then chooses the room under the finger, not another.
 TEST_F(MenuFingerTest, ATapAfterTheRoomsChangeChoosesTheRoomUnderTheFinger) {
-    WriteSettings();
-    StartWindow();
-    ASSERT_TRUE(OnMainWithSong());
-    ASSERT_TRUE(Pump([&] { return frame_->Speakers().size() == 50; }));
+    ASSERT_TRUE(StartWithRooms());
     QMenu* speakers = OpenSpeakers();
     ASSERT_NE(speakers, nullptr);
     const QRect firstRow = speakers->actionGeometry(speakers->actions().front());
@@ -266,13 +270,10 @@ TEST_F(MenuFingerTest, ATapAfterTheRoomsChangeChoosesTheRoomUnderTheFinger) {
 // the window all the same (it scrolls) rather than running down the
 // screen past the window's bottom.
 TEST_F(MenuFingerTest, TheLongSpeakersMenuStaysInsideTheWindow) {
-    WriteSettings();
-    StartWindow([](ui::FrameOptions& options) {
+    ASSERT_TRUE(StartWithRooms([](ui::FrameOptions& options) {
         options.screen = QSize(480, 640);
         options.screenIsWindow = true;
-    });
-    ASSERT_TRUE(OnMainWithSong());
-    ASSERT_TRUE(Pump([&] { return frame_->Speakers().size() == 50; }));
+    }));
     QMenu* speakers = OpenSpeakers();
     ASSERT_NE(speakers, nullptr);
     PumpFor(200ms);
@@ -334,10 +335,7 @@ TEST_F(MenuFingerTest, AFingerDrawnDownTheWindowsMenuChoosesNothing) {
 // menu is open under a finger: nothing breaks, and a tap still chooses the
 // room under it.
 TEST_F(MenuFingerTest, ANewPixelRatioWhileTheMenuIsOpenLeavesItWorking) {
-    WriteSettings();
-    StartWindow();
-    ASSERT_TRUE(OnMainWithSong());
-    ASSERT_TRUE(Pump([&] { return frame_->Speakers().size() == 50; }));
+    ASSERT_TRUE(StartWithRooms());
     QMenu* speakers = OpenSpeakers();
     ASSERT_NE(speakers, nullptr);
     const QRect firstRow = speakers->actionGeometry(speakers->actions().front());
@@ -369,10 +367,7 @@ TEST_F(MenuFingerTest, ANewPixelRatioWhileTheMenuIsOpenLeavesItWorking) {
 // again under Qt while it rebuilds them, and the speakers open again
 // afterwards, inside the smaller window.
 TEST_F(MenuFingerTest, TheSpeakersOpenAgainAfterTheWindowIsResized) {
-    WriteSettings();
-    StartWindow();
-    ASSERT_TRUE(OnMainWithSong());
-    ASSERT_TRUE(Pump([&] { return frame_->Speakers().size() == 50; }));
+    ASSERT_TRUE(StartWithRooms());
     frame_->resize(480, 800);
     PumpFor(100ms);
     QMenu* speakers = OpenSpeakers();
@@ -403,14 +398,11 @@ TEST_F(MenuFingerTest, TheSpeakersOpenAgainAfterTheWindowIsResized) {
 // goes to the last room, Home to the first, and Up from the first room
 // wraps round to the last room, not to the last row that happens to show.
 TEST_F(MenuFingerTest, EndHomeAndUpFromTheFirstRoomReachTheEndsOfTheList) {
-    WriteSettings();
-    StartWindow([](ui::FrameOptions& options) {
+    ASSERT_TRUE(StartWithRooms([](ui::FrameOptions& options) {
         options.screen = QSize(480, 640);
         options.screenIsWindow = true;
         options.pixelRatio = 1;
-    });
-    ASSERT_TRUE(OnMainWithSong());
-    ASSERT_TRUE(Pump([&] { return frame_->Speakers().size() == 50; }));
+    }));
     QMenu* speakers = OpenSpeakers();
     ASSERT_NE(speakers, nullptr);
     PumpFor(200ms);
@@ -439,14 +431,11 @@ TEST_F(MenuFingerTest, EndHomeAndUpFromTheFirstRoomReachTheEndsOfTheList) {
 // edge, widens the menu: it stays inside the window all the same.
 TEST_F(MenuFingerTest, ALongNameScrolledInKeepsTheMenuInsideTheWindow) {
     rooms_->Rename(45, "Room 45 by the garden shed");
-    WriteSettings();
-    StartWindow([](ui::FrameOptions& options) {
+    ASSERT_TRUE(StartWithRooms([](ui::FrameOptions& options) {
         options.screen = QSize(480, 640);
         options.screenIsWindow = true;
         options.pixelRatio = 1;
-    });
-    ASSERT_TRUE(OnMainWithSong());
-    ASSERT_TRUE(Pump([&] { return frame_->Speakers().size() == 50; }));
+    }));
     QMenu* speakers = OpenSpeakers();
     ASSERT_NE(speakers, nullptr);
     PumpFor(200ms);
